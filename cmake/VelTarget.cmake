@@ -1,0 +1,23 @@
+# What every target of ours has in common: warnings as errors, blocks, sanitizers.
+
+add_library(vel_options INTERFACE)
+target_compile_options(vel_options INTERFACE
+  -Wall -Wextra -Wshadow -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror -fblocks)
+if(VEL_SANITIZE)
+  target_compile_options(vel_options INTERFACE
+    -fsanitize=${VEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)
+  target_link_options(vel_options INTERFACE -fsanitize=${VEL_SANITIZE})
+endif()
+if(VEL_COVERAGE)
+  target_compile_options(vel_options INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+  target_link_options(vel_options INTERFACE -fprofile-instr-generate)
+endif()
+
+# vel_exports(target script): the target exports what the linker version script lists, and has no undefined symbol.
+function(vel_exports target script)
+  target_link_options(${target} PRIVATE -Wl,--version-script=${script})
+  if(NOT VEL_SANITIZE) # the sanitizers' run-time symbols come from the executable
+    target_link_options(${target} PRIVATE -Wl,-z,defs)
+  endif()
+  set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+endfunction()

@@ -1,0 +1,34 @@
+// CF objects from the outside: custom allocators, and counts for leak checks.
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <string>
+
+namespace vel::control {
+
+// What a custom allocator does. `allocate` may return null.
+struct AllocatorHooks {
+  std::function<void*(std::size_t size)> allocate;
+  std::function<void(void* pointer)> deallocate;
+};
+// An allocator for every function that takes one. [create: caller releases, after everything made with it]
+CFAllocatorRef createAllocator(AllocatorHooks hooks);
+
+// How many objects live now, by type name ("CFString", "CFNumber", ...); constant objects do not count.
+std::map<std::string, std::size_t> liveObjects();
+// The instances registered with CFPlugInAddInstanceForFactory for one factory.
+std::size_t plugInInstances(CFUUIDRef factoryID);
+// The current reference count of an object, for tests.
+std::size_t retainCount(CFTypeRef object);
+
+// "7F1A3AE6-3E3D-470A-BD15-A2DD7E1BB719". Parsing takes either case; null for anything else.
+std::string uuidString(CFUUIDRef uuid);
+CFUUIDRef createUUID(std::string_view text); // [create: caller releases]
+// The content of a string as UTF-8.
+std::string utf8(CFStringRef string);
+
+} // namespace vel::control

@@ -1,0 +1,12 @@
+// Boot time from the outside.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace vel::control {
+
+// What sysctl answers for the boot time, in microseconds since the Unix epoch; none: the kernel's own, read once.
+void setBootTime(std::optional<std::int64_t> microseconds);
+
+} // namespace vel::control

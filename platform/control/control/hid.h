@@ -1,0 +1,28 @@
+// HID services and sessions from the outside.
+#pragma once
+
+#include <IOKit/hid/IOHIDService.h>
+#include <control/ref.h>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace vel::control {
+
+struct HIDUsage {
+  std::uint32_t page = 0;
+  std::uint32_t usage = 0;
+};
+
+struct HIDService {
+  Ref<CFDictionaryRef> properties; // may be empty
+  std::vector<HIDUsage> usages;
+  std::optional<std::uint64_t> registryID; // none: IOHIDServiceGetRegistryID answers null
+};
+
+// [create: caller releases]
+IOHIDServiceRef createHIDService(HIDService service);
+IOHIDSessionRef createHIDSession();
+
+} // namespace vel::control

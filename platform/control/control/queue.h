@@ -1,0 +1,24 @@
+// Serial queues from the outside: each runs one block at a time, in order, on one of a few threads.
+#pragma once
+
+#include <dispatch/dispatch.h>
+
+#include <functional>
+#include <string>
+
+namespace vel::control {
+
+// A serial queue, until destroyQueue.
+dispatch_queue_t createQueue(std::string label);
+// Waits for what is queued and frees the queue. Whoever still holds the handle must not use it.
+void destroyQueue(dispatch_queue_t queue);
+
+// Runs `work` on the queue, later or before returning. On a null queue both run it at once, on the calling thread.
+void async(dispatch_queue_t queue, std::function<void()> work);
+void sync(dispatch_queue_t queue, const std::function<void()>& work);
+// Returns when everything that was queued before has run. Not to be called on the queue itself.
+void drain(dispatch_queue_t queue);
+// Whether the calling thread is running work of this queue.
+bool onQueue(dispatch_queue_t queue);
+
+} // namespace vel::control

@@ -1,0 +1,28 @@
+// State capture from the outside: list the handlers, ask one.
+#pragma once
+
+#include <os/state.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace vel::control {
+
+struct FreeRecord {
+  void operator()(os_state_data_s* record) const { std::free(record); }
+};
+using StateRecord = std::unique_ptr<os_state_data_s, FreeRecord>;
+
+// The registered handlers, oldest first.
+std::vector<os_state_handle_t> stateHandlers();
+dispatch_queue_t stateHandlerQueue(os_state_handle_t handler);
+// Runs one handler on its queue and waits; empty when it returned none. An unknown handle throws
+// std::invalid_argument. [any thread but that queue's]
+StateRecord captureState(os_state_handle_t handler, std::uint32_t api, const std::string& requestor);
+// The end of all registrations; no capture may be running.
+void dropStateHandlers();
+
+} // namespace vel::control

@@ -1,0 +1,43 @@
+// The I/O registry: look-up, navigation, properties, and connections to a service's user client.
+#pragma once
+
+#include <CoreFoundation/CFDictionary.h>
+#include <IOKit/IOTypes.h>
+
+CF_EXTERN_C_BEGIN
+
+#define kIOMasterPortDefault ((mach_port_t)0)
+#define kIOServicePlane "IOService"
+typedef char io_name_t[128];
+
+// Matching dictionaries, for IOServiceGetMatchingService, which consumes them. [create: caller releases]
+CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID);
+CFMutableDictionaryRef IOServiceNameMatching(const char* name);
+CFMutableDictionaryRef IOServiceMatching(const char* className);
+
+// The first service that matches, or 0. Consumes a reference to `matching`. [create: caller releases]
+io_service_t IOServiceGetMatchingService(mach_port_t masterPort, CFDictionaryRef matching);
+
+// The parent and the first child of an entry in a plane ("IOService" is the one there is). [create: caller releases]
+kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent);
+kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child);
+// The entry's name, NUL-terminated.
+kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
+// A property's value, or null. Options are not used. [create: caller releases]
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
+                                          IOOptionBits options);
+// Gives back a reference; 0, or an object without references, is kIOReturnBadArgument.
+kern_return_t IOObjectRelease(io_object_t object);
+
+// Opens a connection to the service's user client. Close it with IOServiceClose.
+kern_return_t IOServiceOpen(io_service_t service, mach_port_t owningTask, uint32_t type, io_connect_t* connection);
+kern_return_t IOServiceClose(io_connect_t connection);
+// Calls a method of the user client: `inputCount` 64-bit scalars and `inputStructSize` bytes in; out, through
+// `output` and `outputStruct`, at most as many as the counts say on entry, and on return as many as the method
+// reported, which may be more than it wrote. Null pointers mean none.
+kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, const uint64_t* input,
+                                  uint32_t inputCount, const void* inputStruct, size_t inputStructSize,
+                                  uint64_t* output, uint32_t* outputCount, void* outputStruct,
+                                  size_t* outputStructSize);
+
+CF_EXTERN_C_END

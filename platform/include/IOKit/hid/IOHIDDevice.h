@@ -1,0 +1,14 @@
+// HID devices.
+#pragma once
+
+#include <CoreFoundation/CFBase.h>
+#include <IOKit/IOTypes.h>
+
+CF_EXTERN_C_BEGIN
+
+typedef struct IOHIDDeviceObject* IOHIDDeviceRef;
+
+// The HID device on a registry entry, or null when the entry is none. [create: caller releases]
+IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef allocator, io_service_t service);
+
+CF_EXTERN_C_END

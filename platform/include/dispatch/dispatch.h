@@ -1,0 +1,18 @@
+// Serial queues as handles, and one-time initialisation. Queues are made and drained by whoever hosts a plug-in.
+#pragma once
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct dispatch_queue_s* dispatch_queue_t;
+typedef void (^dispatch_block_t)(void);
+
+// Zero before the first use; must have static storage.
+typedef long dispatch_once_t;
+// Runs the block if none was run for this predicate; returns when it has run, whoever ran it. [any thread]
+void dispatch_once(dispatch_once_t* predicate, dispatch_block_t block);
+
+#ifdef __cplusplus
+}
+#endif

@@ -1,0 +1,31 @@
+// The registry: which decoder reads which category.
+#pragma once
+
+#include "profile/profile_decoder.h"
+
+// Static members only; all are initialised before any code runs, and none changes afterwards. [any thread]
+class KIPLogDecoder {
+public:
+  KIPLogDecoder() = delete;
+
+  // The text of one report, from the decoder of its category.
+  static std::string to_string(const _VelProfileReport& report);
+  static std::string category_to_string(unsigned int category);
+  // Falls back to the number of the category, not of the component.
+  static std::string component_to_string(unsigned int category, unsigned int component);
+
+  static execution_decoder _exec;
+  static trace_decoder _trace;
+  static sensor_decoder _sensor;
+  static lantor_decoder _lantor;
+  static corvane_decoder _corvane;
+  static interrupt_decoder _interrupt;
+  static uart_decoder _uart;
+  static zorb_decoder _zorb;
+  static profile_decoder _control;
+  static scm_decoder _scm;
+  static profile_decoder _default;
+
+  // By category. A null element stands for _default, though there is none.
+  static profile_decoder* _decoders[10];
+};

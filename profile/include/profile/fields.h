@@ -1,0 +1,42 @@
+// A record's payload as typed values, for renderings other than the text.
+#pragma once
+
+#include "profile/layout.h"
+#include "profile/names.h"
+
+namespace vel::profile {
+
+// One shown field. Which members hold a value depends on row->kind:
+//   number, constant, quoted_number   number
+//   text                              bytes (up to the first NUL)
+//   subtype_name                      number (the id) and bytes (its name or digits)
+//   bytes, sliced_bytes               bytes (the raw bytes)
+//   character                         number and bytes (that one byte)
+//   fixed_point                       number (the raw 32-bit word) and real
+struct Field {
+  const Layout* layout;
+  unsigned group; // counts the shown layouts from 0: sets apart a layout that is shown twice
+  const Row* row;
+  std::uint64_t number;
+  double real;
+  std::string_view bytes; // [borrowed: from the record, or from the cursor until its next step]
+};
+
+// Walks the fields of one record in the order in which the text shows them. [one thread at a time]
+class FieldCursor {
+public:
+  // `record` points at 48 bytes that outlive the cursor.
+  explicit FieldCursor(const void* record) noexcept;
+
+  // Fills `field` with the next one; false when there is none.
+  bool next(Field& field) noexcept;
+
+private:
+  const unsigned char* record_;
+  ShownLayouts shown_;
+  unsigned group_ = 0;
+  std::size_t row_ = 0;
+  DecimalText digits_;
+};
+
+} // namespace vel::profile

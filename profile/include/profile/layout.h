@@ -1,0 +1,53 @@
+// The payload layouts as data: one row a field, written once and read by every rendering.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace vel::profile {
+
+enum class FieldKind : std::uint8_t {
+  number,        // unsigned, little-endian, `size` bytes; decimal
+  constant,      // the decimal number `parameter`, whatever the record holds
+  quoted_number, // as number, between apostrophes; the width pads the opening apostrophe alone
+  text,          // `size` bytes read up to the first NUL, between apostrophes
+  subtype_name,  // u32 named by the record's component, between apostrophes
+  bytes,         // byte dump of `size` bytes
+  sliced_bytes,  // byte dump of as many bytes as the u16 at offset `parameter` says, never more than `size`
+  character,     // one byte, inserted as it stands
+  fixed_point,   // signed 32 bits with 16 fraction bits, six significant digits
+};
+
+struct Row {
+  std::string_view key;
+  std::uint8_t offset; // from the start of the record
+  std::uint8_t size;   // bytes of the record that the value is read from; 0 for a constant
+  FieldKind kind;
+  std::uint8_t width; // least width of the value; 0: none
+  std::uint8_t parameter = 0;
+};
+
+// The name tells the layouts apart where keys do not ("arg1" stands in several).
+struct Layout {
+  std::string_view name;
+  std::span<const Row> rows;
+};
+
+// Every layout there is, in a fixed order. [any thread]
+std::span<const Layout> all_layouts() noexcept;
+
+// The layouts that a record shows, in their order; the same one twice where its fields are shown twice.
+struct ShownLayouts {
+  const Layout* items[2] = {};
+  std::uint8_t count = 0;
+
+  const Layout* const* begin() const noexcept { return items; }
+  const Layout* const* end() const noexcept { return items + count; }
+};
+
+// As the decoder of the record's category decides; `record` points at 48 bytes. [any thread]
+ShownLayouts shown_layouts(const void* record) noexcept;
+
+} // namespace vel::profile

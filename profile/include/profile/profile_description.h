@@ -1,0 +1,27 @@
+// The decoder's exported functions, for callers that know nothing of its classes.
+#ifndef PROFILE_PROFILE_DESCRIPTION_H
+#define PROFILE_PROFILE_DESCRIPTION_H
+
+#include "profile/VelProfileReport.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// The text of a report. It ends at the text's first NUL, and is null when the text is not UTF-8, as both may come
+// straight from the record. [any thread] [create: caller releases]
+CFStringRef CopyProfileDescription(const _VelProfileReport* report);
+
+// Writes the text and a newline to standard output; nothing if there is no text. [any thread]
+void vel_profile_print(const _VelProfileReport* report);
+
+// Exported for the programs that look for it; nothing here reads it.
+extern unsigned char __vel_profile_delta_enabled;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
