@@ -1,0 +1,1 @@
+#include "cf/object.h"
