@@ -1,0 +1,15 @@
+// The plug-in's log object and the one line that every failed check writes to it.
+#pragma once
+
+#include <os/log.h>
+
+#include <cstdint>
+
+// Created by the first open of the process; null before.
+os_log_t pluginLog();
+// Creates it, once per process.
+void createPluginLog();
+
+// Logs a failed check at the default level: the expression as the source has it, a message (empty, or what the system
+// calls the failing result; null counts as empty), the source line and the offending value. [any thread]
+void logAssertion(const char* expression, const char* message, int line, uint32_t value);

@@ -1,0 +1,129 @@
+// The driver channel: every read from the co-processor passes through one of these five.
+
+#include "Assertion.h"
+#include "TavikVELHIDStatistics.h"
+
+#include <IOKit/IOKitLib.h>
+#include <mach/mach_error.h>
+
+namespace {
+
+constexpr uint32_t kVELDriverCommand_GetProperty = 10;
+constexpr uint32_t kNamedServiceSelector_GetProperty = 2;
+
+// A connection to a driver service found by name; closes and releases what it got.
+class NamedService {
+public:
+  explicit NamedService(const char* name)
+      : _service(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name))) {}
+  ~NamedService() {
+    if (_connection != 0) {
+      IOServiceClose(_connection);
+    }
+    if (_service != 0) {
+      IOObjectRelease(_service);
+    }
+  }
+  NamedService(const NamedService&) = delete;
+  NamedService& operator=(const NamedService&) = delete;
+
+  bool found() const { return _service != 0; }
+  IOReturn open() { return IOServiceOpen(_service, mach_task_self(), 0, &_connection); }
+  io_connect_t connection() const { return _connection; }
+
+private:
+  io_service_t _service;
+  io_connect_t _connection = 0;
+};
+
+void logKernelResult(int line, IOReturn kr) {
+  logAssertion("kr == 0 ", mach_error_string(kr), line, static_cast<uint32_t>(kr));
+}
+
+} // namespace
+
+IOReturn TavikVELHIDStatistics::getProperty(Context* context, uint32_t property, void* buffer, size_t size,
+                                            size_t* length) {
+  VELDriverInterface** driver = context->_driver._interface;
+  if (driver == nullptr) {
+    logAssertion("context->_driver._interface", "", 1143, 0);
+    return kIOReturnNotReady;
+  }
+  size_t capacity = size;
+  IOReturn result =
+      (*driver)->command(driver, kVELDriverCommand_GetProperty, &property, sizeof property, buffer, &capacity);
+  if (length != nullptr && result == 0) {
+    *length = capacity;
+  }
+  return result;
+}
+
+IOReturn TavikVELHIDStatistics::getPropertyU32(Context* context, uint32_t property, uint32_t* value,
+                                               uint32_t defaultValue) {
+  size_t size = 0;
+  IOReturn result = getProperty(context, property, value, sizeof(uint32_t), &size);
+  if (result == 0 && size == sizeof(uint32_t)) {
+    return result;
+  }
+  if (result == 0) {
+    logAssertion("size == sizeof(uint32_t)", "", 1165, 0);
+  }
+  *value = defaultValue;
+  return result;
+}
+
+// The interface is not tested here: whoever has a command to send has looked at it.
+IOReturn TavikVELHIDStatistics::performCommand(Context* context, uint32_t command, void* input, size_t inputSize,
+                                               void* output, size_t* outputSize) {
+  VELDriverInterface** driver = context->_driver._interface;
+  IOReturn result = (*driver)->command(driver, command, input, inputSize, output, outputSize);
+  if (result != 0) {
+    logAssertion("result == 0 ", "", 1130, static_cast<uint32_t>(result));
+  }
+  return result;
+}
+
+// Callers want to know that a property could not be read, not why: every failure becomes one code.
+IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName, uint32_t property, void* buffer,
+                                                        size_t size, size_t* length) {
+  NamedService service(serviceName);
+  if (!service.found()) {
+    logAssertion("service", "", 1207, 0);
+    return kIOReturnError;
+  }
+  if (IOReturn kr = service.open(); kr != 0) {
+    logKernelResult(1210, kr);
+    return kIOReturnError;
+  }
+  const uint64_t property64 = property;
+  size_t capacity = size;
+  IOReturn kr = IOConnectCallMethod(service.connection(), kNamedServiceSelector_GetProperty, &property64, 1, nullptr, 0,
+                                    nullptr, nullptr, buffer, &capacity);
+  if (kr != 0) {
+    logKernelResult(1214, kr);
+    return kIOReturnError;
+  }
+  *length = capacity;
+  return kIOReturnSuccess;
+}
+
+// Unlike a property read, a command hands back the very code that failed: it tells the caller what became of the
+// command.
+IOReturn TavikVELHIDStatistics::performNamedServiceCommand(const char* serviceName, uint32_t command, void* input,
+                                                           size_t inputSize, void* output, size_t* outputSize) {
+  NamedService service(serviceName);
+  if (!service.found()) {
+    logAssertion("service", "", 1181, 0);
+    return kIOReturnError;
+  }
+  if (IOReturn kr = service.open(); kr != 0) {
+    logKernelResult(1184, kr);
+    return kr;
+  }
+  IOReturn kr = IOConnectCallMethod(service.connection(), command, nullptr, 0, input, inputSize, nullptr, nullptr,
+                                    output, outputSize);
+  if (kr != 0) {
+    logKernelResult(1188, kr);
+  }
+  return kr;
+}

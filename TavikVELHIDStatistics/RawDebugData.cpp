@@ -1,0 +1,73 @@
+#include "RawDebugData.h"
+
+#include "Assertion.h"
+#include "StateData.h"
+#include "TavikVELHIDStatistics.h"
+
+#include <profile/profile_description.h>
+
+#include <algorithm>
+#include <alloca.h>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr uint32_t kVELProperty_ProfileRecords = 209;
+constexpr uint32_t kVELCommand_ErrorRecords = 8;
+constexpr uint32_t kVELCommand_DriverRecords = 9;
+
+constexpr const char* kKindNames[] = {nullptr, "fw", "kext", "err"};
+
+} // namespace
+
+// The index only tells the records of a snapshot apart: every handler of a kind makes the same request, and what a
+// repeated request yields is the driver's affair.
+os_state_data_s* TavikVELHIDStatistics::stateHandler_RawDebugData(os_state_hints_s*, Context*, uint32_t index,
+                                                                  uint32_t recordCount, uint32_t kind) {
+  const size_t capacity = recordCount * sizeof(_VelProfileReport);
+  size_t length = capacity;
+  void* buffer = alloca(capacity);
+  std::memset(buffer, 0, capacity);
+  IOReturn kr;
+  switch (kind) {
+  case kVELProfileKind_Firmware:
+    kr = getNamedServiceProperty("KIP_profile", kVELProperty_ProfileRecords, buffer, length, &length);
+    break;
+  case kVELProfileKind_Driver:
+    kr = performNamedServiceCommand("TavikVELProfileDriver", kVELCommand_DriverRecords, nullptr, 0, buffer, &length);
+    break;
+  case kVELProfileKind_Error:
+    kr = performNamedServiceCommand("TavikVELProfileDriver", kVELCommand_ErrorRecords, nullptr, 0, buffer, &length);
+    break;
+  default:
+    return nullptr;
+  }
+  if (kr != 0) {
+    logAssertion("kr == 0", "", __LINE__, 0); // the channel has logged the result itself
+    return nullptr;
+  }
+  const size_t count = std::min(length, capacity) / sizeof(_VelProfileReport);
+  if (count == 0) {
+    return nullptr;
+  }
+  CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
+  if (array == nullptr) {
+    logAssertion("array", "", __LINE__, 0);
+    return nullptr;
+  }
+  const auto* reports = static_cast<const _VelProfileReport*>(buffer); // packed: any address will do
+  for (size_t i = 0; i < count; ++i) {
+    if (CFStringRef description = CopyProfileDescription(&reports[i])) {
+      CFArrayAppendValue(array, description);
+      CFRelease(description);
+    }
+  }
+  // The count is that of the records, also of those that have no line.
+  char title[64];
+  std::snprintf(title, sizeof title, "KIP Profile %u ;count=%lu ;type=%s", index, static_cast<unsigned long>(count),
+                kKindNames[kind]);
+  os_state_data_s* record = copyStateData(array, title);
+  CFRelease(array);
+  return record;
+}

@@ -1,0 +1,193 @@
+// Registration of a HID service: is it ours, what stands behind it, and which state handlers it gets.
+
+#include "Assertion.h"
+#include "RawDebugData.h"
+#include "TavikVELHIDStatistics.h"
+
+#include <IOKit/IOCFPlugIn.h>
+#include <IOKit/IOKitLib.h>
+
+namespace {
+
+// What one registration holds on its way. However it ends, the transport, a plug-in and the parent are given back;
+// unless the context was kept, its record is deleted, but nothing that the record already held is released or closed:
+// the registry objects and interfaces of a half-registered service stay with the process.
+struct Registration {
+  CFTypeRef transport = nullptr;
+  IOCFPlugInInterface** plugin = nullptr;
+  io_service_t parent = 0;
+  Context* context = nullptr;
+  bool kept = false;
+
+  Registration() = default;
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+  ~Registration() {
+    CFRelease(transport);
+    releasePlugin();
+    if (parent != 0) {
+      IOObjectRelease(parent);
+    }
+    if (!kept) {
+      delete context;
+    }
+  }
+
+  // Puts the plug-in of this type in front of `service` into `plugin`; false, and no log line, if there is none.
+  bool createPlugin(io_service_t service, CFUUIDRef type) {
+    SInt32 score = 0;
+    return IOCreatePlugInInterfaceForService(service, type, kIOCFPlugInInterfaceID, &plugin, &score) == 0 &&
+           plugin != nullptr;
+  }
+  HRESULT queryPlugin(CFUUIDRef interface, void* storage) {
+    return (*plugin)->QueryInterface(plugin, CFUUIDGetUUIDBytes(interface), static_cast<LPVOID*>(storage));
+  }
+  void releasePlugin() {
+    if (plugin != nullptr) {
+      (*plugin)->Release(plugin);
+      plugin = nullptr;
+    }
+  }
+};
+
+void logFailure(const char* expression, int line) {
+  logAssertion(expression, "", line, 0);
+}
+
+void logKernelResult(int line, IOReturn kr) {
+  logAssertion("kr == 0 ", "", line, static_cast<uint32_t>(kr));
+}
+
+struct ServiceClass {
+  bool supportsTallyStore;
+  bool isButton;
+  bool isSensor;
+};
+
+// All six questions are asked every time, in this order; none is skipped when the answer is already known.
+ServiceClass classify(IOHIDServiceRef service) {
+  const bool supportsTallyStore = TavikVELHIDStatistics::IOHIDServiceSupportsTallyStore(service);
+  const bool consumer = IOHIDServiceConformsTo(service, 0x0C, 0x01);
+  const bool telephony = IOHIDServiceConformsTo(service, 0x0B, 0x01);
+  const bool vendor3 = IOHIDServiceConformsTo(service, 0xFF00, 0x03);
+  const bool vendor9 = IOHIDServiceConformsTo(service, 0xFF00, 0x09);
+  const bool vendorA = IOHIDServiceConformsTo(service, 0xFF00, 0x0A);
+  const bool pressure = IOHIDServiceConformsTo(service, 0x20, 0x31);
+  return {supportsTallyStore, supportsTallyStore || consumer || telephony, vendor3 || vendor9 || vendorA || pressure};
+}
+
+} // namespace
+
+void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
+  // Is it a service of the co-processor, and a button or a sensor?
+  CFTypeRef transport = IOHIDServiceCopyProperty(service, CFSTR("Transport"));
+  if (transport == nullptr) {
+    return;
+  }
+  Registration registration;
+  registration.transport = transport;
+  if (CFGetTypeID(transport) != CFStringGetTypeID()) {
+    return logFailure("CFGetTypeID(transport) == CFStringGetTypeID()", 230);
+  }
+  if (!CFEqual(transport, CFSTR("VEL"))) {
+    return;
+  }
+  const ServiceClass kind = classify(service);
+  if (!kind.isButton && !kind.isSensor) {
+    return;
+  }
+
+  // The driver is the service's own registry entry, the device its grandparent.
+  const io_service_t entry =
+      IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(getIOHIDServiceRegistryID(service)));
+  auto* context = new Context{};
+  registration.context = context;
+  context->_driver._service = entry;
+  if (entry == 0) {
+    return logFailure("context->_driver._service", 255);
+  }
+  if (IOReturn kr = IORegistryEntryGetParentEntry(entry, kIOServicePlane, &registration.parent); kr != 0) {
+    return logKernelResult(262, kr);
+  }
+  if (registration.parent == 0) {
+    return logFailure("parent", 263);
+  }
+  if (IOReturn kr = IORegistryEntryGetParentEntry(registration.parent, kIOServicePlane, &context->_device._service);
+      kr != 0) {
+    return logKernelResult(267, kr);
+  }
+  if (context->_device._service == 0) {
+    return logFailure("context->_device._service", 268);
+  }
+
+  // The driver's interface. Without one the service is kept all the same; one that does not open is the end of it.
+  if (registration.createPlugin(entry, kVELDriverUserClientTypeID)) {
+    if (!SUCCEEDED(registration.queryPlugin(kVELDriverInterfaceID, &context->_driver._interface))) {
+      logFailure("((HRESULT)(Status) >= 0)", 275);
+    }
+    if (VELDriverInterface** driver = context->_driver._interface; driver == nullptr) {
+      logFailure("context->_driver._interface", 276);
+      registration.plugin = nullptr; // forgotten, not released: a plug-in without its interface is left alone
+    } else {
+      if (IOReturn kr = (*driver)->open(driver, 0); kr != 0) {
+        return logKernelResult(280, kr);
+      }
+      registration.releasePlugin();
+    }
+  }
+
+  // The device's interface, which brings the analytics. Whether it opens does not matter: batches come all the same.
+  if (registration.createPlugin(context->_device._service, kVELDeviceUserClientTypeID)) {
+    if (!SUCCEEDED(registration.queryPlugin(kVELDeviceInterfaceID, &context->_device._interface))) {
+      logFailure("((HRESULT)(Status) >= 0)", 292);
+    }
+    if (VELDeviceInterface** device = context->_device._interface; device == nullptr) {
+      logFailure("context->_device._interface", 293);
+    } else {
+      (*device)->open(device, 0);
+      if (kind.supportsTallyStore) {
+        (*device)->setDispatchQueue(device, _queue);
+        (*device)->setDataCallback(device, publishTSData, this);
+      }
+    }
+    registration.releasePlugin();
+  }
+
+  // The state handlers.
+  if (kind.isButton && IOHIDServiceConformsTo(service, 0x0C, 0x01)) {
+    context->_device._hid = IOHIDDeviceCreate(kCFAllocatorDefault, context->_device._service);
+    if (context->_device._hid == nullptr) {
+      return logFailure("context->_device._hid", 315);
+    }
+    addStateHandler(&TavikVELHIDStatistics::stateHandler_ZORBStats, context);
+    addStateHandler(&TavikVELHIDStatistics::stateHandler_ZORBAssets, context);
+  }
+  if (kind.isSensor) {
+    addStateHandler(&TavikVELHIDStatistics::stateHandler_SensorInfo, context);
+  }
+  if (!_rawDebugInstalled) {
+    _rawDebugInstalled = true;
+    addRawDebugHandlers(kVELProfileKind_Firmware, 48);
+    addRawDebugHandlers(kVELProfileKind_Driver, 8);
+    addRawDebugHandlers(kVELProfileKind_Error, 48);
+  }
+  CFArrayAppendValue(_contexts, context);
+  registration.kept = true;
+}
+
+void TavikVELHIDStatistics::addStateHandler(StateHandler handler, Context* context) {
+  os_state_add_handler(_queue, ^os_state_data_s*(os_state_hints_s* hints) {
+    return hints->api == OS_STATE_API_REQUEST ? (this->*handler)(hints, context) : nullptr;
+  });
+}
+
+// The raw records are for captures at a fault too.
+void TavikVELHIDStatistics::addRawDebugHandlers(uint32_t kind, uint32_t count) {
+  for (uint32_t index = 0; index < count; ++index) {
+    os_state_add_handler(_queue, ^os_state_data_s*(os_state_hints_s* hints) {
+      return hints->api >= OS_STATE_API_FAULT
+                 ? stateHandler_RawDebugData(hints, nullptr, index, kRawDebugRecordCount, kind)
+                 : nullptr;
+    });
+  }
+}

@@ -1,0 +1,242 @@
+#include "SensorInfo.h"
+
+#include "Assertion.h"
+#include "StateData.h"
+#include "TavikVELHIDStatistics.h"
+#include "TextStream.h"
+
+#include <IOKit/IOKitLib.h>
+#include <mach/mach_error.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace {
+
+constexpr uint32_t kVELCommand_Clients = 57;
+
+constexpr double kFraction = 0x1p-16;
+
+// Formats into 256 bytes and sets the text.
+__attribute__((format(printf, 3, 4))) void setFormatted(CFMutableDictionaryRef state, CFStringRef key,
+                                                        const char* format, ...) {
+  char text[256];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  dictSetCString(state, key, text);
+}
+
+// Sets the text under "extra0", "client3" and the like.
+void setNumbered(CFMutableDictionaryRef state, const char* keyFormat, unsigned number, const char* text) {
+  char name[32];
+  std::snprintf(name, sizeof name, "%s%d", keyFormat, static_cast<int>(number));
+  if (CFStringRef key = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)) {
+    dictSetCString(state, key, text);
+    CFRelease(key);
+  }
+}
+
+// One report in the making. The replies are zero at the start, so that a read that fails leaves zeros.
+class SensorReport {
+public:
+  SensorReport(TavikVELHIDStatistics& plugin, Context* context, CFMutableDictionaryRef state)
+      : _plugin(plugin), _context(context), _state(state) {}
+
+  // In the order of the report. False, after a log line, where the report ends without a record.
+  bool addReportInterval();
+  bool addSensorType();
+  void addIdentity();
+  void addTiming();
+  void addCalibration();
+  void addRegisters();
+  void addExtras();
+  bool addClients();
+
+private:
+  template <class Reply>
+  size_t read(uint32_t property, Reply& reply) {
+    size_t length = 0;
+    _plugin.getProperty(_context, property, &reply, sizeof reply, &length);
+    return std::min(length, sizeof reply);
+  }
+  void addNumber(CFStringRef key, uint32_t property);
+  void addText(CFStringRef key, uint32_t property);
+  void addMatrix(CFStringRef key, uint32_t property);
+
+  TavikVELHIDStatistics& _plugin;
+  Context* _context;
+  CFMutableDictionaryRef _state;
+};
+
+bool SensorReport::addReportInterval() {
+  uint32_t interval = 0;
+  IOReturn result = _plugin.getPropertyU32(_context, 0, &interval, 0);
+  if (result != 0) {
+    logAssertion("result == 0 ", mach_error_string(result), __LINE__, static_cast<uint32_t>(result));
+    return false;
+  }
+  dictSetSInt32(_state, CFSTR("reportInterval"), interval);
+  return true;
+}
+
+bool SensorReport::addSensorType() {
+  io_registry_entry_t interface = 0;
+  IOReturn kr = IORegistryEntryGetParentEntry(_context->_device._service, kIOServicePlane, &interface);
+  if (kr != 0) {
+    logAssertion("kr == 0 ", mach_error_string(kr), __LINE__, static_cast<uint32_t>(kr));
+    return false;
+  }
+  if (interface == 0) {
+    logAssertion("interface", "", __LINE__, 0);
+    return false;
+  }
+  io_name_t name = {};
+  IORegistryEntryGetName(interface, name);
+  dictSetCString(_state, CFSTR("sensorType"), name);
+  IOObjectRelease(interface);
+  return true;
+}
+
+void SensorReport::addNumber(CFStringRef key, uint32_t property) {
+  uint32_t value = 0;
+  _plugin.getPropertyU32(_context, property, &value, static_cast<uint32_t>(-1));
+  dictSetSInt32(_state, key, value);
+}
+
+void SensorReport::addText(CFStringRef key, uint32_t property) {
+  char text[32] = {};
+  read(property, text);
+  setFormatted(_state, key, "%.*s", static_cast<int>(sizeof text), text);
+}
+
+void SensorReport::addMatrix(CFStringRef key, uint32_t property) {
+  int32_t m[9] = {};
+  read(property, m);
+  setFormatted(_state, key, "%f %f %f | %f %f %f | %f %f %f", m[0] * kFraction, m[1] * kFraction, m[2] * kFraction,
+               m[3] * kFraction, m[4] * kFraction, m[5] * kFraction, m[6] * kFraction, m[7] * kFraction,
+               m[8] * kFraction);
+}
+
+void SensorReport::addIdentity() {
+  addText(CFSTR("manufacturer"), 15);
+  addText(CFSTR("model"), 16);
+  SensorLocation location = {};
+  read(68, location);
+  if (location.letter != 0) {
+    setFormatted(_state, CFSTR("location"), "%c alternate=%d", location.letter, location.alternate);
+  } else {
+    dictSetCString(_state, CFSTR("location"), "N/A");
+  }
+}
+
+void SensorReport::addTiming() {
+  addNumber(CFSTR("systickInterval"), 64);
+  addNumber(CFSTR("decimationEnabled"), 36);
+  SensorIntervals intervals = {};
+  read(67, intervals);
+  dictSetSInt32(_state, CFSTR("sensorBatchInterval"), intervals.sensorBatch);
+  dictSetSInt32(_state, CFSTR("muxBatchInterval"), intervals.muxBatch);
+  dictSetSInt32(_state, CFSTR("apBatchInterval"), intervals.apBatch);
+  dictSetSInt32(_state, CFSTR("apReportInterval"), intervals.apReport);
+  dictSetSInt32(_state, CFSTR("endpointBatchCount"), intervals.endpointBatchCount);
+}
+
+void SensorReport::addCalibration() {
+  addNumber(CFSTR("rawMode"), 10);
+  addNumber(CFSTR("factoryMode"), 13);
+  addNumber(CFSTR("calibrationComplete"), 61);
+  addNumber(CFSTR("startupTime"), 45);
+  addNumber(CFSTR("intCal"), 25);
+  addMatrix(CFSTR("calibrationMatrix"), 11);
+  int32_t offset[3] = {};
+  read(26, offset);
+  setFormatted(_state, CFSTR("calibrationOffset"), "%d %d %d", offset[0], offset[1], offset[2]);
+  int8_t m[9] = {};
+  read(24, m);
+  setFormatted(_state, CFSTR("orientationMatrix"), "%d %d %d, %d %d %d, %d %d %d", m[0], m[1], m[2], m[3], m[4], m[5],
+               m[6], m[7], m[8]);
+  addMatrix(CFSTR("compassSensitivityCalibrationMatrix"), 29);
+}
+
+// Every second pair is shown, and n bounds the pair's index, not how many are shown.
+void SensorReport::addRegisters() {
+  SensorRegisters registers = {};
+  read(56, registers);
+  std::string text;
+  for (uint32_t i = 0; i < std::min<uint32_t>(registers.n, std::size(registers.pairs)); i += 2) {
+    char pair[32];
+    std::snprintf(pair, sizeof pair, "R%02x=%02x ", registers.pairs[i].number, registers.pairs[i].value);
+    text += pair;
+  }
+  static_assert((std::size(SensorRegisters{}.pairs) + 1) / 2 * sizeof("Rffff=ffff ") < 255,
+                "the text stays below 256 bytes");
+  dictSetCString(_state, CFSTR("registers"), text.c_str());
+}
+
+// The four properties share one buffer, which is not cleared between them, and one count of entries.
+void SensorReport::addExtras() {
+  uint8_t buffer[kTextStreamCapacity] = {};
+  unsigned count = 0;
+  for (uint32_t property = 57; property <= 60; ++property) {
+    TextStream stream(buffer, read(property, buffer));
+    for (std::string entry; stream.next(entry); ++count) {
+      setNumbered(_state, "extra", count, entry.c_str());
+    }
+  }
+}
+
+bool SensorReport::addClients() {
+  SensorClient clients[kSensorClientCount] = {};
+  size_t length = sizeof clients;
+  IOReturn result = _plugin.performCommand(_context, kVELCommand_Clients, nullptr, 0, clients, &length);
+  if (result != 0) {
+    logAssertion("result == 0 ", "", __LINE__, static_cast<uint32_t>(result));
+    return false;
+  }
+  const size_t count = std::min(length, sizeof clients) / sizeof(SensorClient);
+  for (unsigned i = 0; i < count; ++i) {
+    const SensorClient& client = clients[i];
+    if (client.active != 0) {
+      char text[256];
+      std::snprintf(text, sizeof text, "%.*s: report=%d batch=%d threshold=%d timelimit=%d",
+                    static_cast<int>(sizeof client.name), client.name, client.reportInterval, client.batchInterval,
+                    client.threshold, client.timeLimit);
+      setNumbered(_state, "client", i, text); // by slot: unused ones leave gaps
+    }
+  }
+  return true;
+}
+
+} // namespace
+
+os_state_data_s* TavikVELHIDStatistics::stateHandler_SensorInfo(os_state_hints_s*, Context* context) {
+  if (context->_driver._interface == nullptr) {
+    logAssertion("context->_driver._interface", "", __LINE__, 0);
+    return nullptr;
+  }
+  CFMutableDictionaryRef state = createDictionary();
+  if (state == nullptr) {
+    logAssertion("state", "", __LINE__, 0);
+    return nullptr;
+  }
+  os_state_data_s* record = nullptr;
+  SensorReport report(*this, context, state);
+  if (report.addReportInterval() && report.addSensorType()) {
+    report.addIdentity();
+    report.addTiming();
+    report.addCalibration();
+    report.addRegisters();
+    report.addExtras();
+    if (report.addClients()) { // without the list of clients there is no report at all
+      copyDriverEventStats(state, context->_device._service);
+      record = copyStateData(state, "SensorInfo");
+    }
+  }
+  CFRelease(state);
+  return record;
+}

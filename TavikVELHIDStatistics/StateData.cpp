@@ -1,0 +1,54 @@
+#include "StateData.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+static_assert(sizeof(os_state_data_s) == 200 && offsetof(os_state_data_s, title) == 136,
+              "the system reads the record by these offsets");
+
+namespace {
+
+void setAndRelease(CFMutableDictionaryRef dictionary, CFStringRef key, CFTypeRef value) {
+  if (value != nullptr) {
+    CFDictionarySetValue(dictionary, key, value);
+    CFRelease(value);
+  }
+}
+
+} // namespace
+
+void dictSetSInt32(CFMutableDictionaryRef dictionary, CFStringRef key, uint32_t value) {
+  setAndRelease(dictionary, key, CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value));
+}
+
+void dictSetSInt64(CFMutableDictionaryRef dictionary, CFStringRef key, uint64_t value) {
+  setAndRelease(dictionary, key, CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
+}
+
+void dictSetCString(CFMutableDictionaryRef dictionary, CFStringRef key, const char* text) {
+  setAndRelease(dictionary, key, CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingASCII));
+}
+
+CFMutableDictionaryRef createDictionary() {
+  return CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                   &kCFTypeDictionaryValueCallBacks);
+}
+
+os_state_data_s* copyStateData(const void* propertyList, const char* title) {
+  CFDataRef data =
+      CFPropertyListCreateData(kCFAllocatorDefault, propertyList, kCFPropertyListBinaryFormat_v1_0, 0, nullptr);
+  if (data == nullptr) {
+    return nullptr;
+  }
+  const auto size = static_cast<size_t>(CFDataGetLength(data));
+  auto* record = static_cast<os_state_data_s*>(std::calloc(1, sizeof(os_state_data_s) + size));
+  if (record != nullptr) {
+    record->type = OS_STATE_DATA_SERIALIZED_PROPERTY_LIST;
+    record->dataSize = static_cast<uint32_t>(size);
+    std::memcpy(record->title, title, std::min(std::strlen(title), sizeof record->title - 1));
+    std::memcpy(record->data, CFDataGetBytePtr(data), size);
+  }
+  CFRelease(data);
+  return record;
+}

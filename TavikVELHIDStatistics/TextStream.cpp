@@ -1,0 +1,93 @@
+#include "TextStream.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <utility>
+
+namespace {
+
+constexpr size_t kMaximumText = 1023;
+
+enum Tag : uint8_t { number32 = 0, number64 = 1, text = 2, endOfEntry = 3, hexadecimal = 4, decimal = 5 };
+
+} // namespace
+
+TextStream::TextStream(std::span<const uint8_t, kTextStreamCapacity> buffer, size_t length)
+    : _buffer(buffer), _length(std::min(length, buffer.size())) {}
+
+bool TextStream::next(std::string& entry) {
+  while (_offset < _length) {
+    const uint8_t tag = take();
+    const bool entryEnded = std::exchange(_entryEnded, tag == endOfEntry);
+    if (entryEnded) {
+      entry = std::exchange(_text, {});
+    }
+    takeElement(tag);
+    if (entryEnded) {
+      return true; // even if it is empty
+    }
+  }
+  // What is left counts as an entry unless it is empty, ended by a tag or not.
+  entry = std::exchange(_text, {});
+  return !entry.empty();
+}
+
+uint8_t TextStream::take() {
+  const size_t offset = _offset++;
+  return offset < _buffer.size() ? _buffer[offset] : 0;
+}
+
+uint64_t TextStream::takeNumber(size_t bytes) {
+  uint64_t number = 0;
+  for (size_t i = 0; i < bytes; ++i) {
+    number |= static_cast<uint64_t>(take()) << (8 * i);
+  }
+  return number;
+}
+
+void TextStream::takeElement(uint8_t tag) {
+  switch (tag) {
+  case number32: {
+    const auto number = static_cast<uint32_t>(takeNumber(4));
+    return _hexadecimal ? appendNumber("%x", number) : appendNumber("%d", static_cast<int32_t>(number));
+  }
+  case number64: {
+    const auto number = static_cast<unsigned long long>(takeNumber(8));
+    return _hexadecimal ? appendNumber("%llx", number) : appendNumber("%lld", static_cast<long long>(number));
+  }
+  case text:
+    return takeText();
+  case hexadecimal:
+    _hexadecimal = true;
+    return;
+  case decimal:
+    _hexadecimal = false;
+    return;
+  default: // unknown tags have no payload
+    return;
+  }
+}
+
+// A piece of text is limited more tightly than a number: what remains up to the maximum is taken for the size of the
+// whole text, so that a piece adds nothing once the text is half full.
+void TextStream::takeText() {
+  const size_t length = _text.size();
+  const size_t size = kMaximumText - length;
+  size_t room = size > length + 1 ? size - length - 1 : 0;
+  while (const uint8_t character = take()) {
+    if (room > 0) {
+      _text.push_back(static_cast<char>(character));
+      --room;
+    }
+  }
+}
+
+void TextStream::appendNumber(const char* format, ...) {
+  char piece[32];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(piece, sizeof piece, format, arguments);
+  va_end(arguments);
+  _text.append(piece, 0, kMaximumText - _text.size());
+}

@@ -1,0 +1,34 @@
+// The firmware's free-form text: a stream of tagged elements that make up entries of text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+// The reply buffer of one property; four properties share it in turn.
+inline constexpr size_t kTextStreamCapacity = 256;
+
+// Reads entries from a reply. Elements end with the reply's length, but a payload that begins inside it and runs past
+// it goes on into the buffer as it stands; beyond the buffer all bytes read as zero.
+class TextStream {
+public:
+  TextStream(std::span<const uint8_t, kTextStreamCapacity> buffer, size_t length);
+
+  // Stores the next entry, of at most 1023 characters; false when there is none.
+  bool next(std::string& entry);
+
+private:
+  uint8_t take();
+  uint64_t takeNumber(size_t bytes);
+  void takeElement(uint8_t tag);
+  void takeText();
+  void appendNumber(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
+  std::span<const uint8_t, kTextStreamCapacity> _buffer;
+  size_t _length;
+  size_t _offset = 0;
+  bool _entryEnded = false; // a tag said so; acted on when the next element is read
+  bool _hexadecimal = false;
+  std::string _text;
+};

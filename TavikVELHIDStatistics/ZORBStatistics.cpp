@@ -1,0 +1,103 @@
+#include "ZORBStatistics.h"
+
+#include "Assertion.h"
+#include "StateData.h"
+#include "TavikVELHIDStatistics.h"
+
+#include <bit>
+#include <cstdio>
+
+static_assert(std::endian::native == std::endian::little, "records are read as they stand");
+
+namespace {
+
+constexpr uint32_t kVELProperty_ZORBLatencyStats = 215;
+
+void addClick(CFMutableDictionaryRef press, const _ZORBLatencyStatsV2& stats, unsigned click) {
+  using Stats = _ZORBLatencyStatsV2;
+  CFMutableDictionaryRef state = createDictionary();
+  if (state == nullptr) {
+    return;
+  }
+  // Both edges write "play asset ts", so that the report keeps the up edge's time and the down edge's never shows.
+  dictSetSInt64(state, CFSTR("button down to play asset"), stats.buttonToPlayAsset[click][Stats::down]);
+  dictSetSInt64(state, CFSTR("button down ts"), stats.buttonTs[click][Stats::down]);
+  dictSetSInt64(state, CFSTR("play asset ts"), stats.playAssetTs[click][Stats::down]);
+  dictSetSInt64(state, CFSTR("button up to play asset"), stats.buttonToPlayAsset[click][Stats::up]);
+  dictSetSInt64(state, CFSTR("button up ts"), stats.buttonTs[click][Stats::up]);
+  dictSetSInt64(state, CFSTR("play asset ts"), stats.playAssetTs[click][Stats::up]);
+
+  char name[32];
+  std::snprintf(name, sizeof name, "click %u", click + 1);
+  if (CFStringRef key = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)) {
+    CFDictionarySetValue(press, key, state);
+    CFRelease(key);
+  }
+  CFRelease(state);
+}
+
+void addLastButtonPress(CFMutableDictionaryRef state, const _ZORBLatencyStatsV2& stats) {
+  CFMutableDictionaryRef press = createDictionary();
+  if (press == nullptr) {
+    return;
+  }
+  dictSetSInt32(press, CFSTR("click count"), stats.clickCountWord >> 1);
+  dictSetSInt64(press, CFSTR("finger on ts"), stats.fingerOnTs);
+  dictSetSInt64(press, CFSTR("start haptic ts"), stats.startHapticTs);
+  dictSetSInt64(press, CFSTR("finger detect to button down"), stats.fingerDetectToButtonDown);
+  for (unsigned click = 0; click < 3; ++click) {
+    addClick(press, stats, click);
+  }
+  dictSetSInt64(press, CFSTR("second scan ts"), stats.secondScanTs);
+  dictSetSInt32(press, CFSTR("turtle scans"), stats.turtleScans);
+  dictSetSInt64(press, CFSTR("finger off ts"), stats.fingerOffTs);
+  CFDictionarySetValue(state, CFSTR("last button press"), press);
+  CFRelease(press);
+}
+
+void addLatency(CFMutableDictionaryRef state, const _ZORBLatencyStatsV2& stats) {
+  CFMutableDictionaryRef latency = createDictionary();
+  if (latency == nullptr) {
+    return;
+  }
+  dictSetSInt64(latency, CFSTR("min_nz_latency_FD_to_BD"), stats.minNonZeroFDToBD);
+  dictSetSInt64(latency, CFSTR("max_latency_FD_to_BD"), stats.maxFDToBD);
+  dictSetSInt64(latency, CFSTR("min_nz_latency_BC_to_PlayAsset"), stats.minNonZeroBCToPlayAsset);
+  dictSetSInt64(latency, CFSTR("max_latency_BC_to_PlayAsset"), stats.maxBCToPlayAsset);
+  dictSetSInt64(latency, CFSTR("min_latency_Total"), stats.minTotal);
+  dictSetSInt64(latency, CFSTR("max_latency_Total"), stats.maxTotal);
+  CFDictionarySetValue(state, CFSTR("latency"), latency);
+  CFRelease(latency);
+}
+
+} // namespace
+
+CFMutableDictionaryRef copyZORBStatistics(const _ZORBLatencyStatsV2* stats) {
+  CFMutableDictionaryRef state = createDictionary();
+  if (state == nullptr) {
+    logAssertion("state", "", __LINE__, 0);
+    return nullptr;
+  }
+  addLastButtonPress(state, *stats);
+  addLatency(state, *stats);
+  return state;
+}
+
+// The returned length is not looked at: the record is taken as a whole, with zeros where the driver wrote nothing.
+os_state_data_s* TavikVELHIDStatistics::stateHandler_ZORBStats(os_state_hints_s*, Context* context) {
+  _ZORBLatencyStatsV2 stats = {};
+  size_t length = 0;
+  IOReturn result = getProperty(context, kVELProperty_ZORBLatencyStats, &stats, sizeof stats, &length);
+  if (result != 0) {
+    logAssertion("result == 0 ", "", __LINE__, static_cast<uint32_t>(result));
+    return nullptr;
+  }
+  CFMutableDictionaryRef zorbState = copyZORBStatistics(&stats);
+  if (zorbState == nullptr) {
+    logAssertion("zorbState != __null", "", __LINE__, 0);
+    return nullptr;
+  }
+  os_state_data_s* record = copyStateData(zorbState, "ZORB Statistics");
+  CFRelease(zorbState);
+  return record;
+}
