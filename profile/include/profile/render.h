@@ -43,13 +43,16 @@ public:
   std::size_t render(const void* records, std::size_t count, char* out) noexcept;
 
 private:
-  TimePolicy times_;
+  char* render_one(const unsigned char* record, char* p) noexcept;
+  char* write_wall(char* p, std::uint64_t timestamp) noexcept;
+
+  std::optional<TimeSync> sync_;
   Framing framing_;
   bool has_second_ = false;
+  std::uint8_t ending_length_ = 0;
   std::uint64_t second_ = 0;
-  char tail_[48];            // " 'calendar-time':'<second>." as far as one second shares it
-  std::size_t boot_length_ = 0;
-  char boot_[48];            // ", 'boot-timestamp':<number>", the same for every record
+  char second_text_[16]; // of second_
+  char ending_[48];      // boot time, brace and newline: the same for every record
 };
 
 } // namespace vel::profile

@@ -1,0 +1,144 @@
+// Numbers as decimal text, without branches on their size where a width is given. Every function writes at `p` and
+// returns the end of what it wrote; it may touch up to 15 bytes beyond that.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+
+namespace vel::profile {
+
+static_assert(std::endian::native == std::endian::little, "digits are packed with the first one in the lowest byte");
+
+// The eight digits of a number below 10^8, one a byte, each 0 to 9, the first in the lowest byte.
+constexpr std::uint64_t eight_digits(std::uint32_t value) noexcept {
+  const std::uint64_t fours = value / 10000 | static_cast<std::uint64_t>(value % 10000) << 32;
+  const std::uint64_t hundreds = ((fours * 10486) >> 20) & 0x0000007f0000007f;
+  const std::uint64_t pairs = hundreds | (fours - hundreds * 100) << 16;
+  const std::uint64_t tens = ((pairs * 103) >> 10) & 0x000f000f000f000f;
+  return tens | (pairs - tens * 10) << 8;
+}
+
+inline constexpr std::uint64_t ascii_zeros = 0x3030303030303030;
+
+// Bits taken by the leading zeros among eight digits; the last digit always counts as a digit.
+constexpr unsigned leading_zero_bits(std::uint64_t digits) noexcept {
+  return static_cast<unsigned>(std::countr_zero(digits | std::uint64_t{1} << 56)) & ~7U;
+}
+
+inline void store(char* p, std::uint64_t bytes) noexcept {
+  std::memcpy(p, &bytes, sizeof bytes);
+}
+
+// "0" to "255", each with its length.
+struct ByteText {
+  char text[4];
+};
+
+constexpr std::array<ByteText, 256> make_byte_texts(char after) {
+  std::array<ByteText, 256> texts{};
+  for (unsigned value = 0; value < texts.size(); ++value) {
+    unsigned length = 0;
+    for (unsigned divisor = 100; divisor != 0; divisor /= 10) {
+      if (value >= divisor || divisor == 1) {
+        texts[value].text[length++] = static_cast<char>('0' + value / divisor % 10);
+      }
+    }
+    texts[value].text[length] = after;
+  }
+  return texts;
+}
+
+constexpr std::array<std::uint8_t, 256> make_byte_lengths() {
+  std::array<std::uint8_t, 256> lengths{};
+  for (unsigned value = 0; value < lengths.size(); ++value) {
+    lengths[value] = value >= 100 ? 3 : value >= 10 ? 2 : 1;
+  }
+  return lengths;
+}
+
+// The bytes of a dump, each with its comma.
+inline constexpr std::array<ByteText, 256> byte_texts = make_byte_texts(',');
+inline constexpr std::array<std::uint8_t, 256> byte_lengths = make_byte_lengths();
+
+// The same numbers in three places, padded on the left.
+constexpr std::array<ByteText, 256> make_right_aligned_bytes() {
+  std::array<ByteText, 256> texts{};
+  for (unsigned value = 0; value < texts.size(); ++value) {
+    texts[value] = {{value >= 100 ? static_cast<char>('0' + value / 100) : ' ',
+                     value >= 10 ? static_cast<char>('0' + value / 10 % 10) : ' ', static_cast<char>('0' + value % 10),
+                     ' '}};
+  }
+  return texts;
+}
+inline constexpr std::array<ByteText, 256> right_aligned_bytes = make_right_aligned_bytes();
+
+// A byte and the comma after it.
+inline char* put_byte_comma(char* p, unsigned char value) noexcept {
+  std::memcpy(p, byte_texts[value].text, 4);
+  return p + byte_lengths[value] + 1;
+}
+
+// At width 10 a u32 always takes ten characters.
+inline char* put_u32_width_10(char* p, std::uint32_t value) noexcept {
+  constexpr std::uint64_t zero_to_blank = 0x1010101010101010;
+  const std::uint64_t low = eight_digits(value % 100000000);
+  if (value < 100000000) {
+    const std::uint64_t blanks = (std::uint64_t{1} << leading_zero_bits(low)) - 1;
+    std::memcpy(p, "  ", 2);
+    store(p + 2, (low | ascii_zeros) ^ (zero_to_blank & blanks));
+  } else {
+    const std::uint32_t high = value / 100000000;
+    p[0] = high >= 10 ? static_cast<char>('0' + high / 10) : ' ';
+    p[1] = static_cast<char>('0' + high % 10);
+    store(p + 2, low | ascii_zeros);
+  }
+  return p + 10;
+}
+
+// A number below 10^8, with no leading zeros.
+inline char* put_below_1e8(char* p, std::uint32_t value) noexcept {
+  const std::uint64_t digits = eight_digits(value);
+  const unsigned zeros = leading_zero_bits(digits);
+  store(p, (digits | ascii_zeros) >> zeros);
+  return p + 8 - zeros / 8;
+}
+
+inline char* put_u64(char* p, std::uint64_t value) noexcept {
+  constexpr std::uint64_t e8 = 100000000;
+  if (value < e8) {
+    return put_below_1e8(p, static_cast<std::uint32_t>(value));
+  }
+  const std::uint64_t high = value / e8;
+  const std::uint64_t low = eight_digits(static_cast<std::uint32_t>(value % e8)) | ascii_zeros;
+  if (high < e8) {
+    p = put_below_1e8(p, static_cast<std::uint32_t>(high));
+  } else {
+    p = put_below_1e8(p, static_cast<std::uint32_t>(high / e8));
+    store(p, eight_digits(static_cast<std::uint32_t>(high % e8)) | ascii_zeros);
+    p += 8;
+  }
+  store(p, low);
+  return p + 8;
+}
+
+inline char* put_u64_width_10(char* p, std::uint64_t value) noexcept {
+  if (value <= UINT32_MAX) {
+    return put_u32_width_10(p, static_cast<std::uint32_t>(value));
+  }
+  return put_u64(p, value); // at least ten digits
+}
+
+// "1,2,3": each byte with its comma but the last one without. No bytes give no text.
+inline char* put_byte_list(char* p, const unsigned char* bytes, std::size_t count) noexcept {
+  if (count == 0) {
+    return p;
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    p = put_byte_comma(p, bytes[i]);
+  }
+  return p - 1;
+}
+
+} // namespace vel::profile

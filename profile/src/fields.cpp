@@ -1,0 +1,76 @@
+// One step a field; the same rows that the text is made from.
+#include "profile/fields.h"
+
+#include "byte_reader.h"
+#include "fixed_point.h"
+
+#include <algorithm>
+
+namespace vel::profile {
+
+namespace {
+
+std::uint64_t load_number(const unsigned char* at, std::size_t size) noexcept {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    value |= static_cast<std::uint64_t>(at[i]) << (8 * i);
+  }
+  return value;
+}
+
+std::string_view view(const unsigned char* at, std::size_t size) noexcept {
+  return {reinterpret_cast<const char*>(at), size};
+}
+
+} // namespace
+
+FieldCursor::FieldCursor(const void* record) noexcept
+    : record_(static_cast<const unsigned char*>(record)), shown_(shown_layouts(record)) {}
+
+bool FieldCursor::next(Field& field) noexcept {
+  if (group_ < shown_.count && row_ == shown_.items[group_]->rows.size()) {
+    ++group_;
+    row_ = 0;
+  }
+  if (group_ >= shown_.count) {
+    return false;
+  }
+  const Layout& layout = *shown_.items[group_];
+  const Row& row = layout.rows[row_++];
+  const unsigned char* at = record_ + row.offset;
+  field = Field{&layout, group_, &row, 0, 0.0, {}};
+  switch (row.kind) {
+  case FieldKind::number:
+  case FieldKind::quoted_number:
+    field.number = load_number(at, row.size);
+    break;
+  case FieldKind::constant:
+    field.number = row.parameter;
+    break;
+  case FieldKind::text:
+    field.bytes = view(at, row.size);
+    field.bytes = field.bytes.substr(0, field.bytes.find('\0'));
+    break;
+  case FieldKind::subtype_name:
+    field.number = load_number(at, row.size);
+    field.bytes = name_of(subtype_names(record_[2]), static_cast<std::uint32_t>(field.number), digits_);
+    break;
+  case FieldKind::bytes:
+    field.bytes = view(at, row.size);
+    break;
+  case FieldKind::sliced_bytes:
+    field.bytes = view(at, std::min<std::size_t>(row.size, load<std::uint16_t>(record_ + row.parameter)));
+    break;
+  case FieldKind::character:
+    field.number = *at;
+    field.bytes = view(at, 1);
+    break;
+  case FieldKind::fixed_point:
+    field.number = load_number(at, row.size);
+    field.real = from_fixed_point(static_cast<std::uint32_t>(field.number));
+    break;
+  }
+  return true;
+}
+
+} // namespace vel::profile

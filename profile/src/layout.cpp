@@ -1,0 +1,58 @@
+// The layouts, for readers outside the engine, and proofs about their rows.
+#include "profile/layout.h"
+
+#include "choice.h"
+
+namespace vel::profile {
+
+namespace {
+
+constexpr bool reads_inside_the_payload(const Layout& layout) {
+  for (const Row& row : layout.rows) {
+    if (row.size != 0 && (row.offset < 16 || row.offset + row.size > 48)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Fields of one group are told apart by key, so that readers can put them into an object.
+constexpr bool has_distinct_keys(const Layout& layout) {
+  for (std::size_t i = 0; i < layout.rows.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (layout.rows[i].key == layout.rows[j].key) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+constexpr bool all_layouts_are_sound() {
+  for (const Layout& layout : layouts::all) {
+    if (!reads_inside_the_payload(layout) || !has_distinct_keys(layout)) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(all_layouts_are_sound());
+
+} // namespace
+
+std::span<const Layout> all_layouts() noexcept {
+  return layouts::all;
+}
+
+ShownLayouts shown_layouts(const void* record) noexcept {
+  const Choice choice = choose(static_cast<const unsigned char*>(record));
+  ShownLayouts shown;
+  for (const std::uint8_t place : {choice.first, choice.second}) {
+    if (place != layouts::absent) {
+      shown.items[shown.count++] = &layouts::all[place];
+    }
+  }
+  return shown;
+}
+
+} // namespace vel::profile

@@ -1,0 +1,262 @@
+// The text of a payload layout, unrolled from its rows at compile time: what stands between two values is one constant,
+// and most values have a fixed place in it.
+#pragma once
+
+#include "digits.h"
+#include "fixed_point.h"
+#include "layouts.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+#include "byte_reader.h"
+
+namespace vel::profile {
+
+// A constant text, copied in pieces of 16 bytes.
+template <std::size_t Length>
+struct Literal {
+  static constexpr std::size_t length = Length;
+  char text[(Length + 15) / 16 * 16] = {};
+
+  char* copy_to(char* p) const noexcept {
+    std::memcpy(p, text, sizeof text);
+    return p + Length;
+  }
+};
+
+constexpr bool is_quoted(FieldKind kind) {
+  return kind == FieldKind::text || kind == FieldKind::quoted_number || kind == FieldKind::subtype_name;
+}
+
+// What follows a value: its closing apostrophe, if it has one, and the comma.
+constexpr std::string_view closing(const Row& row) {
+  return is_quoted(row.kind) ? "'," : ",";
+}
+
+// Blanks, digits and apostrophes before a value that are the same in every record.
+constexpr std::size_t opening_blanks(const Row& row) {
+  switch (row.kind) {
+  case FieldKind::quoted_number:
+  case FieldKind::character:
+    return row.width - 1U;
+  case FieldKind::number:
+    return row.size == 1 && row.width != 0 ? row.width - 3U : 0;
+  case FieldKind::constant:
+    return row.width == 0 ? 0 : row.width - (row.parameter >= 10 ? 2U : 1U);
+  default:
+    return 0;
+  }
+}
+
+template <class Append>
+constexpr void spell_opening(const Row* before, const Row& row, Append append) {
+  const auto append_text = [&](std::string_view text) {
+    for (const char c : text) {
+      append(c);
+    }
+  };
+  if (before != nullptr) {
+    append_text(closing(*before));
+  }
+  append_text(" '");
+  append_text(row.key);
+  append_text("':");
+  for (std::size_t i = 0; i < opening_blanks(row); ++i) {
+    append(' ');
+  }
+  if (row.kind == FieldKind::quoted_number) {
+    append('\'');
+  }
+  if (row.kind == FieldKind::constant) {
+    if (row.parameter >= 10) {
+      append(static_cast<char>('0' + row.parameter / 10));
+    }
+    append(static_cast<char>('0' + row.parameter % 10));
+  }
+  if (row.kind == FieldKind::bytes) {
+    append('[');
+  }
+}
+
+template <std::uint8_t Place, std::size_t Index>
+constexpr auto make_opening() {
+  constexpr const Row& row = layouts::all[Place].rows[Index];
+  constexpr const Row* before = Index == 0 ? nullptr : &layouts::all[Place].rows[Index == 0 ? 0 : Index - 1];
+  constexpr std::size_t length = [] {
+    std::size_t n = 0;
+    spell_opening(before, row, [&](char) { ++n; });
+    return n;
+  }();
+  Literal<length> literal;
+  std::size_t n = 0;
+  spell_opening(before, row, [&](char c) { literal.text[n++] = c; });
+  return literal;
+}
+
+template <std::uint8_t Place, std::size_t Index>
+inline constexpr auto opening = make_opening<Place, Index>();
+
+inline char* put_blanks(char* p, std::size_t count) noexcept {
+  std::memset(p, ' ', count);
+  return p + count;
+}
+
+// Bytes before the first zero byte, 8 if there is none.
+inline std::size_t length_in_word(std::uint64_t word) noexcept {
+  const std::uint64_t zeros = (word - 0x0101010101010101) & ~word & 0x8080808080808080;
+  return zeros == 0 ? 8 : static_cast<std::size_t>(std::countr_zero(zeros)) / 8;
+}
+
+// The closing apostrophe belongs to the next literal.
+template <std::size_t Size, std::size_t Width>
+char* put_text(char* p, const unsigned char* field) noexcept {
+  static_assert(Size == 8 || Size == 12 || Size == 16);
+  std::uint64_t words[2] = {load<std::uint64_t>(field), 0};
+  if constexpr (Size == 12) {
+    words[1] = load<std::uint32_t>(field + 8);
+  } else if constexpr (Size == 16) {
+    words[1] = load<std::uint64_t>(field + 8);
+  }
+  std::size_t length = length_in_word(words[0]);
+  if (Size > 8 && length == 8) {
+    length += length_in_word(words[1]);
+  }
+  store(p, 0x2020202020202020);
+  store(p + 8, 0x2020202020202020);
+  static_assert(Width <= 18);
+  p += length + 2 < Width ? Width - length - 2 : 0;
+  *p++ = '\'';
+  store(p, words[0]);
+  store(p + 8, words[1]);
+  return p + length;
+}
+
+// As a stream writes a double by default: six significant digits.
+inline char* put_fixed_point_width_10(char* p, std::uint32_t word) noexcept {
+  char text[16]; // the longest is "-1.52588e-05"
+  const auto end = std::to_chars(text, text + sizeof text, from_fixed_point(word), std::chars_format::general, 6).ptr;
+  const std::size_t length = static_cast<std::size_t>(end - text);
+  if (length < 10) {
+    p = put_blanks(p, 10 - length);
+  }
+  std::memcpy(p, text, sizeof text);
+  return p + length;
+}
+
+inline char* put_slice_width_10(char* p, const unsigned char* bytes, std::size_t count) noexcept {
+  char* const begin = p;
+  *p++ = '[';
+  p = put_byte_list(p, bytes, count);
+  *p++ = ']';
+  const std::size_t length = static_cast<std::size_t>(p - begin);
+  if (length < 10) {
+    std::memmove(begin + 10 - length, begin, length);
+    put_blanks(begin, 10 - length);
+    return begin + 10;
+  }
+  return p;
+}
+
+// A name between apostrophes, padded; of any length. The closing apostrophe belongs to the next literal.
+inline char* put_name(char* p, std::string_view name, std::size_t width) noexcept {
+  if (name.size() + 2 < width) {
+    p = put_blanks(p, width - name.size() - 2);
+  }
+  *p++ = '\'';
+  std::memcpy(p, name.data(), name.size());
+  return p + name.size();
+}
+
+template <std::uint8_t Place, std::size_t Index>
+char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::string_view subtype) noexcept {
+  constexpr const Row& row = layouts::all[Place].rows[Index];
+  [[maybe_unused]] const unsigned char* at = record + row.offset;
+  if constexpr (row.kind == FieldKind::number && row.size == 1 && row.width == 0) {
+    std::memcpy(p, byte_texts[*at].text, 4);
+    return p + byte_lengths[*at];
+  } else if constexpr (row.kind == FieldKind::number && row.size == 1) {
+    std::memcpy(p, right_aligned_bytes[*at].text, 4);
+    return p + 3;
+  } else if constexpr (row.kind == FieldKind::number && row.size == 8) {
+    return put_u64_width_10(p, load<std::uint64_t>(at));
+  } else if constexpr (row.kind == FieldKind::number && row.size == 4 && row.width == 10) {
+    return put_u32_width_10(p, load<std::uint32_t>(at));
+  } else if constexpr (row.kind == FieldKind::number && row.size == 2 && row.width == 10) {
+    return put_u32_width_10(p, load<std::uint16_t>(at));
+  } else if constexpr (row.kind == FieldKind::number && row.size == 2) {
+    return put_below_1e8(p, load<std::uint16_t>(at));
+  } else if constexpr (row.kind == FieldKind::number || row.kind == FieldKind::quoted_number) {
+    return put_u64(p, load<std::uint32_t>(at));
+  } else if constexpr (row.kind == FieldKind::constant) {
+    return p;
+  } else if constexpr (row.kind == FieldKind::text) {
+    return put_text<row.size, row.width>(p, at);
+  } else if constexpr (row.kind == FieldKind::subtype_name) {
+    return put_name(p, subtype, row.width);
+  } else if constexpr (row.kind == FieldKind::bytes) {
+    static_assert(row.size * 2 + 1 >= row.width, "a dump this long needs no padding");
+    p = put_byte_list(p, at, row.size);
+    *p = ']';
+    return p + 1;
+  } else if constexpr (row.kind == FieldKind::sliced_bytes) {
+    return put_slice_width_10(p, at, std::min<std::size_t>(row.size, load<std::uint16_t>(record + row.parameter)));
+  } else if constexpr (row.kind == FieldKind::character) {
+    *p = static_cast<char>(*at);
+    return p + 1;
+  } else {
+    static_assert(row.kind == FieldKind::fixed_point);
+    return put_fixed_point_width_10(p, load<std::uint32_t>(at));
+  }
+}
+
+// `subtype` is the shown name of an action, for the layout that has one.
+template <std::uint8_t Place>
+char* write_layout(char* p, const unsigned char* record, std::string_view subtype) noexcept {
+  constexpr std::size_t count = layouts::all[Place].rows.size();
+  [&]<std::size_t... Index>(std::index_sequence<Index...>) {
+    ((p = put_value<Place, Index>(opening<Place, Index>.copy_to(p), record, subtype)), ...);
+  }
+  (std::make_index_sequence<count>{});
+  constexpr std::string_view last = closing(layouts::all[Place].rows[count - 1]);
+  std::memcpy(p, last.data(), last.size());
+  return p + last.size();
+}
+
+// Bytes that a layout takes at most, its action's name not counted.
+constexpr std::size_t longest_value(const Row& row) {
+  switch (row.kind) {
+  case FieldKind::number:
+    return std::max<std::size_t>(row.width, row.size == 1 ? 3 : row.size == 2 ? 5 : row.size == 4 ? 10 : 20);
+  case FieldKind::constant:
+    return std::max<std::size_t>(row.width, 3);
+  case FieldKind::quoted_number:
+    return row.width + 10U + 1;
+  case FieldKind::text:
+    return std::max<std::size_t>(row.width, row.size + 2U);
+  case FieldKind::subtype_name:
+    return row.width + 2U;
+  case FieldKind::bytes:
+  case FieldKind::sliced_bytes:
+    return std::max<std::size_t>(row.width, row.size * 4U + 1);
+  case FieldKind::character:
+    return row.width;
+  case FieldKind::fixed_point:
+    return std::max<std::size_t>(row.width, std::string_view("-1.52588e-05").size());
+  }
+  return 0;
+}
+
+constexpr std::size_t longest_text(std::uint8_t place) {
+  std::size_t length = 0;
+  if (place != layouts::absent) {
+    for (const Row& row : layouts::all[place].rows) {
+      length += std::string_view(" '':,").size() + row.key.size() + longest_value(row);
+    }
+  }
+  return length;
+}
+
+} // namespace vel::profile

@@ -1,0 +1,65 @@
+// Blocks of records to text.
+#include "profile/render.h"
+
+#include "engine.h"
+#include "wall_text.h"
+
+namespace vel::profile {
+
+BulkRenderer::BulkRenderer(const TimePolicy& times, Framing framing) noexcept : sync_(times.sync), framing_(framing) {
+  char scratch[sizeof ending_ + 16];
+  if (times.boot) {
+    ending_length_ = static_cast<std::uint8_t>(write_boot(scratch, *times.boot) - scratch);
+    std::memcpy(ending_, scratch, ending_length_);
+  }
+  ending_[ending_length_++] = '}';
+  if (framing_ == Framing::newline) {
+    ending_[ending_length_++] = '\n';
+  }
+}
+
+char* BulkRenderer::write_wall(char* p, std::uint64_t timestamp) noexcept {
+  const std::uint64_t microseconds = wall_microseconds(timestamp, *sync_);
+  const std::uint64_t second = microseconds / 1000000;
+  if (!has_second_ || second != second_) {
+    has_second_ = write_second_text(second, second_text_);
+    second_ = second;
+    if (!has_second_) {
+      return p;
+    }
+  }
+  char wall[second_text_length + 8];
+  std::memcpy(wall, second_text_, second_text_length);
+  put_six_digits(wall + second_text_length, static_cast<std::uint32_t>(microseconds % 1000000));
+  return write_calendar(p, {wall, second_text_length + 6});
+}
+
+char* BulkRenderer::render_one(const unsigned char* record, char* p) noexcept {
+  p = write_head(p, record);
+  p = write_payload(p, record, choose(record));
+  p = write_tail(p, record);
+  if (sync_) {
+    p = write_wall(p, load<std::uint64_t>(record + 8));
+  }
+  std::memcpy(p, ending_, sizeof ending_);
+  return p + ending_length_;
+}
+
+std::size_t BulkRenderer::render(const void* records, std::size_t count, char* out) noexcept {
+  const unsigned char* record = static_cast<const unsigned char*>(records);
+  char* p = out;
+  for (std::size_t i = 0; i < count; ++i, record += sizeof(_VelProfileReport)) {
+    if (framing_ != Framing::length_prefix) {
+      p = render_one(record, p);
+      continue;
+    }
+    char* const text = p + sizeof(std::uint32_t);
+    char* const end = render_one(record, text);
+    const std::uint32_t length = static_cast<std::uint32_t>(end - text);
+    std::memcpy(p, &length, sizeof length); // little-endian, as digits.h asserts
+    p = end;
+  }
+  return static_cast<std::size_t>(p - out);
+}
+
+} // namespace vel::profile
