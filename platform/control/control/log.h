@@ -23,15 +23,21 @@ void clearLog();
 // "default", "info", "debug", "error", "fault".
 const char* logLevelName(os_log_type_t type);
 
-// Whether lines of a level are kept; info and debug are not unless asked for.
+// Whether lines of a level are kept; info and debug are not unless asked for. Other types than the five never are.
 void setLogLevel(os_log_type_t type, bool enabled);
 // Whether lines are kept in memory (the default).
 void keepLogInMemory(bool keep);
-// Additional sinks. Each replaces the earlier ones of this kind; an empty path ends the file sink. A file that cannot
-// be opened throws std::runtime_error.
+
+// Additional sinks, at most one of each kind. A sink that fails to write is given up with a line on stderr.
+
+// A file of JSON lines, written anew from its start and flushed after every line; an empty path ends it. Keys: "time"
+// (UTC, ISO 8601), "level", "subsystem", "category", "message". A byte of a text that is not part of valid UTF-8 is
+// written as \xNN (in JSON "\\xNN"). A file that cannot be opened throws std::runtime_error.
 void setLogFile(const std::filesystem::path& path);
+// "error KIP:TavikVELHIDStatistics: message" without the message's last newline. Control characters, except tabs and
+// newlines, and bytes that are not UTF-8 are written as \xNN, so that a message cannot steer a terminal.
 void setLogToStderr(bool on);
-// The system journal; it stays unused where there is none.
+// The system journal, in the form of stderr; nothing happens where there is none.
 void setLogToJournal(bool on);
 
 // How often os_release was called on log objects.

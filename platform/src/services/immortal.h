@@ -1,0 +1,14 @@
+// State that a service keeps for the life of the process.
+#pragma once
+
+namespace vel::platform {
+
+// The one T of the process, made at first use and never destroyed: queue threads, exit handlers and a bundle that is
+// still loaded may call a service until the very end.
+template <class T>
+T& immortal() {
+  static T* const one = new T;
+  return *one;
+}
+
+} // namespace vel::platform

@@ -1,0 +1,219 @@
+// Serial queues: an Asio strand each, over one pool of threads that they all share.
+//
+// The pool starts with the first work and is joined when the process exits. A thread of it that waits for another queue
+// is replaced for as long as it waits, so that queues which wait for each other's work never run out of threads.
+#include <control/queue.h>
+#include <dispatch/dispatch.h>
+
+#include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/post.hpp>
+#include <asio/strand.hpp>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdlib>
+#include <exception>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "announce.h"
+#include "cf/object.h"
+#include "services/immortal.h"
+
+namespace {
+
+constexpr std::size_t threadCount = 2;
+
+class Pool {
+public:
+  Pool() {
+    for (std::size_t i = 0; i < threadCount; ++i) {
+      startThread();
+    }
+    std::atexit([] { vel::platform::immortal<Pool>().shutDown(); });
+  }
+
+  asio::io_context& context() { return context_; }
+  // After shutDown there is nobody left to run anything, nor to run beside.
+  bool isDown() const { return down_.load(); }
+
+  // Waits on a thread that may be one of the pool's own.
+  void wait(std::future<void> done) {
+    if (isOwnThread_) {
+      const std::lock_guard lock(mutex_);
+      if (++waiting_ + threadCount > threads_.size()) {
+        startThread();
+      }
+    }
+    done.wait();
+    if (isOwnThread_) {
+      const std::lock_guard lock(mutex_);
+      --waiting_;
+    }
+  }
+
+private:
+  void startThread() {
+    threads_.emplace_back([this] {
+      isOwnThread_ = true;
+      context_.run();
+    });
+  }
+
+  void shutDown() {
+    down_.store(true);
+    context_.stop();
+    std::vector<std::thread> threads;
+    {
+      const std::lock_guard lock(mutex_);
+      threads.swap(threads_);
+    }
+    for (auto& thread : threads) {
+      if (thread.get_id() == std::this_thread::get_id()) {
+        thread.detach(); // work that calls exit()
+      } else {
+        thread.join();
+      }
+    }
+  }
+
+  static thread_local bool isOwnThread_;
+
+  asio::io_context context_;
+  asio::executor_work_guard<asio::io_context::executor_type> busy_ = asio::make_work_guard(context_);
+  std::atomic<bool> down_{false};
+  std::mutex mutex_;
+  std::vector<std::thread> threads_;
+  std::size_t waiting_ = 0; // threads of the pool that wait for a queue
+};
+
+thread_local bool Pool::isOwnThread_ = false;
+
+Pool& pool() {
+  return vel::platform::immortal<Pool>();
+}
+
+// The queue whose work the thread runs.
+thread_local dispatch_queue_t current = nullptr;
+
+} // namespace
+
+struct dispatch_queue_s {
+  std::string label;
+  asio::strand<asio::io_context::executor_type> strand = asio::make_strand(pool().context());
+};
+
+namespace {
+
+// Nobody above the work could handle what escapes from it: the caller has gone on long ago.
+void runOrDie(const char* where, const std::function<void()>& work) {
+  try {
+    work();
+  } catch (const std::exception& error) {
+    vel::platform::misuse(where, "uncaught exception: %s", error.what());
+  } catch (...) {
+    vel::platform::misuse(where, "uncaught exception");
+  }
+}
+
+void runOn(dispatch_queue_t queue, const std::function<void()>& work) {
+  const auto outer = std::exchange(current, queue);
+  runOrDie(queue->label.c_str(), work);
+  current = outer; // the queue itself may be gone by now: the work may have been what destroyQueue waited for
+}
+
+void runAndWait(dispatch_queue_t queue, const std::function<void()>& work) {
+  std::promise<void> promise;
+  auto done = promise.get_future();
+  asio::post(queue->strand, [queue, &work, promise = std::move(promise)]() mutable {
+    runOn(queue, work);
+    promise.set_value();
+  });
+  pool().wait(std::move(done));
+}
+
+} // namespace
+
+namespace vel::control {
+
+dispatch_queue_t createQueue(std::string label) {
+  return new dispatch_queue_s{std::move(label)};
+}
+
+void destroyQueue(dispatch_queue_t queue) {
+  drain(queue);
+  delete queue;
+}
+
+void async(dispatch_queue_t queue, std::function<void()> work) {
+  if (queue == nullptr) {
+    runOrDie("null queue", work);
+  } else if (pool().isDown()) {
+    runOn(queue, work);
+  } else {
+    asio::post(queue->strand, [queue, work = std::move(work)] { runOn(queue, work); });
+  }
+}
+
+void sync(dispatch_queue_t queue, const std::function<void()>& work) {
+  if (queue == nullptr) {
+    runOrDie("null queue", work);
+  } else if (onQueue(queue) || pool().isDown()) {
+    runOn(queue, work);
+  } else {
+    runAndWait(queue, work);
+  }
+}
+
+void drain(dispatch_queue_t queue) {
+  if (queue == nullptr || pool().isDown()) {
+    return;
+  }
+  if (onQueue(queue)) {
+    platform::misuse(queue->label.c_str(), "drained or destroyed by its own work");
+  }
+  runAndWait(queue, [] {});
+}
+
+bool onQueue(dispatch_queue_t queue) {
+  return queue != nullptr && current == queue;
+}
+
+} // namespace vel::control
+
+namespace {
+
+enum : dispatch_once_t { onceUntouched = 0, onceRunning = 1, onceDone = -1 };
+
+// One lock for all predicates: it is held for a moment, twice in a predicate's life.
+struct Once {
+  std::mutex mutex;
+  std::condition_variable done;
+};
+
+} // namespace
+
+extern "C" void dispatch_once(dispatch_once_t* predicate, dispatch_block_t block) {
+  vel::platform::note("dispatch_once");
+  const std::atomic_ref<dispatch_once_t> state(*predicate);
+  if (state.load(std::memory_order_acquire) == onceDone) {
+    return;
+  }
+  auto& once = vel::platform::immortal<Once>();
+  std::unique_lock lock(once.mutex);
+  if (state.load(std::memory_order_relaxed) == onceUntouched) {
+    state.store(onceRunning, std::memory_order_relaxed);
+    lock.unlock();
+    runOrDie("dispatch_once", [block] { block(); });
+    lock.lock();
+    state.store(onceDone, std::memory_order_release);
+    once.done.notify_all();
+  } else {
+    once.done.wait(lock, [&] { return state.load(std::memory_order_relaxed) == onceDone; });
+  }
+}
