@@ -3,6 +3,7 @@
 #define PROFILE_PROFILE_DESCRIPTION_H
 
 #include "profile/VelProfileReport.h"
+#include "profile/export.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -12,13 +13,13 @@ extern "C" {
 
 // The text of a report. It ends at the text's first NUL, and is null when the text is not UTF-8, as both may come
 // straight from the record. [any thread] [create: caller releases]
-CFStringRef CopyProfileDescription(const _VelProfileReport* report);
+VEL_PROFILE_API CFStringRef CopyProfileDescription(const _VelProfileReport* report);
 
 // Writes the text and a newline to standard output; nothing if there is no text. [any thread]
-void vel_profile_print(const _VelProfileReport* report);
+VEL_PROFILE_API void vel_profile_print(const _VelProfileReport* report);
 
 // Exported for the programs that look for it; nothing here reads it.
-extern unsigned char __vel_profile_delta_enabled;
+VEL_PROFILE_API extern unsigned char __vel_profile_delta_enabled;
 
 #ifdef __cplusplus
 }
