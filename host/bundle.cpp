@@ -1,0 +1,152 @@
+#include <host/bundle.h>
+#include <host/error.h>
+#include <host/files.h>
+#include <host/property_list.h>
+
+#include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
+#include <control/cf.h>
+#include <control/ref.h>
+
+#include <dlfcn.h>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace vel::host {
+
+namespace {
+
+constexpr std::size_t propertyListLimit = 1 << 20;
+
+std::string capitals(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
+  return text;
+}
+
+// The value under a UUID, in either case of letters.
+const Value* findUUID(const Value* map, const std::string& uuid) {
+  const auto* members = map == nullptr ? nullptr : map->as<Dictionary>();
+  if (members != nullptr) {
+    for (const Member& member : *members) {
+      if (capitals(member.key) == uuid) {
+        return &member.value;
+      }
+    }
+  }
+  return nullptr;
+}
+
+Value readInfo(const std::filesystem::path& file) {
+  if (!std::filesystem::exists(file)) {
+    throw Error(fmt::format("{}: no such file: the bundle has no property list", file.string()));
+  }
+  Value info;
+  try {
+    info = readPropertyListXML(readFile(file, propertyListLimit));
+  } catch (const PropertyListError& error) {
+    throw Error(fmt::format("{}: {}", file.string(), error.what()));
+  }
+  if (info.as<Dictionary>() == nullptr) {
+    throw Error(fmt::format("{}: the property list is of type {}, not a dictionary", file.string(), info.typeName()));
+  }
+  return info;
+}
+
+// The first factory that the property list names for the session-filter type.
+std::string findFactoryID(const Value& info, const std::string& file) {
+  const std::string type = control::uuidString(kIOHIDSessionFilterPlugInTypeID);
+  const Value* factories = findUUID(info.find("CFPlugInTypes"), type);
+  const auto* list = factories == nullptr ? nullptr : factories->as<Array>();
+  if (list == nullptr || list->empty()) {
+    throw Error(fmt::format("{}: CFPlugInTypes names no factory for the session-filter type {}", file, type));
+  }
+  const auto* id = list->front().as<std::string>();
+  if (id == nullptr) {
+    throw Error(fmt::format("{}: the factory of type {} in CFPlugInTypes is of type {}, not a string", file, type,
+                            list->front().typeName()));
+  }
+  const auto uuid = control::Ref<CFUUIDRef>::adopt(control::createUUID(*id));
+  if (!uuid) {
+    throw Error(fmt::format("{}: the factory \"{}\" in CFPlugInTypes is no UUID", file, *id));
+  }
+  return control::uuidString(uuid.get());
+}
+
+std::string findString(const Value* value, const std::string& file, std::string_view what) {
+  const auto* text = value == nullptr ? nullptr : value->as<std::string>();
+  if (text == nullptr || text->empty()) {
+    throw Error(fmt::format("{}: {}", file, what));
+  }
+  return *text;
+}
+
+// What the loader says, without the path that it begins with.
+std::string loaderError(const std::filesystem::path& file) {
+  const char* text = dlerror();
+  std::string_view cause = text == nullptr ? "unknown cause" : text;
+  const std::string prefix = file.string() + ": ";
+  if (cause.starts_with(prefix)) {
+    cause.remove_prefix(prefix.size());
+  }
+  return std::string(cause);
+}
+
+} // namespace
+
+void Bundle::Unload::operator()(void* handle) const {
+  dlclose(handle);
+}
+
+void Bundle::keepLoaded() {
+  kept_ = true;
+  static_cast<void>(handle_.release());
+}
+
+Bundle Bundle::load(const std::filesystem::path& path) {
+  if (!std::filesystem::exists(path)) {
+    throw Error(fmt::format("{}: no such file or directory", path.string()));
+  }
+  if (!std::filesystem::is_directory(path)) {
+    throw Error(fmt::format("{}: not a bundle: a bundle is a folder, this is a file", path.string()));
+  }
+  const std::filesystem::path infoFile = path / "Info.plist";
+  const Value info = readInfo(infoFile);
+  const std::string file = infoFile.string();
+
+  Bundle bundle;
+  bundle.path_ = path;
+  if (const Value* identifier = info.find("CFBundleIdentifier");
+      identifier != nullptr && identifier->as<std::string>() != nullptr) {
+    bundle.identifier_ = *identifier->as<std::string>();
+  }
+  bundle.factoryID_ = findFactoryID(info, file);
+  bundle.factoryName_ =
+      findString(findUUID(info.find("CFPlugInFactories"), bundle.factoryID_), file,
+                 fmt::format("CFPlugInFactories names no function for the factory {}", bundle.factoryID_));
+  const std::string executable =
+      findString(info.find("CFBundleExecutable"), file, "CFBundleExecutable names no executable");
+  if (executable.find('/') != std::string::npos) {
+    throw Error(
+        fmt::format("{}: CFBundleExecutable is \"{}\", not the name of a file in the bundle", file, executable));
+  }
+
+  // A path with a slash: the loader searches its folders for anything else.
+  const std::filesystem::path binary = std::filesystem::absolute(path / executable);
+  if (!std::filesystem::exists(binary)) {
+    throw Error(fmt::format("{}: no such file: the bundle's executable is missing", (path / executable).string()));
+  }
+  bundle.handle_.reset(dlopen(binary.c_str(), RTLD_NOW | RTLD_LOCAL));
+  if (bundle.handle_ == nullptr) {
+    throw Error(fmt::format("{}: cannot be loaded: {}", (path / executable).string(), loaderError(binary)));
+  }
+  void* const symbol = dlsym(bundle.handle_.get(), bundle.factoryName_.c_str());
+  if (symbol == nullptr) {
+    throw Error(fmt::format("{}: has no function {}, which Info.plist names as its factory",
+                            (path / executable).string(), bundle.factoryName_));
+  }
+  bundle.factory_ = reinterpret_cast<Factory>(symbol);
+  return bundle;
+}
+
+} // namespace vel::host

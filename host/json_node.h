@@ -1,0 +1,77 @@
+// One value of a JSON document together with its place, for readers that refuse what they do not understand.
+#pragma once
+
+#include <host/error.h>
+#include <host/value.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vel::host {
+
+using Json = nlohmann::ordered_json;
+
+// Parses a document. Throws Error with line and column of what is no JSON; a key that stands twice in one object is
+// refused.
+Json parseJson(std::string_view text, const std::string& source);
+
+// Refers to the document and to the name of its source, which must outlive it. Every refusal throws Error with source,
+// JSON pointer and reason.
+class JsonNode {
+public:
+  JsonNode(const Json& document, const std::string& source) : json_(&document), source_(&source) {}
+
+  [[noreturn]] void fail(const std::string& reason) const;
+  const std::string& pointer() const { return pointer_; } // "" for the document itself
+
+  // As an object: refuses keys other than these, and other types.
+  void allowKeys(std::span<const std::string_view> keys) const;
+  void allowKeys(std::initializer_list<std::string_view> keys) const { allowKeys(std::span(keys.begin(), keys.end())); }
+  void requireKeys(std::initializer_list<std::string_view> keys) const;
+  // A key's value, if the object has it.
+  std::optional<JsonNode> find(std::string_view key) const;
+  // The members of an object, the items of an array; other types are refused.
+  struct NamedNode;
+  std::vector<NamedNode> members() const;
+  std::vector<JsonNode> items(std::size_t most) const;
+
+  bool isNull() const { return json_->is_null(); }
+  bool isString() const { return json_->is_string(); }
+  bool isObject() const { return json_->is_object(); }
+  std::string text(std::size_t longest) const;
+  bool flag() const;
+  // A whole number, also as a string such as "0xE00002BC".
+  std::uint64_t unsignedNumber(std::uint64_t most) const;
+  std::int64_t signedNumber(std::int64_t least, std::int64_t most) const;
+  std::int32_t code() const; // 0 to 0xFFFFFFFF, as the number that has those bits
+  // Pairs of hexadecimal digits; blanks between the pairs are allowed.
+  Bytes hex(std::size_t most) const;
+  // Strings, numbers, booleans, arrays and objects; {"$data": "hex"} is data. Null is refused.
+  Value propertyValue() const;
+  Dictionary properties() const;
+
+private:
+  JsonNode(const Json& json, const std::string& source, std::string pointer)
+      : json_(&json), source_(&source), pointer_(std::move(pointer)) {}
+  JsonNode child(const Json& json, std::string_view token) const;
+  void expect(bool fits, const char* what) const;
+  Value propertyValue(int depth) const;
+  Dictionary properties(int depth) const;
+
+  const Json* json_;
+  const std::string* source_;
+  std::string pointer_;
+};
+
+struct JsonNode::NamedNode {
+  std::string name;
+  JsonNode node;
+};
+
+} // namespace vel::host

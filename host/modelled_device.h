@@ -1,0 +1,90 @@
+// What a device model puts behind one HID service or one name: user-client plug-ins with their interfaces, and user
+// clients, all answering from the model.
+#pragma once
+
+#include <host/device_model.h>
+#include <host/replies.h>
+
+#include <IOKit/IOCFPlugIn.h>
+#include <VEL/VELUserClient.h>
+#include <control/registry.h>
+#include <dispatch/dispatch.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace vel::host {
+
+// References that somebody outside holds now.
+struct References {
+  std::size_t plugIns = 0;
+  std::size_t drivers = 0;
+  std::size_t devices = 0;
+
+  bool operator==(const References&) const = default;
+};
+
+// One HID service's driver and device. The objects that it hands out are freed with it, so it must live as long as
+// anybody may use one. Using one that has no reference left ends the process.
+class ModelledDevice {
+public:
+  ModelledDevice(std::optional<DriverModel> driver, std::optional<DeviceUserClientModel> device);
+  ~ModelledDevice();
+  ModelledDevice(const ModelledDevice&) = delete;
+  ModelledDevice& operator=(const ModelledDevice&) = delete;
+
+  bool hasDriver() const { return driver_.has_value(); }
+  bool hasDevice() const { return device_.has_value(); }
+  // Stores a new plug-in with one reference, or what the model says instead. [any thread]
+  IOReturn createDriverPlugIn(IOCFPlugInInterface*** plugIn);
+  IOReturn createDevicePlugIn(IOCFPlugInInterface*** plugIn);
+
+  // The batches that the model has for the data callback.
+  const std::vector<Bytes>& analytics() const;
+  // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. A callback that
+  // is dropped before the queue gets there is not called. [any thread]
+  bool deliverAnalytics(Bytes batch);
+  bool hasCallback() const;
+  void dropCallback();
+
+  References references() const;
+
+private:
+  struct Channel;
+  struct Object;
+  struct Tables;
+  enum class Kind : std::size_t { driverPlugIn, devicePlugIn, driver, device };
+  IOReturn createPlugIn(const PlugInModel& model, Kind kind, IOCFPlugInInterface*** plugIn);
+  void* create(Kind kind);
+
+  const std::optional<DriverModel> driver_;
+  const std::optional<DeviceUserClientModel> device_;
+  ReplyBook replies_;
+  std::shared_ptr<Channel> channel_; // also held by what is queued
+  std::array<std::atomic<std::size_t>, 4> references_ = {};
+  std::mutex mutex_;
+  std::vector<std::unique_ptr<Object>> objects_; // also those that were given back, so that a use after that is seen
+};
+
+// The user client of a named service. Selector 2 with one scalar reads the property of that id; any other call is a
+// command with the selector's number.
+class ModelledUserClient : public control::UserClient {
+public:
+  explicit ModelledUserClient(NamedServiceModel model)
+      : openResult_(model.openResult), replies_(std::move(model.replies)) {}
+
+  IOReturn open(std::uint32_t type) override;
+  IOReturn call(std::uint32_t selector, std::span<const std::uint64_t> scalars, std::span<const std::byte> input,
+                std::span<std::byte> output, std::size_t& reported) override;
+
+private:
+  const IOReturn openResult_;
+  ReplyBook replies_;
+};
+
+} // namespace vel::host

@@ -1,0 +1,23 @@
+// Property lists into trees.
+#pragma once
+
+#include <host/value.h>
+
+#include <span>
+#include <stdexcept>
+#include <string_view>
+
+namespace vel::host {
+
+// What is wrong with the bytes, without a file name: the caller knows where they came from.
+class PropertyListError : public std::runtime_error {
+public:
+  using std::runtime_error::runtime_error;
+};
+
+// The binary format, version 1.0.
+Value readPropertyList(std::span<const std::byte> bytes);
+// The XML format.
+Value readPropertyListXML(std::string_view text);
+
+} // namespace vel::host

@@ -1,0 +1,148 @@
+#include <host/layouts.h>
+#include <host/replies.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+
+namespace vel::host {
+
+namespace {
+
+constexpr std::size_t replyLimit = 64 * 1024;
+constexpr std::size_t repliesLimit = 4096;
+
+Bytes littleEndian(std::uint64_t number, std::size_t width) {
+  Bytes bytes;
+  for (std::size_t i = 0; i < width; ++i) {
+    bytes.push_back(static_cast<std::byte>(number >> (8 * i)));
+  }
+  return bytes;
+}
+
+// Text in a field of `size` bytes, which are zero behind it; without a size, the text and its NUL.
+Bytes readText(const JsonNode& text, const std::optional<JsonNode>& size) {
+  const std::string content = text.text(replyLimit - 1);
+  const std::size_t width = size ? size->unsignedNumber(replyLimit) : content.size() + 1;
+  if (content.size() > width) {
+    text.fail(fmt::format("has {} bytes, its field has {}", content.size(), width));
+  }
+  Bytes bytes(width);
+  std::transform(content.begin(), content.end(), bytes.begin(), [](char c) { return static_cast<std::byte>(c); });
+  return bytes;
+}
+
+Reply readReply(const JsonNode& node) {
+  std::vector<std::string_view> contents = {"hex", "u32", "text"};
+  for (const Layout& layout : layouts()) {
+    contents.push_back(layout.name);
+  }
+  std::vector<std::string_view> keys = contents;
+  keys.insert(keys.end(), {"size", "length", "result"});
+  node.allowKeys(keys);
+  if (std::count_if(contents.begin(), contents.end(), [&](auto key) { return node.find(key).has_value(); }) > 1) {
+    node.fail("has more than one content");
+  }
+
+  Reply reply;
+  if (const auto hex = node.find("hex")) {
+    reply.content = hex->hex(replyLimit);
+  }
+  if (const auto number = node.find("u32")) {
+    reply.content = littleEndian(number->unsignedNumber(std::numeric_limits<std::uint32_t>::max()), 4);
+  }
+  const auto size = node.find("size");
+  if (const auto text = node.find("text")) {
+    reply.content = readText(*text, size);
+  } else if (size) {
+    node.fail("has a \"size\" without a \"text\"");
+  }
+  for (const Layout& layout : layouts()) {
+    if (const auto record = node.find(layout.name)) {
+      reply.content = encode(layout, *record);
+    }
+  }
+  if (const auto length = node.find("length")) {
+    reply.length = length->unsignedNumber(std::numeric_limits<std::uint64_t>::max());
+  }
+  if (const auto result = node.find("result")) {
+    reply.result = result->code();
+  }
+  return reply;
+}
+
+// An id as the key of an object: "215" or "0xD7".
+std::uint32_t readID(const std::string& key, const JsonNode& node) {
+  const bool hexadecimal = key.starts_with("0x");
+  std::uint32_t id = 0;
+  const char* const begin = key.data() + (hexadecimal ? 2 : 0);
+  const char* const end = key.data() + key.size();
+  const auto [stop, error] = std::from_chars(begin, end, id, hexadecimal ? 16 : 10);
+  if (error != std::errc() || stop != end) {
+    node.fail(fmt::format("the key \"{}\" is not an id from 0 to 4294967295", key));
+  }
+  return id;
+}
+
+ReplyLists readLists(const std::optional<JsonNode>& node) {
+  ReplyLists lists;
+  if (!node) {
+    return lists;
+  }
+  for (const auto& [key, list] : node->members()) {
+    const auto [place, isNew] = lists.try_emplace(readID(key, *node));
+    if (!isNew) {
+      list.fail("has the same id as an earlier key");
+    }
+    for (const JsonNode& reply : list.items(repliesLimit)) {
+      place->second.push_back(readReply(reply));
+    }
+    if (place->second.empty()) {
+      list.fail("has no replies");
+    }
+  }
+  return lists;
+}
+
+} // namespace
+
+ReplyModel readReplies(const JsonNode& object) {
+  return {readLists(object.find("property-replies")), readLists(object.find("command-replies"))};
+}
+
+IOReturn ReplyBook::property(std::uint32_t id, std::span<std::byte> output, std::size_t& reported) {
+  return answer(model_.properties, nextProperty_, id, output, reported);
+}
+
+IOReturn ReplyBook::command(std::uint32_t id, std::span<std::byte> output, std::size_t& reported) {
+  return answer(model_.commands, nextCommand_, id, output, reported);
+}
+
+IOReturn ReplyBook::answer(const ReplyLists& lists, Places& places, std::uint32_t id, std::span<std::byte> output,
+                           std::size_t& reported) {
+  const auto found = lists.find(id);
+  if (found == lists.end()) {
+    return kIOReturnUnsupported;
+  }
+  const Reply* reply = nullptr;
+  {
+    const std::scoped_lock lock(mutex_);
+    std::size_t& place = places[id];
+    reply = &found->second[place];
+    place = std::min(place + 1, found->second.size() - 1);
+  }
+  if (reply->content) {
+    const std::size_t written = std::min(output.size(), reply->content->size());
+    std::copy_n(reply->content->begin(), written, output.begin());
+    reported = written;
+  }
+  if (reply->length) {
+    reported = *reply->length;
+  }
+  return reply->result;
+}
+
+} // namespace vel::host

@@ -1,0 +1,228 @@
+#include <host/error.h>
+#include <host/session.h>
+
+#include <control/cf.h>
+#include <control/hid.h>
+#include <control/notify.h>
+#include <control/queue.h>
+#include <control/state.h>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <malloc.h>
+
+#include <atomic>
+#include <utility>
+
+namespace vel::host {
+
+namespace {
+
+using Interface = IOHIDSessionFilterPlugInInterface;
+
+std::atomic<bool> inSession = false;
+
+const char* const stageNames[] = {"created", "opened", "scheduled", "closed"};
+
+// The handler's record, read from its allocation: it may claim no more than that holds.
+Record readRecord(const os_state_data_s& data) {
+  const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
+  const auto* bytes = reinterpret_cast<const std::byte*>(&data);
+  if (allocated < recordHeaderSize) {
+    throw RecordError(fmt::format("has {} bytes, less than the header of {}", allocated, recordHeaderSize));
+  }
+  if (data.dataSize > allocated - recordHeaderSize) {
+    throw RecordError(fmt::format("offset 4: data size {} in an allocation of {} bytes", data.dataSize, allocated));
+  }
+  return parseRecord({bytes, recordHeaderSize + data.dataSize});
+}
+
+} // namespace
+
+Session::Session(Bundle bundle, Machine& machine) : bundle_(std::move(bundle)), machine_(machine) {
+  if (inSession.exchange(true)) {
+    throw Error("another session is open in this process");
+  }
+  try {
+    makeInterface();
+    checkTable();
+  } catch (...) {
+    release();
+    inSession = false;
+    throw;
+  }
+  session_ = control::Ref<IOHIDSessionRef>::adopt(control::createHIDSession());
+}
+
+Session::~Session() {
+  close();
+}
+
+void Session::refuse(const std::string& reason) const {
+  throw Error(fmt::format("{}: {}", bundle_.path().string(), reason));
+}
+
+void Session::makeInterface() {
+  void* const object = bundle_.factory()(kCFAllocatorDefault, kIOHIDSessionFilterPlugInTypeID);
+  if (object == nullptr) {
+    refuse(fmt::format("the factory {} made no object for the session-filter type", bundle_.factoryName()));
+  }
+  const auto* const* unknown = static_cast<const IUnknownVTbl* const*>(object);
+  const IUnknownVTbl* const table = *unknown;
+  if (table == nullptr || table->QueryInterface == nullptr || table->AddRef == nullptr || table->Release == nullptr) {
+    bundle_.keepLoaded(); // with an object that cannot be released
+    refuse("the interface table is incomplete: it lacks QueryInterface, AddRef or Release");
+  }
+  // The interface's reference replaces the one that the factory gave.
+  void* interface = nullptr;
+  const HRESULT result = table->QueryInterface(object, CFUUIDGetUUIDBytes(kIOHIDSessionFilterInterfaceID), &interface);
+  table->Release(object);
+  if (!SUCCEEDED(result) || interface == nullptr) {
+    refuse(fmt::format("the object has no session-filter interface: QueryInterface answered {:#010x}",
+                       static_cast<std::uint32_t>(result)));
+  }
+  interface_ = static_cast<Interface**>(interface);
+}
+
+void Session::checkTable() const {
+  const Interface* const table = *interface_;
+  struct Entry {
+    const char* name;
+    bool present;
+  };
+  // Slots that the event system does not need may hold anything.
+  const Entry entries[] = {
+      {"1 (QueryInterface)", table->QueryInterface != nullptr},
+      {"2 (AddRef)", table->AddRef != nullptr},
+      {"3 (Release)", table->Release != nullptr},
+      {"7 (open)", table->open != nullptr},
+      {"8 (close)", table->close != nullptr},
+      {"11 (registerService)", table->registerService != nullptr},
+      {"13 (scheduleWithDispatchQueue)", table->scheduleWithDispatchQueue != nullptr},
+      {"14 (unscheduleFromDispatchQueue)", table->unscheduleFromDispatchQueue != nullptr},
+  };
+  std::vector<const char*> missing;
+  for (const Entry& entry : entries) {
+    if (!entry.present) {
+      missing.push_back(entry.name);
+    }
+  }
+  if (!missing.empty()) {
+    refuse(fmt::format("the interface table is incomplete: it lacks entry {}", fmt::join(missing, ", ")));
+  }
+}
+
+void Session::require(Stage stage, const char* call) const {
+  if (stage_ != stage) {
+    throw Error(fmt::format("{} is out of order: the session is {}, not {}", call,
+                            stageNames[static_cast<std::size_t>(stage_)], stageNames[static_cast<std::size_t>(stage)]));
+  }
+}
+
+void Session::open() {
+  require(Stage::created, "open");
+  if (!(*interface_)->open(interface_, session_.get(), 0)) {
+    refuse("the plug-in refused the session: open answered false");
+  }
+  stage_ = Stage::opened;
+}
+
+void Session::schedule() {
+  require(Stage::opened, "scheduleWithDispatchQueue");
+  queue_ = control::createQueue("session");
+  (*interface_)->scheduleWithDispatchQueue(interface_, queue_);
+  stage_ = Stage::scheduled;
+}
+
+Registration Session::registerService(const MachineService& service) {
+  require(Stage::scheduled, "registerService");
+  const std::size_t before = stateHandlers();
+  (*interface_)->registerService(interface_, service.service.get());
+  return {.firstHandler = before + 1, .handlers = stateHandlers() - before};
+}
+
+std::vector<CapturedRecord> Session::capture(std::uint32_t api, const std::string& requestor) {
+  require(Stage::scheduled, "capture");
+  std::vector<CapturedRecord> records;
+  std::size_t number = 0;
+  for (const os_state_handle_t handler : control::stateHandlers()) {
+    ++number;
+    const control::StateRecord data = control::captureState(handler, api, requestor);
+    if (data == nullptr) {
+      continue;
+    }
+    try {
+      records.push_back({number, readRecord(*data)});
+    } catch (const RecordError& error) {
+      refuse(fmt::format("state handler {} returned a bad record: {}", number, error.what()));
+    }
+  }
+  return records;
+}
+
+std::size_t Session::postNotification(std::string_view name) {
+  require(Stage::scheduled, "a notification");
+  return control::postNotification(name);
+}
+
+bool Session::deliverAnalytics(const MachineService& service, Bytes batch) {
+  require(Stage::scheduled, "an analytics batch");
+  return service.device->deliverAnalytics(std::move(batch));
+}
+
+void Session::drain() {
+  require(Stage::scheduled, "drain");
+  control::drain(queue_);
+}
+
+std::size_t Session::stateHandlers() const {
+  return control::stateHandlers().size();
+}
+
+void Session::dropRegistrations() {
+  control::dropStateHandlers();
+  control::dropNotifications();
+  machine_.dropCallbacks();
+}
+
+void Session::release() {
+  if (interface_ != nullptr) {
+    (*interface_)->Release(interface_);
+    interface_ = nullptr;
+  }
+  const auto factory = control::Ref<CFUUIDRef>::adopt(control::createUUID(bundle_.factoryID()));
+  if (control::plugInInstances(factory.get()) > 0) {
+    bundle_.keepLoaded();
+  } else {
+    bundle_.unload();
+  }
+}
+
+bool Session::close() {
+  if (stage_ == Stage::scheduled) {
+    control::drain(queue_);
+    dropRegistrations();
+    (*interface_)->unscheduleFromDispatchQueue(interface_, queue_);
+  }
+  if (stage_ == Stage::scheduled || stage_ == Stage::opened) {
+    (*interface_)->close(interface_, session_.get(), 0);
+  }
+  if (queue_ != nullptr) {
+    // Once more: a plug-in may have queued or registered something while it was told to stop.
+    control::drain(queue_);
+    dropRegistrations();
+  }
+  if (stage_ != Stage::closed) {
+    release();
+    session_ = {};
+    if (queue_ != nullptr) {
+      control::destroyQueue(std::exchange(queue_, nullptr));
+    }
+    stage_ = Stage::closed;
+    inSession = false;
+  }
+  return bundle_.isUnloaded();
+}
+
+} // namespace vel::host

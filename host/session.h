@@ -1,0 +1,79 @@
+// One session of the HID event system with one plug-in: makes the object through the bundle's factory, drives it
+// through its interface table, and ends so that nothing of the bundle is called after it is unloaded.
+#pragma once
+
+#include <host/bundle.h>
+#include <host/machine.h>
+#include <host/record.h>
+
+#include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
+#include <control/ref.h>
+#include <dispatch/dispatch.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::host {
+
+// A record and the state handler that made it, counted from 1 in the order of registration.
+struct CapturedRecord {
+  std::size_t handler = 0;
+  Record record;
+};
+
+// The state handlers that one service brought.
+struct Registration {
+  std::size_t firstHandler = 0; // from 1; without meaning when there are none
+  std::size_t handlers = 0;
+};
+
+// State handlers and notifications are those of the process, so there is one session at a time. The order of calls is
+// open, schedule, then any of the others, close; any other order throws Error. [one thread, not the session's queue]
+class Session {
+public:
+  // Takes the bundle over. The machine must outlive the session. Throws Error when the bundle's object is none that
+  // can be driven.
+  Session(Bundle bundle, Machine& machine);
+  ~Session(); // closes
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  void open(); // false from the plug-in throws Error
+  void schedule();
+  Registration registerService(const MachineService& service);
+
+  // Asks every state handler, in order; those that have no record are left out.
+  std::vector<CapturedRecord> capture(std::uint32_t api, const std::string& requestor);
+  // How many handlers were posted to.
+  std::size_t postNotification(std::string_view name);
+  // False when the service's device has no data callback.
+  bool deliverAnalytics(const MachineService& service, Bytes batch);
+  // Returns when everything that was queued before has run.
+  void drain();
+
+  std::size_t stateHandlers() const;
+  const Bundle& bundle() const { return bundle_; }
+
+  // Ends the session. False when objects of the bundle outlived it: the bundle then stays in memory.
+  bool close();
+
+private:
+  enum class Stage { created, opened, scheduled, closed };
+  void require(Stage stage, const char* call) const;
+  void makeInterface();
+  void checkTable() const;
+  void dropRegistrations();
+  void release();
+  [[noreturn]] void refuse(const std::string& reason) const;
+
+  Bundle bundle_;
+  Machine& machine_;
+  Stage stage_ = Stage::created;
+  IOHIDSessionFilterPlugInInterface** interface_ = nullptr;
+  control::Ref<IOHIDSessionRef> session_;
+  dispatch_queue_t queue_ = nullptr;
+};
+
+} // namespace vel::host
