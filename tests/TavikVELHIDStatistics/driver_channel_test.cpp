@@ -1,0 +1,243 @@
+// The five ways to the driver: what they send, what they hand back, and what they log.
+
+#include "support/statistics_fixture.h"
+
+#include <control/calls.h>
+#include <mach/mach_error.h>
+
+#include <gmock/gmock.h>
+
+#include <memory>
+
+namespace vel::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+constexpr auto kFailure = static_cast<IOReturn>(0xE00002D5); // busy
+constexpr auto kNameless = static_cast<IOReturn>(0x12345);   // a code for which the system has no text
+
+struct DriverChannel : StatisticsTest {
+  DriverChannel() {
+    context._driver._interface = reinterpret_cast<VELDriverInterface**>(&driver);
+    control::clearLog();
+  }
+  Context context = {};
+};
+
+TEST_F(DriverChannel, GetProperty_IsCommand10WithTheIdAsInput) {
+  driver.property = [](std::uint32_t) { return Reply{{1, 2, 3}}; };
+  std::uint8_t buffer[8] = {9, 9, 9, 9};
+  std::size_t length = 77;
+  EXPECT_EQ(plugin->getProperty(&context, 0x01020304, buffer, sizeof buffer, &length), 0);
+  EXPECT_THAT(driver.calls, ElementsAre("command(10, 4, 8)"));
+  EXPECT_THAT(driver.propertiesRead, ElementsAre(0x01020304U));
+  EXPECT_EQ(length, 3U);
+  EXPECT_THAT(std::vector<int>(buffer, buffer + 4), ElementsAre(1, 2, 3, 9));
+}
+
+TEST_F(DriverChannel, GetProperty_WithoutInterface_IsNotReadyAndLeavesTheLength) {
+  context._driver._interface = nullptr;
+  std::uint8_t buffer[4];
+  std::size_t length = 77;
+  EXPECT_EQ(plugin->getProperty(&context, 1, buffer, sizeof buffer, &length), static_cast<IOReturn>(0xE00002D8));
+  EXPECT_EQ(length, 77U);
+  EXPECT_THAT(logMessages(), ElementsAre(assertionLine("context->_driver._interface", "", 1143, 0)));
+}
+
+TEST_F(DriverChannel, GetProperty_FailingCommand_ReturnsItsResultUnlogged) {
+  driver.property = [](std::uint32_t) { return Reply{.result = kFailure}; };
+  std::uint8_t buffer[4];
+  std::size_t length = 77;
+  EXPECT_EQ(plugin->getProperty(&context, 1, buffer, sizeof buffer, &length), kFailure);
+  EXPECT_EQ(length, 77U);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(DriverChannel, GetProperty_WithoutLengthPointer_ReturnsTheResult) {
+  std::uint8_t buffer[4];
+  EXPECT_EQ(plugin->getProperty(&context, 1, buffer, sizeof buffer, nullptr), 0);
+  driver.property = [](std::uint32_t) { return Reply{.result = kFailure}; };
+  EXPECT_EQ(plugin->getProperty(&context, 1, buffer, sizeof buffer, nullptr), kFailure);
+}
+
+struct U32Case {
+  const char* name;
+  Reply reply;
+  IOReturn result;
+  std::uint32_t value;
+  std::vector<std::string> log;
+};
+
+TEST_F(DriverChannel, GetPropertyU32) {
+  const std::vector<std::string> size = {assertionLine("size == sizeof(uint32_t)", "", 1165, 0)};
+  const U32Case cases[] = {
+      {"four bytes", {le(0x89ABCDEFU)}, 0, 0x89ABCDEF, {}},
+      {"two bytes", {{1, 2}}, 0, 4711, size},
+      {"no bytes", {{}}, 0, 4711, size},
+      {"more than there is room for", {.bytes = {1, 2, 3, 4}, .length = 8}, 0, 4711, size},
+      {"a failing read", {.bytes = {1, 2, 3, 4}, .result = kFailure}, kFailure, 4711, {}},
+  };
+  for (const U32Case& row : cases) {
+    control::clearLog();
+    driver.property = [&](std::uint32_t) { return row.reply; };
+    std::uint32_t value = 1;
+    EXPECT_EQ(plugin->getPropertyU32(&context, 1, &value, 4711), row.result) << row.name;
+    EXPECT_EQ(value, row.value) << row.name;
+    EXPECT_THAT(logMessages(), ElementsAreArray(row.log)) << row.name;
+  }
+}
+
+TEST_F(DriverChannel, GetPropertyU32_WithoutInterface_StoresTheDefault) {
+  context._driver._interface = nullptr;
+  std::uint32_t value = 1;
+  EXPECT_EQ(plugin->getPropertyU32(&context, 1, &value, 4711), static_cast<IOReturn>(0xE00002D8));
+  EXPECT_EQ(value, 4711U);
+}
+
+TEST_F(DriverChannel, PerformCommand_PassesEverythingOn) {
+  driver.command = [](std::uint32_t command) { return Reply{{static_cast<std::uint8_t>(command), 5}}; };
+  std::uint8_t input[3] = {};
+  std::uint8_t output[16] = {};
+  std::size_t length = sizeof output;
+  EXPECT_EQ(plugin->performCommand(&context, 57, input, sizeof input, output, &length), 0);
+  EXPECT_THAT(driver.calls, ElementsAre("command(57, 3, 16)"));
+  EXPECT_EQ(length, 2U);
+  EXPECT_EQ(output[0], 57);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(DriverChannel, PerformCommand_Failing_LogsTheResult) {
+  driver.command = [](std::uint32_t) { return Reply{.result = kFailure}; };
+  std::uint8_t output[16];
+  std::size_t length = sizeof output;
+  EXPECT_EQ(plugin->performCommand(&context, 57, nullptr, 0, output, &length), kFailure);
+  EXPECT_EQ(length, sizeof output);
+  EXPECT_THAT(logMessages(), ElementsAre(assertionLine("result == 0 ", "", 1130, 0xE00002D5)));
+}
+
+// The kernel side of a named service: remembers the last call, answers what the test says.
+struct FakeService : control::UserClient {
+  IOReturn open(std::uint32_t type) override {
+    openedWith = type;
+    return openResult;
+  }
+  IOReturn call(std::uint32_t method, std::span<const std::uint64_t> arguments, std::span<const std::byte> in,
+                std::span<std::byte> output, std::size_t& reported) override {
+    selector = method;
+    scalars.assign(arguments.begin(), arguments.end());
+    inputSize = in.size();
+    capacity = output.size();
+    return answer(reply, output.data(), output.size(), &reported);
+  }
+  IOReturn openResult = 0;
+  Reply reply;
+  std::uint32_t openedWith = 99;
+  std::uint32_t selector = 0;
+  std::vector<std::uint64_t> scalars;
+  std::size_t inputSize = 0;
+  std::size_t capacity = 0;
+};
+
+struct NamedService : DriverChannel {
+  NamedService() { control::attachUserClient(control::addRegistryEntry({.name = "KIP_profile"}), service); }
+  ~NamedService() override {
+    EXPECT_EQ(control::openConnections(), 0U);
+    EXPECT_EQ(control::registryReferences(), 0U);
+  }
+  IOReturn read(const char* name = "KIP_profile") {
+    return plugin->getNamedServiceProperty(name, 0xFFFFFFFF, buffer, sizeof buffer, &length);
+  }
+  IOReturn perform(const char* name = "KIP_profile") {
+    return plugin->performNamedServiceCommand(name, 9, input, sizeof input, buffer, &length);
+  }
+  std::shared_ptr<FakeService> service = std::make_shared<FakeService>();
+  std::uint8_t input[3] = {};
+  std::uint8_t buffer[8] = {};
+  std::size_t length = sizeof buffer;
+};
+
+TEST_F(NamedService, Property_IsSelector2WithTheIdAsAScalar) {
+  service->reply.bytes = {1, 2, 3};
+  length = 77;
+  EXPECT_EQ(read(), 0);
+  EXPECT_EQ(service->openedWith, 0U);
+  EXPECT_EQ(service->selector, 2U);
+  EXPECT_THAT(service->scalars, ElementsAre(0xFFFFFFFFU));
+  EXPECT_EQ(service->inputSize, 0U);
+  EXPECT_EQ(service->capacity, sizeof buffer);
+  EXPECT_EQ(length, 3U);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(NamedService, Command_IsTheSelectorWithoutScalars) {
+  service->reply.bytes = {1, 2, 3};
+  EXPECT_EQ(perform(), 0);
+  EXPECT_EQ(service->openedWith, 0U);
+  EXPECT_EQ(service->selector, 9U);
+  EXPECT_THAT(service->scalars, IsEmpty());
+  EXPECT_EQ(service->inputSize, sizeof input);
+  EXPECT_EQ(service->capacity, sizeof buffer);
+  EXPECT_EQ(length, 3U);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(NamedService, EveryRequest_LooksUpOpensAndCloses) {
+  control::startRecording();
+  read();
+  perform();
+  EXPECT_THAT(control::stopRecording(),
+              ElementsAre("IOServiceNameMatching(KIP_profile)", "IOServiceGetMatchingService(IONameMatch=KIP_profile)",
+                          "mach_task_self()", "IOServiceOpen(0)", "IOConnectCallMethod(0x2)", "IOServiceClose()",
+                          "IOObjectRelease()", "IOServiceNameMatching(KIP_profile)",
+                          "IOServiceGetMatchingService(IONameMatch=KIP_profile)", "mach_task_self()",
+                          "IOServiceOpen(0)", "IOConnectCallMethod(0x9)", "IOServiceClose()", "IOObjectRelease()"));
+}
+
+struct NamedFailure {
+  const char* name;
+  IOReturn openResult;
+  IOReturn callResult;
+  int propertyLine;
+  int commandLine;
+  const char* message; // the system's text for the code, or none
+};
+
+TEST_F(NamedService, Failures_AreOneCodeForPropertiesAndTheirOwnForCommands) {
+  const NamedFailure cases[] = {
+      {"open fails", kFailure, 0, 1210, 1184, mach_error_string(kFailure)},
+      {"open fails with a nameless code", kNameless, 0, 1210, 1184, ""},
+      {"call fails", 0, kFailure, 1214, 1188, mach_error_string(kFailure)},
+      {"call fails with a nameless code", 0, kNameless, 1214, 1188, ""},
+  };
+  ASSERT_EQ(mach_error_string(kNameless), nullptr);
+  for (const NamedFailure& row : cases) {
+    SCOPED_TRACE(row.name);
+    const IOReturn code = row.openResult != 0 ? row.openResult : row.callResult;
+    service->openResult = row.openResult;
+    service->reply.result = row.callResult;
+    length = 5;
+    control::clearLog();
+    EXPECT_EQ(read(), static_cast<IOReturn>(0xE00002BC));
+    EXPECT_THAT(logMessages(), ElementsAre(assertionLine("kr == 0 ", row.message, row.propertyLine,
+                                                         static_cast<std::uint32_t>(code))));
+    control::clearLog();
+    EXPECT_EQ(perform(), code);
+    EXPECT_THAT(logMessages(),
+                ElementsAre(assertionLine("kr == 0 ", row.message, row.commandLine, static_cast<std::uint32_t>(code))));
+    EXPECT_EQ(length, 5U);
+  }
+}
+
+TEST_F(NamedService, UnknownName_IsAnError) {
+  length = 5;
+  EXPECT_EQ(read("KIP"), static_cast<IOReturn>(0xE00002BC));
+  EXPECT_EQ(perform("KIP"), static_cast<IOReturn>(0xE00002BC));
+  EXPECT_EQ(length, 5U);
+  EXPECT_THAT(logMessages(), ElementsAre(assertionLine("service", "", 1207, 0), assertionLine("service", "", 1181, 0)));
+}
+
+} // namespace
+} // namespace vel::test

@@ -1,0 +1,361 @@
+// Which services are kept, what is found behind them, and the calls that this takes.
+
+#include "support/statistics_fixture.h"
+
+#include <control/calls.h>
+#include <control/notify.h>
+#include <control/queue.h>
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+namespace vel::test {
+namespace {
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr std::size_t kRawDebugHandlers = 48 + 8 + 48;
+
+struct Registration : StatisticsTest {
+  std::size_t handlers() const { return control::stateHandlers().size(); }
+};
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+// The calls of a registration in their order, as they are recorded.
+const std::vector<std::string> kClassification = {
+    "IOHIDServiceCopyProperty(Transport)", "IOHIDServiceGetProperty(KIPSupportsTallyStore)",
+    "IOHIDServiceConformsTo(0xc, 0x1)",    "IOHIDServiceConformsTo(0xb, 0x1)",
+    "IOHIDServiceConformsTo(0xff00, 0x3)", "IOHIDServiceConformsTo(0xff00, 0x9)",
+    "IOHIDServiceConformsTo(0xff00, 0xa)", "IOHIDServiceConformsTo(0x20, 0x31)",
+};
+const std::vector<std::string> kInterfaces = {
+    "IORegistryEntryGetParentEntry(IOService)",
+    "IORegistryEntryGetParentEntry(IOService)",
+    "IOCreatePlugInInterfaceForService(3BC5CC87-845E-48AB-A9C2-9436001BA68A)",
+    "IOCreatePlugInInterfaceForService(7ACF5332-1A35-4893-87CB-BA64E1887FAE)",
+};
+
+TEST_F(Registration, Button_CallsThePlatformInThisOrder) {
+  Service service;
+  service.usages = button;
+  service.supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue);
+  auto hid = addService(service);
+  control::startRecording();
+  plugin->registerService(hid.get());
+  const std::string id = std::to_string(serviceID);
+  const std::vector<std::string> expected =
+      kClassification +
+      std::vector<std::string>{"IOHIDServiceGetRegistryID()", "CFNumberGetValue(4)",
+                               "IORegistryEntryIDMatching(" + id + ")",
+                               "IOServiceGetMatchingService(IORegistryEntryID=" + id + ")"} +
+      kInterfaces + std::vector<std::string>{"IOHIDServiceConformsTo(0xc, 0x1)", "IOHIDDeviceCreate()"} +
+      std::vector<std::string>(2 + kRawDebugHandlers, "os_state_add_handler()") +
+      std::vector<std::string>{"CFArrayAppendValue()", "IOObjectRelease()"};
+  EXPECT_THAT(control::stopRecording(), ElementsAreArray(expected));
+  EXPECT_THAT(driver.calls, ElementsAre("open(0)"));
+  EXPECT_THAT(device.calls, ElementsAre("open(0)", "setDispatchQueue", "setDataCallback"));
+}
+
+TEST_F(Registration, SecondSensor_CallsThePlatformInThisOrder) {
+  registerService({.usages = sensor});
+  auto hid = addService({.usages = sensor});
+  control::startRecording();
+  plugin->registerService(hid.get());
+  const std::string id = std::to_string(serviceID);
+  const std::vector<std::string> expected =
+      kClassification +
+      std::vector<std::string>{"IOHIDServiceGetRegistryID()", "CFNumberGetValue(4)",
+                               "IORegistryEntryIDMatching(" + id + ")",
+                               "IOServiceGetMatchingService(IORegistryEntryID=" + id + ")"} +
+      kInterfaces + std::vector<std::string>{"os_state_add_handler()", "CFArrayAppendValue()", "IOObjectRelease()"};
+  EXPECT_THAT(control::stopRecording(), ElementsAreArray(expected));
+}
+
+TEST_F(Registration, ServiceOfNeitherClass_IsAskedAllSixQuestionsAndIgnored) {
+  auto hid = addService({.usages = {{0x01, 0x06}}});
+  control::startRecording();
+  plugin->registerService(hid.get());
+  EXPECT_THAT(control::stopRecording(), ElementsAreArray(kClassification));
+  EXPECT_THAT(contexts(), IsEmpty());
+  EXPECT_EQ(handlers(), 0U);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+struct TransportCase {
+  const char* name;
+  Ref<CFTypeRef> transport;
+  std::vector<std::string> log;
+};
+
+TEST_F(Registration, OtherTransports_AreIgnored) {
+  const TransportCase cases[] = {
+      {"none", {}, {}},
+      {"another", cfString("SPI"), {}},
+      {"a longer one", cfString("VEL2"), {}},
+      {"a number", cfNumber(5), {assertionLine("CFGetTypeID(transport) == CFStringGetTypeID()", "", 230, 0)}},
+      {"a boolean",
+       Ref<CFTypeRef>::share(kCFBooleanTrue),
+       {assertionLine("CFGetTypeID(transport) == CFStringGetTypeID()", "", 230, 0)}},
+  };
+  for (const TransportCase& row : cases) {
+    control::clearLog();
+    auto hid = addService({.transport = row.transport, .usages = button});
+    const std::size_t count = row.transport ? control::retainCount(row.transport.get()) : 0;
+    control::startRecording();
+    plugin->registerService(hid.get());
+    EXPECT_THAT(control::stopRecording(), ElementsAre("IOHIDServiceCopyProperty(Transport)")) << row.name;
+    EXPECT_THAT(logMessages(), ElementsAreArray(row.log)) << row.name;
+    EXPECT_THAT(contexts(), IsEmpty()) << row.name;
+    if (row.transport) {
+      EXPECT_EQ(control::retainCount(row.transport.get()), count) << row.name;
+    }
+  }
+}
+
+struct ClassCase {
+  const char* name;
+  std::vector<control::HIDUsage> usages;
+  bool supportsTallyStore;
+  std::size_t handlers; // beside the raw debug handlers
+  bool hasHIDDevice;
+};
+
+TEST_F(Registration, Classes_DecideWhichHandlersAreInstalled) {
+  const ClassCase cases[] = {
+      {"consumer control", {{0x0C, 0x01}}, false, 2, true},
+      {"consumer control with analytics", {{0x0C, 0x01}}, true, 2, true},
+      {"telephony alone is a button without reports", {{0x0B, 0x01}}, false, 0, false},
+      {"analytics alone make a button without reports", {}, true, 0, false},
+      {"accelerometer", {{0xFF00, 0x03}}, false, 1, false},
+      {"gyro", {{0xFF00, 0x09}}, false, 1, false},
+      {"compass", {{0xFF00, 0x0A}}, false, 1, false},
+      {"pressure", {{0x20, 0x31}}, false, 1, false},
+      {"button and sensor", {{0x0C, 0x01}, {0x20, 0x31}}, false, 3, true},
+  };
+  registerService({.usages = sensor}); // takes the raw debug handlers
+  for (const ClassCase& row : cases) {
+    const std::size_t before = handlers();
+    const std::size_t kept = contexts().size();
+    Service service{.usages = row.usages};
+    service.supportsTallyStore = Ref<CFTypeRef>::share(row.supportsTallyStore ? kCFBooleanTrue : kCFBooleanFalse);
+    registerService(service);
+    EXPECT_EQ(handlers(), before + row.handlers) << row.name;
+    ASSERT_EQ(contexts().size(), kept + 1) << row.name;
+    EXPECT_EQ(contexts().back()->_device._hid != nullptr, row.hasHIDDevice) << row.name;
+  }
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(Registration, RawDebugHandlers_AreInstalledOncePerObject) {
+  registerService({.usages = sensor});
+  EXPECT_EQ(handlers(), 1 + kRawDebugHandlers);
+  EXPECT_TRUE(plugin->_rawDebugInstalled);
+  registerService({.usages = sensor});
+  EXPECT_EQ(handlers(), 2 + kRawDebugHandlers);
+
+  TavikVELHIDStatistics* other = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
+  other->open(nullptr, 0);
+  other->registerService(addService({.usages = sensor}).get());
+  EXPECT_EQ(handlers(), 3 + 2 * kRawDebugHandlers);
+  other->Release();
+}
+
+TEST_F(Registration, SameServiceTwice_GetsTwoContextsAndTwoSetsOfHandlers) {
+  auto hid = addService({.usages = button});
+  plugin->registerService(hid.get());
+  plugin->registerService(hid.get());
+  EXPECT_THAT(contexts(), SizeIs(2));
+  EXPECT_EQ(handlers(), 4 + kRawDebugHandlers);
+}
+
+TEST_F(Registration, Context_HoldsWhatStandsBehindTheService) {
+  registerService({.usages = button});
+  ASSERT_THAT(contexts(), SizeIs(1));
+  const Context& context = *contexts()[0];
+  io_name_t name;
+  ASSERT_EQ(IORegistryEntryGetName(context._driver._service, name), 0);
+  EXPECT_STREQ(name, "service");
+  ASSERT_EQ(IORegistryEntryGetName(context._device._service, name), 0);
+  EXPECT_STREQ(name, "device");
+  EXPECT_EQ(static_cast<void*>(context._driver._interface), &driver);
+  EXPECT_EQ(static_cast<void*>(context._device._interface), &device);
+  EXPECT_EQ(driverPlugIn.references, 0);
+  EXPECT_EQ(devicePlugIn.references, 0);
+  EXPECT_EQ(std::memcmp(&driverPlugIn.queried, "\x59\x79\x99\x3C\x85\xF5\x4D\x59\x85\x93\xFF\x92\x15\xDA\x47\xAD", 16),
+            0);
+  EXPECT_EQ(std::memcmp(&devicePlugIn.queried, "\x01\x64\x69\xD8\x77\x3B\x46\xAC\x90\x9E\xF9\x0C\x4A\x6E\x75\x77", 16),
+            0);
+  EXPECT_EQ(control::registryReferences(), 2U) << "service and device stay referenced, the parent does not";
+}
+
+TEST_F(Registration, AnalyticsHook_OnlyWithSupport) {
+  registerService({.usages = button});
+  EXPECT_THAT(device.calls, ElementsAre("open(0)"));
+  device.calls.clear();
+  registerService({.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)});
+  EXPECT_THAT(device.calls, ElementsAre("open(0)", "setDispatchQueue", "setDataCallback"));
+  EXPECT_EQ(device.queue, queue);
+  EXPECT_EQ(device.refcon, plugin);
+  using Trampoline = void (*)(void*, void*, std::size_t);
+  EXPECT_EQ(device.callback, static_cast<Trampoline>(TavikVELHIDStatistics::publishTSData));
+}
+
+TEST_F(Registration, LaterQueue_DoesNotReachEarlierHandlers) {
+  registerService({.usages = sensor});
+  dispatch_queue_t later = control::createQueue("later");
+  plugin->scheduleWithDispatchQueue(later);
+  registerService({.usages = sensor});
+  const std::vector<os_state_handle_t> all = control::stateHandlers();
+  EXPECT_EQ(control::stateHandlerQueue(all.front()), queue);
+  EXPECT_EQ(control::stateHandlerQueue(all.back()), later);
+  plugin->unscheduleFromDispatchQueue(later);
+  EXPECT_EQ(handlers(), 2 + kRawDebugHandlers) << "installed handlers stay";
+  control::dropNotifications();
+  control::dropStateHandlers();
+  control::destroyQueue(later);
+}
+
+// One row of what can go wrong: how, the line that says so, and whether the service is kept.
+struct FailureCase {
+  const char* name;
+  std::function<void(Registration&)> arrange;
+  std::vector<std::string> log;
+  bool kept;
+  int driverPlugInReferences = 0;
+};
+
+TEST_F(Registration, Failures) {
+  constexpr std::uint32_t kCode = 0xE00002BE;
+  const auto code = static_cast<IOReturn>(kCode);
+  const char* failed = "((HRESULT)(Status) >= 0)";
+  const FailureCase cases[] = {
+      {"not in the registry",
+       [](Registration&) { control::failCall("IOServiceGetMatchingService", 1); },
+       {assertionLine("context->_driver._service", "", 255, 0)},
+       false},
+      {"parent cannot be read",
+       [=](Registration& t) { control::breakParent(t.serviceID, code); },
+       {assertionLine("kr == 0 ", "", 262, kCode)},
+       false},
+      {"no parent",
+       [](Registration& t) { control::breakParent(t.serviceID, 0); },
+       {assertionLine("parent", "", 263, 0)},
+       false},
+      {"grandparent cannot be read",
+       [=](Registration& t) { control::breakParent(t.parentID, code); },
+       {assertionLine("kr == 0 ", "", 267, kCode)},
+       false},
+      {"no grandparent",
+       [](Registration& t) { control::breakParent(t.parentID, 0); },
+       {assertionLine("context->_device._service", "", 268, 0)},
+       false},
+      {"driver plug-in cannot be created", [=](Registration& t) { t.driverPlugIn.createResult = code; }, {}, true},
+      {"driver gives no plug-in", [](Registration& t) { t.driverPlugIn.createsPlugIn = false; }, {}, true},
+      {"driver interface refused, yet stored",
+       [](Registration& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
+       {assertionLine(failed, "", 275, 0)},
+       true},
+      {"driver interface refused",
+       [](Registration& t) {
+         t.driverPlugIn.queryResult = E_NOINTERFACE;
+         t.driverPlugIn.interface = nullptr;
+       },
+       {assertionLine(failed, "", 275, 0), assertionLine("context->_driver._interface", "", 276, 0)},
+       true,
+       1},
+      {"driver interface missing",
+       [](Registration& t) { t.driverPlugIn.interface = nullptr; },
+       {assertionLine("context->_driver._interface", "", 276, 0)},
+       true,
+       1},
+      {"driver does not open",
+       [=](Registration& t) { t.driver.openResult = code; },
+       {assertionLine("kr == 0 ", "", 280, kCode)},
+       false},
+      {"device plug-in cannot be created", [=](Registration& t) { t.devicePlugIn.createResult = code; }, {}, true},
+      {"device gives no plug-in", [](Registration& t) { t.devicePlugIn.createsPlugIn = false; }, {}, true},
+      {"device interface refused, yet stored",
+       [](Registration& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
+       {assertionLine(failed, "", 292, 0)},
+       true},
+      {"device interface refused",
+       [](Registration& t) {
+         t.devicePlugIn.queryResult = E_NOINTERFACE;
+         t.devicePlugIn.interface = nullptr;
+       },
+       {assertionLine(failed, "", 292, 0), assertionLine("context->_device._interface", "", 293, 0)},
+       true},
+      {"device interface missing",
+       [](Registration& t) { t.devicePlugIn.interface = nullptr; },
+       {assertionLine("context->_device._interface", "", 293, 0)},
+       true},
+      {"device does not open", [=](Registration& t) { t.device.openResult = code; }, {}, true},
+      {"no HID device",
+       [](Registration&) { control::failCall("IOHIDDeviceCreate", 1); },
+       {assertionLine("context->_device._hid", "", 315, 0)},
+       false},
+  };
+  for (const FailureCase& row : cases) {
+    SCOPED_TRACE(row.name);
+    driverPlugIn = {};
+    devicePlugIn = {};
+    driver = {};
+    device = {};
+    driverPlugIn.interface = &driver;
+    devicePlugIn.interface = &device;
+    control::clearLog();
+    auto hid = addService({.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)});
+    const std::size_t keptBefore = contexts().size();
+    const std::size_t handlersBefore = handlers();
+    row.arrange(*this);
+    plugin->registerService(hid.get());
+    control::clearFailures();
+    EXPECT_THAT(logMessages(), ElementsAreArray(row.log));
+    EXPECT_EQ(contexts().size(), keptBefore + (row.kept ? 1 : 0));
+    EXPECT_EQ(handlers() > handlersBefore, row.kept);
+    EXPECT_EQ(driverPlugIn.references, row.driverPlugInReferences) << "a plug-in without its interface is left alone";
+    EXPECT_EQ(devicePlugIn.references, 0);
+  }
+}
+
+TEST_F(Registration, Abandoned_NothingThatTheContextHeldIsGivenBack) {
+  registerService({.usages = button, .isHIDDevice = false}); // the device's interface is open by then
+  EXPECT_THAT(contexts(), IsEmpty());
+  EXPECT_THAT(logMessages(), ElementsAre(assertionLine("context->_device._hid", "", 315, 0)));
+  EXPECT_EQ(control::registryReferences(), 2U) << "service and device";
+  EXPECT_FALSE(plugin->_rawDebugInstalled);
+}
+
+TEST_F(Registration, WithoutDriverInterface_TheServiceIsKeptAndReadsAreNotReady) {
+  driverPlugIn.createsPlugIn = false;
+  registerService({.usages = button});
+  ASSERT_THAT(contexts(), SizeIs(1));
+  EXPECT_EQ(contexts()[0]->_driver._interface, nullptr);
+  std::uint32_t value = 0;
+  EXPECT_EQ(plugin->getProperty(contexts()[0], 215, &value, sizeof value, nullptr), static_cast<IOReturn>(0xE00002D8));
+}
+
+TEST_F(Registration, AssertionLines_AreSilentWhenTheLevelIsOff) {
+  control::setLogLevel(OS_LOG_TYPE_DEFAULT, false);
+  registerService({.transport = cfNumber(1), .usages = button});
+  control::setLogLevel(OS_LOG_TYPE_DEFAULT, true);
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(Registration, AssertionLines_AreAtTheDefaultLevel) {
+  registerService({.transport = cfNumber(1), .usages = button});
+  ASSERT_THAT(control::logLines(), SizeIs(1));
+  EXPECT_EQ(control::logLines()[0].type, OS_LOG_TYPE_DEFAULT);
+}
+
+} // namespace
+} // namespace vel::test

@@ -1,0 +1,231 @@
+// The "ZORB Statistics" report.
+
+#include "ZORBStatistics.h"
+#include "support/statistics_fixture.h"
+
+#include <control/calls.h>
+#include <host/record.h>
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+
+namespace vel::test {
+namespace {
+
+using host::Dictionary;
+using host::Value;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Every byte of the record its own place, so that a value shows where it was read.
+Bytes countingRecord() {
+  Bytes bytes(330);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = static_cast<std::uint8_t>(i * 7 + 1);
+  }
+  return bytes;
+}
+
+Value number(const Bytes& record, std::size_t offset, std::size_t width = 8) {
+  std::uint64_t value = 0;
+  for (std::size_t i = 0; i < width; ++i) {
+    value |= std::uint64_t{record[offset + i]} << (8 * i);
+  }
+  return {width == 4 ? static_cast<std::int32_t>(value) : static_cast<std::int64_t>(value)};
+}
+
+// The report that the layout's offsets call for, in its order.
+Value expectedReport(const Bytes& record) {
+  std::uint32_t word = 0;
+  std::memcpy(&word, record.data() + 233, 4);
+  Dictionary press = {
+      {"click count", {std::int64_t{word >> 1}}},
+      {"finger on ts", number(record, 0)},
+      {"start haptic ts", number(record, 16)},
+      {"finger detect to button down", number(record, 24)},
+  };
+  for (std::size_t click = 0; click < 3; ++click) {
+    press.push_back({"click " + std::to_string(click + 1),
+                     {Dictionary{
+                         {"button down to play asset", number(record, 184 + 16 * click)},
+                         {"button down ts", number(record, 88 + 16 * click)},
+                         {"play asset ts", number(record, 136 + 16 * click + 8)}, // the up edge's
+                         {"button up to play asset", number(record, 184 + 16 * click + 8)},
+                         {"button up ts", number(record, 88 + 16 * click + 8)},
+                     }}});
+  }
+  press.push_back({"second scan ts", number(record, 266)});
+  press.push_back({"turtle scans", number(record, 274, 4)});
+  press.push_back({"finger off ts", number(record, 8)});
+  return {Dictionary{
+      {"last button press", {press}},
+      {"latency",
+       {Dictionary{
+           {"min_nz_latency_FD_to_BD", number(record, 282)},
+           {"max_latency_FD_to_BD", number(record, 290)},
+           {"min_nz_latency_BC_to_PlayAsset", number(record, 298)},
+           {"max_latency_BC_to_PlayAsset", number(record, 306)},
+           {"min_latency_Total", number(record, 314)},
+           {"max_latency_Total", number(record, 322)},
+       }}},
+  }};
+}
+
+struct ZORBStatistics : StatisticsTest {
+  ZORBStatistics() {
+    registerService({.usages = button});
+    control::clearLog();
+  }
+  // The handler's record, asked through its block.
+  control::StateRecord ask(std::uint32_t api = 3) {
+    return control::captureState(control::stateHandlers().front(), api, "test");
+  }
+  Value report(const Bytes& reply) {
+    driver.property = [&](std::uint32_t) { return Reply{reply}; };
+    const control::StateRecord record = ask();
+    return host::parseRecord({reinterpret_cast<const std::byte*>(record.get()), 200 + record->dataSize}).value;
+  }
+};
+
+TEST_F(ZORBStatistics, ReadsProperty215With330Bytes) {
+  EXPECT_STREQ(ask()->title, "ZORB Statistics");
+  EXPECT_THAT(driver.propertiesRead, ElementsAre(215U));
+  EXPECT_THAT(driver.calls.back(), "command(10, 4, 330)");
+}
+
+TEST_F(ZORBStatistics, EveryFieldIsReadAtItsOffset) {
+  const Bytes record = countingRecord();
+  EXPECT_EQ(report(record), expectedReport(record));
+}
+
+TEST_F(ZORBStatistics, NegativeValuesStayNegative) {
+  const Bytes record(330, 0xFF);
+  const Value value = report(record);
+  EXPECT_EQ(value, expectedReport(record));
+  EXPECT_EQ(*value.find("last button press")->find("turtle scans"), Value{std::int64_t{-1}});
+  EXPECT_EQ(*value.find("last button press")->find("click count"), Value{std::int64_t{0x7FFFFFFF}});
+}
+
+TEST_F(ZORBStatistics, AllZeros_HoldAllKeys) {
+  const Bytes record(330, 0);
+  EXPECT_EQ(report(record), expectedReport(record));
+}
+
+TEST_F(ZORBStatistics, ClickCount_IsTheWordWithoutItsLowestBit) {
+  Bytes record(330, 0);
+  record[233] = 7;
+  EXPECT_EQ(*report(record).find("last button press")->find("click count"), Value{std::int64_t{3}});
+  record[233] = 6;
+  EXPECT_EQ(*report(record).find("last button press")->find("click count"), Value{std::int64_t{3}});
+}
+
+TEST_F(ZORBStatistics, ShortReply_ReadsAsZerosBeyond) {
+  Bytes record = countingRecord();
+  record.resize(100);
+  Bytes whole = record;
+  whole.resize(330);
+  EXPECT_EQ(report(record), expectedReport(whole));
+}
+
+TEST_F(ZORBStatistics, LyingLength_ChangesNothing) {
+  const Bytes record = countingRecord();
+  driver.property = [&](std::uint32_t) { return Reply{.bytes = record, .length = 1 << 30}; };
+  const control::StateRecord state = ask();
+  EXPECT_EQ(host::parseRecord({reinterpret_cast<const std::byte*>(state.get()), 200 + state->dataSize}).value,
+            expectedReport(record));
+}
+
+TEST_F(ZORBStatistics, AnswersRequestsAlone) {
+  for (std::uint32_t api : {0U, 1U, 2U, 4U, 5U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(ask(api), nullptr) << api;
+  }
+  EXPECT_THAT(driver.propertiesRead, IsEmpty());
+  EXPECT_NE(ask(3), nullptr);
+}
+
+TEST_F(ZORBStatistics, FailingRead_LogsItsResultAndYieldsNothing) {
+  driver.property = [](std::uint32_t) { return Reply{.result = kIOReturnTimeout}; };
+  EXPECT_EQ(ask(), nullptr);
+  ASSERT_EQ(logMessages().size(), 1U);
+  EXPECT_EQ(withoutLine(logMessages()[0]), assertionWithoutLine("result == 0 ", "", 0xE00002D6));
+}
+
+TEST_F(ZORBStatistics, WithoutDriverInterface_LogsTwice) {
+  contexts()[0]->_driver._interface = nullptr;
+  EXPECT_EQ(ask(), nullptr);
+  ASSERT_EQ(logMessages().size(), 2U);
+  EXPECT_EQ(logMessages()[0], assertionLine("context->_driver._interface", "", 1143, 0));
+  EXPECT_EQ(withoutLine(logMessages()[1]), assertionWithoutLine("result == 0 ", "", 0xE00002D8));
+}
+
+// Dictionaries are made in this order: the result, the press, three clicks, the latencies.
+TEST_F(ZORBStatistics, DictionariesThatCannotBeMade_AreLeftOut) {
+  const Bytes record = countingRecord();
+  const Value whole = expectedReport(record);
+  const std::vector<std::string> clicks = {"click 1", "click 2", "click 3"};
+
+  control::failCall("CFDictionaryCreateMutable", 2);
+  Dictionary withoutPress = *whole.as<Dictionary>();
+  withoutPress.erase(withoutPress.begin());
+  EXPECT_EQ(report(record), Value{withoutPress});
+
+  for (std::size_t click = 0; click < 3; ++click) {
+    control::clearFailures();
+    control::failCall("CFDictionaryCreateMutable", 3 + click);
+    const Value state = report(record);
+    for (std::size_t other = 0; other < 3; ++other) {
+      EXPECT_EQ(state.find("last button press")->find(clicks[other]) != nullptr, other != click);
+    }
+  }
+
+  control::clearFailures();
+  control::failCall("CFDictionaryCreateMutable", 6);
+  Dictionary withoutLatency = *whole.as<Dictionary>();
+  withoutLatency.pop_back();
+  EXPECT_EQ(report(record), Value{withoutLatency});
+  EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(ZORBStatistics, ClickKeyThatCannotBeMade_LeavesTheClickOut) {
+  control::failCall("CFStringCreateWithCString", 2);
+  const Value state = report(countingRecord());
+  EXPECT_NE(state.find("last button press")->find("click 1"), nullptr);
+  EXPECT_EQ(state.find("last button press")->find("click 2"), nullptr);
+  EXPECT_NE(state.find("last button press")->find("click 3"), nullptr);
+}
+
+TEST_F(ZORBStatistics, NoDictionaryAtAll_LogsTwiceAndYieldsNothing) {
+  control::failCall("CFDictionaryCreateMutable", 1);
+  EXPECT_EQ(ask(), nullptr);
+  ASSERT_EQ(logMessages().size(), 2U);
+  EXPECT_EQ(withoutLine(logMessages()[0]), assertionWithoutLine("state", "", 0));
+  EXPECT_EQ(withoutLine(logMessages()[1]), assertionWithoutLine("zorbState != __null", "", 0));
+}
+
+TEST_F(ZORBStatistics, NumbersThatCannotBeMade_AreLeftOut) {
+  control::failCall("CFNumberCreate", 1, control::Failing::onwards);
+  const Value state = report(countingRecord());
+  EXPECT_EQ(state,
+            (Value{Dictionary{
+                {"last button press",
+                 {Dictionary{{"click 1", {Dictionary{}}}, {"click 2", {Dictionary{}}}, {"click 3", {Dictionary{}}}}}},
+                {"latency", {Dictionary{}}}}}));
+}
+
+// Whatever call fails, the handler yields a record or nothing and leaves no object behind.
+TEST_F(ZORBStatistics, AnyCallMayFail_NothingIsLeaked) {
+  driver.property = [](std::uint32_t) { return Reply{countingRecord()}; };
+  const auto before = control::liveObjects();
+  std::uint64_t nth = 0;
+  do {
+    control::clearFailures();
+    control::failAnyCall(++nth);
+    ask();
+    EXPECT_EQ(control::liveObjects(), before) << "call " << nth;
+  } while (control::clearFailures());
+  EXPECT_GT(nth, 40U);
+}
+
+} // namespace
+} // namespace vel::test

@@ -1,0 +1,118 @@
+#include "statistics_fixture.h"
+
+#include <control/calls.h>
+#include <control/notify.h>
+#include <control/queue.h>
+
+#include <regex>
+
+namespace vel::test {
+
+Ref<CFDictionaryRef> properties(std::vector<std::pair<const char*, Ref<CFTypeRef>>> pairs) {
+  CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks);
+  for (const auto& [key, value] : pairs) {
+    if (value) {
+      CFDictionarySetValue(dictionary, cfString(key).get(), value.get());
+    }
+  }
+  return Ref<CFDictionaryRef>::adopt(dictionary);
+}
+
+Ref<CFTypeRef> cfString(const char* text) {
+  return Ref<CFTypeRef>::adopt(CFStringCreateWithCString(kCFAllocatorDefault, text, kCFStringEncodingUTF8));
+}
+
+Ref<CFTypeRef> cfNumber(std::int64_t value) {
+  return Ref<CFTypeRef>::adopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value));
+}
+
+std::string assertionLine(const std::string& expression, const std::string& message, int line, std::uint32_t value) {
+  char end[64];
+  std::snprintf(end, sizeof end, ", line: %d value:%x\n", line, value);
+  return ": AssertMacros: " + expression + ", " + message + " file: TavikVELHIDStatistics/TavikVELHIDStatistics" + end;
+}
+
+std::string withoutLine(const std::string& message) {
+  return std::regex_replace(message, std::regex(", line: [1-9][0-9]* value:"), ", line: N value:");
+}
+
+std::string assertionWithoutLine(const std::string& expression, const std::string& message, std::uint32_t value) {
+  return withoutLine(assertionLine(expression, message, 1, value));
+}
+
+std::vector<std::string> logMessages() {
+  std::vector<std::string> messages;
+  for (const control::LogLine& line : control::logLines()) {
+    EXPECT_EQ(line.subsystem, "KIP");
+    EXPECT_EQ(line.category, "TavikVELHIDStatistics");
+    messages.push_back(line.message);
+  }
+  return messages;
+}
+
+const std::vector<control::HIDUsage> StatisticsTest::button = {{0x0C, 0x01}};
+const std::vector<control::HIDUsage> StatisticsTest::sensor = {{0xFF00, 0x03}};
+
+StatisticsTest::StatisticsTest() : queue(control::createQueue("statistics")) {
+  control::clearLog();
+  driverPlugIn.interface = &driver;
+  devicePlugIn.interface = &device;
+  plugin = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
+  plugin->open(nullptr, 0);
+  plugin->scheduleWithDispatchQueue(queue);
+}
+
+StatisticsTest::~StatisticsTest() {
+  control::clearFailures();
+  control::drain(queue);
+  control::dropStateHandlers();
+  control::dropNotifications();
+  if (plugin != nullptr) {
+    plugin->Release();
+  }
+  control::destroyQueue(queue);
+  control::resetRegistry();
+}
+
+Ref<IOHIDServiceRef> StatisticsTest::addService(const Service& service) {
+  rootID = control::addRegistryEntry({.name = "accelerometer", .className = "VELRoot"});
+  deviceID = control::addRegistryEntry(
+      {.name = "device", .className = "VELDevice", .parent = rootID, .isHIDDevice = service.isHIDDevice});
+  parentID = control::addRegistryEntry({.name = "interface", .className = "VELInterface", .parent = deviceID});
+  serviceID = control::addRegistryEntry({.name = "service", .className = "VELService", .parent = parentID});
+  control::attachPlugIn(serviceID, kVELDriverUserClientTypeID,
+                        [this](IOCFPlugInInterface*** result) { return driverPlugIn.create(result); });
+  control::attachPlugIn(deviceID, kVELDeviceUserClientTypeID,
+                        [this](IOCFPlugInInterface*** result) { return devicePlugIn.create(result); });
+  control::HIDService description;
+  description.properties =
+      properties({{"Transport", service.transport}, {"KIPSupportsTallyStore", service.supportsTallyStore}});
+  description.usages = service.usages;
+  description.registryID = service.inRegistry ? serviceID : 0xDEAD;
+  return Ref<IOHIDServiceRef>::adopt(control::createHIDService(std::move(description)));
+}
+
+void StatisticsTest::registerService(const Service& service) {
+  plugin->registerService(addService(service).get());
+}
+
+std::vector<Context*> StatisticsTest::contexts() const {
+  std::vector<Context*> result;
+  for (CFIndex i = 0; i < CFArrayGetCount(plugin->_contexts); ++i) {
+    result.push_back(static_cast<Context*>(const_cast<void*>(CFArrayGetValueAtIndex(plugin->_contexts, i))));
+  }
+  return result;
+}
+
+std::vector<std::string> StatisticsTest::capture(std::uint32_t api) {
+  std::vector<std::string> titles;
+  for (os_state_handle_t handler : control::stateHandlers()) {
+    if (control::StateRecord record = control::captureState(handler, api, "test")) {
+      titles.emplace_back(record->title);
+    }
+  }
+  return titles;
+}
+
+} // namespace vel::test

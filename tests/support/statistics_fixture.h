@@ -1,0 +1,76 @@
+// A plug-in object on an empty platform, and what most of its tests need around it.
+#pragma once
+
+#include "TavikVELHIDStatistics.h"
+#include "user_client.h"
+
+#include <control/cf.h>
+#include <control/hid.h>
+#include <control/log.h>
+#include <control/ref.h>
+#include <control/registry.h>
+#include <control/state.h>
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace vel::test {
+
+using control::Ref;
+
+// A dictionary of properties. [create: this]
+Ref<CFDictionaryRef> properties(std::vector<std::pair<const char*, Ref<CFTypeRef>>> pairs);
+Ref<CFTypeRef> cfString(const char* text);
+Ref<CFTypeRef> cfNumber(std::int64_t value);
+
+// The whole line of a failed check.
+std::string assertionLine(const std::string& expression, const std::string& message, int line, std::uint32_t value);
+// The same with another line number in place of the one that the log has, where the source's own line counts.
+std::string withoutLine(const std::string& message);
+std::string assertionWithoutLine(const std::string& expression, const std::string& message, std::uint32_t value);
+
+// The messages in the log, which are all of the plug-in's log object.
+std::vector<std::string> logMessages();
+
+// The log, the registry and all registrations are empty at the start of each test and at its end; the object, if the
+// test leaves it alive, is released before them. The object is open and scheduled.
+class StatisticsTest : public testing::Test {
+public:
+  StatisticsTest();
+  ~StatisticsTest() override;
+
+  // What a VEL service consists of; a test changes what it is about.
+  struct Service {
+    Ref<CFTypeRef> transport = cfString("VEL");
+    std::vector<control::HIDUsage> usages;
+    Ref<CFTypeRef> supportsTallyStore; // none
+    bool inRegistry = true;
+    bool isHIDDevice = true;
+  };
+  // Puts service, parent and device into the registry, each under the other, with the fake user clients in front, and
+  // returns the HID service.
+  Ref<IOHIDServiceRef> addService(const Service& service);
+  // The same, registered with the plug-in.
+  void registerService(const Service& service);
+  // The contexts that the plug-in keeps.
+  std::vector<Context*> contexts() const;
+
+  // Asks the state handlers at these places (all, if none are given) and returns the titles of their records.
+  std::vector<std::string> capture(std::uint32_t api);
+
+  static const std::vector<control::HIDUsage> button;
+  static const std::vector<control::HIDUsage> sensor;
+
+  FakePlugIn driverPlugIn, devicePlugIn;
+  FakeDriver driver;
+  FakeDevice device;
+  std::uint64_t serviceID = 0, parentID = 0, deviceID = 0, rootID = 0;
+  dispatch_queue_t queue;
+  TavikVELHIDStatistics* plugin; // null once a test has released it
+};
+
+} // namespace vel::test

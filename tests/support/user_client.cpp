@@ -1,0 +1,117 @@
+#include "user_client.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace vel::test {
+
+namespace {
+
+FakePlugIn& plugIn(void* self) {
+  return *static_cast<FakePlugIn*>(self);
+}
+FakeDriver& driver(void* self) {
+  return *static_cast<FakeDriver*>(self);
+}
+FakeDevice& device(void* self) {
+  return *static_cast<FakeDevice*>(self);
+}
+
+void remember(FakePlugIn& plugin, const char* call) {
+  if (plugin.calls != nullptr) {
+    plugin.calls->emplace_back(call);
+  }
+}
+
+IOCFPlugInInterface plugInTable = {
+    ._reserved = nullptr,
+    .QueryInterface =
+        [](void* self, REFIID iid, LPVOID* ppv) {
+          remember(plugIn(self), "QueryInterface");
+          plugIn(self).queried = iid;
+          *ppv = plugIn(self).interface;
+          return plugIn(self).queryResult;
+        },
+    .AddRef = [](void* self) { return static_cast<ULONG>(++plugIn(self).references); },
+    .Release =
+        [](void* self) {
+          remember(plugIn(self), "Release");
+          return static_cast<ULONG>(--plugIn(self).references);
+        },
+};
+
+VELDriverInterface driverTable = [] {
+  VELDriverInterface table = {};
+  table.open = [](void* self, std::uint32_t options) {
+    driver(self).calls.push_back("open(" + std::to_string(options) + ")");
+    return driver(self).openResult;
+  };
+  table.command = [](void* self, std::uint32_t command, const void* input, std::size_t inputSize, void* output,
+                     std::size_t* outputSize) {
+    driver(self).calls.push_back("command(" + std::to_string(command) + ", " + std::to_string(inputSize) + ", " +
+                                 std::to_string(*outputSize) + ")");
+    if (command != 10) {
+      return answer(driver(self).command(command), output, *outputSize, outputSize);
+    }
+    std::uint32_t property = 0;
+    std::memcpy(&property, input, std::min(inputSize, sizeof property));
+    driver(self).propertiesRead.push_back(property);
+    return answer(driver(self).property(property), output, *outputSize, outputSize);
+  };
+  return table;
+}();
+
+VELDeviceInterface deviceTable = [] {
+  VELDeviceInterface table = {};
+  table.open = [](void* self, std::uint32_t options) {
+    device(self).calls.push_back("open(" + std::to_string(options) + ")");
+    return device(self).openResult;
+  };
+  table.setDataCallback = [](void* self, VELDataCallback callback, void* refcon) {
+    device(self).calls.emplace_back("setDataCallback");
+    device(self).callback = callback;
+    device(self).refcon = refcon;
+  };
+  table.setDispatchQueue = [](void* self, dispatch_queue_t queue) {
+    device(self).calls.emplace_back("setDispatchQueue");
+    device(self).queue = queue;
+  };
+  return table;
+}();
+
+} // namespace
+
+FakePlugIn::FakePlugIn() : vtbl(&plugInTable) {}
+FakeDriver::FakeDriver() : vtbl(&driverTable) {}
+FakeDevice::FakeDevice() : vtbl(&deviceTable) {}
+
+kern_return_t FakePlugIn::create(IOCFPlugInInterface*** plugin) {
+  if (createResult == 0 && createsPlugIn) {
+    ++references;
+    *plugin = &vtbl;
+  }
+  return createResult;
+}
+
+IOReturn answer(const Reply& reply, void* output, std::size_t capacity, std::size_t* reported) {
+  if (!reply.bytes.empty()) {
+    std::memcpy(output, reply.bytes.data(), std::min(reply.bytes.size(), capacity));
+  }
+  if (reply.result == 0) {
+    *reported = reply.length >= 0 ? static_cast<std::size_t>(reply.length) : std::min(reply.bytes.size(), capacity);
+  }
+  return reply.result;
+}
+
+Bytes text(const std::string& characters, std::size_t size) {
+  Bytes bytes(characters.begin(), characters.end());
+  bytes.resize(std::max(size, bytes.size()));
+  return bytes;
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+} // namespace vel::test

@@ -1,0 +1,77 @@
+// A driver and a device user client for white-box tests: answer what the test says, remember what they were asked.
+#pragma once
+
+#include <IOKit/IOCFPlugIn.h>
+#include <VEL/VELUserClient.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vel::test {
+
+// The plug-in in front of a user client. Stands in the registry under a plug-in type; references are counted.
+struct FakePlugIn {
+  FakePlugIn();
+  IOCFPlugInInterface* vtbl; // first
+  kern_return_t createResult = 0;
+  bool createsPlugIn = true;
+  HRESULT queryResult = S_OK;
+  void* interface = nullptr; // what QueryInterface stores; null: nothing is there
+  CFUUIDBytes queried = {};  // the last interface that was asked for
+  int references = 0;
+  std::vector<std::string>* calls = nullptr; // where calls are remembered, if anywhere
+
+  // For vel::control::attachPlugIn.
+  kern_return_t create(IOCFPlugInInterface*** plugin);
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+// A reply to a command: the bytes, or a failure; `length` claims another length than that of the bytes.
+struct Reply {
+  Bytes bytes;
+  IOReturn result = 0;
+  std::ptrdiff_t length = -1;
+};
+
+struct FakeDriver {
+  FakeDriver();
+  VELDriverInterface* vtbl; // first
+  IOReturn openResult = 0;
+  // Answers command 10 by property id, and other commands by their code.
+  std::function<Reply(std::uint32_t property)> property = [](std::uint32_t) { return Reply{}; };
+  std::function<Reply(std::uint32_t command)> command = [](std::uint32_t) { return Reply{}; };
+  std::vector<std::uint32_t> propertiesRead; // in their order
+  std::vector<std::string> calls;
+};
+
+struct FakeDevice {
+  FakeDevice();
+  VELDeviceInterface* vtbl; // first
+  IOReturn openResult = 0;
+  dispatch_queue_t queue = nullptr;
+  VELDataCallback callback = nullptr;
+  void* refcon = nullptr;
+  std::vector<std::string> calls;
+};
+
+// Copies as much of the reply as fits into `capacity` bytes at `output`; stores the claimed length.
+IOReturn answer(const Reply& reply, void* output, std::size_t capacity, std::size_t* reported);
+
+// Little-endian bytes of a number, and pieces put together.
+template <class T>
+Bytes le(T value) {
+  Bytes bytes(sizeof value);
+  for (std::size_t i = 0; i < sizeof value; ++i) {
+    bytes[i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(value) >> (8 * i));
+  }
+  return bytes;
+}
+Bytes text(const std::string& characters, std::size_t size = 0); // padded with NULs to `size`
+Bytes operator+(Bytes a, const Bytes& b);
+
+} // namespace vel::test
