@@ -7,7 +7,6 @@
 #include <profile/profile_description.h>
 
 #include <algorithm>
-#include <alloca.h>
 #include <cstdio>
 #include <cstring>
 
@@ -27,7 +26,7 @@ os_state_data_s* TavikVELHIDStatistics::stateHandler_RawDebugData(os_state_hints
                                                                   uint32_t recordCount, uint32_t kind) {
   const size_t capacity = recordCount * sizeof(_VelProfileReport);
   size_t length = capacity;
-  void* buffer = alloca(capacity);
+  void* buffer = __builtin_alloca(capacity);
   std::memset(buffer, 0, capacity);
   IOReturn kr;
   switch (kind) {

@@ -1,0 +1,48 @@
+#!/usr/bin/env python3
+"""Compares what a shared object exports with its list.
+
+usage: exports.py OBJECT SCRIPT [NAME...]
+The linker version script is the list; names given besides it must be the whole of the list. A pattern in the list
+("vel::control::*") covers C++ names."""
+
+import fnmatch
+import re
+import subprocess
+import sys
+
+
+def exported(path):
+    lines = subprocess.run(["nm", "-D", "--defined-only", path], check=True, capture_output=True, text=True).stdout
+    names = {line.split()[2].split("@")[0] for line in lines.splitlines() if line.split()[1] != "A"}
+    assert names, f"{path} exports nothing"
+    return names
+
+
+def listed(script):
+    """The names, and the patterns for C++ names."""
+    text = re.sub(r"/\*.*?\*/|#[^\n]*", "", open(script).read(), flags=re.S)
+    body = "".join(re.findall(r"global:(.*?)local:", text, flags=re.S))
+    blocks = re.findall(r'extern "C\+\+"\s*\{(.*?)\}', body, flags=re.S)
+    body = re.sub(r'extern "C\+\+"\s*\{.*?\};', "", body, flags=re.S)
+    patterns = [entry.strip().strip('"') for block in blocks for entry in block.split(";") if entry.strip()]
+    return set(re.findall(r"[A-Za-z_]\w*", body)), patterns
+
+
+def main():
+    path, script, *whole = sys.argv[1:]
+    names, patterns = listed(script)
+    found = exported(path)
+    problems = []
+    if whole and names != set(whole):
+        problems.append(f"{script} lists {sorted(names)}, not {sorted(whole)}")
+    problems += [f"{path} lacks {name}" for name in sorted(names - found)]
+    extra = sorted(found - names)
+    readable = subprocess.run(["c++filt"], input="\n".join(extra), capture_output=True, text=True).stdout.split("\n")
+    for name, text in zip(extra, readable):
+        if not any(fnmatch.fnmatchcase(text, pattern) for pattern in patterns):
+            problems.append(f"{path} exports {text}, which is not listed")
+    print("\n".join(problems) or f"{len(found)} exports, as listed")
+    return 1 if problems else 0
+
+
+sys.exit(main())

@@ -1,0 +1,90 @@
+#!/usr/bin/env python3
+"""Checks from the includes that every room uses only the rooms that it may, and prints each include that does not."""
+
+import pathlib
+import re
+import sys
+
+ROOT = pathlib.Path(sys.argv[1]).resolve()
+
+STANDARD = set("""
+algorithm any array atomic barrier bit cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
+clocale cmath compare complex concepts condition_variable csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib cstring
+ctime cwchar deque exception execution filesystem format forward_list fstream functional future initializer_list iomanip
+ios iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new numbers numeric
+optional ostream queue random ranges ratio regex scoped_allocator semaphore set shared_mutex source_location span sstream
+stack stdexcept stop_token streambuf string string_view system_error thread tuple type_traits typeindex typeinfo
+unordered_map unordered_set utility valarray variant vector version
+assert.h errno.h float.h inttypes.h limits.h math.h stdarg.h stdbool.h stddef.h stdint.h stdio.h stdlib.h string.h time.h
+sys/time.h
+""".split())
+
+PLATFORM = {str(p.relative_to(ROOT / "platform/include")) for p in (ROOT / "platform/include").rglob("*.h")}
+EDGE = {"profile/profile_description.h", "profile/times.h"}
+
+
+def kind(name):
+    """What an included name belongs to."""
+    if name in STANDARD:
+        return "standard"
+    if name in PLATFORM:
+        return "platform"
+    if name.startswith("control/"):
+        return "control"
+    if name.startswith("profile/"):
+        return "profile"
+    if name.startswith("host/"):
+        return "host"
+    if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
+        return "plug-in"
+    if name.startswith(("tests/", "support/", "bench/", "fuzz/")):
+        return "tests"
+    return "library"
+
+
+# Room: what it may include beside its own files. "library" stands for everything that is not ours.
+ROOMS = [
+    ("profile/src/edge", {"standard", "profile", "platform"}),
+    ("profile", {"standard", "profile"}),
+    ("TavikVELHIDStatistics", {"standard", "profile", "platform", "plug-in"}),
+    ("platform/include", {"standard", "platform"}),
+    ("platform/control", {"standard", "platform", "control"}),
+    ("platform/src", {"standard", "platform", "control", "library"}),
+    ("synthetic", {"standard", "profile"}),
+    ("host", {"standard", "platform", "control", "host", "library"}),
+    ("tools", {"standard", "control", "host", "profile", "synthetic", "library"}),
+]
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
+
+
+def main():
+    failures = []
+    seen = 0
+    for room, allowed in ROOMS:
+        for path in sorted((ROOT / room).rglob("*")):
+            if path.suffix not in {".h", ".cpp", ".c"}:
+                continue
+            relative = path.relative_to(ROOT)
+            if next(r for r, _ in ROOMS if str(relative).startswith(r + "/")) != room:
+                continue
+            edge = room == "profile" and str(relative).removeprefix("profile/include/") in EDGE
+            for quote, name in INCLUDE.findall(path.read_text()):
+                seen += 1
+                if quote == '"' and ((path.parent / name).exists() or (ROOT / room / name).exists()):
+                    continue
+                if edge and name in PLATFORM:
+                    continue
+                if name.startswith("synthetic/"):
+                    found = "synthetic"
+                else:
+                    found = kind(name)
+                if found == "library" and quote == '"' and (ROOT / room).joinpath("src", name).exists():
+                    continue
+                if found not in allowed or (name in EDGE and room in {"profile", "synthetic"}):
+                    failures.append(f"{relative}: may not include {name} ({found})")
+    print("\n".join(failures) or f"{seen} includes keep to the arrows")
+    return 1 if failures or seen < 100 else 0
+
+
+sys.exit(main())
