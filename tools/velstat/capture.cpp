@@ -1,0 +1,98 @@
+// velstat capture: hosts a plug-in on a device model and shows what it registers and reports.
+
+#include <capture_result.h>
+#include <commands.h>
+#include <default_bundle.h>
+#include <default_model.h>
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <memory>
+
+namespace vel::stat {
+
+namespace {
+
+struct CaptureOptions {
+  std::string plugIn;
+  std::string model;
+  std::uint32_t api = 3;
+  std::string format = "text";
+  std::string out;
+};
+
+CapturedService registerService(host::Session& session, const host::MachineService& service) {
+  const std::size_t linesBefore = control::logLines().size();
+  CapturedService captured{.name = service.name, .usages = service.usages};
+  captured.registration = session.registerService(service);
+  const host::References held = service.device->references();
+  captured.opened = held.drivers + held.devices > 0;
+  captured.logLines = control::logLines().size() - linesBefore;
+  return captured;
+}
+
+CaptureResult capture(const CaptureOptions& options) {
+  const host::DeviceModel model = options.model.empty() ? host::parseDeviceModel(defaultModel, "(built-in model)")
+                                                        : host::readDeviceModel(options.model);
+  host::Bundle bundle =
+      host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : std::filesystem::path(options.plugIn));
+
+  CaptureResult result{.api = options.api};
+  result.device = model.name;
+  result.plugIn = bundle.identifier();
+  result.path = bundle.path().string();
+
+  control::clearLog();
+  host::Machine machine(model);
+  host::Session session(std::move(bundle), machine);
+  session.open();
+  session.schedule();
+  for (const host::MachineService& service : machine.services()) {
+    result.services.push_back(registerService(session, service));
+  }
+  for (const host::MachineService& service : machine.services()) {
+    for (const host::Bytes& batch : service.device->analytics()) {
+      session.deliverAnalytics(service, batch);
+    }
+  }
+  session.drain();
+  result.records = session.capture(options.api, "velstat");
+  result.handlers = session.stateHandlers();
+  session.close();
+  result.log = control::logLines();
+  return result;
+}
+
+int run(const CaptureOptions& options) {
+  const CaptureResult result = capture(options);
+  if (!options.out.empty()) {
+    writeCapture(result, options.out);
+  }
+  writeStandardOutput(options.format == "json" ? captureJson(result) : captureText(result, Style::ofStandardOutput()));
+  return 0;
+}
+
+} // namespace
+
+void addCapture(CLI::App& app, int& status) {
+  auto options = std::make_shared<CaptureOptions>();
+  CLI::App* const command =
+      app.add_subcommand("capture", "Register a modelled device's services with the plug-in and capture its state");
+  command->add_option("--plugin", options->plugIn, "The plug-in bundle (default: the one beside this command)")
+      ->type_name("BUNDLE");
+  command->add_option("--model", options->model, "The device model, - for standard input (default: built in)")
+      ->type_name("FILE");
+  command->add_option("--api", options->api, "Why the capture is asked for: 1 error, 2 fault, 3 request")
+      ->type_name("N")
+      ->capture_default_str();
+  command->add_option("--format", options->format, "How to show it")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+  command->add_option("--out", options->out, "Also write records, property lists and log into this new folder")
+      ->type_name("DIR");
+  command->footer("Example:\n  velstat capture --model models/default.json --api 3 --out snapshot");
+  command->callback([options, &status] { status = run(*options); });
+}
+
+} // namespace vel::stat

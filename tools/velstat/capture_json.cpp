@@ -1,0 +1,91 @@
+#include <capture_result.h>
+#include <json_writer.h>
+
+#include <cstdint>
+
+namespace vel::stat {
+
+namespace {
+
+std::int64_t number(std::size_t count) {
+  return static_cast<std::int64_t>(count);
+}
+
+void writeServices(JsonWriter& json, const CaptureResult& result) {
+  json.beginArray();
+  for (const CapturedService& service : result.services) {
+    json.beginObject();
+    json.member("name", service.name);
+    json.key("usages");
+    json.beginArray();
+    for (const host::UsageModel& usage : service.usages) {
+      json.beginObject();
+      json.member("page", std::int64_t{usage.page});
+      json.member("usage", std::int64_t{usage.usage});
+      json.endObject();
+    }
+    json.endArray();
+    json.key("opened");
+    json.boolean(service.opened);
+    if (service.registration.handlers > 0) {
+      json.member("first handler", number(service.registration.firstHandler));
+    }
+    json.member("handlers", number(service.registration.handlers));
+    json.member("log lines", number(service.logLines));
+    json.endObject();
+  }
+  json.endArray();
+}
+
+void writeRecords(JsonWriter& json, const CaptureResult& result) {
+  json.beginArray();
+  for (const host::CapturedRecord& captured : result.records) {
+    json.beginObject();
+    json.member("handler", number(captured.handler));
+    json.member("title", captured.record.title);
+    json.member("data size", std::int64_t{captured.record.dataSize});
+    json.key("value");
+    json.value(captured.record.value);
+    json.endObject();
+  }
+  json.endArray();
+}
+
+} // namespace
+
+void writeLogLine(JsonWriter& json, const control::LogLine& line) {
+  json.beginObject();
+  json.member("level", control::logLevelName(line.type));
+  json.member("subsystem", line.subsystem);
+  json.member("category", line.category);
+  json.member("message", line.message);
+  json.endObject();
+}
+
+std::string captureJson(const CaptureResult& result) {
+  std::string out;
+  JsonWriter json(out);
+  json.beginObject();
+  json.member("device", result.device);
+  json.key("plug-in");
+  json.beginObject();
+  json.member("identifier", result.plugIn);
+  json.member("path", result.path);
+  json.endObject();
+  json.member("api", std::int64_t{result.api});
+  json.key("services");
+  writeServices(json, result);
+  json.member("handlers", number(result.handlers));
+  json.key("records");
+  writeRecords(json, result);
+  json.key("log");
+  json.beginArray();
+  for (const control::LogLine& line : result.log) {
+    writeLogLine(json, line);
+  }
+  json.endArray();
+  json.endObject();
+  return out + '\n';
+}
+
+} // namespace vel::stat

@@ -1,0 +1,13 @@
+// The subcommands, each in a file of its own. A function adds its subcommand to the command line; when it was chosen,
+// its callback runs and sets `status`, which must outlive the parse. Errors for people are thrown as host::Error.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace vel::stat {
+
+void addCapture(CLI::App& app, int& status);
+
+} // namespace vel::stat

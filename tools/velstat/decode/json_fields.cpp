@@ -1,0 +1,161 @@
+// Typed fields become JSON values: one switch over the kinds, for every layout there is.
+#include "json_fields.h"
+
+#include "profile/fields.h"
+
+namespace vel::decode {
+
+namespace {
+
+constexpr char hex_digits[] = "0123456789abcdef";
+
+std::uint64_t load(const unsigned char* at, unsigned size) noexcept {
+  std::uint64_t value = 0;
+  for (unsigned i = 0; i < size; ++i) {
+    value |= std::uint64_t{at[i]} << (8 * i);
+  }
+  return value;
+}
+
+void append_value(OutputBuffer& out, const profile::Field& field) {
+  using profile::FieldKind;
+  switch (field.row->kind) {
+  case FieldKind::number:
+    if (field.row->size == 8) {
+      append_json_u64(out, field.number);
+    } else {
+      out.append_number(field.number);
+    }
+    break;
+  case FieldKind::constant:
+  case FieldKind::quoted_number:
+  case FieldKind::character:
+    out.append_number(field.number);
+    break;
+  case FieldKind::text:
+    append_json_bytes_as_string(out, field.bytes);
+    break;
+  case FieldKind::subtype_name:
+    out.append("{\"id\":");
+    out.append_number(field.number);
+    out.append(",\"name\":");
+    append_json_bytes_as_string(out, field.bytes);
+    out.append('}');
+    break;
+  case FieldKind::bytes:
+  case FieldKind::sliced_bytes:
+    append_json_list(out, field.bytes);
+    break;
+  case FieldKind::fixed_point: // a multiple of 2^-16 below 2^15 in size: its shortest form reads back exactly
+    out.append_number(field.real);
+    break;
+  }
+}
+
+} // namespace
+
+void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes) {
+  constexpr std::size_t longest = 6; // \u00ff
+  char* const begin = out.room(bytes.size() * longest + 2);
+  char* p = begin;
+  *p++ = '"';
+  for (const char character : bytes) {
+    const unsigned char byte = static_cast<unsigned char>(character);
+    if (byte == '"' || byte == '\\') {
+      *p++ = '\\';
+      *p++ = character;
+    } else if (byte >= 0x20 && byte < 0x7f) {
+      *p++ = character;
+    } else {
+      std::memcpy(p, "\\u00", 4);
+      p[4] = hex_digits[byte >> 4];
+      p[5] = hex_digits[byte & 15];
+      p += longest;
+    }
+  }
+  *p++ = '"';
+  out.claim(static_cast<std::size_t>(p - begin));
+}
+
+void append_json_list(OutputBuffer& out, std::string_view bytes) {
+  char* const begin = out.room(bytes.size() * 4 + 2);
+  char* p = begin;
+  *p++ = '[';
+  for (const char character : bytes) {
+    const unsigned byte = static_cast<unsigned char>(character);
+    if (p != begin + 1) {
+      *p++ = ',';
+    }
+    if (byte >= 100) {
+      *p++ = static_cast<char>('0' + byte / 100);
+    }
+    if (byte >= 10) {
+      *p++ = static_cast<char>('0' + byte / 10 % 10);
+    }
+    *p++ = static_cast<char>('0' + byte % 10);
+  }
+  *p++ = ']';
+  out.claim(static_cast<std::size_t>(p - begin));
+}
+
+void append_json_u64(OutputBuffer& out, std::uint64_t number) {
+  out.append('"');
+  out.append_number(number);
+  out.append('"');
+}
+
+void append_json_payload(OutputBuffer& out, const unsigned char* record) {
+  out.append('[');
+  profile::FieldCursor cursor(record);
+  profile::Field field;
+  bool open = false;
+  unsigned group = 0;
+  while (cursor.next(field)) {
+    if (!open || field.group != group) {
+      out.append(open ? "}},{\"layout\":\"" : "{\"layout\":\"");
+      out.append(field.layout->name);
+      out.append("\",\"fields\":{\"");
+      open = true;
+      group = field.group;
+    } else {
+      out.append(",\"");
+    }
+    out.append(field.row->key);
+    out.append("\":");
+    append_value(out, field);
+  }
+  out.append(open ? "}}]" : "]");
+}
+
+std::uint32_t sequence_number(const unsigned char* record) noexcept {
+  return static_cast<std::uint32_t>(load(record + 4, 4));
+}
+
+std::uint64_t time_stamp(const unsigned char* record) noexcept {
+  return load(record + 8, 8);
+}
+
+RecordNames::RecordNames(const unsigned char* record) noexcept
+    : category(name_of(profile::category_names(), record[3], digits_[0])),
+      component(name_of(profile::component_names(record[3]), record[2], digits_[1])),
+      event(name_of(profile::event_names(record[3], record[2]), record[1], digits_[2])),
+      type(name_of(profile::datatype_names(), record[0], digits_[3])) {}
+
+std::string_view WallClock::text(std::uint64_t timestamp) noexcept {
+  if (!sync_) {
+    return {};
+  }
+  const std::uint64_t microseconds = profile::wall_microseconds(timestamp, *sync_);
+  if (length_ == 0 || microseconds / 1000000 != second_) {
+    second_ = microseconds / 1000000;
+    length_ = profile::write_wall_text(microseconds, text_);
+  } else {
+    std::uint64_t rest = microseconds % 1000000;
+    for (std::size_t digit = 1; digit <= 6; ++digit, rest /= 10) {
+      text_[length_ - digit] = static_cast<char>('0' + rest % 10);
+    }
+  }
+  return {text_, length_};
+}
+
+} // namespace vel::decode

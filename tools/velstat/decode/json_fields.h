@@ -1,0 +1,64 @@
+// The parts of a record that JSON and CSV share. docs/velstat-decode.md describes both formats.
+#pragma once
+
+#include "output_buffer.h"
+
+#include "profile/names.h"
+#include "profile/wall_time.h"
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace vel::decode {
+
+// Bytes as a JSON string, each byte as the code point of the same number, so that none is lost and the output is
+// printable ASCII whatever the record holds.
+void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes);
+
+// "[1,2,3]"
+void append_json_list(OutputBuffer& out, std::string_view bytes);
+
+// A 64-bit number as a string of digits: readers that keep numbers in doubles would lose its low bits.
+void append_json_u64(OutputBuffer& out, std::uint64_t number);
+
+// The payload: one object for each layout that the record shows, in order.
+void append_json_payload(OutputBuffer& out, const unsigned char* record);
+
+std::uint32_t sequence_number(const unsigned char* record) noexcept;
+std::uint64_t time_stamp(const unsigned char* record) noexcept;
+
+// The four names of a record's ids.
+class RecordNames {
+public:
+  explicit RecordNames(const unsigned char* record) noexcept;
+  RecordNames(const RecordNames&) = delete;
+  RecordNames& operator=(const RecordNames&) = delete;
+
+  std::string_view category;
+  std::string_view component;
+  std::string_view event;
+  std::string_view type;
+
+private:
+  profile::DecimalText digits_[4];
+};
+
+// Local calendar time, with the text of the last second kept: the conversion takes a lock that all threads share.
+class WallClock {
+public:
+  explicit WallClock(const std::optional<profile::TimeSync>& sync) noexcept : sync_(sync) {}
+
+  // Empty without a time sync. [borrowed: until the next call]
+  std::string_view text(std::uint64_t timestamp) noexcept;
+
+private:
+  std::optional<profile::TimeSync> sync_;
+  std::uint64_t second_ = 0;
+  std::size_t length_ = 0;
+  char text_[profile::wall_text_size];
+};
+
+} // namespace vel::decode

@@ -1,0 +1,67 @@
+// What tells records from damage, when nothing in the format does: no magic number, no checksum, no length.
+//
+// A record is plausible when its category and type have names and not all of its bytes are zero. Two records agree when
+// both are plausible and the second one's sequence number is a little above the first one's. docs/velstat-decode.md
+// describes the rules to users.
+#pragma once
+
+#include "profile/VelProfileReport.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace vel::decode {
+
+// The records that must agree before an alignment is believed.
+inline constexpr std::size_t agreeing_records = 4;
+// The most that sequence numbers may rise from one record to the next; more is a break that needs other proof.
+inline constexpr std::uint32_t largest_step = 65536;
+// How far behind a late or repeated record may be.
+inline constexpr std::uint32_t largest_delay = 1024;
+
+// Walks one file's bytes through a window that the caller slides. [one thread at a time]
+class RecordFinder {
+public:
+  // As many bytes are enough to judge the first of them, unless the file ends earlier.
+  static constexpr std::size_t view_size = (agreeing_records + 2) * sizeof(_VelProfileReport);
+
+  struct Step {
+    bool record;        // the first 48 bytes are a record
+    std::size_t skipped; // bytes after it, or from the front if there is none, that belong to no record
+    bool goes_on;       // so may the bytes after those: the next step tells
+  };
+
+  // Judges the front of `window`: never empty, and at least `view_size` bytes unless `at_end`, when the file ends with
+  // the window. The caller drops what the step covers and passes the rest next time.
+  Step next(std::span<const unsigned char> window, bool at_end);
+
+private:
+  // Why a plausible record is believed.
+  enum class Proof : std::uint8_t {
+    none,
+    continues, // its number follows the last one
+    run,       // the records after it follow it: a gap, or numbers that began anew
+    late,      // a little behind, and the numbers go on after it
+    alone,     // there is nothing else in the file
+  };
+
+  struct Found {
+    std::size_t at;
+    bool is_record; // otherwise: nothing before `at`, and what follows has not been judged
+  };
+
+  Proof judge(std::span<const unsigned char> bytes, bool at_end) const;
+  bool begins_run(std::span<const unsigned char> bytes, bool at_end) const;
+  bool is_late(std::span<const unsigned char> bytes, bool at_end) const;
+  bool continues_last(const unsigned char* record) const;
+  Found search(std::span<const unsigned char> window, std::size_t from, bool at_end) const;
+  Step leave(std::span<const unsigned char> window, std::size_t from, bool at_end);
+
+  std::optional<std::uint32_t> last_; // the number that the next one should follow
+  Proof front_ = Proof::none;         // of the front, where the step before has judged it
+  bool inside_damage_ = false;
+};
+
+} // namespace vel::decode

@@ -1,0 +1,36 @@
+// Records to bytes in one of the output formats.
+#pragma once
+
+#include "output_buffer.h"
+
+#include "profile/render.h"
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+namespace vel::decode {
+
+inline constexpr std::size_t record_size = sizeof(_VelProfileReport);
+
+// [one thread at a time; as many objects as threads]
+class Renderer {
+public:
+  virtual ~Renderer() = default;
+
+  // Appends `count` records of 48 bytes each, lying one after the other.
+  virtual void render(const unsigned char* records, std::size_t count, OutputBuffer& out) = 0;
+};
+
+// The text of each record as it stands.
+std::unique_ptr<Renderer> make_text_renderer(const profile::TimePolicy& times, profile::Framing framing);
+// One line a record, with every byte that is not printable escaped.
+std::unique_ptr<Renderer> make_escaped_text_renderer(const profile::TimePolicy& times);
+// One JSON object a line.
+std::unique_ptr<Renderer> make_json_renderer(const profile::TimePolicy& times);
+// One line of comma-separated values a record, without the header line.
+std::unique_ptr<Renderer> make_csv_renderer(const profile::TimePolicy& times);
+
+extern const std::string_view csv_header; // with its newline
+
+} // namespace vel::decode

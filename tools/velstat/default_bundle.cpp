@@ -1,0 +1,31 @@
+#include <default_bundle.h>
+
+#include <host/error.h>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+std::filesystem::path findDefaultBundle() {
+  std::error_code error;
+  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) {
+    throw host::Error("the plug-in is looked for beside this command, whose place is unknown: name it with --plugin");
+  }
+  const std::filesystem::path root = executable.parent_path().parent_path();
+  std::vector<std::string> tried;
+  for (const char* const place : {"lib", "lib/velstat"}) {
+    const std::filesystem::path bundle = root / place / "TavikVELHIDStatistics.plugin";
+    if (std::filesystem::exists(bundle, error)) {
+      return bundle;
+    }
+    tried.push_back(bundle.string());
+  }
+  throw host::Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", fmt::join(tried, ", ")));
+}
+
+} // namespace vel::stat

@@ -1,0 +1,61 @@
+// velstat: the command line, and what all subcommands do when something is wrong.
+
+#include <commands.h>
+#include <escape.h>
+#include <output.h>
+
+#include <host/error.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <exception>
+
+namespace {
+
+enum ExitStatus { done = 0, failed = 1, usage = 2 };
+
+void complain(std::string_view message) {
+  fmt::print(stderr, "velstat: {}\n", vel::stat::escape(message));
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
+  app.require_subcommand(1);
+  app.set_version_flag("--version", VELSTAT_VERSION);
+  app.footer("Example:\n  velstat capture --model models/default.json\n\n"
+             "Exit status: 0 success, 1 an input or the operation failed, 2 wrong usage.");
+  int status = done;
+  vel::stat::addCapture(app, status);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    std::ostringstream text;
+    app.exit(help, text, text);
+    vel::stat::writeStandardOutput(text.str());
+  } catch (const CLI::ParseError& error) {
+    complain(error.what());
+    return usage;
+  }
+  return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  // A pipe whose reader has gone shows as an error of the write.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    return run(argc, argv);
+  } catch (const vel::stat::ReaderGone&) {
+    return done;
+  } catch (const vel::host::Error& error) {
+    complain(error.what());
+  } catch (const std::exception& error) {
+    complain(fmt::format("unexpected: {}", error.what()));
+  }
+  return failed;
+}

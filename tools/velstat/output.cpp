@@ -1,0 +1,40 @@
+#include <output.h>
+
+#include <host/error.h>
+
+#include <fmt/format.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace vel::stat {
+
+void writeStandardOutput(std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EPIPE) {
+      throw ReaderGone();
+    } else if (errno != EINTR) {
+      throw host::Error(fmt::format("standard output: {}", std::strerror(errno)));
+    }
+  }
+}
+
+Style Style::ofStandardOutput() {
+  const char* const noColor = std::getenv("NO_COLOR");
+  const char* const terminal = std::getenv("TERM");
+  const bool wanted = noColor == nullptr || *noColor == '\0';
+  const bool able = terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
+  return Style(wanted && able && isatty(STDOUT_FILENO) != 0);
+}
+
+std::string Style::mark(std::string_view code, std::string_view text) const {
+  return colour_ ? fmt::format("\x1B[{}m{}\x1B[0m", code, text) : std::string(text);
+}
+
+} // namespace vel::stat

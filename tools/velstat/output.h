@@ -1,0 +1,36 @@
+// What every subcommand needs to write: the standard output, and colours where there is a terminal.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vel::stat {
+
+// Whoever read the standard output has gone: nothing more to do, and nothing wrong.
+class ReaderGone : public std::runtime_error {
+public:
+  ReaderGone() : std::runtime_error("nobody reads the standard output any more") {}
+};
+
+// Writes all of it. Throws ReaderGone, or host::Error for a full disk and its like.
+void writeStandardOutput(std::string_view text);
+
+// Marks up text, or leaves it alone.
+class Style {
+public:
+  explicit Style(bool colour) : colour_(colour) {}
+  // Colour when the standard output is a terminal that knows it and NO_COLOR is not set.
+  static Style ofStandardOutput();
+
+  std::string bold(std::string_view text) const { return mark("1", text); }
+  std::string dim(std::string_view text) const { return mark("2", text); }
+  std::string red(std::string_view text) const { return mark("31", text); }
+
+private:
+  std::string mark(std::string_view code, std::string_view text) const;
+
+  bool colour_;
+};
+
+} // namespace vel::stat

@@ -1,0 +1,14 @@
+// A property list as an indented tree with aligned keys, for people.
+#pragma once
+
+#include <host/value.h>
+#include <output.h>
+
+#include <string>
+
+namespace vel::stat {
+
+// Appends lines to `out`, each indented by at least `indent` blanks. Text is escaped; long data is cut.
+void appendTree(std::string& out, const host::Value& value, std::size_t indent, const Style& style);
+
+} // namespace vel::stat
