@@ -1,0 +1,99 @@
+// The C interface, as the shared library exports it.
+#include "sample_records.h"
+
+#include "profile/velprofile.h"
+
+#include <gtest/gtest.h>
+
+extern "C" int c_program_renders_a_record(const void* record, const char* expected, size_t length);
+
+namespace {
+
+TEST(CInterface, IsUsableFromC) {
+  const Record record = Record(2, 0, 9, 8).text(35, "\xff\xfe");
+  const std::string expected = text_of(record);
+  ASSERT_NE(expected.find('\0'), std::string::npos) << "NULs survive";
+  EXPECT_EQ(c_program_renders_a_record(record.bytes, expected.data(), expected.size()), 0);
+}
+
+TEST(CInterface, SmallCapacity_WritesNothingAndSaysWhatIsNeeded) {
+  const Record record(0, 0, 0, 5);
+  const std::string expected = text_of(record);
+  EXPECT_EQ(vel_profile_render(record.bytes, nullptr, nullptr, 0), expected.size());
+  std::string out(expected.size() + 1, '#');
+  EXPECT_EQ(vel_profile_render(record.bytes, nullptr, out.data(), expected.size()), expected.size());
+  EXPECT_EQ(out, std::string(expected.size() + 1, '#'));
+  EXPECT_EQ(vel_profile_render(record.bytes, nullptr, out.data(), expected.size() + 1), expected.size());
+  EXPECT_EQ(out, expected + '\0');
+}
+
+TEST(CInterface, Many_RendersAsManyAsSurelyFit) {
+  std::vector<unsigned char> records;
+  std::string expected;
+  std::vector<std::size_t> expected_ends;
+  RandomRecords random(14);
+  for (unsigned i = 0; i < 5; ++i) {
+    const Record record = random.next();
+    records.insert(records.end(), std::begin(record.bytes), std::end(record.bytes));
+    if (i < 3) {
+      expected += text_of(record) + '\n';
+      expected_ends.push_back(expected.size());
+    }
+  }
+  std::vector<char> out(4 * VEL_PROFILE_TEXT_CAPACITY - 1);
+  std::size_t length = 0;
+  EXPECT_EQ(vel_profile_render_many(records.data(), 5, nullptr, out.data(), out.size(), &length, nullptr), 3U);
+  EXPECT_EQ(std::string(out.data(), length), expected);
+
+  std::vector<std::size_t> ends(3);
+  EXPECT_EQ(vel_profile_render_many(records.data(), 5, nullptr, out.data(), out.size(), &length, ends.data()), 3U);
+  EXPECT_EQ(std::string(out.data(), length), expected);
+  EXPECT_EQ(ends, expected_ends);
+  EXPECT_EQ(vel_profile_render_many(records.data(), 0, nullptr, nullptr, 0, &length, nullptr), 0U);
+  EXPECT_EQ(length, 0U);
+}
+
+TEST(CInterface, Fields) {
+  const Record record = Record(7, 1, 0, 3).u32(16, 224).u32(20, 5);
+  vel_profile_field fields[VEL_PROFILE_FIELD_CAPACITY];
+  ASSERT_EQ(vel_profile_fields(record.bytes, fields, 0), 18U);
+  ASSERT_EQ(vel_profile_fields(record.bytes, fields, VEL_PROFILE_FIELD_CAPACITY), 18U);
+  EXPECT_STREQ(fields[0].layout, "zorb-event");
+  EXPECT_STREQ(fields[0].key, "trace");
+  EXPECT_EQ(fields[0].kind, unsigned{VEL_PROFILE_SUBTYPE_NAME});
+  EXPECT_EQ(fields[0].number, 224U);
+  EXPECT_EQ(std::string(fields[0].bytes, fields[0].length), "AmpPowerUpPhase1");
+  EXPECT_EQ(fields[0].offset, 16U);
+  EXPECT_EQ(fields[0].size, 4U);
+  EXPECT_EQ(fields[0].width, 25U);
+  EXPECT_STREQ(fields[17].layout, "event");
+  EXPECT_EQ(fields[17].group, 1U);
+  EXPECT_STREQ(fields[17].key, "xarg6");
+}
+
+TEST(CInterface, NoRecordHasMoreFieldsThanTheCapacity) {
+  RandomRecords records(15);
+  for (unsigned i = 0; i < 20'000; ++i) {
+    ASSERT_LE(vel_profile_fields(records.next().bytes, nullptr, 0), unsigned{VEL_PROFILE_FIELD_CAPACITY});
+  }
+}
+
+TEST(CInterface, Names) {
+  const auto name = [](auto function, auto... ids) {
+    char out[32];
+    const std::size_t length = function(ids..., out, sizeof out);
+    EXPECT_EQ(out[length], '\0');
+    return std::string(out, length);
+  };
+  EXPECT_EQ(name(vel_profile_category_name, 2U), "sensors");
+  EXPECT_EQ(name(vel_profile_category_name, 4000000000U), "4000000000");
+  EXPECT_EQ(name(vel_profile_component_name, 7U, 6U), "kipvoicetrigger");
+  EXPECT_EQ(name(vel_profile_component_name, 12U, 3U), "3");
+  EXPECT_EQ(name(vel_profile_event_name, 7U, 3U, 5U), "ckp_HaldenStartHaptics");
+  EXPECT_EQ(name(vel_profile_datatype_name, 10U), "zorb-context");
+  char small[4] = "abc";
+  EXPECT_EQ(vel_profile_datatype_name(0, small, sizeof small), 4U);
+  EXPECT_STREQ(small, "abc");
+}
+
+} // namespace

@@ -1,0 +1,13 @@
+// Stands in for the OS edge: tests that link it say what the two time functions answer.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+// None, the default, makes the function fail. Not for use while another thread renders.
+struct GivenTimes {
+  std::optional<std::string> wall;
+  std::optional<std::uint64_t> boot;
+};
+extern GivenTimes given_times;
