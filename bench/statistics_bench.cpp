@@ -31,11 +31,13 @@ void registerButton(benchmark::State& state) {
       Plugin plugin;
       auto service = plugin.addService({.usages = Plugin::button});
       plugin.plugin->registerService(service.get()); // takes the raw debug handlers, once per object
+      const std::uint64_t before = bench::allocations();
       state.ResumeTiming();
       for (int i = 0; i < kBatch; ++i) {
         plugin.plugin->registerService(service.get());
       }
       state.PauseTiming();
+      state.counters["allocations"] = static_cast<double>(bench::allocations() - before) / kBatch;
       if (plugin.contexts().size() != kBatch + 1) {
         state.SkipWithError("a service was not kept");
       }
