@@ -16,7 +16,8 @@
 //   notify_register_dispatch(com.name)        TSClientAddValueForScalarKey(com.key)
 //
 // Never announced: os_log_type_enabled and os_log_with_type (they can be called at any time and in any number).
-// Announced, but unable to fail: os_release, dispatch_once, mach_task_self and the TSClient functions.
+// Announced, but unable to fail: CFAllocatorDeallocate, CFArrayAppendValue, CFPlugInAddInstanceForFactory,
+// CFPlugInRemoveInstanceForFactory, os_release, dispatch_once, mach_task_self and the TSClient functions.
 #pragma once
 
 #include <cstdint>

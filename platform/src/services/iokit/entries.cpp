@@ -2,10 +2,8 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
-#include <control/cf.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "announce.h"
@@ -102,8 +100,7 @@ kern_return_t IOObjectRelease(io_object_t object) {
 
 kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef pluginType, CFUUIDRef interfaceType,
                                                 IOCFPlugInInterface*** plugin, SInt32* score) {
-  const auto type = pluginType == nullptr ? std::string("(null)") : vel::control::uuidString(pluginType);
-  if (const auto failure = announce("IOCreatePlugInInterfaceForService", type.c_str())) {
+  if (const auto failure = announce("IOCreatePlugInInterfaceForService", pluginType)) {
     return *failure;
   }
   if (pluginType == nullptr || interfaceType == nullptr || plugin == nullptr) {

@@ -1,0 +1,241 @@
+// The unified log: objects, levels, the lines in memory and the sinks.
+#include "services_fixture.h"
+
+#include <os/log.h>
+#include <os/object.h>
+
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <stdexcept>
+#include <thread>
+
+#include <unistd.h>
+
+using namespace vel::control;
+
+namespace {
+
+class Log : public Services {
+protected:
+  void SetUp() override { std::filesystem::create_directories(folder_); }
+  void TearDown() override {
+    setLogFile({});
+    setLogToStderr(false);
+    setLogToJournal(false);
+    keepLogInMemory(true);
+    for (const auto type : {OS_LOG_TYPE_INFO, OS_LOG_TYPE_DEBUG}) {
+      setLogLevel(type, false);
+    }
+    for (const auto type : {OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_FAULT}) {
+      setLogLevel(type, true);
+    }
+    std::filesystem::remove_all(folder_);
+    Services::TearDown();
+  }
+
+  static std::vector<std::string> messages() {
+    std::vector<std::string> all;
+    for (const auto& line : logLines()) {
+      all.push_back(std::string(logLevelName(line.type)) + " " + line.subsystem + ":" + line.category + ": " +
+                    line.message);
+    }
+    return all;
+  }
+  std::vector<std::string> fileLines() const {
+    std::ifstream file(file_);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+      lines.push_back(line);
+    }
+    return lines;
+  }
+
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("vel-log-test-" + std::to_string(getpid()));
+  const std::filesystem::path file_ = folder_ / "log.jsonl";
+  os_log_t log_ = os_log_create("KIP", "test");
+};
+
+TEST_F(Log, Object_IsTheSameForTheSameNames) {
+  EXPECT_EQ(os_log_create("KIP", "test"), log_);
+  EXPECT_NE(os_log_create("KIP", "other"), log_);
+  EXPECT_NE(os_log_create("other", "test"), log_);
+  EXPECT_EQ(os_log_create(nullptr, "test"), nullptr);
+  EXPECT_EQ(os_log_create("KIP", nullptr), nullptr);
+}
+
+TEST_F(Log, Object_OutlivesItsReleases) {
+  const auto before = logObjectReleases();
+  os_release(log_);
+  os_release(log_);
+  os_release(nullptr);
+  EXPECT_EQ(logObjectReleases(), before + 2);
+  os_log(log_, "still here");
+  EXPECT_EQ(messages(), std::vector<std::string>{"default KIP:test: still here"});
+}
+
+TEST_F(Log, ReleasingWhatIsNoLogObject_EndsTheProcess) {
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  int other = 0;
+  EXPECT_DEATH(os_release(&other), "os_release: .* is no log object");
+}
+
+TEST_F(Log, Levels_DecideWhatIsKept) {
+  struct Row {
+    os_log_type_t type;
+    const char* name;
+    bool enabled;
+  };
+  for (const auto& row :
+       {Row{OS_LOG_TYPE_DEFAULT, "default", true}, Row{OS_LOG_TYPE_INFO, "info", false},
+        Row{OS_LOG_TYPE_DEBUG, "debug", false}, Row{OS_LOG_TYPE_ERROR, "error", true},
+        Row{OS_LOG_TYPE_FAULT, "fault", true}, Row{0x12, "unknown", false}, Row{0xFF, "unknown", false}}) {
+    EXPECT_STREQ(logLevelName(row.type), row.name);
+    EXPECT_EQ(os_log_type_enabled(log_, row.type), row.enabled) << row.name;
+    os_log_with_type(log_, row.type, "line");
+    EXPECT_EQ(logLines().size(), row.enabled ? 1U : 0U) << row.name;
+    clearLog();
+  }
+  for (const auto type :
+       {OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO, OS_LOG_TYPE_DEBUG, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_FAULT}) {
+    setLogLevel(type, true);
+    EXPECT_TRUE(os_log_type_enabled(log_, type));
+    setLogLevel(type, false);
+    EXPECT_FALSE(os_log_type_enabled(log_, type));
+  }
+}
+
+TEST_F(Log, NullObject_TakesNoLines) {
+  os_log_t const none = nullptr;
+  EXPECT_FALSE(os_log_type_enabled(none, OS_LOG_TYPE_FAULT));
+  os_log_fault(none, "line");
+  EXPECT_TRUE(logLines().empty());
+}
+
+TEST_F(Log, Memory_KeepsLinesWholeAndInOrder) {
+  os_log(log_, "one\n");
+  os_log_error(log_, "two%d", 2);
+  os_log_fault(os_log_create("KIP", "other"), "fault!");
+  EXPECT_EQ(messages(),
+            (std::vector<std::string>{"default KIP:test: one\n", "error KIP:test: two2", "fault KIP:other: fault!"}));
+  keepLogInMemory(false);
+  os_log(log_, "gone");
+  EXPECT_EQ(logLines().size(), 3U);
+  keepLogInMemory(true);
+  clearLog();
+  EXPECT_TRUE(logLines().empty());
+}
+
+TEST_F(Log, File_HasOneJSONObjectALine) {
+  struct Row {
+    const char* message;
+    const char* read;
+  };
+  const Row rows[] = {
+      {"plain", "plain"},
+      {"two\nlines\n", "two\nlines\n"},
+      {"quote \" backslash \\ tab \t", "quote \" backslash \\ tab \t"},
+      {"\x1B[31m", "\x1B[31m"},
+      {"caf\xC3\xA9 \xF0\x9F\x98\x80", "caf\xC3\xA9 \xF0\x9F\x98\x80"},
+      {"bad \xFF\xC3", "bad \\xFF\\xC3"},
+      {"overlong \xC0\x80 surrogate \xED\xA0\x80", "overlong \\xC0\\x80 surrogate \\xED\\xA0\\x80"},
+      {"", ""},
+      {"brace { %v }", "brace { %v }"},
+  };
+  setLogFile(file_);
+  for (const auto& row : rows) {
+    os_log_error(log_, "%s", row.message);
+  }
+  const auto lines = fileLines();
+  ASSERT_EQ(lines.size(), std::size(rows));
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    const auto line = nlohmann::ordered_json::parse(lines[i]);
+    EXPECT_EQ(line.size(), 5U) << lines[i];
+    EXPECT_TRUE(
+        std::regex_match(line["time"].get<std::string>(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)")))
+        << lines[i];
+    EXPECT_EQ(line["level"], "error");
+    EXPECT_EQ(line["subsystem"], "KIP");
+    EXPECT_EQ(line["category"], "test");
+    EXPECT_EQ(line["message"], rows[i].read) << lines[i];
+  }
+}
+
+TEST_F(Log, File_StartsAnewAndEnds) {
+  setLogFile(file_);
+  os_log(log_, "first");
+  EXPECT_EQ(fileLines().size(), 1U);
+  setLogFile(file_);
+  EXPECT_EQ(fileLines().size(), 0U);
+  os_log(log_, "second");
+  setLogFile({});
+  os_log(log_, "third");
+  EXPECT_EQ(fileLines().size(), 1U);
+}
+
+TEST_F(Log, FileThatCannotBeOpened_Throws) {
+  EXPECT_THROW(setLogFile(folder_), std::runtime_error);
+  os_log(log_, "goes on");
+  EXPECT_EQ(logLines().size(), 1U);
+}
+
+TEST_F(Log, FileThatCannotBeWritten_IsGivenUp) {
+  setLogFile("/dev/full");
+  testing::internal::CaptureStderr();
+  os_log(log_, "one");
+  os_log(log_, "two");
+  const auto said = testing::internal::GetCapturedStderr();
+  EXPECT_TRUE(std::regex_match(said, std::regex("log: a sink is given up: [^\n]*No space left on device\n"))) << said;
+  EXPECT_EQ(logLines().size(), 2U);
+}
+
+TEST_F(Log, Stderr_ShowsALineWithoutItsLastNewline) {
+  testing::internal::CaptureStderr();
+  setLogToStderr(true);
+  os_log(log_, "one\n");
+  os_log_error(log_, "two\n\n");
+  os_log_fault(log_, "bell \a escape \x1B[31m tab \t bad \xFF good \xC3\xA9");
+  setLogToStderr(false);
+  os_log(log_, "not shown");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "default KIP:test: one\n"
+                                                    "error KIP:test: two\n\n"
+                                                    "fault KIP:test: bell \\x07 escape \\x1B[31m tab \t bad \\xFF "
+                                                    "good \xC3\xA9\n");
+}
+
+TEST_F(Log, Journal_ThereOrNotLeavesTheOthersAlone) {
+  testing::internal::CaptureStderr();
+  setLogToJournal(true);
+  os_log_error(log_, "a line of a test");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(logLines().size(), 1U);
+}
+
+TEST_F(Log, ManyThreads_LoseNoLine) {
+  setLogFile(file_);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([t] {
+      auto* const log = os_log_create("KIP", std::to_string(t).c_str());
+      for (int i = 0; i < 100; ++i) {
+        os_log(log, "%d", i);
+      }
+      os_release(log);
+    });
+  }
+  for (auto& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(fileLines().size(), 400U);
+  std::map<std::string, int> next;
+  for (const auto& line : logLines()) {
+    EXPECT_EQ(line.message, std::to_string(next[line.category]++)) << line.category;
+  }
+  EXPECT_EQ(next.size(), 4U);
+}
+
+} // namespace
