@@ -1,0 +1,29 @@
+// Stands in for libFuzzer: runs a target on every file of the folders given, and on the empty input.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+int main(int argc, char** argv) {
+  std::size_t files = 0;
+  LLVMFuzzerTestOneInput(nullptr, 0);
+  for (int i = 1; i < argc; ++i) {
+    for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
+      if (!file) {
+        std::fprintf(stderr, "%s: cannot be read\n", entry.path().c_str());
+        return 1;
+      }
+      LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
+      ++files;
+    }
+  }
+  std::printf("%zu files\n", files);
+  return files != 0 ? 0 : 1; // an empty corpus tests nothing
+}
