@@ -189,6 +189,7 @@ TEST_F(CFDictionary, KeysComparedWithoutAHash_AreFound) {
   };
   const auto dictionary = Dictionary::adopt(CFDictionaryCreateMutable(nullptr, 0, &keyCallBacks, nullptr));
   std::vector<std::string> texts;
+  texts.reserve(20);
   for (int i = 0; i < 20; ++i) {
     texts.push_back(std::to_string(i));
   }
@@ -211,14 +212,14 @@ TEST_F(CFDictionary, ReplacedValue_IsReleasedAfterTheNewOneIsRetained) {
 }
 
 TEST_F(CFDictionary, CollectionsOfEqualContent_AreEqualInDepth) {
-  const auto build = [](std::vector<int> order, int leaf) {
+  const auto build = [](const std::vector<int>& order, int leaf) {
     const Array array = makeArray();
     CFArrayAppendValue(array.get(), makeNumber(leaf).get());
     const Dictionary dictionary = makeDictionary();
     for (const int key : order) {
       CFDictionarySetValue(dictionary.get(), makeNumber(key).get(), array.get());
     }
-    const Array outer = makeArray();
+    Array outer = makeArray();
     CFArrayAppendValue(outer.get(), dictionary.get());
     return outer;
   };

@@ -23,6 +23,7 @@ constexpr int threads = 4;
 void onAllThreads(const std::function<void(int)>& work) {
   std::barrier start(threads);
   std::vector<std::jthread> running;
+  running.reserve(threads);
   for (int thread = 0; thread < threads; ++thread) {
     running.emplace_back([&, thread] {
       start.arrive_and_wait();

@@ -16,6 +16,7 @@ using CFNumber = NoLeaks;
 using Number = Ref<CFNumberRef>;
 using Value = std::variant<std::int32_t, std::int64_t, double>;
 
+// NOLINTBEGIN(clang-analyzer-osx.coreFoundation.CFNumber): the type is the one of the value held
 Number make(CFNumberType type, const void* value) {
   return Number::adopt(CFNumberCreate(nullptr, type, value));
 }
@@ -79,6 +80,8 @@ TEST_F(CFNumber, Read_ConvertsAndTellsWhetherTheValueChanged) {
         row.read);
   }
 }
+
+// NOLINTEND(clang-analyzer-osx.coreFoundation.CFNumber)
 
 TEST_F(CFNumber, Type_IsTheOneOfCreation) {
   const std::int64_t value = -5;

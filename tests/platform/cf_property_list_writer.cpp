@@ -1,14 +1,18 @@
 // Writes the property list that cf_property_list_check.py reads to the file named by its argument.
 
+#include <control/ref.h>
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstdio>
 #include <limits>
 #include <string>
 
+using vel::control::Ref;
+
 namespace {
 
-CFMutableDictionaryRef makeDictionary() {
+CFMutableDictionaryRef createDictionary() {
   return CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
 }
 
@@ -36,8 +40,8 @@ void setData(CFMutableDictionaryRef dictionary, const char* key, const std::stri
       CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(value.data()), static_cast<CFIndex>(value.size())));
 }
 
-CFMutableDictionaryRef content() {
-  CFMutableDictionaryRef all = makeDictionary();
+CFMutableDictionaryRef createContent() {
+  CFMutableDictionaryRef all = createDictionary();
   set32(all, "32: -1", -1);
   set32(all, "32: least", INT32_MIN);
   set32(all, "32: most", INT32_MAX);
@@ -76,15 +80,15 @@ CFMutableDictionaryRef content() {
                         kCFBooleanTrue,
                         CFStringCreateWithCString(nullptr, "1", kCFStringEncodingASCII),
                         CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks),
-                        makeDictionary(),
-                        makeDictionary()};
+                        createDictionary(),
+                        createDictionary()};
   for (CFTypeRef value : values) {
     CFArrayAppendValue(array, value);
     CFRelease(value);
   }
-  CFMutableDictionaryRef inner = makeDictionary();
+  CFMutableDictionaryRef inner = createDictionary();
   set(inner, "array", array);
-  CFMutableDictionaryRef outer = makeDictionary();
+  CFMutableDictionaryRef outer = createDictionary();
   set(outer, "inner", inner);
   set(all, "outer", outer);
 
@@ -102,16 +106,15 @@ CFMutableDictionaryRef content() {
 } // namespace
 
 int main(int, char** arguments) {
-  CFMutableDictionaryRef all = content();
-  CFDataRef data = CFPropertyListCreateData(nullptr, all, kCFPropertyListBinaryFormat_v1_0, 0, nullptr);
-  CFRelease(all);
-  std::FILE* file = data == nullptr || arguments[1] == nullptr ? nullptr : std::fopen(arguments[1], "wb");
+  const auto all = Ref<CFMutableDictionaryRef>::adopt(createContent());
+  const auto data =
+      Ref<CFDataRef>::adopt(CFPropertyListCreateData(nullptr, all.get(), kCFPropertyListBinaryFormat_v1_0, 0, nullptr));
+  std::FILE* file = !data || arguments[1] == nullptr ? nullptr : std::fopen(arguments[1], "wb");
   if (file == nullptr) {
     std::perror("property list");
     return 1;
   }
-  const auto length = static_cast<std::size_t>(CFDataGetLength(data));
-  const bool whole = std::fwrite(CFDataGetBytePtr(data), 1, length, file) == length;
-  CFRelease(data);
+  const auto length = static_cast<std::size_t>(CFDataGetLength(data.get()));
+  const bool whole = std::fwrite(CFDataGetBytePtr(data.get()), 1, length, file) == length;
   return std::fclose(file) == 0 && whole ? 0 : 1;
 }

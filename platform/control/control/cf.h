@@ -16,14 +16,16 @@ struct AllocatorHooks {
   std::function<void*(std::size_t size)> allocate;
   std::function<void(void* pointer)> deallocate;
 };
-// An allocator for every function that takes one. [create: caller releases, after everything made with it]
+// An allocator for every function that takes one; the hooks run on the threads that make and release objects.
+// [create: caller releases, after everything made with it]
 CFAllocatorRef createAllocator(AllocatorHooks hooks);
 
-// How many objects live now, by type name ("CFString", "CFNumber", ...); constant objects do not count.
+// How many objects live now, by type name ("CFString", "CFNumber", ...); constant objects do not count, and
+// types without objects are left out. [any thread]
 std::map<std::string, std::size_t> liveObjects();
 // The instances registered with CFPlugInAddInstanceForFactory for one factory.
 std::size_t plugInInstances(CFUUIDRef factoryID);
-// The current reference count of an object, for tests.
+// The current reference count of an object, for tests; the largest value for a constant, which is not counted.
 std::size_t retainCount(CFTypeRef object);
 
 // "7F1A3AE6-3E3D-470A-BD15-A2DD7E1BB719". Parsing takes either case; null for anything else.

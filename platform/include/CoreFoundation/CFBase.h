@@ -49,8 +49,8 @@ typedef struct CFErrorObject* CFErrorRef;
 // The allocator on the C heap; never freed.
 extern const CFAllocatorRef kCFAllocatorSystemDefault;
 
-// `size` bytes from `allocator` (null: the system allocator), aligned for any type; null when it has none. The hint
-// is not used.
+// `size` bytes from `allocator` (null: the system allocator), aligned for any type; null when it has none or
+// when the size is not positive. The hint is not used.
 void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
 // Gives back what CFAllocatorAllocate returned for the same allocator. A null pointer is ignored.
 void CFAllocatorDeallocate(CFAllocatorRef allocator, void* pointer);

@@ -62,7 +62,7 @@ const std::array<char32_t, 128>& macRoman() {
     std::array<char32_t, 128> characters;
     characters.fill(invalid);
     const iconv_t converter = iconv_open("UTF-32LE", "MACINTOSH");
-    if (converter == reinterpret_cast<iconv_t>(-1)) {
+    if (reinterpret_cast<std::intptr_t>(converter) == -1) {
       return characters;
     }
     for (std::size_t i = 0; i < characters.size(); ++i) {

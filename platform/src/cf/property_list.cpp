@@ -100,5 +100,6 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef p
   if (bytes == nullptr) {
     return nullptr;
   }
+  // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount): the new object's one reference is the caller's
   return makeData(allocator, {reinterpret_cast<const std::uint8_t*>(bytes), length});
 }

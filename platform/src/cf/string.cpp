@@ -83,6 +83,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text
   if (announce("CFStringCreateWithCString", text, encoding) || text == nullptr) {
     return nullptr;
   }
+  // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount): the new object's one reference is the caller's
   return makeString(allocator, text, encoding);
 }
 
