@@ -1,9 +1,9 @@
+#include <host/binary_property_list.h>
 #include <host/property_list.h>
 
 #include <plist/plist.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <memory>
 
@@ -92,21 +92,8 @@ Value convert(plist_t node, int depth) {
 
 } // namespace
 
-Value readPropertyList(std::span<const std::byte> bytes) {
-  static constexpr char magic[] = "bplist00";
-  if (bytes.size() < sizeof magic - 1 || std::memcmp(bytes.data(), magic, sizeof magic - 1) != 0) {
-    throw PropertyListError("not a binary property list");
-  }
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw PropertyListError("property list too long");
-  }
-  plist_t list = nullptr;
-  plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &list);
-  const List owned(list);
-  if (list == nullptr) {
-    throw PropertyListError("damaged binary property list");
-  }
-  return convert(list, 0);
+Value readPropertyList(std::span<const std::byte> bytes, std::size_t base) {
+  return readBinaryPropertyList(bytes, base, expansionLimit(bytes.size()));
 }
 
 Value readPropertyListXML(std::string_view text) {

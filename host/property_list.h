@@ -15,9 +15,10 @@ public:
   using std::runtime_error::runtime_error;
 };
 
-// The binary format, version 1.0.
-Value readPropertyList(std::span<const std::byte> bytes);
-// The XML format.
+// The binary format, version 1.0, from anywhere. `base` is where in its file the list begins: errors name offsets
+// there.
+Value readPropertyList(std::span<const std::byte> bytes, std::size_t base = 0);
+// The XML format, of files that are trusted as much as the program itself (a bundle's Info.plist).
 Value readPropertyListXML(std::string_view text);
 
 } // namespace vel::host

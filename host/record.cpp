@@ -57,9 +57,9 @@ Record parseRecord(std::span<const std::byte> bytes) {
                                   bytes.size() - recordHeaderSize));
   }
   try {
-    record.value = readPropertyList(bytes.subspan(recordHeaderSize));
+    record.value = readPropertyList(bytes.subspan(recordHeaderSize), recordHeaderSize);
   } catch (const PropertyListError& error) {
-    throw RecordError(fmt::format("offset {}: {}", recordHeaderSize, error.what()));
+    throw RecordError(error.what());
   }
   record.bytes.assign(bytes.begin(), bytes.end());
   return record;
