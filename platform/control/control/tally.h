@@ -1,7 +1,9 @@
-// TallyStore from the outside.
+// TallyStore from the outside: which operations came, the file that keeps them, and what the file holds.
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,5 +21,62 @@ struct TallyCall {
 // The calls since the last clearTally, oldest first. [any thread]
 std::vector<TallyCall> tallyCalls();
 void clearTally();
+// Whether calls are kept in memory (the default). [any thread]
+void keepTallyInMemory(bool keep);
+
+// The file of every later operation, made when there is none; it replaces the one that was open. Throws
+// std::runtime_error with path and cause, and then changes nothing: no file that is not a whole store is touched.
+// docs/tally-store.md has the format. [any thread]
+void openTallyStore(const std::filesystem::path& path);
+// Operations reach no file any more. A batch that was not ended is dropped. [any thread]
+void closeTallyStore();
+
+// The operations from begin to end, of whatever thread, are written as one: all of them or none. When endTallyBatch has
+// returned they survive the end of this process, however it ends. Outside a batch each operation is written at once;
+// one that cannot be written is lost, with a line on stderr for the first. Both do nothing when no store is open.
+// endTallyBatch throws std::runtime_error with path and cause when the batch could not be written, and drops it.
+void beginTallyBatch();
+void endTallyBatch();
+
+// The time that a store notes for what happens, in microseconds since the Unix epoch; none: the system's.
+void setTallyTime(std::optional<std::int64_t> microseconds);
+
+enum class TallyKind { scalar, distribution };
+
+struct TallyScalar {
+  std::int64_t value = 0;
+  std::uint64_t overflows = 0; // additions since the last clear that stopped at the end of the range
+};
+
+// Without samples (count 0) all the numbers are 0.
+struct TallyDistribution {
+  std::uint64_t count = 0;
+  double sum = 0;
+  double min = 0;
+  double max = 0;
+  double mean = 0;
+  double standardDeviation = 0; // of the samples themselves: divided by count
+  double p50 = 0;
+  double p90 = 0;
+  double p99 = 0;
+  bool exact = true;         // whether the three percentiles are samples, or within 1 % of one
+  std::uint64_t ignored = 0; // samples since the last clear that are no numbers, or too large to add up
+};
+
+// One key of a store. A key may name a scalar and a distribution at once. Times are in microseconds since the Unix
+// epoch.
+struct TallyRow {
+  std::string key;
+  TallyKind kind = TallyKind::scalar;
+  TallyScalar scalar;                      // when it is one
+  TallyDistribution distribution;          // when it is one
+  std::optional<std::int64_t> firstSample; // of the samples that count: set, added or pushed since the last clear
+  std::optional<std::int64_t> lastChange;  // set, added or pushed
+  std::optional<std::int64_t> lastClear;
+};
+
+// What a store holds, by key; its scalar before its distribution. Another process may be writing: the rows are those
+// after its last whole batch. Throws std::runtime_error with path and cause.
+std::vector<TallyRow> readTallyStore(const std::filesystem::path& path);
 
 } // namespace vel::control

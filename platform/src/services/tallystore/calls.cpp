@@ -1,8 +1,8 @@
 // The six operations of TallyStore, each one call of the sink.
 #include <TallyStore/TallyStore.h>
-#include <control/cf.h>
 
 #include "announce.h"
+#include "cf/string.h"
 #include "services/tallystore/sink.h"
 
 using vel::control::TallyOp;
@@ -13,7 +13,7 @@ namespace {
 void take(const char* function, TallyOp op, CFStringRef key, std::int64_t scalar, double sample) {
   vel::platform::note(function, key);
   if (key != nullptr) {
-    vel::platform::takeTally({op, vel::control::utf8(key), scalar, sample});
+    vel::platform::takeTally(op, vel::platform::expect(key, function).view(), scalar, sample);
   }
 }
 

@@ -3,9 +3,11 @@
 
 #include <control/tally.h>
 
+#include <string_view>
+
 namespace vel::platform {
 
 // Takes one operation. [any thread]
-void takeTally(control::TallyCall call);
+void takeTally(control::TallyOp op, std::string_view key, std::int64_t scalar, double sample);
 
 } // namespace vel::platform

@@ -1,0 +1,54 @@
+// How often which sample came, so that percentiles can be told: every distinct value while there are few, afterwards
+// counts in buckets, each 2 % wider than the one below it, so that a bucket's middle is within 1 % of what is in it.
+// Which of the two, and what is in it, depends on the samples alone, not on their order or grouping.
+#pragma once
+
+#include "services/tallystore/packing.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace vel::platform {
+
+class Histogram {
+public:
+  static constexpr std::size_t kMostValues = 64;
+  // Samples beyond this are none of ours: their sums of squares would leave the range of a double.
+  static constexpr double kLargest = 1e140;
+
+  // `sample` is a finite number up to kLargest, `weight` is not 0.
+  void add(double sample, std::uint64_t weight);
+
+  bool exact() const { return exact_; }
+  std::uint64_t count() const { return count_; }
+  // The smallest sample that at least `percent` of all are not above; when not exact, within 1 % of it. There is one.
+  double percentile(unsigned percent) const;
+
+  void pack(Packer& packer) const;
+  // Throws Unpackable.
+  static Histogram unpack(Unpacker& unpacker);
+
+private:
+  template <class Place>
+  struct Slot {
+    Place place;
+    std::uint64_t weight;
+  };
+  template <class Place>
+  using Slots = std::vector<Slot<Place>>; // by place, each once
+
+  template <class Place>
+  static void add(Slots<Place>& slots, Place place, std::uint64_t weight);
+  template <class Place>
+  static Place at(const Slots<Place>& slots, std::uint64_t rank);
+  void growCoarse();
+  void countIn(std::uint64_t weight);
+
+  std::uint64_t count_ = 0;
+  bool exact_ = true;
+  Slots<double> values_;        // while exact
+  Slots<std::int32_t> buckets_; // after that
+};
+
+} // namespace vel::platform

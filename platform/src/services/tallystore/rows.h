@@ -1,0 +1,58 @@
+// One key of a store: in memory, and as a row of its table.
+#pragma once
+
+#include "services/tallystore/database.h"
+#include "services/tallystore/distribution.h"
+
+#include <control/tally.h>
+
+#include <string>
+#include <vector>
+
+namespace vel::platform {
+
+struct Operation {
+  control::TallyOp op = control::TallyOp::clearScalar;
+  std::int64_t scalar = 0;
+  double sample = 0;
+  std::uint64_t weight = 1; // of a pushed sample
+};
+
+struct Row {
+  std::string key;
+  control::TallyKind kind = control::TallyKind::scalar;
+  control::TallyScalar scalar;
+  Distribution distribution;
+  std::optional<std::int64_t> firstSample;
+  std::optional<std::int64_t> lastChange;
+  std::optional<std::int64_t> lastClear;
+
+  void apply(const Operation& operation, std::int64_t now);
+
+private:
+  void clear(std::int64_t now);
+  void change(std::int64_t now);
+  void add(std::int64_t value);
+};
+
+// The rows of one database, through statements that are prepared once.
+class Rows {
+public:
+  // The database must outlive it. Statements that write are made for a database that can be written.
+  Rows(const Database& database, Access access);
+
+  // Fills in what the database has for the row's key and kind, or nothing.
+  void load(Row& row) const;
+  void save(const Row& row) const;
+  // By key, the scalar before the distribution.
+  std::vector<Row> all() const;
+
+private:
+  const Database& database_;
+  Statement loadScalar_;
+  Statement loadDistribution_;
+  Statement saveScalar_;
+  Statement saveDistribution_;
+};
+
+} // namespace vel::platform
