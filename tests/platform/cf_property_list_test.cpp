@@ -70,9 +70,9 @@ TEST_F(CFPropertyList, OtherFormatsAndOptions_AreRefused) {
 TEST_F(CFPropertyList, WhatItCannotHold_IsRefusedAtAnyDepth) {
   const auto uuid = Ref<CFUUIDRef>::adopt(CFUUIDCreateFromUUIDBytes(nullptr, {}));
   const Array pointers = makeArray(nullptr);
-  CFArrayAppendValue(pointers.get(), &pointers);
+  CFArrayAppendValue(pointers.get(), CFSTR("text")); // an object, but nobody has said so
   const auto pairs = Dictionary::adopt(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
-  CFDictionarySetValue(pairs.get(), &pairs, &pairs);
+  CFDictionarySetValue(pairs.get(), CFSTR("key"), CFSTR("text"));
   const Dictionary numberKey = under(Object::adopt(write(CFSTR("")).release()).get(), CFSTR("value"));
   const struct {
     const char* name;

@@ -20,7 +20,7 @@ char32_t take(std::string_view& text) {
     return lead;
   }
   // How many bytes follow the lead byte, and the smallest character that needs so many.
-  const int more = lead >= 0xC2 && lead < 0xE0   ? 1
+  const int more = lead >= 0xC0 && lead < 0xE0   ? 1
                    : lead >= 0xE0 && lead < 0xF0 ? 2
                    : lead >= 0xF0 && lead < 0xF5 ? 3
                                                  : 0;
