@@ -1,0 +1,97 @@
+#include <escape.h>
+#include <json_writer.h>
+#include <show_result.h>
+#include <tree.h>
+
+#include <fmt/format.h>
+
+namespace vel::stat {
+
+namespace {
+
+void appendHeader(std::string& out, const ValueFile& file, const Style& style) {
+  const std::string size = fmt::format("{} byte{}", file.size, file.size == 1 ? "" : "s");
+  if (!file.record) {
+    out += style.bold(escape(file.name)) + style.dim("  property list, " + size) + '\n';
+    return;
+  }
+  std::string about = fmt::format("  {}, state record, {}", escape(file.name), size);
+  if (!file.record->decoderLibrary.empty() || !file.record->decoderType.empty()) {
+    about += fmt::format(", decoder {} {}", escape(file.record->decoderLibrary), escape(file.record->decoderType));
+  }
+  out += style.bold(file.record->title.empty() ? "(no title)" : escape(file.record->title)) + style.dim(about) + '\n';
+}
+
+void appendMatches(std::string& out, const std::vector<PathMatch>& matches, const Style& style) {
+  host::Dictionary rows; // so that the values stand in one column
+  rows.reserve(matches.size());
+  for (const PathMatch& match : matches) {
+    rows.push_back({match.path, *match.value});
+  }
+  appendTree(out, {std::move(rows)}, 2, style);
+}
+
+void writeFile(JsonWriter& json, const ShownFile& shown, bool searched) {
+  const ValueFile& file = shown.file;
+  json.beginObject();
+  json.member("file", file.name);
+  json.member("kind", file.record ? "state record" : "property list");
+  json.member("size", static_cast<std::int64_t>(file.size));
+  if (file.record) {
+    json.member("title", file.record->title);
+    json.member("decoder library", file.record->decoderLibrary);
+    json.member("decoder type", file.record->decoderType);
+  }
+  if (searched) {
+    json.key("matches");
+    json.beginArray();
+    for (const PathMatch& match : shown.matches) {
+      json.beginObject();
+      json.member("path", match.path);
+      json.key("value");
+      json.value(*match.value);
+      json.endObject();
+    }
+    json.endArray();
+  } else {
+    json.key("value");
+    json.value(file.value);
+  }
+  json.endObject();
+}
+
+} // namespace
+
+std::string showText(std::span<const ShownFile> files, bool searched, const Style& style) {
+  std::string out;
+  for (const ShownFile& shown : files) {
+    if (searched && shown.matches.empty()) {
+      continue;
+    }
+    out += out.empty() ? "" : "\n";
+    appendHeader(out, shown.file, style);
+    if (searched) {
+      appendMatches(out, shown.matches, style);
+    } else {
+      appendTree(out, shown.file.value, 2, style);
+    }
+  }
+  return out;
+}
+
+std::string showJson(std::span<const ShownFile> files, bool searched, bool many) {
+  std::string out;
+  JsonWriter json(out);
+  if (many) {
+    json.beginArray();
+  }
+  for (const ShownFile& shown : files) {
+    writeFile(json, shown, searched);
+  }
+  if (many) {
+    json.endArray();
+  }
+  return out.empty() ? out : out + '\n';
+}
+
+} // namespace vel::stat
