@@ -6,6 +6,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <future>
 #include <latch>
@@ -183,19 +184,25 @@ TEST_F(QueueDeath, DrainingFromItsOwnWork_EndsTheProcess) {
       "reports: drained or destroyed by its own work");
 }
 
-TEST_F(QueueDeath, Exit_JoinsWhatRunsAndForgetsWhatIsQueued) {
+TEST_F(QueueDeath, Exit_WaitsForWhatRuns) {
+  static std::promise<void> exiting;
   EXPECT_EXIT(
       {
         auto* const queue = createQueue("busy");
         std::promise<void> running;
-        async(queue, [&] { running.set_value(); });
+        async(queue, [&] {
+          running.set_value();
+          exiting.get_future().wait();
+          std::fputs("finished", stderr);
+        });
         for (int i = 0; i < 1000; ++i) {
-          async(queue, [] {});
+          async(queue, [] {}); // may be dropped
         }
         running.get_future().wait();
+        std::atexit([] { exiting.set_value(); }); // registered last, so it runs before the queues' own end
         std::exit(3);
       },
-      testing::ExitedWithCode(3), "");
+      testing::ExitedWithCode(3), "finished");
 }
 
 TEST_F(QueueDeath, ExitFromQueuedWork_DoesNotWaitForItself) {
@@ -203,7 +210,7 @@ TEST_F(QueueDeath, ExitFromQueuedWork_DoesNotWaitForItself) {
       {
         auto* const queue = createQueue("last");
         async(queue, [] { std::exit(4); });
-        drain(queue);
+        std::promise<void>().get_future().wait(); // for ever: only the work ends the process
       },
       testing::ExitedWithCode(4), "");
 }
@@ -232,6 +239,7 @@ TEST(DispatchOnce, FromManyThreads_RunsOnceAndAllWaitForIt) {
   int runs = 0; // not atomic: one predicate's block ends before the next begins
   auto* const counted = &runs;
   for (auto& predicate : predicates) {
+    predicate = 0; // so that the test can be repeated in one process
     auto* const once = &predicate;
     const int before = runs;
     std::latch start(4);
@@ -253,7 +261,8 @@ TEST(DispatchOnce, FromManyThreads_RunsOnceAndAllWaitForIt) {
 }
 
 TEST(DispatchOnce, Again_DoesNothing) {
-  static dispatch_once_t once = 0;
+  static dispatch_once_t once;
+  once = 0;
   __block int runs = 0;
   for (int i = 0; i < 3; ++i) {
     dispatch_once(&once, ^{
@@ -264,8 +273,9 @@ TEST(DispatchOnce, Again_DoesNothing) {
 }
 
 TEST(DispatchOnce, InsideAnother_RunsBoth) {
-  static dispatch_once_t outer = 0;
-  static dispatch_once_t inner = 0;
+  static dispatch_once_t outer;
+  static dispatch_once_t inner;
+  outer = inner = 0;
   __block std::vector<int> ran;
   dispatch_once(&outer, ^{
     dispatch_once(&inner, ^{

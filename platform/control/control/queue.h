@@ -1,4 +1,7 @@
-// Serial queues from the outside: each runs one block at a time, in order, on one of a few threads.
+// Serial queues from the outside: each runs one block at a time, in order, on one of a few threads that all queues
+// share. An exception that escapes from work ends the process with the queue's label and its text. At the end of the
+// process what runs is waited for and what is queued is dropped; from then on work runs at once, on the calling thread.
+// [any thread]
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -13,12 +16,14 @@ dispatch_queue_t createQueue(std::string label);
 // Waits for what is queued and frees the queue. Whoever still holds the handle must not use it.
 void destroyQueue(dispatch_queue_t queue);
 
-// Runs `work` on the queue, later or before returning. On a null queue both run it at once, on the calling thread.
+// Runs `work` on the queue, later or before returning. On a null queue both run it at once, on the calling thread, and
+// so does sync when it is called on the queue itself.
 void async(dispatch_queue_t queue, std::function<void()> work);
 void sync(dispatch_queue_t queue, const std::function<void()>& work);
-// Returns when everything that was queued before has run. Not to be called on the queue itself.
+// Returns when everything that was queued before has run. Called on the queue itself it would never return, so it
+// aborts.
 void drain(dispatch_queue_t queue);
-// Whether the calling thread is running work of this queue.
+// Whether the calling thread is running work of this queue. False for null.
 bool onQueue(dispatch_queue_t queue);
 
 } // namespace vel::control

@@ -1,5 +1,5 @@
 // The I/O registry from the outside: add entries, and what stands behind them. Everything here is dropped by
-// resetRegistry.
+// resetRegistry. [any thread]
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -27,7 +27,8 @@ struct RegistryEntry {
 // Adds an entry as its parent's last child; returns its registry id. An id that is taken or a parent that is unknown
 // throws std::invalid_argument.
 std::uint64_t addRegistryEntry(RegistryEntry entry);
-// Replaces an entry's properties (a counter that moved, a new time-sync pair).
+// Replaces an entry's properties (a counter that moved, a new time-sync pair). Here and below an unknown id throws
+// std::invalid_argument.
 void setRegistryProperties(std::uint64_t id, Ref<CFDictionaryRef> properties);
 // What the entry answers when it is asked for its parent and a read of the parent is to fail: `result`, or success with
 // parent 0 when `result` is 0.
@@ -35,7 +36,7 @@ void breakParent(std::uint64_t id, IOReturn result);
 
 // Stores the plug-in through `plugin` (a reference for the caller) and returns 0, or returns why not.
 using PlugInFactory = std::function<IOReturn(IOCFPlugInInterface*** plugin)>;
-// Puts a user-client plug-in of this type in front of an entry.
+// Puts a user-client plug-in of this type in front of an entry; of two of one type the later one counts.
 void attachPlugIn(std::uint64_t id, CFUUIDRef plugInType, PlugInFactory factory);
 
 // The kernel side of a connection. One object serves all connections of its entry.

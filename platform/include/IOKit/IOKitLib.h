@@ -10,18 +10,24 @@ CF_EXTERN_C_BEGIN
 #define kIOServicePlane "IOService"
 typedef char io_name_t[128];
 
-// Matching dictionaries, for IOServiceGetMatchingService, which consumes them. [create: caller releases]
+// Everything here may be called on any thread. A handle that is none, or whose references were all given back, is
+// kIOReturnBadArgument (null or 0 where no code is returned), and so is a null pointer in place of a result.
+
+// Matching dictionaries, for IOServiceGetMatchingService, which consumes them: by registry id, by name, by class name,
+// each as a whole. Null for a text that is null or not UTF-8. [create: caller releases]
 CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID);
 CFMutableDictionaryRef IOServiceNameMatching(const char* name);
 CFMutableDictionaryRef IOServiceMatching(const char* className);
 
-// The first service that matches, or 0. Consumes a reference to `matching`. [create: caller releases]
+// The first entry, in the order of their appearance, that meets all that `matching` asks, or 0. Always consumes a
+// reference to `matching`; null is allowed and matches nothing. [create: caller releases]
 io_service_t IOServiceGetMatchingService(mach_port_t masterPort, CFDictionaryRef matching);
 
-// The parent and the first child of an entry in a plane ("IOService" is the one there is). [create: caller releases]
+// The parent and the first child of an entry in a plane ("IOService" is the one there is, another one is
+// kIOReturnBadArgument). Stores 0 and returns kIOReturnNoDevice when there is none. [create: caller releases]
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent);
 kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child);
-// The entry's name, NUL-terminated.
+// The entry's name, cut to its buffer and NUL-terminated.
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 // A property's value, or null. Options are not used. [create: caller releases]
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
@@ -29,12 +35,14 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
 // Gives back a reference; 0, or an object without references, is kIOReturnBadArgument.
 kern_return_t IOObjectRelease(io_object_t object);
 
-// Opens a connection to the service's user client. Close it with IOServiceClose.
+// Opens a connection to the service's user client; `type` is for the client, the owning task is not used. Stores 0 and
+// returns the client's code, or kIOReturnUnsupported when the service has no user client, on failure. Close it with
+// IOServiceClose.
 kern_return_t IOServiceOpen(io_service_t service, mach_port_t owningTask, uint32_t type, io_connect_t* connection);
 kern_return_t IOServiceClose(io_connect_t connection);
 // Calls a method of the user client: `inputCount` 64-bit scalars and `inputStructSize` bytes in; out, through
 // `output` and `outputStruct`, at most as many as the counts say on entry, and on return as many as the method
-// reported, which may be more than it wrote. Null pointers mean none.
+// reported, which may be more than it wrote. Null pointers mean none. A call that fails leaves all counts as they were.
 kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, const uint64_t* input,
                                   uint32_t inputCount, const void* inputStruct, size_t inputStructSize,
                                   uint64_t* output, uint32_t* outputCount, void* outputStruct,

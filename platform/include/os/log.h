@@ -21,11 +21,12 @@ enum {
 
 // The log object of a subsystem and category; the same one for the same names. Lives for the life of the process.
 os_log_t os_log_create(const char* subsystem, const char* category);
-// Whether a line of this level would be kept.
+// Whether a line of this level would be kept. A null log object keeps none.
 bool os_log_type_enabled(os_log_t log, os_log_type_t type);
 // Writes one line, if its level is enabled. The format is printf's (integers, floating point, characters, strings and
 // pointers), with "%@" for a CF object and with privacy words in braces, which are accepted and not needed
-// ("%{public}s"). A null string or object prints as (null). [any thread]
+// ("%{public}s"). A null string or object prints as (null). A conversion that is none of these is copied as it stands,
+// with the rest of the format. [any thread]
 void os_log_with_type(os_log_t log, os_log_type_t type, const char* format, ...);
 
 #define os_log(log, ...) os_log_with_type(log, OS_LOG_TYPE_DEFAULT, __VA_ARGS__)

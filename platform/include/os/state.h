@@ -34,8 +34,8 @@ typedef uint64_t os_state_handle_t;
 // Returns a record on the C heap that the caller frees, or null for none.
 typedef os_state_data_s* (^os_state_block_t)(os_state_hints_s* hints);
 
-// Registers a copy of the block, to be called on `queue` for every capture. The handle stands for the registration.
-// [any thread]
+// Registers a copy of the block, to be called on `queue` for every capture. The handle stands for the registration; 0
+// is none. [any thread]
 os_state_handle_t os_state_add_handler(dispatch_queue_t queue, os_state_block_t block);
 
 #ifdef __cplusplus
