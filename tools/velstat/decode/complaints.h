@@ -5,7 +5,7 @@
 #include <functional>
 #include <string_view>
 
-namespace vel::decode {
+namespace vel::stat {
 
 class Complaints {
 public:
@@ -24,4 +24,4 @@ private:
   bool any_ = false;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

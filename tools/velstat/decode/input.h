@@ -1,14 +1,17 @@
 // The bytes of several files, one after the other. [one thread at a time]
 #pragma once
 
-#include "complaints.h"
+#include <decode/complaints.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace vel::decode {
+namespace vel::stat {
+
+// Fewer, longer turns for both ends. Does nothing to other files.
+void enlargePipe(int descriptor) noexcept;
 
 class Input {
 public:
@@ -19,29 +22,29 @@ public:
   Input& operator=(const Input&) = delete;
 
   // Opens the next file that can be opened and complains about those that cannot; false when none is left.
-  bool next_file();
+  bool nextFile();
 
   // Reads from the open file. Waits until there is something, then takes what there is, up to `size` bytes: records of
   // a slow source appear as they come. 0 at the file's end, and after a failure, of which it complains.
   std::size_t read(unsigned char* out, std::size_t size);
 
   // As messages name the open file.
-  const std::string& name() const noexcept { return shown_name_; }
-  std::uint64_t bytes_read() const noexcept { return bytes_read_; } // of all files
+  const std::string& name() const noexcept { return shownName_; }
+  std::uint64_t bytesRead() const noexcept { return bytesRead_; } // of all files
   // Of all files together; 0 if one of them has no size, such as a pipe.
-  std::uint64_t total_size() const noexcept;
+  std::uint64_t totalSize() const noexcept;
 
 private:
-  void close_file() noexcept;
-  bool has_more_at_once() const noexcept;
+  void closeFile() noexcept;
+  bool hasMoreAtOnce() const noexcept;
 
   std::vector<std::string> names_;
   Complaints& complaints_;
-  std::string shown_name_;
+  std::string shownName_;
   std::size_t next_ = 0;
   int descriptor_ = -1;
-  bool may_wait_ = false; // the open file is a pipe, a terminal or the like
-  std::uint64_t bytes_read_ = 0;
+  bool mayWait_ = false; // the open file is a pipe, a terminal or the like
+  std::uint64_t bytesRead_ = 0;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

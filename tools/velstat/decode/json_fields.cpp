@@ -1,13 +1,13 @@
 // Typed fields become JSON values: one switch over the kinds, for every layout there is.
-#include "json_fields.h"
+#include <decode/json_fields.h>
 
-#include "profile/fields.h"
+#include <profile/fields.h>
 
-namespace vel::decode {
+namespace vel::stat {
 
 namespace {
 
-constexpr char hex_digits[] = "0123456789abcdef";
+constexpr char hexDigits[] = "0123456789abcdef";
 
 std::uint64_t load(const unsigned char* at, unsigned size) noexcept {
   std::uint64_t value = 0;
@@ -17,44 +17,44 @@ std::uint64_t load(const unsigned char* at, unsigned size) noexcept {
   return value;
 }
 
-void append_value(OutputBuffer& out, const profile::Field& field) {
+void appendValue(OutputBuffer& out, const profile::Field& field) {
   using profile::FieldKind;
   switch (field.row->kind) {
   case FieldKind::number:
     if (field.row->size == 8) {
-      append_json_u64(out, field.number);
+      appendJsonU64(out, field.number);
     } else {
-      out.append_number(field.number);
+      out.appendNumber(field.number);
     }
     break;
   case FieldKind::constant:
   case FieldKind::quoted_number:
   case FieldKind::character:
-    out.append_number(field.number);
+    out.appendNumber(field.number);
     break;
   case FieldKind::text:
-    append_json_bytes_as_string(out, field.bytes);
+    appendJsonBytesAsString(out, field.bytes);
     break;
   case FieldKind::subtype_name:
     out.append("{\"id\":");
-    out.append_number(field.number);
+    out.appendNumber(field.number);
     out.append(",\"name\":");
-    append_json_bytes_as_string(out, field.bytes);
+    appendJsonBytesAsString(out, field.bytes);
     out.append('}');
     break;
   case FieldKind::bytes:
   case FieldKind::sliced_bytes:
-    append_json_list(out, field.bytes);
+    appendJsonList(out, field.bytes);
     break;
   case FieldKind::fixed_point: // a multiple of 2^-16 below 2^15 in size: its shortest form reads back exactly
-    out.append_number(field.real);
+    out.appendNumber(field.real);
     break;
   }
 }
 
 } // namespace
 
-void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes) {
+void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes) {
   constexpr std::size_t longest = 6; // \u00ff
   char* const begin = out.room(bytes.size() * longest + 2);
   char* p = begin;
@@ -68,8 +68,8 @@ void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes) {
       *p++ = character;
     } else {
       std::memcpy(p, "\\u00", 4);
-      p[4] = hex_digits[byte >> 4];
-      p[5] = hex_digits[byte & 15];
+      p[4] = hexDigits[byte >> 4];
+      p[5] = hexDigits[byte & 15];
       p += longest;
     }
   }
@@ -77,7 +77,7 @@ void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes) {
   out.claim(static_cast<std::size_t>(p - begin));
 }
 
-void append_json_list(OutputBuffer& out, std::string_view bytes) {
+void appendJsonList(OutputBuffer& out, std::string_view bytes) {
   char* const begin = out.room(bytes.size() * 4 + 2);
   char* p = begin;
   *p++ = '[';
@@ -98,13 +98,13 @@ void append_json_list(OutputBuffer& out, std::string_view bytes) {
   out.claim(static_cast<std::size_t>(p - begin));
 }
 
-void append_json_u64(OutputBuffer& out, std::uint64_t number) {
+void appendJsonU64(OutputBuffer& out, std::uint64_t number) {
   out.append('"');
-  out.append_number(number);
+  out.appendNumber(number);
   out.append('"');
 }
 
-void append_json_payload(OutputBuffer& out, const unsigned char* record) {
+void appendJsonPayload(OutputBuffer& out, const unsigned char* record) {
   out.append('[');
   profile::FieldCursor cursor(record);
   profile::Field field;
@@ -122,16 +122,16 @@ void append_json_payload(OutputBuffer& out, const unsigned char* record) {
     }
     out.append(field.row->key);
     out.append("\":");
-    append_value(out, field);
+    appendValue(out, field);
   }
   out.append(open ? "}}]" : "]");
 }
 
-std::uint32_t sequence_number(const unsigned char* record) noexcept {
+std::uint32_t sequenceNumber(const unsigned char* record) noexcept {
   return static_cast<std::uint32_t>(load(record + 4, 4));
 }
 
-std::uint64_t time_stamp(const unsigned char* record) noexcept {
+std::uint64_t timeStamp(const unsigned char* record) noexcept {
   return load(record + 8, 8);
 }
 
@@ -158,4 +158,4 @@ std::string_view WallClock::text(std::uint64_t timestamp) noexcept {
   return {text_, length_};
 }
 
-} // namespace vel::decode
+} // namespace vel::stat

@@ -1,10 +1,10 @@
 // The parts of a record that JSON and CSV share. docs/velstat-decode.md describes both formats.
 #pragma once
 
-#include "output_buffer.h"
+#include <decode/output_buffer.h>
 
-#include "profile/names.h"
-#include "profile/wall_time.h"
+#include <profile/names.h>
+#include <profile/wall_time.h>
 
 #include <array>
 #include <cstdint>
@@ -12,23 +12,23 @@
 #include <span>
 #include <string_view>
 
-namespace vel::decode {
+namespace vel::stat {
 
 // Bytes as a JSON string, each byte as the code point of the same number, so that none is lost and the output is
 // printable ASCII whatever the record holds.
-void append_json_bytes_as_string(OutputBuffer& out, std::string_view bytes);
+void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes);
 
 // "[1,2,3]"
-void append_json_list(OutputBuffer& out, std::string_view bytes);
+void appendJsonList(OutputBuffer& out, std::string_view bytes);
 
 // A 64-bit number as a string of digits: readers that keep numbers in doubles would lose its low bits.
-void append_json_u64(OutputBuffer& out, std::uint64_t number);
+void appendJsonU64(OutputBuffer& out, std::uint64_t number);
 
 // The payload: one object for each layout that the record shows, in order.
-void append_json_payload(OutputBuffer& out, const unsigned char* record);
+void appendJsonPayload(OutputBuffer& out, const unsigned char* record);
 
-std::uint32_t sequence_number(const unsigned char* record) noexcept;
-std::uint64_t time_stamp(const unsigned char* record) noexcept;
+std::uint32_t sequenceNumber(const unsigned char* record) noexcept;
+std::uint64_t timeStamp(const unsigned char* record) noexcept;
 
 // The four names of a record's ids.
 class RecordNames {
@@ -61,4 +61,4 @@ private:
   char text_[profile::wall_text_size];
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

@@ -1,8 +1,8 @@
 // One JSON object a line.
-#include "json_fields.h"
-#include "renderer.h"
+#include <decode/json_fields.h>
+#include <decode/renderer.h>
 
-namespace vel::decode {
+namespace vel::stat {
 
 namespace {
 
@@ -11,19 +11,19 @@ public:
   explicit JsonRenderer(const profile::TimePolicy& times) : wall_(times.sync) {
     if (times.boot) {
       ending_.append(",\"boot-timestamp\":");
-      append_json_u64(ending_, *times.boot);
+      appendJsonU64(ending_, *times.boot);
     }
     ending_.append("}\n");
   }
 
   void render(const unsigned char* records, std::size_t count, OutputBuffer& out) override {
     for (std::size_t i = 0; i < count; ++i) {
-      render_one(records + i * record_size, out);
+      renderOne(records + i * recordSize, out);
     }
   }
 
 private:
-  void render_one(const unsigned char* record, OutputBuffer& out) {
+  void renderOne(const unsigned char* record, OutputBuffer& out) {
     // Names come from our tables or are digits: nothing in them needs escaping.
     const RecordNames names(record);
     out.append("{\"category\":\"");
@@ -35,22 +35,22 @@ private:
     out.append("\",\"type\":\"");
     out.append(names.type);
     out.append("\",\"timestamp\":");
-    append_json_u64(out, time_stamp(record));
+    appendJsonU64(out, timeStamp(record));
     out.append(",\"sequence_num\":");
-    out.append_number(sequence_number(record));
+    out.appendNumber(sequenceNumber(record));
     out.append(",\"payload\":");
-    append_json_payload(out, record);
+    appendJsonPayload(out, record);
     out.append(",\"type-id\":");
-    out.append_number(record[0]);
+    out.appendNumber(record[0]);
     out.append(",\"category-id\":");
-    out.append_number(record[3]);
+    out.appendNumber(record[3]);
     out.append(",\"component-id\":");
-    out.append_number(record[2]);
+    out.appendNumber(record[2]);
     out.append(",\"event-id\":");
-    out.append_number(record[1]);
+    out.appendNumber(record[1]);
     out.append(",\"binary-data\":");
-    append_json_list(out, {reinterpret_cast<const char*>(record), record_size});
-    if (const std::string_view wall = wall_.text(time_stamp(record)); !wall.empty()) {
+    appendJsonList(out, {reinterpret_cast<const char*>(record), recordSize});
+    if (const std::string_view wall = wall_.text(timeStamp(record)); !wall.empty()) {
       out.append(",\"calendar-time\":\"");
       out.append(wall);
       out.append('"');
@@ -64,8 +64,8 @@ private:
 
 } // namespace
 
-std::unique_ptr<Renderer> make_json_renderer(const profile::TimePolicy& times) {
+std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times) {
   return std::make_unique<JsonRenderer>(times);
 }
 
-} // namespace vel::decode
+} // namespace vel::stat

@@ -8,7 +8,7 @@
 #include <memory>
 #include <string_view>
 
-namespace vel::decode {
+namespace vel::stat {
 
 class OutputBuffer {
 public:
@@ -33,7 +33,7 @@ public:
     ++size_;
   }
   template <class Number>
-  void append_number(Number number) {
+  void appendNumber(Number number) {
     char* const at = room(32); // the longest shortest form of a double has 24 characters
     size_ += static_cast<std::size_t>(std::to_chars(at, at + 32, number).ptr - at);
   }
@@ -55,4 +55,4 @@ private:
   std::size_t capacity_ = 0;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

@@ -1,12 +1,12 @@
 // Bytes of the input as whole records, with damage reported on the way. [one thread at a time]
 #pragma once
 
-#include "input.h"
+#include <decode/input.h>
 
 #include <memory>
 #include <span>
 
-namespace vel::decode {
+namespace vel::stat {
 
 class RecordSource {
 public:
@@ -18,9 +18,9 @@ public:
 };
 
 // Takes the input as it stands: records lie one after the other, and what is left at a file's end is damage.
-std::unique_ptr<RecordSource> make_plain_source(Input& input, Complaints& complaints);
+std::unique_ptr<RecordSource> makePlainSource(Input& input, Complaints& complaints);
 
 // Goes on after damage at the next place where several records agree; see recovery.h.
-std::unique_ptr<RecordSource> make_recovering_source(Input& input, Complaints& complaints);
+std::unique_ptr<RecordSource> makeRecoveringSource(Input& input, Complaints& complaints);
 
-} // namespace vel::decode
+} // namespace vel::stat

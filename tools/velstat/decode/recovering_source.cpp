@@ -1,53 +1,53 @@
 // The recovering source: slides a window over each file and reports each damage once, when its end is known.
-#include "record_source.h"
+#include <decode/record_source.h>
 
-#include "recovery.h"
-#include "renderer.h"
+#include <decode/recovery.h>
+#include <decode/renderer.h>
 
 #include <fmt/format.h>
 
 #include <cstring>
 #include <vector>
 
-namespace vel::decode {
+namespace vel::stat {
 
 namespace {
 
 class RecoveringSource final : public RecordSource {
 public:
   RecoveringSource(Input& input, Complaints& complaints)
-      : input_(input), complaints_(complaints), window_(window_capacity) {}
+      : input_(input), complaints_(complaints), window_(windowCapacity) {}
 
   std::size_t read(std::span<unsigned char> out) override {
-    const std::size_t capacity = out.size() / record_size;
+    const std::size_t capacity = out.size() / recordSize;
     std::size_t count = 0;
     while (count < capacity) {
-      if (!at_end_ && size() < RecordFinder::view_size) {
+      if (!atEnd_ && size() < RecordFinder::viewSize) {
         if (count != 0) {
           break; // reading may wait; what there is goes first
         }
         refill();
       }
-      if (size() == 0 && at_end_) {
-        end_damage();
-        if (!input_.next_file()) {
+      if (size() == 0 && atEnd_) {
+        endDamage();
+        if (!input_.nextFile()) {
           break;
         }
         finder_ = {};
         front_ = end_ = 0;
         offset_ = 0;
-        at_end_ = false;
+        atEnd_ = false;
         continue;
       }
-      if (size() >= RecordFinder::view_size || at_end_) {
-        count += take_step(out.data() + count * record_size);
+      if (size() >= RecordFinder::viewSize || atEnd_) {
+        count += takeStep(out.data() + count * recordSize);
       }
     }
     return count;
   }
 
 private:
-  static constexpr std::size_t window_capacity = 1 << 16;
+  static constexpr std::size_t windowCapacity = 1 << 16;
 
   std::size_t size() const { return end_ - front_; }
 
@@ -57,20 +57,20 @@ private:
     front_ = 0;
     const std::size_t got = input_.read(window_.data() + end_, window_.size() - end_);
     end_ += got;
-    at_end_ = got == 0;
+    atEnd_ = got == 0;
   }
 
-  std::size_t take_step(unsigned char* out) {
-    const RecordFinder::Step step = finder_.next({window_.data() + front_, size()}, at_end_);
+  std::size_t takeStep(unsigned char* out) {
+    const RecordFinder::Step step = finder_.next({window_.data() + front_, size()}, atEnd_);
     if (step.record) {
-      end_damage();
-      std::memcpy(out, window_.data() + front_, record_size);
-      advance(record_size);
+      endDamage();
+      std::memcpy(out, window_.data() + front_, recordSize);
+      advance(recordSize);
     }
     damage_ += step.skipped;
     advance(step.skipped);
-    if (!step.goes_on) {
-      end_damage();
+    if (!step.goesOn) {
+      endDamage();
     }
     return step.record ? 1 : 0;
   }
@@ -80,7 +80,7 @@ private:
     offset_ += bytes;
   }
 
-  void end_damage() {
+  void endDamage() {
     if (damage_ != 0) {
       complaints_.say(fmt::format("{}: offset {}: damage, {} byte{} skipped", input_.name(), offset_ - damage_, damage_,
                                   damage_ == 1 ? "" : "s"));
@@ -94,15 +94,15 @@ private:
   std::vector<unsigned char> window_;
   std::size_t front_ = 0;
   std::size_t end_ = 0;
-  bool at_end_ = true; // as if a file before the first one had ended
+  bool atEnd_ = true;        // as if a file before the first one had ended
   std::uint64_t offset_ = 0; // in the file, of the front
   std::uint64_t damage_ = 0; // bytes of the damage that ends at the front
 };
 
 } // namespace
 
-std::unique_ptr<RecordSource> make_recovering_source(Input& input, Complaints& complaints) {
+std::unique_ptr<RecordSource> makeRecoveringSource(Input& input, Complaints& complaints) {
   return std::make_unique<RecoveringSource>(input, complaints);
 }
 
-} // namespace vel::decode
+} // namespace vel::stat

@@ -5,37 +5,37 @@
 // describes the rules to users.
 #pragma once
 
-#include "profile/VelProfileReport.h"
+#include <profile/VelProfileReport.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <span>
 
-namespace vel::decode {
+namespace vel::stat {
 
 // The records that must agree before an alignment is believed.
-inline constexpr std::size_t agreeing_records = 4;
+inline constexpr std::size_t agreeingRecords = 4;
 // The most that sequence numbers may rise from one record to the next; more is a break that needs other proof.
-inline constexpr std::uint32_t largest_step = 65536;
+inline constexpr std::uint32_t largestStep = 65536;
 // How far behind a late or repeated record may be.
-inline constexpr std::uint32_t largest_delay = 1024;
+inline constexpr std::uint32_t largestDelay = 1024;
 
 // Walks one file's bytes through a window that the caller slides. [one thread at a time]
 class RecordFinder {
 public:
   // As many bytes are enough to judge the first of them, unless the file ends earlier.
-  static constexpr std::size_t view_size = (agreeing_records + 2) * sizeof(_VelProfileReport);
+  static constexpr std::size_t viewSize = (agreeingRecords + 2) * sizeof(_VelProfileReport);
 
   struct Step {
-    bool record;        // the first 48 bytes are a record
+    bool record;         // the first 48 bytes are a record
     std::size_t skipped; // bytes after it, or from the front if there is none, that belong to no record
-    bool goes_on;       // so may the bytes after those: the next step tells
+    bool goesOn;         // so may the bytes after those: the next step tells
   };
 
-  // Judges the front of `window`: never empty, and at least `view_size` bytes unless `at_end`, when the file ends with
+  // Judges the front of `window`: never empty, and at least `viewSize` bytes unless `atEnd`, when the file ends with
   // the window. The caller drops what the step covers and passes the rest next time.
-  Step next(std::span<const unsigned char> window, bool at_end);
+  Step next(std::span<const unsigned char> window, bool atEnd);
 
 private:
   // Why a plausible record is believed.
@@ -49,19 +49,19 @@ private:
 
   struct Found {
     std::size_t at;
-    bool is_record; // otherwise: nothing before `at`, and what follows has not been judged
+    bool isRecord; // otherwise: nothing before `at`, and what follows has not been judged
   };
 
-  Proof judge(std::span<const unsigned char> bytes, bool at_end) const;
-  bool begins_run(std::span<const unsigned char> bytes, bool at_end) const;
-  bool is_late(std::span<const unsigned char> bytes, bool at_end) const;
-  bool continues_last(const unsigned char* record) const;
-  Found search(std::span<const unsigned char> window, std::size_t from, bool at_end) const;
-  Step leave(std::span<const unsigned char> window, std::size_t from, bool at_end);
+  Proof judge(std::span<const unsigned char> bytes, bool atEnd) const;
+  bool beginsRun(std::span<const unsigned char> bytes, bool atEnd) const;
+  bool isLate(std::span<const unsigned char> bytes, bool atEnd) const;
+  bool continuesLast(const unsigned char* record) const;
+  Found search(std::span<const unsigned char> window, std::size_t from, bool atEnd) const;
+  Step leave(std::span<const unsigned char> window, std::size_t from, bool atEnd);
 
   std::optional<std::uint32_t> last_; // the number that the next one should follow
   Proof front_ = Proof::none;         // of the front, where the step before has judged it
-  bool inside_damage_ = false;
+  bool insideDamage_ = false;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

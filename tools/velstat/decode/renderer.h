@@ -1,17 +1,17 @@
 // Records to bytes in one of the output formats.
 #pragma once
 
-#include "output_buffer.h"
+#include <decode/output_buffer.h>
 
-#include "profile/render.h"
+#include <profile/render.h>
 
 #include <cstddef>
 #include <memory>
 #include <string_view>
 
-namespace vel::decode {
+namespace vel::stat {
 
-inline constexpr std::size_t record_size = sizeof(_VelProfileReport);
+inline constexpr std::size_t recordSize = sizeof(_VelProfileReport);
 
 // [one thread at a time; as many objects as threads]
 class Renderer {
@@ -23,14 +23,14 @@ public:
 };
 
 // The text of each record as it stands.
-std::unique_ptr<Renderer> make_text_renderer(const profile::TimePolicy& times, profile::Framing framing);
+std::unique_ptr<Renderer> makeTextRenderer(const profile::TimePolicy& times, profile::Framing framing);
 // One line a record, with every byte that is not printable escaped.
-std::unique_ptr<Renderer> make_escaped_text_renderer(const profile::TimePolicy& times);
+std::unique_ptr<Renderer> makeEscapedTextRenderer(const profile::TimePolicy& times);
 // One JSON object a line.
-std::unique_ptr<Renderer> make_json_renderer(const profile::TimePolicy& times);
+std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times);
 // One line of comma-separated values a record, without the header line.
-std::unique_ptr<Renderer> make_csv_renderer(const profile::TimePolicy& times);
+std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times);
 
-extern const std::string_view csv_header; // with its newline
+extern const std::string_view csvHeader; // with its newline
 
-} // namespace vel::decode
+} // namespace vel::stat

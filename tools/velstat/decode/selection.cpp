@@ -1,22 +1,22 @@
 // Names become sets of ids once, so that a record costs a few look-ups whatever was asked for.
-#include "selection.h"
+#include <decode/selection.h>
 
-#include "json_fields.h"
+#include <decode/json_fields.h>
 
-#include "profile/names.h"
+#include <profile/names.h>
 
 #include <fmt/format.h>
 
 #include <charconv>
 #include <stdexcept>
 
-namespace vel::decode {
+namespace vel::stat {
 
 namespace {
 
 using profile::NameTable;
 
-std::uint64_t parse_number(std::string_view text) {
+std::uint64_t parseNumber(std::string_view text) {
   std::uint64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error != std::errc{} || end != text.data() + text.size()) {
@@ -25,7 +25,7 @@ std::uint64_t parse_number(std::string_view text) {
   return value;
 }
 
-bool is_number(std::string_view text) {
+bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
@@ -34,9 +34,9 @@ class Wanted {
 public:
   Wanted(std::string_view kind, const std::vector<std::string>& entries) : kind_(kind), all_(entries.empty()) {
     for (const std::string& entry : entries) {
-      if (!is_number(entry)) {
+      if (!isNumber(entry)) {
         names_.push_back({entry, false});
-      } else if (const std::uint64_t id = parse_number(entry); id < ids_.size()) {
+      } else if (const std::uint64_t id = parseNumber(entry); id < ids_.size()) {
         ids_.set(id);
       } else {
         throw std::invalid_argument(fmt::format("{} {} is out of range: ids go from 0 to 255", kind_, entry));
@@ -62,7 +62,7 @@ public:
   }
 
   // After the last table.
-  void require_known() const {
+  void requireKnown() const {
     for (const Name& name : names_) {
       if (!name.known) {
         throw std::invalid_argument(fmt::format("there is no {} '{}'", kind_, name.text));
@@ -82,11 +82,11 @@ private:
   std::vector<Name> names_;
 };
 
-constexpr std::size_t id_count = 256;
+constexpr std::size_t idCount = 256;
 
 } // namespace
 
-Range parse_range(std::string_view text) {
+Range parseRange(std::string_view text) {
   Range range;
   const std::size_t dots = text.find("..");
   const std::string_view first = text.substr(0, dots);
@@ -95,10 +95,10 @@ Range parse_range(std::string_view text) {
     throw std::invalid_argument("a range is A..B, A.., ..B or A");
   }
   if (!first.empty()) {
-    range.first = parse_number(first);
+    range.first = parseNumber(first);
   }
   if (!last.empty()) {
-    range.last = parse_number(last);
+    range.last = parseNumber(last);
   }
   if (range.first > range.last) {
     throw std::invalid_argument(fmt::format("the range {} is empty", text));
@@ -107,7 +107,8 @@ Range parse_range(std::string_view text) {
 }
 
 Selection::Selection(const SelectionRequest& request)
-    : sequence_(request.sequence), time_(request.time), skip_(request.skip), limit_(request.limit) {
+    : showsAll_(request == SelectionRequest{}), sequence_(request.sequence), time_(request.time), skip_(request.skip),
+      limit_(request.limit) {
   Wanted categories("category", request.categories);
   Wanted types("type", request.types);
   Wanted components("component", request.components);
@@ -115,30 +116,29 @@ Selection::Selection(const SelectionRequest& request)
   categories_ = categories.among(profile::category_names());
   types_ = types.among(profile::datatype_names());
   if (!request.components.empty()) {
-    for (unsigned category = 0; category < id_count; ++category) {
+    for (unsigned category = 0; category < idCount; ++category) {
       components_.push_back(components.among(profile::component_names(category)));
     }
   }
   if (!request.events.empty()) {
-    for (unsigned category = 0; category < id_count; ++category) {
-      for (unsigned component = 0; component < id_count; ++component) {
+    for (unsigned category = 0; category < idCount; ++category) {
+      for (unsigned component = 0; component < idCount; ++component) {
         events_.push_back(events.among(profile::event_names(category, component)));
       }
     }
   }
   for (const Wanted* wanted : {&categories, &types, &components, &events}) {
-    wanted->require_known();
+    wanted->requireKnown();
   }
 }
 
 bool Selection::passes(const unsigned char* record) const noexcept {
-  return categories_[record[3]] && types_[record[0]] &&
-         (components_.empty() || components_[record[3]][record[2]]) &&
-         (events_.empty() || events_[record[3] * id_count + record[2]][record[1]]) &&
-         sequence_.holds(sequence_number(record)) && time_.holds(time_stamp(record));
+  return categories_[record[3]] && types_[record[0]] && (components_.empty() || components_[record[3]][record[2]]) &&
+         (events_.empty() || events_[record[3] * idCount + record[2]][record[1]]) &&
+         sequence_.holds(sequenceNumber(record)) && time_.holds(timeStamp(record));
 }
 
-bool Selection::shows_next() noexcept {
+bool Selection::showsNext() noexcept {
   if (skip_ != 0) {
     --skip_;
     return false;
@@ -150,4 +150,4 @@ bool Selection::shows_next() noexcept {
   return true;
 }
 
-} // namespace vel::decode
+} // namespace vel::stat

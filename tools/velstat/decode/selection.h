@@ -8,18 +8,19 @@
 #include <string_view>
 #include <vector>
 
-namespace vel::decode {
+namespace vel::stat {
 
 // Both ends belong to it.
 struct Range {
   std::uint64_t first = 0;
   std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
 
+  bool operator==(const Range&) const = default;
   bool holds(std::uint64_t value) const noexcept { return first <= value && value <= last; }
 };
 
 // "A..B", "A..", "..B" or "A". Throws std::invalid_argument with the cause.
-Range parse_range(std::string_view text);
+Range parseRange(std::string_view text);
 
 // As given on the command line: names or ids. Nothing in a list means that all are wanted.
 struct SelectionRequest {
@@ -29,8 +30,10 @@ struct SelectionRequest {
   std::vector<std::string> types;
   Range sequence;
   Range time;
-  std::uint64_t skip = 0;
+  std::uint64_t skip = 0; // of what passes the filters
   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
+
+  bool operator==(const SelectionRequest&) const = default;
 };
 
 class Selection {
@@ -42,12 +45,15 @@ public:
   bool passes(const unsigned char* record) const noexcept;
 
   // Of the next record that passes: whether it is among those shown.
-  bool shows_next() noexcept;
-  bool is_full() const noexcept { return limit_ == 0; }
+  bool showsNext() noexcept;
+  bool isFull() const noexcept { return limit_ == 0; }
+  // Whether nothing was asked for, so that the others need not be called.
+  bool showsAll() const noexcept { return showsAll_; }
 
 private:
   using Ids = std::bitset<256>;
 
+  bool showsAll_;
   Ids categories_;
   Ids types_;
   std::vector<Ids> components_; // by category; empty: all
@@ -58,4 +64,4 @@ private:
   std::uint64_t limit_;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

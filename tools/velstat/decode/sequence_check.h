@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace vel::decode {
+namespace vel::stat {
 
 class SequenceCheck {
 public:
@@ -23,23 +23,24 @@ public:
   void add(std::uint32_t number) noexcept {
     if (begun_ && number == highest_ + 1) {
       highest_ = number;
+      ++span_;
       seen_.set(number % window);
       return;
     }
-    add_unexpected(number);
+    addUnexpected(number);
   }
 
   const Counts& counts() const noexcept { return counts_; }
 
 private:
-  void add_unexpected(std::uint32_t number) noexcept;
+  void addUnexpected(std::uint32_t number) noexcept;
   void begin(std::uint32_t number) noexcept;
 
   bool begun_ = false;
   std::uint32_t highest_ = 0;
-  std::uint32_t oldest_ = 0;  // the window holds no number before the first of this run
-  std::bitset<window> seen_;  // of the numbers from highest_ - window + 1 to highest_, by their remainder
+  std::uint64_t span_ = 0;   // from the run's first number to the highest
+  std::bitset<window> seen_; // of the numbers that are less than `window` behind the highest, by their remainder
   Counts counts_;
 };
 
-} // namespace vel::decode
+} // namespace vel::stat

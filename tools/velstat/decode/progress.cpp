@@ -1,0 +1,48 @@
+// One line that is written over and over.
+#include <decode/progress.h>
+
+#include <fmt/format.h>
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace vel::stat {
+
+namespace {
+
+constexpr auto patience = std::chrono::seconds(1); // what takes less needs no progress
+constexpr auto interval = std::chrono::milliseconds(200);
+
+} // namespace
+
+Progress::Progress(std::uint64_t total)
+    : wanted_(isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0), total_(total), begin_(Clock::now()),
+      next_(begin_ + patience) {}
+
+void Progress::update(std::uint64_t records, std::uint64_t bytes) {
+  if (!wanted_) {
+    return;
+  }
+  const Clock::time_point now = Clock::now();
+  if (now < next_) {
+    return;
+  }
+  next_ = now + interval;
+  const double seconds = std::chrono::duration<double>(now - begin_).count();
+  const double millions = static_cast<double>(records) / 1e6;
+  fmt::print(stderr, "\r\x1B[K{:.1f} million records, {:.1f} million a second", millions, millions / seconds);
+  if (total_ != 0) {
+    fmt::print(stderr, ", {:.0f} %", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
+  }
+  std::fflush(stderr);
+  visible_ = true;
+}
+
+void Progress::clear() {
+  if (visible_) {
+    fmt::print(stderr, "\r\x1B[K");
+    visible_ = false;
+  }
+}
+
+} // namespace vel::stat

@@ -1,0 +1,39 @@
+// What a stream of records holds, in bounded memory however long it is. [one thread at a time]
+#pragma once
+
+#include <decode/bounded_counts.h>
+#include <decode/sequence_check.h>
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+namespace vel::stat {
+
+class Statistics {
+public:
+  // For every record of the input: only all of them together tell which sequence numbers are missing.
+  void addRead(const unsigned char* record) noexcept;
+  // For every record that passes the filters.
+  void addSelected(const unsigned char* record) noexcept;
+  void addShown(std::uint64_t count) noexcept { shown_ += count; }
+
+  std::string asText() const;
+  std::string asJson() const; // one line
+
+private:
+  double recordsASecond() const noexcept;
+
+  std::uint64_t read_ = 0;
+  std::uint64_t selected_ = 0;
+  std::uint64_t shown_ = 0;
+  std::uint64_t earliest_ = ~std::uint64_t{0};
+  std::uint64_t latest_ = 0;
+  SequenceCheck sequence_;
+  std::array<std::uint64_t, 256> categories_{};
+  std::array<std::uint64_t, 256> types_{};
+  BoundedCounts components_; // by category and component
+  BoundedCounts events_;     // by category, component and event
+};
+
+} // namespace vel::stat

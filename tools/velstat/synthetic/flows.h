@@ -1,0 +1,31 @@
+// What a co-processor does, as the records that it leaves behind. Each function records one occurrence and lets the
+// recorder's clock go on. An expression draws one random number at most, as the order within one is the compiler's.
+#pragma once
+
+#include <synthetic/recorder.h>
+
+namespace vel::synthetic {
+
+struct Press {
+  unsigned clicks = 1; // 2 is a double click
+  bool isLong = false;
+};
+
+// A finger on the solid-state button, from the first touch to the amplifiers' turning off.
+void press(Recorder& recorder, const Press& press);
+
+// A sensor is set up.
+void sensorSetUp(Recorder& recorder);
+// A batch of one sensor's samples.
+void sensorBatch(Recorder& recorder);
+// Functions call each other, with the thread switches around them.
+void functionTimings(Recorder& recorder);
+void interrupt(Recorder& recorder);
+// A packet over a serial line, cut into slices.
+void uartPacket(Recorder& recorder);
+// A transfer on a bus to a peripheral.
+void busTransfer(Recorder& recorder);
+// What is seen now and then: commands, ticks, monitors, the end of a recording.
+void housekeeping(Recorder& recorder);
+
+} // namespace vel::synthetic

@@ -1,0 +1,36 @@
+// Endless streams of records from a seed: the same ones on every machine.
+#pragma once
+
+#include <synthetic/recorder.h>
+
+#include <cstddef>
+#include <span>
+
+namespace vel::synthetic {
+
+// Flows in a mix that a device in use may show. [one thread at a time]
+class FlowStream {
+public:
+  explicit FlowStream(std::uint64_t seed) : recorder_(seed) {}
+
+  void fill(std::span<_VelProfileReport> records);
+
+private:
+  void recordNextFlow();
+
+  Recorder recorder_;
+  std::size_t taken_ = 0; // of the recorder's records
+};
+
+// Any bytes, but for the ids: all that have names and a few that have none, in equal shares. [one thread at a time]
+class RandomStream {
+public:
+  explicit RandomStream(std::uint64_t seed) : random_(seed) {}
+
+  void fill(std::span<_VelProfileReport> records);
+
+private:
+  Random random_;
+};
+
+} // namespace vel::synthetic

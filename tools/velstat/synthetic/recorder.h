@@ -1,0 +1,62 @@
+// The recording side of a modelled co-processor: stamps each record with its clock and its number.
+#pragma once
+
+#include <synthetic/random.h>
+
+#include <profile/VelProfileReport.h>
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace vel::synthetic {
+
+// What a record is about, by the names that the decoder shows. An id without a name stands as its number.
+struct Kind {
+  std::string_view category;
+  std::string_view component;
+  std::string_view event;
+  std::string_view type;
+};
+
+// A record under construction, whose fields are addressed by the keys that the decoder shows for its kind; a key that
+// it does not show aborts the program, as it is a mistake in a flow. [borrowed: until the next record is added]
+class Draft {
+public:
+  explicit Draft(_VelProfileReport& record) : record_(record) {}
+
+  Draft& number(std::string_view key, std::uint64_t value);
+  Draft& text(std::string_view key, std::string_view value);
+  Draft& bytes(std::string_view key, Random& random); // random ones
+  Draft& action(std::string_view name);               // the "trace" of a ZORB event
+  Draft& contextVersion(std::uint16_t version);       // before the context's other fields
+
+private:
+  unsigned char* field(std::string_view key, std::size_t& size);
+
+  _VelProfileReport& record_;
+};
+
+// [one thread at a time]
+class Recorder {
+public:
+  explicit Recorder(std::uint64_t seed) : random_(seed) {}
+
+  Random& random() noexcept { return random_; }
+  // Microseconds go by.
+  void wait(std::uint32_t least, std::uint32_t most) noexcept { clock_ += random_.between(least, most); }
+  std::uint64_t clock() const noexcept { return clock_; }
+
+  Draft add(const Kind& kind);
+
+  // What has been recorded since the last call.
+  std::vector<_VelProfileReport>& records() noexcept { return records_; }
+
+private:
+  Random random_;
+  std::uint64_t clock_ = 2'000'000; // since the co-processor's start
+  std::uint32_t sequence_ = 0;
+  std::vector<_VelProfileReport> records_;
+};
+
+} // namespace vel::synthetic
