@@ -1,5 +1,7 @@
 #include <output.h>
 
+#include <escape.h>
+
 #include <host/error.h>
 
 #include <fmt/format.h>
@@ -23,6 +25,10 @@ void writeStandardOutput(std::string_view text) {
       throw host::Error(fmt::format("standard output: {}", std::strerror(errno)));
     }
   }
+}
+
+void complain(std::string_view message) {
+  fmt::print(stderr, "velstat: {}\n", escape(message));
 }
 
 Style Style::ofStandardOutput() {

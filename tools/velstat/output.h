@@ -16,6 +16,9 @@ public:
 // Writes all of it. Throws ReaderGone, or host::Error for a full disk and its like.
 void writeStandardOutput(std::string_view text);
 
+// A line on stderr about what is wrong. The message may hold names and texts from anywhere.
+void complain(std::string_view message);
+
 // Marks up text, or leaves it alone.
 class Style {
 public:
@@ -25,6 +28,7 @@ public:
 
   std::string bold(std::string_view text) const { return mark("1", text); }
   std::string dim(std::string_view text) const { return mark("2", text); }
+  std::string green(std::string_view text) const { return mark("32", text); }
   std::string red(std::string_view text) const { return mark("31", text); }
 
 private:
