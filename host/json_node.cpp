@@ -68,7 +68,7 @@ std::string advice(std::string_view key, std::span<const std::string_view> keys)
 
 const char* typeName(const Json& json) {
   if (json.is_number_float()) {
-    return "a fraction";
+    return "a fraction or too large";
   }
   switch (json.type()) {
   case Json::value_t::null:

@@ -5,6 +5,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 namespace vel::stat {
 
@@ -76,12 +78,32 @@ std::string_view trimmed(std::string_view message) {
   return message;
 }
 
+// Lines that differ in nothing, at the place of the first.
+struct RepeatedLine {
+  const control::LogLine* line;
+  std::size_t times;
+};
+
+std::vector<RepeatedLine> fold(const std::vector<control::LogLine>& log) {
+  std::vector<RepeatedLine> folded;
+  std::map<std::pair<os_log_type_t, std::string_view>, std::size_t> places;
+  for (const control::LogLine& line : log) {
+    const auto [place, isNew] = places.try_emplace({line.type, line.message}, folded.size());
+    if (isNew) {
+      folded.push_back({&line, 0});
+    }
+    ++folded[place->second].times;
+  }
+  return folded;
+}
+
 void appendLog(std::string& out, const CaptureResult& result, const Style& style) {
   out += style.bold("Log") + fmt::format(": {}\n", count(result.log.size(), "line"));
-  for (const control::LogLine& line : result.log) {
-    const std::string level = fmt::format("{:7}", control::logLevelName(line.type));
-    const bool severe = line.type == OS_LOG_TYPE_ERROR || line.type == OS_LOG_TYPE_FAULT;
-    out += fmt::format("  {}  {}\n", severe ? style.red(level) : level, escape(trimmed(line.message)));
+  for (const auto& [line, times] : fold(result.log)) {
+    const std::string level = fmt::format("{:7}", control::logLevelName(line->type));
+    const bool severe = line->type == OS_LOG_TYPE_ERROR || line->type == OS_LOG_TYPE_FAULT;
+    out += fmt::format("  {}  {}", severe ? style.red(level) : level, escape(trimmed(line->message)));
+    out += times == 1 ? "\n" : style.dim(fmt::format("  ({} times)", times)) + '\n';
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <iterator>
 
 namespace vel::stat {
@@ -66,6 +67,11 @@ std::string escape(std::string_view text) {
     text.remove_prefix(point.length);
   }
   return out;
+}
+
+std::size_t columns(std::string_view text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 } // namespace vel::stat

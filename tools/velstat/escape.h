@@ -19,4 +19,7 @@ CodePoint decodeUTF8(std::string_view bytes); // not of an empty text
 // UTF-8, and the backslash itself as escapes (\n, \x1B, \u{202E}, \\).
 std::string escape(std::string_view text);
 
+// How many columns an escaped text takes, as far as a terminal shows each character in one.
+std::size_t columns(std::string_view text);
+
 } // namespace vel::stat

@@ -12,16 +12,14 @@ namespace {
 
 constexpr std::size_t shownBytes = 32;
 
-bool isLeaf(const host::Value& value) {
-  const auto* dictionary = value.as<host::Dictionary>();
-  const auto* array = value.as<host::Array>();
-  return (dictionary == nullptr || dictionary->empty()) && (array == nullptr || array->empty());
-}
-
 struct LeafText {
   std::string operator()(const host::Dictionary&) const { return "(empty dictionary)"; }
   std::string operator()(const host::Array&) const { return "(empty array)"; }
-  std::string operator()(const std::string& text) const { return escape(text); }
+  // In quotes where the ends of the text would not be seen.
+  std::string operator()(const std::string& text) const {
+    const bool endsShow = !text.empty() && text.front() != ' ' && text.back() != ' ' && text.front() != '"';
+    return endsShow ? escape(text) : '"' + escape(text) + '"';
+  }
   std::string operator()(std::int64_t number) const { return fmt::format("{}", number); }
   std::string operator()(double number) const { return fmt::format("{}", number); }
   std::string operator()(bool flag) const { return flag ? "true" : "false"; }
@@ -33,16 +31,6 @@ struct LeafText {
     return text + (bytes.size() > shownBytes ? " ...>" : ">");
   }
 };
-
-std::string leafText(const host::Value& value) {
-  return std::visit(LeafText(), value.content);
-}
-
-// Characters, as far as a terminal shows each in one column.
-std::size_t columns(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
-}
 
 struct Row {
   std::string key;
@@ -64,6 +52,16 @@ std::vector<Row> rowsOf(const host::Value& value) {
 }
 
 } // namespace
+
+bool isLeaf(const host::Value& value) {
+  const auto* dictionary = value.as<host::Dictionary>();
+  const auto* array = value.as<host::Array>();
+  return (dictionary == nullptr || dictionary->empty()) && (array == nullptr || array->empty());
+}
+
+std::string leafText(const host::Value& leaf) {
+  return std::visit(LeafText(), leaf.content);
+}
 
 void appendTree(std::string& out, const host::Value& value, std::size_t indent, const Style& style) {
   const std::string margin(indent, ' ');

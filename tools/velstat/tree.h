@@ -8,6 +8,11 @@
 
 namespace vel::stat {
 
+// Whether it stands in one line: everything but dictionaries and arrays that hold something.
+bool isLeaf(const host::Value& value);
+// A leaf in one line.
+std::string leafText(const host::Value& leaf);
+
 // Appends lines to `out`, each indented by at least `indent` blanks. Text is escaped; long data is cut.
 void appendTree(std::string& out, const host::Value& value, std::size_t indent, const Style& style);
 

@@ -1,0 +1,154 @@
+// Session-filter plug-ins for the host's tests: one that logs every call it gets, and, by the macro that it is built
+// with, some that no host can work with.
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
+#include <notify.h>
+#include <os/log.h>
+#include <os/state.h>
+
+#include <cstdint>
+#include <cstdlib>
+
+namespace {
+
+struct PlugIn {
+  const IOHIDSessionFilterPlugInInterface* table;
+  std::uint32_t count;
+  dispatch_queue_t queue;
+};
+
+void say(const char* call) {
+  os_log(os_log_create("test", "plug-in"), "%s", call);
+}
+
+[[maybe_unused]] CFUUIDRef factoryID() {
+  return CFUUIDGetConstantUUIDWithBytes(nullptr, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, 0x09, 0x0A, 0x0B, 0x0C,
+                                        0x0D, 0x0E, 0x0F, 0x10);
+}
+
+PlugIn& of(void* self) {
+  return *static_cast<PlugIn*>(self);
+}
+
+HRESULT queryInterface(void* self, REFIID, LPVOID* interface) {
+  say("QueryInterface");
+#ifdef PLUG_IN_WITHOUT_INTERFACE
+  static_cast<void>(self);
+  *interface = nullptr;
+  return E_NOINTERFACE;
+#else
+  ++of(self).count;
+  *interface = self;
+  return S_OK;
+#endif
+}
+
+ULONG addRef(void* self) {
+  return ++of(self).count;
+}
+
+[[maybe_unused]] ULONG release(void* self) {
+  say("Release");
+  const std::uint32_t left = --of(self).count;
+  if (left == 0) {
+#ifndef PLUG_IN_THAT_STAYS
+    CFPlugInRemoveInstanceForFactory(factoryID());
+#endif
+    std::free(self);
+  }
+  return left;
+}
+
+boolean_t open(void*, IOHIDSessionRef, IOOptionBits) {
+  say("open");
+#ifdef PLUG_IN_THAT_REFUSES
+  return 0;
+#else
+  return 1;
+#endif
+}
+
+void close(void*, IOHIDSessionRef, IOOptionBits) {
+  say("close");
+}
+
+void schedule(void* self, dispatch_queue_t queue) {
+  say("scheduleWithDispatchQueue");
+  of(self).queue = queue;
+  int token = 0;
+  notify_register_dispatch("test.notification", &token, queue, ^(int) {
+    say("notified");
+  });
+}
+
+[[maybe_unused]] void unschedule(void*, dispatch_queue_t) {
+  say("unscheduleFromDispatchQueue");
+}
+
+// Records of the kinds that a capture may meet, chosen by the api value.
+os_state_data_s* makeRecord(std::uint32_t api) {
+  if (api == 3) {
+    return nullptr;
+  }
+  auto* record = static_cast<os_state_data_s*>(std::calloc(1, sizeof(os_state_data_s)));
+  record->type = api == 10 ? 7 : OS_STATE_DATA_SERIALIZED_PROPERTY_LIST;
+  record->dataSize = api == 11 ? 0x10000 : 0;
+  return record;
+}
+
+[[maybe_unused]] void registerService(void* self, IOHIDServiceRef) {
+  say("registerService");
+  os_state_add_handler(of(self).queue, ^(os_state_hints_s* hints) {
+    say("state handler");
+    return makeRecord(hints->api);
+  });
+}
+
+[[maybe_unused]] constexpr IOHIDSessionFilterPlugInInterface table = {
+    ._reserved = nullptr,
+    .QueryInterface = queryInterface,
+    .AddRef = addRef,
+#ifdef PLUG_IN_WITHOUT_RELEASE
+    .Release = nullptr,
+#else
+    .Release = release,
+#endif
+    .slot4 = nullptr,
+    .slot5 = nullptr,
+    .slot6 = nullptr,
+    .open = open,
+    .close = close,
+    .slot9 = nullptr,
+    .slot10 = nullptr,
+#ifdef PLUG_IN_WITH_GAPS
+    .registerService = nullptr,
+#else
+    .registerService = registerService,
+#endif
+    .slot12 = nullptr,
+    .scheduleWithDispatchQueue = schedule,
+#ifdef PLUG_IN_WITH_GAPS
+    .unscheduleFromDispatchQueue = nullptr,
+#else
+    .unscheduleFromDispatchQueue = unschedule,
+#endif
+    .slot15 = nullptr,
+    .slot16 = nullptr,
+    .slot17 = nullptr,
+};
+
+} // namespace
+
+extern "C" __attribute__((visibility("default"))) void* TestPlugInFactory(CFAllocatorRef, CFUUIDRef) {
+  say("factory");
+#ifdef PLUG_IN_WITHOUT_OBJECT
+  return nullptr;
+#else
+#ifndef PLUG_IN_WITHOUT_RELEASE
+  CFPlugInAddInstanceForFactory(factoryID());
+#endif
+  auto* plugIn = static_cast<PlugIn*>(std::malloc(sizeof(PlugIn)));
+  *plugIn = {.table = &table, .count = 1, .queue = nullptr};
+  return plugIn;
+#endif
+}

@@ -1,0 +1,132 @@
+// The plug-in itself, as a loaded bundle on a modelled device.
+#include <host/session.h>
+
+#include <control/cf.h>
+#include <control/log.h>
+#include <control/notify.h>
+#include <control/registry.h>
+#include <control/state.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <dlfcn.h>
+
+#include <filesystem>
+
+namespace {
+
+using namespace vel::host;
+
+const DeviceModel& model() {
+  static const DeviceModel theModel = readDeviceModel(std::filesystem::path(MODELS) / "default.json");
+  return theModel;
+}
+
+std::vector<std::string> titles(const std::vector<CapturedRecord>& records) {
+  std::vector<std::string> result;
+  for (const CapturedRecord& captured : records) {
+    result.push_back(captured.record.title);
+  }
+  return result;
+}
+
+class RealBundle : public testing::Test {
+protected:
+  RealBundle() {
+    vel::control::clearLog();
+    session.open();
+    session.schedule();
+  }
+
+  Machine machine{model()};
+  Session session{Bundle::load(REAL_BUNDLE), machine};
+};
+
+TEST_F(RealBundle, Button_HasAllHandlersOfTheFirstService) {
+  const Registration registration = session.registerService(machine.services()[0]);
+  EXPECT_EQ(registration.firstHandler, 1U);
+  EXPECT_EQ(registration.handlers, 2U + 104U);
+  EXPECT_TRUE(machine.services()[0].device->hasCallback());
+}
+
+TEST_F(RealBundle, Capture_HasTheStatisticsOfTheModel) {
+  session.registerService(machine.services()[0]);
+  const auto records = session.capture(3, "test");
+  ASSERT_FALSE(records.empty());
+  EXPECT_EQ(records[0].handler, 1U);
+  const Record& record = records[0].record;
+  EXPECT_EQ(record.title, "ZORB Statistics");
+  const Value* press = record.value.find("last button press");
+  ASSERT_NE(press, nullptr);
+  EXPECT_EQ(*press->find("click count"), Value{std::int64_t{2}});
+  EXPECT_EQ(*record.value.find("latency")->find("max_latency_Total"), Value{std::int64_t{414902500}});
+}
+
+TEST_F(RealBundle, OtherApi_HasNoStatistics) {
+  session.registerService(machine.services()[0]);
+  for (const std::uint32_t api : {0U, 1U, 2U, 4U, UINT32_MAX}) {
+    EXPECT_THAT(titles(session.capture(api, "test")), testing::Not(testing::Contains("ZORB Statistics"))) << api;
+  }
+}
+
+TEST_F(RealBundle, FaultNotification_IsLogged) {
+  EXPECT_EQ(session.postNotification("com.tavik.tavikvelhidstatistics.fault"), 1U);
+  session.drain();
+  ASSERT_EQ(vel::control::logLines().size(), 1U);
+  EXPECT_EQ(vel::control::logLines()[0].message, "fault!");
+  EXPECT_EQ(vel::control::logLines()[0].type, OS_LOG_TYPE_FAULT);
+}
+
+TEST_F(RealBundle, PlugInsOfTheDriverAreGivenBackAndInterfacesKept) {
+  session.registerService(machine.services()[0]);
+  EXPECT_EQ(machine.services()[0].device->references(), (References{.plugIns = 0, .drivers = 1, .devices = 1}));
+}
+
+TEST_F(RealBundle, Close_LeavesNothingRegisteredAndUnloads) {
+  for (const MachineService& service : machine.services()) {
+    session.registerService(service);
+  }
+  EXPECT_TRUE(session.close());
+  EXPECT_EQ(vel::control::stateHandlers().size(), 0U);
+  EXPECT_EQ(vel::control::notificationRegistrations(), 0U);
+  EXPECT_FALSE(machine.services()[0].device->hasCallback());
+  EXPECT_EQ(dlopen(REAL_BUNDLE "/TavikVELHIDStatistics", RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+// What one life leaves behind in the platform: what the plug-in keeps on purpose.
+std::map<std::string, std::size_t> liveOnce() {
+  const auto before = vel::control::liveObjects();
+  {
+    Machine machine(model());
+    Session session(Bundle::load(REAL_BUNDLE), machine);
+    session.open();
+    session.schedule();
+    for (const MachineService& service : machine.services()) {
+      session.registerService(service);
+    }
+    EXPECT_EQ(session.capture(3, "test").size(), 5U);
+    EXPECT_TRUE(session.close());
+  }
+  std::map<std::string, std::size_t> left;
+  for (const auto& [type, count] : vel::control::liveObjects()) {
+    const auto found = before.find(type);
+    const std::size_t more = count - (found == before.end() ? 0 : found->second);
+    if (more != 0) {
+      left[type] = more;
+    }
+  }
+  return left;
+}
+
+TEST(RealBundleLives, AHundredTimes_LeaveOnlyWhatThePlugInKeeps) {
+  for (int life = 0; life < 100; ++life) {
+    // The key strings of one open, the list of contexts, and the button's HID device.
+    ASSERT_EQ(liveOnce(), (std::map<std::string, std::size_t>{{"CFArray", 1}, {"CFString", 48}, {"IOHIDDevice", 1}}))
+        << "life " << life;
+    vel::control::clearLog();
+  }
+  EXPECT_EQ(vel::control::registryReferences(), 0U);
+}
+
+} // namespace
