@@ -80,21 +80,51 @@ inline char* put_byte_comma(char* p, unsigned char value) noexcept {
   return p + byte_lengths[value] + 1;
 }
 
+// The two digits before the last eight of a u32, padded with blanks; nothing but blanks for 0.
+constexpr std::array<std::uint16_t, 43> make_high_digits() {
+  std::array<std::uint16_t, 43> texts{};
+  for (unsigned value = 0; value < texts.size(); ++value) {
+    const unsigned tens = value >= 10 ? '0' + value / 10 : ' ';
+    const unsigned ones = value >= 1 ? '0' + value % 10 : ' ';
+    texts[value] = static_cast<std::uint16_t>(tens | ones << 8);
+  }
+  return texts;
+}
+inline constexpr std::array<std::uint16_t, 43> high_digits = make_high_digits();
+
+// A u32 in ten characters: two in `high`, eight in `low`, with `blanks` of them padding. Branches on the size of a
+// number are mispredicted often, so there are none.
+struct PaddedU32 {
+  std::uint16_t high;
+  std::uint64_t low;
+  unsigned blanks;
+};
+
+inline PaddedU32 pad_u32(std::uint32_t value) noexcept {
+  constexpr std::uint64_t zero_to_blank = 0x1010101010101010;
+  const std::uint32_t high = value / 100000000;
+  const std::uint64_t digits = eight_digits(value % 100000000);
+  const unsigned zero_bits = high == 0 ? leading_zero_bits(digits) : 0;
+  const unsigned high_blanks = (high < 10) + (high == 0);
+  return {high_digits[high], (digits | ascii_zeros) ^ (zero_to_blank & ((std::uint64_t{1} << zero_bits) - 1)),
+          high_blanks + zero_bits / 8};
+}
+
 // At width 10 a u32 always takes ten characters.
 inline char* put_u32_width_10(char* p, std::uint32_t value) noexcept {
-  constexpr std::uint64_t zero_to_blank = 0x1010101010101010;
-  const std::uint64_t low = eight_digits(value % 100000000);
-  if (value < 100000000) {
-    const std::uint64_t blanks = (std::uint64_t{1} << leading_zero_bits(low)) - 1;
-    std::memcpy(p, "  ", 2);
-    store(p + 2, (low | ascii_zeros) ^ (zero_to_blank & blanks));
-  } else {
-    const std::uint32_t high = value / 100000000;
-    p[0] = high >= 10 ? static_cast<char>('0' + high / 10) : ' ';
-    p[1] = static_cast<char>('0' + high % 10);
-    store(p + 2, low | ascii_zeros);
-  }
+  const PaddedU32 text = pad_u32(value);
+  std::memcpy(p, &text.high, sizeof text.high);
+  store(p + 2, text.low);
   return p + 10;
+}
+
+inline char* put_u32(char* p, std::uint32_t value) noexcept {
+  const PaddedU32 text = pad_u32(value);
+  const auto ten = static_cast<unsigned __int128>(text.low) << 16 | text.high;
+  const auto trimmed = ten >> (8 * text.blanks);
+  store(p, static_cast<std::uint64_t>(trimmed));
+  store(p + 8, static_cast<std::uint64_t>(trimmed >> 64));
+  return p + 10 - text.blanks;
 }
 
 // A number below 10^8, with no leading zeros.

@@ -3,11 +3,10 @@
 #pragma once
 
 #include "digits.h"
-#include "fixed_point.h"
+#include "fixed_point_text.h"
 #include "layouts.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <utility>
 
@@ -134,18 +133,6 @@ char* put_text(char* p, const unsigned char* field) noexcept {
   return p + length;
 }
 
-// As a stream writes a double by default: six significant digits.
-inline char* put_fixed_point_width_10(char* p, std::uint32_t word) noexcept {
-  char text[16]; // the longest is "-1.52588e-05"
-  const auto end = std::to_chars(text, text + sizeof text, from_fixed_point(word), std::chars_format::general, 6).ptr;
-  const std::size_t length = static_cast<std::size_t>(end - text);
-  if (length < 10) {
-    p = put_blanks(p, 10 - length);
-  }
-  std::memcpy(p, text, sizeof text);
-  return p + length;
-}
-
 inline char* put_slice_width_10(char* p, const unsigned char* bytes, std::size_t count) noexcept {
   char* const begin = p;
   *p++ = '[';
@@ -189,7 +176,7 @@ char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::stri
   } else if constexpr (row.kind == FieldKind::number && row.size == 2) {
     return put_below_1e8(p, load<std::uint16_t>(at));
   } else if constexpr (row.kind == FieldKind::number || row.kind == FieldKind::quoted_number) {
-    return put_u64(p, load<std::uint32_t>(at));
+    return put_u32(p, load<std::uint32_t>(at));
   } else if constexpr (row.kind == FieldKind::constant) {
     return p;
   } else if constexpr (row.kind == FieldKind::text) {
@@ -212,14 +199,19 @@ char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::stri
   }
 }
 
+// Text and record never overlap; said so, a word that is shown twice is read and converted once.
+template <std::uint8_t Place, std::size_t... Index>
+char* write_rows(char* __restrict p, const unsigned char* __restrict record, std::string_view subtype,
+                 std::index_sequence<Index...>) noexcept {
+  ((p = put_value<Place, Index>(opening<Place, Index>.copy_to(p), record, subtype)), ...);
+  return p;
+}
+
 // `subtype` is the shown name of an action, for the layout that has one.
 template <std::uint8_t Place>
 char* write_layout(char* p, const unsigned char* record, std::string_view subtype) noexcept {
   constexpr std::size_t count = layouts::all[Place].rows.size();
-  [&]<std::size_t... Index>(std::index_sequence<Index...>) {
-    ((p = put_value<Place, Index>(opening<Place, Index>.copy_to(p), record, subtype)), ...);
-  }
-  (std::make_index_sequence<count>{});
+  p = write_rows<Place>(p, record, subtype, std::make_index_sequence<count>{});
   constexpr std::string_view last = closing(layouts::all[Place].rows[count - 1]);
   std::memcpy(p, last.data(), last.size());
   return p + last.size();

@@ -31,7 +31,6 @@ std::string profile_decoder::to_string(const _VelProfileReport& report) {
     write_block(out, names.size(), [&](char* p) { return write_head(p, record, names); });
   }
   parse_datatype(out, report);
-  out.width(0); // an override may have left one behind
 
   write_block(out, wall.size(), [&](char* p) {
     p = write_tail(p, record);
