@@ -1,0 +1,22 @@
+// The rows of an analytics store, written for people, for programs and for a scraper of metrics.
+#pragma once
+
+#include <output.h>
+
+#include <control/tally.h>
+
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+// Times are local. Columns that would be empty are left out.
+std::string tallyTable(const std::vector<control::TallyRow>& rows, const Style& style);
+
+enum class TallyJson { indented, oneLine };
+std::string tallyJson(const std::vector<control::TallyRow>& rows, TallyJson form = TallyJson::indented);
+
+// The OpenMetrics text format. Everything is a gauge: counters, sums and summaries may not be negative there.
+std::string tallyOpenMetrics(const std::vector<control::TallyRow>& rows);
+
+} // namespace vel::stat
