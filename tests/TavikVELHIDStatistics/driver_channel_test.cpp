@@ -118,29 +118,6 @@ TEST_F(DriverChannel, PerformCommand_Failing_LogsTheResult) {
   EXPECT_THAT(logMessages(), ElementsAre(assertionLine("result == 0 ", "", 1130, 0xE00002D5)));
 }
 
-// The kernel side of a named service: remembers the last call, answers what the test says.
-struct FakeService : control::UserClient {
-  IOReturn open(std::uint32_t type) override {
-    openedWith = type;
-    return openResult;
-  }
-  IOReturn call(std::uint32_t method, std::span<const std::uint64_t> arguments, std::span<const std::byte> in,
-                std::span<std::byte> output, std::size_t& reported) override {
-    selector = method;
-    scalars.assign(arguments.begin(), arguments.end());
-    inputSize = in.size();
-    capacity = output.size();
-    return answer(reply, output.data(), output.size(), &reported);
-  }
-  IOReturn openResult = 0;
-  Reply reply;
-  std::uint32_t openedWith = 99;
-  std::uint32_t selector = 0;
-  std::vector<std::uint64_t> scalars;
-  std::size_t inputSize = 0;
-  std::size_t capacity = 0;
-};
-
 struct NamedService : DriverChannel {
   NamedService() { control::attachUserClient(control::addRegistryEntry({.name = "KIP_profile"}), service); }
   ~NamedService() override {

@@ -4,7 +4,6 @@
 #include "support/statistics_fixture.h"
 
 #include <control/calls.h>
-#include <host/record.h>
 
 #include <gmock/gmock.h>
 
@@ -28,10 +27,6 @@ using host::Value;
 
 Ref<CFMutableDictionaryRef> dictionary() {
   return Ref<CFMutableDictionaryRef>::adopt(createDictionary());
-}
-
-host::Record parse(const os_state_data_s& record) {
-  return host::parseRecord({reinterpret_cast<const std::byte*>(&record), sizeof(os_state_data_s) + record.dataSize});
 }
 
 struct StateData : testing::Test {

@@ -4,7 +4,6 @@
 #include "support/statistics_fixture.h"
 
 #include <control/calls.h>
-#include <host/record.h>
 
 #include <gmock/gmock.h>
 
@@ -78,13 +77,10 @@ struct ZORBStatistics : StatisticsTest {
     control::clearLog();
   }
   // The handler's record, asked through its block.
-  control::StateRecord ask(std::uint32_t api = 3) {
-    return control::captureState(control::stateHandlers().front(), api, "test");
-  }
+  static control::StateRecord ask(std::uint32_t api = 3) { return StatisticsTest::ask(0, api); }
   Value report(const Bytes& reply) {
     driver.property = [&](std::uint32_t) { return Reply{reply}; };
-    const control::StateRecord record = ask();
-    return host::parseRecord({reinterpret_cast<const std::byte*>(record.get()), 200 + record->dataSize}).value;
+    return parse(*ask()).value;
   }
 };
 
@@ -131,9 +127,7 @@ TEST_F(ZORBStatistics, ShortReply_ReadsAsZerosBeyond) {
 TEST_F(ZORBStatistics, LyingLength_ChangesNothing) {
   const Bytes record = countingRecord();
   driver.property = [&](std::uint32_t) { return Reply{.bytes = record, .length = 1 << 30}; };
-  const control::StateRecord state = ask();
-  EXPECT_EQ(host::parseRecord({reinterpret_cast<const std::byte*>(state.get()), 200 + state->dataSize}).value,
-            expectedReport(record));
+  EXPECT_EQ(parse(*ask()).value, expectedReport(record));
 }
 
 TEST_F(ZORBStatistics, AnswersRequestsAlone) {
@@ -216,15 +210,7 @@ TEST_F(ZORBStatistics, NumbersThatCannotBeMade_AreLeftOut) {
 // Whatever call fails, the handler yields a record or nothing and leaves no object behind.
 TEST_F(ZORBStatistics, AnyCallMayFail_NothingIsLeaked) {
   driver.property = [](std::uint32_t) { return Reply{countingRecord()}; };
-  const auto before = control::liveObjects();
-  std::uint64_t nth = 0;
-  do {
-    control::clearFailures();
-    control::failAnyCall(++nth);
-    ask();
-    EXPECT_EQ(control::liveObjects(), before) << "call " << nth;
-  } while (control::clearFailures());
-  EXPECT_GT(nth, 40U);
+  EXPECT_GT(failEachCall([] { ask(); }), 40U);
 }
 
 } // namespace

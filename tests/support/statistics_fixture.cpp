@@ -41,6 +41,12 @@ std::string assertionWithoutLine(const std::string& expression, const std::strin
   return withoutLine(assertionLine(expression, message, 1, value));
 }
 
+testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, const std::string& message,
+                                                 std::uint32_t value) {
+  return testing::ResultOf("the line without its number", withoutLine,
+                           testing::Eq(assertionWithoutLine(expression, message, value)));
+}
+
 std::vector<std::string> logMessages() {
   std::vector<std::string> messages;
   for (const control::LogLine& line : control::logLines()) {
@@ -49,6 +55,37 @@ std::vector<std::string> logMessages() {
     messages.push_back(line.message);
   }
   return messages;
+}
+
+host::Record parse(const os_state_data_s& record) {
+  return host::parseRecord({reinterpret_cast<const std::byte*>(&record), sizeof(os_state_data_s) + record.dataSize});
+}
+
+std::uint64_t failEachCall(const std::function<void()>& work) {
+  const auto cannotFail = [](const std::string& call) {
+    return call.starts_with("CFArrayAppendValue(") || call.starts_with("mach_task_self(") ||
+           call.starts_with("TSClient");
+  };
+  const auto givesBack = [](const std::string& call) {
+    return call.starts_with("IOObjectRelease(") || call.starts_with("IOServiceClose(");
+  };
+  const auto objects = control::liveObjects();
+  for (std::uint64_t nth = 1;; ++nth) {
+    const std::size_t references = control::registryReferences(); // connections among them
+    control::failAnyCall(nth);
+    control::startRecording();
+    work();
+    std::vector<std::string> calls = control::stopRecording();
+    const bool failed = control::clearFailures();
+    std::erase_if(calls, cannotFail);
+    // Nobody can give back what the system does not take.
+    const std::size_t kept = failed && givesBack(calls.at(nth - 1)) ? 1 : 0;
+    EXPECT_EQ(control::liveObjects(), objects) << "call " << nth;
+    EXPECT_EQ(control::registryReferences(), references + kept) << "call " << nth;
+    if (!failed) {
+      return nth - 1;
+    }
+  }
 }
 
 const std::vector<control::HIDUsage> StatisticsTest::button = {{0x0C, 0x01}};
@@ -103,6 +140,10 @@ std::vector<Context*> StatisticsTest::contexts() const {
     result.push_back(static_cast<Context*>(const_cast<void*>(CFArrayGetValueAtIndex(plugin->_contexts, i))));
   }
   return result;
+}
+
+control::StateRecord StatisticsTest::ask(std::size_t handler, std::uint32_t api) {
+  return control::captureState(control::stateHandlers().at(handler), api, "test");
 }
 
 std::vector<std::string> StatisticsTest::capture(std::uint32_t api) {

@@ -10,9 +10,11 @@
 #include <control/ref.h>
 #include <control/registry.h>
 #include <control/state.h>
+#include <host/record.h>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -32,9 +34,20 @@ std::string assertionLine(const std::string& expression, const std::string& mess
 // The same with another line number in place of the one that the log has, where the source's own line counts.
 std::string withoutLine(const std::string& message);
 std::string assertionWithoutLine(const std::string& expression, const std::string& message, std::uint32_t value);
+// Matches the whole line of a failed check, with any line number.
+testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, const std::string& message,
+                                                 std::uint32_t value);
 
 // The messages in the log, which are all of the plug-in's log object.
 std::vector<std::string> logMessages();
+
+// What a state record holds.
+host::Record parse(const os_state_data_s& record);
+
+// Does the work with its first call of the platform failing, then with its second, until none is left to fail, and
+// expects that it leaves no object, registry reference or connection behind but the one whose return failed. Returns
+// how many calls there were.
+std::uint64_t failEachCall(const std::function<void()>& work);
 
 // The log, the registry and all registrations are empty at the start of each test and at its end; the object, if the
 // test leaves it alive, is released before them. The object is open and scheduled.
@@ -59,7 +72,9 @@ public:
   // The contexts that the plug-in keeps.
   std::vector<Context*> contexts() const;
 
-  // Asks the state handlers at these places (all, if none are given) and returns the titles of their records.
+  // The record of the state handler at this place, in the order of their registration; null for none.
+  static control::StateRecord ask(std::size_t handler, std::uint32_t api);
+  // Asks all state handlers and returns the titles of their records.
   std::vector<std::string> capture(std::uint32_t api);
 
   static const std::vector<control::HIDUsage> button;

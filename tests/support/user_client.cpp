@@ -93,6 +93,21 @@ kern_return_t FakePlugIn::create(IOCFPlugInInterface*** plugin) {
   return createResult;
 }
 
+IOReturn FakeService::open(std::uint32_t type) {
+  openedWith = type;
+  return openResult;
+}
+
+IOReturn FakeService::call(std::uint32_t method, std::span<const std::uint64_t> arguments,
+                           std::span<const std::byte> in, std::span<std::byte> output, std::size_t& reported) {
+  ++calls;
+  selector = method;
+  scalars.assign(arguments.begin(), arguments.end());
+  inputSize = in.size();
+  capacity = output.size();
+  return answer(reply, output.data(), output.size(), &reported);
+}
+
 IOReturn answer(const Reply& reply, void* output, std::size_t capacity, std::size_t* reported) {
   if (!reply.bytes.empty()) {
     std::memcpy(output, reply.bytes.data(), std::min(reply.bytes.size(), capacity));

@@ -1,8 +1,10 @@
-// A driver and a device user client for white-box tests: answer what the test says, remember what they were asked.
+// Driver, device and named-service user clients for white-box tests: answer what the test says, remember what they were
+// asked.
 #pragma once
 
 #include <IOKit/IOCFPlugIn.h>
 #include <VEL/VELUserClient.h>
+#include <control/registry.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -57,6 +59,22 @@ struct FakeDevice {
   VELDataCallback callback = nullptr;
   void* refcon = nullptr;
   std::vector<std::string> calls;
+};
+
+// The kernel side of a named service, for vel::control::attachUserClient. Remembers the last call.
+struct FakeService : control::UserClient {
+  IOReturn open(std::uint32_t type) override;
+  IOReturn call(std::uint32_t method, std::span<const std::uint64_t> arguments, std::span<const std::byte> in,
+                std::span<std::byte> output, std::size_t& reported) override;
+
+  IOReturn openResult = 0;
+  Reply reply;
+  std::uint32_t openedWith = 99;
+  std::uint32_t selector = 0;
+  std::vector<std::uint64_t> scalars;
+  std::size_t inputSize = 0;
+  std::size_t capacity = 0;
+  int calls = 0;
 };
 
 // Copies as much of the reply as fits into `capacity` bytes at `output`; stores the claimed length.
