@@ -13,7 +13,7 @@ enum Tag : uint8_t { number32 = 0, number64 = 1, text = 2, endOfEntry = 3, hexad
 
 } // namespace
 
-TextStream::TextStream(std::span<const uint8_t, kTextStreamCapacity> buffer, size_t length)
+TextStream::TextStream(std::span<const uint8_t> buffer, size_t length)
     : _buffer(buffer), _length(std::min(length, buffer.size())) {}
 
 bool TextStream::next(std::string& entry) {

@@ -13,7 +13,7 @@ inline constexpr size_t kTextStreamCapacity = 256;
 // it goes on into the buffer as it stands; beyond the buffer all bytes read as zero.
 class TextStream {
 public:
-  TextStream(std::span<const uint8_t, kTextStreamCapacity> buffer, size_t length);
+  TextStream(std::span<const uint8_t> buffer, size_t length);
 
   // Stores the next entry, of at most 1023 characters; false when there is none.
   bool next(std::string& entry);
@@ -25,7 +25,7 @@ private:
   void takeText();
   void appendNumber(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-  std::span<const uint8_t, kTextStreamCapacity> _buffer;
+  std::span<const uint8_t> _buffer;
   size_t _length;
   size_t _offset = 0;
   bool _entryEnded = false; // a tag said so; acted on when the next element is read
