@@ -1,0 +1,312 @@
+#!/usr/bin/env python3
+"""velstat capture, through the real command.
+
+usage: capture_test.py VELSTAT BUNDLE PLATFORM_LIBRARY MODELS"""
+
+import json
+import os
+import pathlib
+import plistlib
+import pty
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+VELSTAT, BUNDLE, PLATFORM, MODELS = (pathlib.Path(argument) for argument in sys.argv[1:5])
+HERE = pathlib.Path(__file__).parent
+
+
+def run(*arguments, velstat=VELSTAT, **options):
+    return subprocess.run([velstat, *arguments], capture_output=True, text=True, timeout=60, **options)
+
+
+def without_source_lines(text):
+    """Assertion lines tell their place in the plug-in's source, which moves."""
+    return re.sub(r"line: \d+ value:", "line: N value:", text)
+
+
+class Temporary(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def model(self, text):
+        path = self.folder / "model.json"
+        path.write_text(text)
+        return path
+
+
+class Shown(Temporary):
+    def test_default_model_as_text(self):
+        result = run("capture")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.maxDiff = None
+        self.assertEqual(without_source_lines(result.stdout), (HERE / "capture_default.expect").read_text())
+
+    def test_built_in_model_is_the_default_model(self):
+        self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
+
+    def test_model_from_standard_input(self):
+        result = run("capture", "--model", "-", input='{"name": "piped"}')
+        self.assertEqual(result.stdout.splitlines()[0], "piped, com.tavik.TavikVELHIDStatistics, api 3")
+
+    def test_empty_model(self):
+        result = run("capture", "--model", self.model("{}"))
+        self.assertEqual(result.stdout, "unnamed device, com.tavik.TavikVELHIDStatistics, api 3\n\n"
+                         "Services\n  none\n\nRecords: 0 from 0 state handlers\n\nLog: 0 lines\n")
+
+    def test_services_that_are_not_taken(self):
+        result = run("capture", "--model", self.model('''{"services": [
+            {"name": "number", "transport": 5},
+            {"name": "no VEL", "transport": "USB", "usages": [{"page": 12, "usage": 1}]},
+            {"name": "phone", "transport": "VEL", "usages": [{"page": 11, "usage": 1}], "driver": {}},
+            {"name": "refused", "transport": "VEL", "usages": [{"page": 11, "usage": 1}],
+             "driver": {"open-result": "0xE00002BC"}}]}'''))
+        self.assertEqual(result.stdout.splitlines()[2:7], [
+            "Services",
+            "  number   no usages  not taken (1 log line)",
+            "  no VEL   0x0c/0x01  not taken",
+            "  phone    0x0b/0x01  taken: state handlers 1 to 104",
+            "  refused  0x0b/0x01  opened, no state handlers (1 log line)"])
+
+    def test_repeated_log_lines_are_folded(self):
+        result = run("capture", "--model", self.model('''{"services": [
+            {"name": "a", "transport": 5}, {"name": "b", "transport": 5}]}'''))
+        self.assertEqual(without_source_lines(result.stdout).splitlines()[-2:], [
+            "Log: 2 lines",
+            "  default  : AssertMacros: CFGetTypeID(transport) == CFStringGetTypeID(),  file: "
+            "TavikVELHIDStatistics/TavikVELHIDStatistics, line: N value:0  (2 times)"])
+
+    def test_other_api_has_no_statistics(self):
+        for api in ("0", "1", "2", "4", "4294967295"):
+            result = run("capture", "--api", api)
+            self.assertEqual(result.returncode, 0)
+            self.assertNotIn("ZORB Statistics", result.stdout)
+
+    def test_names_from_the_model_are_escaped(self):
+        result = run("capture", "--model", self.model(r'{"name": "a\u001b[31m", "services": [{"name": "s\n"}]}'))
+        self.assertIn(r"a\x1B[31m, com", result.stdout)
+        self.assertIn(r"  s\n  no usages", result.stdout)
+
+
+class Json(Temporary):
+    def test_default_model(self):
+        result = run("capture", "--format", "json")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        document = json.loads(result.stdout)
+        self.assertEqual(list(document), ["device", "plug-in", "api", "services", "handlers", "records", "log"])
+        self.assertEqual(document["plug-in"],
+                         {"identifier": "com.tavik.TavikVELHIDStatistics", "path": str(BUNDLE.resolve())})
+        self.assertEqual(document["services"][0], {
+            "name": "Button", "usages": [{"page": 12, "usage": 1}], "opened": True, "first handler": 1,
+            "handlers": 106, "log lines": 0})
+        self.assertEqual(document["services"][-1]["handlers"], 0)
+        record = document["records"][0]
+        self.assertEqual((record["handler"], record["title"]), (1, "ZORB Statistics"))
+        self.assertEqual(record["value"]["last button press"]["click count"], 2)
+        self.assertEqual(record["value"]["latency"]["max_latency_Total"], 414902500)
+        for line in document["log"]:
+            self.assertEqual(list(line), ["level", "subsystem", "category", "message"])
+            self.assertEqual((line["subsystem"], line["category"]), ("KIP", "TavikVELHIDStatistics"))
+
+    def test_extreme_values(self):
+        result = run("capture", "--format", "json", "--model", self.model('''{"services": [{"name": "b",
+            "transport": "VEL", "usages": [{"page": 12, "usage": 1}],
+            "driver": {"property-replies": {"215": [{"zorb-statistics": {"click count": 2147483647,
+            "finger on ts": "0xFFFFFFFFFFFFFFFF", "turtle scans": 4294967295,
+            "min_latency_Total": 9223372036854775808}}]}}}]}'''))
+        value = json.loads(result.stdout)["records"][0]["value"]
+        press = value["last button press"]
+        self.assertEqual(press["click count"], 2147483647)
+        self.assertEqual(press["finger on ts"], -1)
+        self.assertEqual(press["turtle scans"], -1)
+        self.assertEqual(value["latency"]["min_latency_Total"], -9223372036854775808)
+
+
+class Out(Temporary):
+    def setUp(self):
+        super().setUp()
+        self.out = self.folder / "out"
+
+    def names(self):
+        return sorted(path.name for path in self.folder.iterdir())
+
+    def test_records_property_lists_and_log(self):
+        document = json.loads(run("capture", "--format", "json", "--out", self.out).stdout)
+        stems = [f"{number:03}-{record['title']}" for number, record in enumerate(document["records"], 1)]
+        self.assertEqual(sorted(path.name for path in self.out.iterdir()),
+                         sorted([stem + end for stem in stems for end in (".plist", ".state")] + ["log.jsonl"]))
+        self.assertEqual(stems[0], "001-ZORB Statistics")
+        for stem, record in zip(stems, document["records"]):
+            data = (self.out / (stem + ".plist")).read_bytes()
+            self.assertEqual(plistlib.loads(data), record["value"])
+            state = (self.out / (stem + ".state")).read_bytes()
+            self.assertEqual(state[200:], data)
+            self.assertEqual(state[:8], (1).to_bytes(4, "little") + len(data).to_bytes(4, "little"))
+            self.assertEqual(state[136:200].rstrip(b"\0").decode(), record["title"])
+        log = [json.loads(line) for line in (self.out / "log.jsonl").read_text().splitlines()]
+        self.assertEqual(log, document["log"])
+        self.assertEqual(self.names(), ["out"])
+
+    def test_empty_folder_is_filled(self):
+        self.out.mkdir()
+        self.assertEqual(run("capture", "--out", f"{self.out}/").returncode, 0)
+        self.assertTrue((self.out / "log.jsonl").exists())
+        self.assertEqual(self.names(), ["out"])
+
+    def refused(self, out, reason):
+        result = run("capture", "--out", out)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", f"velstat: {out}: {reason}\n"))
+
+    def test_folder_with_something_in_it_is_refused(self):
+        self.out.mkdir()
+        (self.out / "mine").touch()
+        self.refused(self.out, "exists and is not empty")
+        self.assertEqual([path.name for path in self.out.iterdir()], ["mine"])
+
+    def test_file_is_refused(self):
+        self.out.touch()
+        self.refused(self.out, "exists and is no folder")
+
+    def test_missing_parent_is_refused(self):
+        self.refused(self.folder / "none" / "out", "No such file or directory")
+        self.assertEqual(self.names(), [])
+
+    def test_failing_capture_writes_nothing(self):
+        self.assertEqual(run("capture", "--out", self.out, "--model", "missing").returncode, 1)
+        self.assertEqual(self.names(), [])
+
+
+class WrongInput(Temporary):
+    def refused(self, line, *arguments):
+        result = run("capture", *arguments)
+        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", f"velstat: {line}\n"))
+
+    def test_missing_model(self):
+        self.refused("no/such.json: No such file or directory", "--model", "no/such.json")
+
+    def test_broken_json(self):
+        path = self.model('{"services": [\n  {"name": "s",}\n]}')
+        self.refused(f"{path}: line 2, column 16: syntax error while parsing object key - unexpected '}}'; "
+                     "expected string literal", "--model", path)
+
+    def test_unknown_key(self):
+        path = self.model('{"services": [{"name": "s", "transprot": "VEL"}]}')
+        self.refused(f'{path}: /services/0: unknown key "transprot"; did you mean "transport"?', "--model", path)
+
+    def test_hex_of_odd_length(self):
+        path = self.model('{"services": [{"name": "s", "driver": {"property-replies": {"215": [{"hex": "abc"}]}}}]}')
+        self.refused(f"{path}: /services/0/driver/property-replies/215/0/hex: has an odd number of hexadecimal digits",
+                     "--model", path)
+
+    def test_text_file_as_bundle(self):
+        path = self.model("text")
+        self.refused(f"{path}: not a bundle: a bundle is a folder, this is a file", "--plugin", path)
+
+    def test_control_characters_do_not_reach_the_terminal(self):
+        path = self.model('{"\\u001b[31m\\n": 1}')
+        self.refused(f'{path}: (whole document): unknown key "\\x1B[31m\\n"; allowed: $schema, name, description, '
+                     "boot-time, time-sync, services, named-services", "--model", path)
+
+    def test_bytes_that_are_not_utf8(self):
+        path = self.folder / "model.json"
+        path.write_bytes(b'{"name": "\xff"}')
+        result = run("capture", "--model", path)
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, r"^velstat: .*: line 1, column \d+: .*\n$")
+
+
+class Usage(Temporary):
+    def test_wrong_usage_is_one_line_and_2(self):
+        for arguments in ([], ["capture", "--api", "x"], ["capture", "--api", "-1"], ["capture", "--format", "xml"],
+                          ["capture", "--none"], ["none"]):
+            result = run(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
+            self.assertRegex(result.stderr, r"\Avelstat: [^\n]+\n\Z", arguments)
+
+    def test_help_has_an_example(self):
+        for arguments in (["--help"], ["capture", "--help"]):
+            result = run(*arguments)
+            self.assertEqual((result.returncode, result.stderr), (0, ""))
+            self.assertIn("Example:\n  velstat capture --model models/default.json", result.stdout)
+
+
+class Terminal(Temporary):
+    def on_terminal(self, **environment):
+        ours, theirs = pty.openpty()
+        process = subprocess.Popen([VELSTAT, "capture", "--model", self.model("{}")], stdout=theirs,
+                                   env={**{k: v for k, v in os.environ.items() if k != "NO_COLOR"}, **environment})
+        os.close(theirs)
+        output = b""
+        try:
+            while block := os.read(ours, 4096):
+                output += block
+        except OSError:  # the other side is closed
+            pass
+        os.close(ours)
+        self.assertEqual(process.wait(60), 0)
+        return output
+
+    def test_colour_on_a_terminal_alone(self):
+        self.assertIn(b"\x1b[1mServices\x1b[0m", self.on_terminal(TERM="xterm"))
+        self.assertNotIn(b"\x1b", self.on_terminal(TERM="xterm", NO_COLOR="1"))
+        self.assertNotIn(b"\x1b", self.on_terminal(TERM="dumb"))
+        self.assertNotIn("\x1b", run("capture", env={**os.environ, "TERM": "xterm"}).stdout)
+
+    def test_reader_that_has_gone_ends_it_quietly(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        result = subprocess.run([VELSTAT, "capture"], stdout=writing, stderr=subprocess.PIPE, timeout=60)
+        os.close(writing)
+        self.assertEqual((result.returncode, result.stderr), (0, b""))
+
+    def test_full_disk_is_told(self):
+        with open("/dev/full", "w") as full:
+            result = subprocess.run([VELSTAT, "capture"], stdout=full, stderr=subprocess.PIPE, timeout=60)
+        self.assertEqual((result.returncode, result.stderr),
+                         (1, b"velstat: standard output: No space left on device\n"))
+
+
+class Place(Temporary):
+    """Command, library and bundle find each other wherever they are put together."""
+
+    def install(self, bundle):
+        for folder in ("bin", "lib"):
+            (self.folder / folder).mkdir()
+        shutil.copy(VELSTAT, self.folder / "bin/velstat")
+        shutil.copy(PLATFORM, self.folder / "lib" / PLATFORM.name)
+        shutil.copytree(BUNDLE, self.folder / bundle)
+        return run("capture", "--format", "json", velstat=self.folder / "bin/velstat")
+
+    def found(self, bundle):
+        result = self.install(bundle)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(json.loads(result.stdout)["plug-in"]["path"], str((self.folder / bundle).resolve()))
+
+    def test_as_built(self):
+        self.found("lib/TavikVELHIDStatistics.plugin")
+
+    def test_as_installed(self):
+        self.found("lib/velstat/TavikVELHIDStatistics.plugin")
+
+    def test_bundle_elsewhere_must_be_named(self):
+        result = self.install("elsewhere/TavikVELHIDStatistics.plugin")
+        root = self.folder.resolve()
+        self.assertEqual((result.returncode, result.stderr), (
+            1, f"velstat: no plug-in beside this command ({root}/lib/TavikVELHIDStatistics.plugin, "
+               f"{root}/lib/velstat/TavikVELHIDStatistics.plugin): name one with --plugin\n"))
+        named = run("capture", "--plugin", self.folder / "elsewhere/TavikVELHIDStatistics.plugin",
+                    velstat=self.folder / "bin/velstat")
+        self.assertEqual(named.returncode, 0)
+
+    def test_library_is_found_by_a_relative_path(self):
+        dynamic = subprocess.run(["readelf", "-d", VELSTAT], capture_output=True, text=True, check=True).stdout
+        self.assertRegex(dynamic, r"R(UN)?PATH.*\[\$ORIGIN/\.\./lib\]")
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
