@@ -55,7 +55,8 @@ struct Settled {
 // A reader of SQLite's usual kind leaves two files beside the store, and cannot read from a folder that it may not
 // write to. When nobody has the store in use, the one file holds everything; should somebody begin to write meanwhile,
 // what was read is worth nothing and is read again the usual way.
-std::vector<control::TallyRow> readStore(const fs::path& path) {
+std::vector<control::TallyRow> readStore(const fs::path& linked) {
+  const fs::path path = fileOf(linked);
   requireStore(path);
   const Settled before(path);
   if (!before.inUse) {

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -13,6 +14,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace vel::platform {
@@ -73,8 +75,10 @@ SELECT key, kind, value, overflows, count, sum, min, max, mean, standard_deviati
 FROM both ORDER BY key, kind DESC)"},
 };
 
-// The fixed part of a database file: the numbers in it are big-endian.
+// The fixed part of a database file: the numbers in it are big-endian. A last page that is cut short would be read as
+// if zeros followed.
 constexpr std::size_t kHeaderSize = 100;
+constexpr std::size_t kPageSizeOffset = 16;
 constexpr std::size_t kFormatOffset = 60;
 constexpr std::size_t kApplicationOffset = 68;
 constexpr char kMagic[] = "SQLite format 3"; // with its NUL
@@ -83,6 +87,11 @@ struct Header {
   std::array<std::uint8_t, kHeaderSize> bytes{};
   std::uint64_t fileSize = 0;
 
+  // Two bytes, in which 1 stands for the size that they cannot hold.
+  std::uint32_t pageSize() const {
+    const std::uint32_t size = number(kPageSizeOffset) >> 16;
+    return size <= 1 ? 65536 : size;
+  }
   std::uint32_t number(std::size_t offset) const {
     std::uint32_t value = 0;
     for (std::size_t i = 0; i < 4; ++i) {
@@ -143,6 +152,12 @@ void fill(const fs::path& path) {
 
 } // namespace
 
+fs::path fileOf(const fs::path& path) {
+  std::error_code error;
+  fs::path located = fs::weakly_canonical(path, error);
+  return error ? path : located;
+}
+
 fs::path writeAheadLogOf(const fs::path& path) {
   return path.string() + "-wal";
 }
@@ -179,7 +194,7 @@ void requireStore(const fs::path& path) {
   if (std::memcmp(header.bytes.data(), kMagic, sizeof kMagic) != 0) {
     throw DatabaseError("not a TallyStore (not a database)");
   }
-  if (header.fileSize < kHeaderSize) {
+  if (header.fileSize < kHeaderSize || header.fileSize % header.pageSize() != 0) {
     throw DatabaseError(fmt::format("damaged (cut off after {} bytes)", header.fileSize));
   }
   if (header.number(kApplicationOffset) != kApplication) {

@@ -5,6 +5,8 @@
 
 namespace vel::platform {
 
+// The file itself, without links on the way: SQLite follows none, and puts its companions beside the file.
+std::filesystem::path fileOf(const std::filesystem::path& path);
 // What SQLite puts beside the file while it is in use: what was written and is not in the file yet.
 std::filesystem::path writeAheadLogOf(const std::filesystem::path& path);
 

@@ -13,13 +13,6 @@ using control::TallyOp;
 
 namespace {
 
-// The file, without links on the way: SQLite puts its companions beside the file itself.
-std::filesystem::path locate(const std::filesystem::path& path) {
-  std::error_code error;
-  auto located = std::filesystem::weakly_canonical(path, error);
-  return error ? path : located;
-}
-
 Database openStore(const std::filesystem::path& path) {
   std::error_code ignored;
   if (!std::filesystem::exists(path, ignored)) {
@@ -50,7 +43,7 @@ constexpr std::size_t kMostKept = 10'000;
 } // namespace
 
 Store::Store(const std::filesystem::path& path)
-    : database_(openStore(locate(path))), rows_(database_, Access::write),
+    : database_(openStore(fileOf(path))), rows_(database_, Access::write),
       begin_(prepare(database_, "BEGIN IMMEDIATE")), commit_(prepare(database_, "COMMIT")),
       dataVersion_(prepare(database_, "PRAGMA data_version")) {}
 

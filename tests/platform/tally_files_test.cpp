@@ -1,0 +1,271 @@
+// Which files are stores, and that all others are refused and left alone.
+#include "tally_fixture.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <functional>
+
+using namespace vel::control;
+
+namespace {
+
+// A store with a scalar and distributions of both kinds.
+class TallyFiles : public TallyFile {
+protected:
+  void fill() {
+    openTallyStore(path);
+    beginTallyBatch();
+    for (int i = 0; i < 200; ++i) {
+      add("scalar" + std::to_string(i), i);
+      push("wide", i * 1.5 - 70);
+    }
+    push("narrow", 2, 100);
+    endTallyBatch();
+    closeTallyStore();
+  }
+
+  // Both ways in give the same line, and leave the file and its folder as they were.
+  void expectRefusal(const std::string& cause) {
+    const std::string content = contentOf(path);
+    const std::vector<std::string> before = files();
+    EXPECT_EQ(errorOf([&] { readTallyStore(path); }), path.string() + ": " + cause);
+    EXPECT_EQ(errorOf([&] { openTallyStore(path); }), path.string() + ": " + cause);
+    EXPECT_EQ(contentOf(path), content);
+    EXPECT_EQ(files(), before);
+    add("key", 1); // no store is open
+    EXPECT_EQ(contentOf(path), content);
+  }
+};
+
+TEST_F(TallyFiles, NewStore_IsEmpty_AndStandsAlone) {
+  openTallyStore(path);
+  EXPECT_EQ(readTallyStore(path).size(), 0U);
+  closeTallyStore();
+  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite"});
+  EXPECT_EQ(sql(path, "PRAGMA application_id; PRAGMA user_version; PRAGMA journal_mode"), "1413565529\n1\nwal\n");
+}
+
+struct Damage {
+  const char* name;
+  std::function<void(const std::filesystem::path&)> make; // from a whole store
+  const char* cause;
+};
+
+class TallyRefusal : public TallyFiles, public testing::WithParamInterface<Damage> {
+protected:
+  static void cutTo(const std::filesystem::path& file, std::uintmax_t size) {
+    std::filesystem::resize_file(file, size);
+  }
+};
+
+TEST_P(TallyRefusal, SaysWhy_AndLeavesTheFileAlone) {
+  fill();
+  GetParam().make(path);
+  expectRefusal(GetParam().cause);
+}
+
+void overwrite(const std::filesystem::path& file, std::streamoff offset, const std::string& bytes) {
+  std::fstream stream(file, std::ios::binary | std::ios::in | std::ios::out);
+  stream.seekp(offset);
+  stream << bytes;
+}
+
+// Runs SQL on the file alone, so that nothing but the file is left.
+auto statement(const char* text) {
+  return [text](const std::filesystem::path& file) {
+    sqlite3* opened = nullptr;
+    sqlite3_open(file.c_str(), &opened);
+    EXPECT_EQ(sqlite3_exec(opened, text, nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(opened);
+    EXPECT_EQ(sqlite3_close(opened), SQLITE_OK);
+  };
+}
+
+auto content(std::string bytes) {
+  return [bytes](const std::filesystem::path& file) { std::ofstream(file, std::ios::binary) << bytes; };
+}
+
+constexpr char kForeign[] = "damaged (its tables are not those of a TallyStore)";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TallyRefusal,
+    testing::Values(
+        Damage{"Empty", content(""), "not a TallyStore (empty)"},
+        Damage{"Text", content("com.tavik.kip.test 4\n"), "not a TallyStore (not a database)"},
+        Damage{"LongText", content(std::string(100'000, 'a')), "not a TallyStore (not a database)"},
+        Damage{"Zeros", content(std::string(8192, '\0')), "not a TallyStore (not a database)"},
+        Damage{"OtherDatabase",
+               [](const auto& file) {
+                 std::filesystem::remove(file);
+                 statement("PRAGMA journal_mode = WAL; CREATE TABLE scalar (key, value)")(file);
+               },
+               "not a TallyStore (another program's database)"},
+        Damage{"OtherApplication", statement("PRAGMA application_id = 1"),
+               "not a TallyStore (another program's database)"},
+        Damage{"NewerVersion", statement("PRAGMA user_version = 2"),
+               "made by a newer version (format 2; this one knows format 1)"},
+        Damage{"FarNewerVersion", statement("PRAGMA user_version = -1"),
+               "made by a newer version (format 4294967295; this one knows format 1)"},
+        Damage{"NoVersion", statement("PRAGMA user_version = 0"), "damaged (format 0)"},
+        Damage{"CutInTheHeader", [](const auto& file) { std::filesystem::resize_file(file, 60); },
+               "damaged (cut off after 60 bytes)"},
+        Damage{"CutAfterTheHeader", [](const auto& file) { std::filesystem::resize_file(file, 100); },
+               "damaged (cut off after 100 bytes)"},
+        Damage{"CutToOnePage", [](const auto& file) { std::filesystem::resize_file(file, 4096); },
+               "damaged (database disk image is malformed)"},
+        Damage{"CutByOnePage",
+               [](const auto& file) { std::filesystem::resize_file(file, std::filesystem::file_size(file) - 4096); },
+               "damaged (database disk image is malformed)"},
+        Damage{"CutInAPage", [](const auto& file) { std::filesystem::resize_file(file, 9000); },
+               "damaged (cut off after 9000 bytes)"},
+        Damage{"ZeroedPage", [](const auto& file) { overwrite(file, 4096, std::string(4096, '\0')); },
+               "damaged (*** in database main ***)"},
+        Damage{"NoTables", statement("DROP VIEW tally; DROP TABLE scalar; DROP TABLE distribution"), kForeign},
+        Damage{"OneTableLess", statement("DROP TABLE scalar"), kForeign},
+        Damage{"OtherColumns", statement("DROP TABLE scalar; CREATE TABLE scalar (key TEXT, value REAL)"), kForeign},
+        Damage{"OneColumnMore", statement("ALTER TABLE distribution ADD COLUMN more TEXT"), kForeign},
+        Damage{"Trigger", statement("CREATE TRIGGER zzz AFTER INSERT ON scalar BEGIN DELETE FROM distribution; END"),
+               "damaged (it holds more than a TallyStore)"},
+        Damage{"OneTableMore", statement("CREATE TABLE another (a)"), kForeign},
+        Damage{"NegativeOverflows", statement("UPDATE scalar SET overflows = -1 WHERE key = 'scalar7'"),
+               "damaged (scalar7: its samples cannot be read)"},
+        Damage{"OtherCount", statement("UPDATE distribution SET count = 99 WHERE key = 'narrow'"),
+               "damaged (narrow: its samples cannot be read)"},
+        Damage{"NoSamples", statement("UPDATE distribution SET samples = x'' WHERE key = 'narrow'"),
+               "damaged (narrow: its samples cannot be read)"},
+        Damage{"OtherSamples",
+               statement("UPDATE distribution SET samples = "
+                         "(SELECT samples FROM distribution WHERE key = 'wide') WHERE key = 'narrow'"),
+               "damaged (narrow: its samples cannot be read)"},
+        Damage{
+            "CutSamples",
+            statement("UPDATE distribution SET samples = substr(samples, 1, length(samples) - 1) WHERE key = 'wide'"),
+            "damaged (wide: its samples cannot be read)"},
+        Damage{"MoreSamples",
+               statement("UPDATE distribution SET samples = CAST(samples || x'00' AS BLOB) WHERE key = 'wide'"),
+               "damaged (wide: its samples cannot be read)"}),
+    [](const auto& info) { return info.param.name; });
+
+TEST_F(TallyFiles, MissingFile_CannotBeRead_AndIsNotMade) {
+  EXPECT_EQ(errorOf([&] { readTallyStore(path); }), path.string() + ": No such file or directory");
+  EXPECT_TRUE(files().empty());
+}
+
+TEST_F(TallyFiles, MissingFolder_IsNamedAsTheCause) {
+  path = folder_ / "missing" / "tally.sqlite";
+  EXPECT_EQ(errorOf([&] { openTallyStore(path); }), path.string() + ": No such file or directory");
+}
+
+TEST_F(TallyFiles, WhatIsNoFile_IsRefusedWithoutWaiting) {
+  for (const std::filesystem::path& place : {folder_, folder_ / "pipe"}) {
+    mkfifo((folder_ / "pipe").c_str(), 0600);
+    path = place;
+    for (const auto& error : {errorOf([&] { readTallyStore(path); }), errorOf([&] { openTallyStore(path); })}) {
+      EXPECT_EQ(error, path.string() + ": not a TallyStore (not a regular file)");
+    }
+  }
+}
+
+TEST_F(TallyFiles, RefusedFile_LeavesTheOpenStoreOpen) {
+  const auto foreign = folder_ / "foreign";
+  writeFile(foreign, "text");
+  openTallyStore(path);
+  EXPECT_NE(errorOf([&] { openTallyStore(foreign); }), "");
+  add("key", 1);
+  EXPECT_EQ(scalar("key"), 1);
+}
+
+// The log that SQLite keeps beside a file is taken for the log of whatever file has the name.
+TEST_F(TallyFiles, LeftOverLog_IsNotTakenForTheNewStores) {
+  openTallyStore(path);
+  add("old", 1);
+  const std::string log = contentOf(path.string() + "-wal");
+  closeTallyStore();
+  std::filesystem::remove(path);
+  writeFile(path.string() + "-wal", log);
+  EXPECT_EQ(errorOf([&] { openTallyStore(path); }),
+            path.string() +
+                ": a store that is gone has left its file with -wal at the end of the name: remove that first");
+  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite-wal"});
+  EXPECT_EQ(contentOf(path.string() + "-wal"), log);
+}
+
+TEST_F(TallyFiles, OddNames_AreJustNames) {
+  for (const char* name : {"a b", "50%25?mode=ro#x", ":memory:", "file:x", "-"}) {
+    path = folder_ / name;
+    openTallyStore(path);
+    add("key", 1);
+    EXPECT_EQ(scalar("key"), 1) << name;
+    closeTallyStore();
+    EXPECT_EQ(scalar("key"), 1) << name;
+    EXPECT_TRUE(std::filesystem::exists(path)) << name;
+  }
+}
+
+TEST_F(TallyFiles, Link_LeadsToTheStore) {
+  const auto store = folder_ / "store";
+  std::filesystem::create_directory(store);
+  path = store / "tally.sqlite";
+  fill();
+  const std::size_t keys = rows().size();
+  std::filesystem::create_symlink(path, folder_ / "link");
+  path = folder_ / "link";
+  openTallyStore(path);
+  add("more", 1);
+  EXPECT_EQ(rows().size(), keys + 1); // also what is still in the log, which stands beside the file
+  closeTallyStore();
+  EXPECT_EQ(files(), (std::vector<std::string>{"link", "store"}));
+}
+
+TEST_F(TallyFiles, ReadingASettledStore_LeavesNothingBeside) {
+  fill();
+  const std::string before = contentOf(path);
+  EXPECT_EQ(rows().size(), 202U);
+  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite"});
+  EXPECT_EQ(contentOf(path), before);
+}
+
+// Locks of a file belong to the process: to close another handle of the file drops them.
+TEST_F(TallyFiles, ReadingAnOpenStore_KeepsItsLocks) {
+  openTallyStore(path);
+  add("key", 1);
+  EXPECT_EQ(scalar("key"), 1);
+  EXPECT_NE(errorOf([] { readTallyStore("/dev/null"); }), "");
+  const pid_t child = fork();
+  if (child == 0) {
+    // The last one out of a store writes the log back and removes it; this one is not the last.
+    sql(path, "SELECT * FROM tally");
+    _exit(std::filesystem::exists(path.string() + "-wal") ? 0 : 1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  add("key", 1);
+  EXPECT_EQ(scalar("key"), 2);
+}
+
+TEST_F(TallyFiles, StoresOfEveryPlatform_HoldTheSameBytes) {
+  setTallyTime(1'700'000'000'000'000);
+  openTallyStore(path);
+  push("key", 1.5, 3);
+  push("key", -2);
+  // count, sum, lost, mean and squares before the run; the run's sample and weight; min, max; two values
+  EXPECT_EQ(sql(path, "SELECT lower(hex(samples)) FROM distribution"),
+            "03"
+            "0000000000001240" // 4.5
+            "0000000000000000"
+            "000000000000f83f" // 1.5
+            "0000000000000000"
+            "00000000000000c0" // -2
+            "01"
+            "00000000000000c0"
+            "000000000000f83f"
+            "0002"
+            "00000000000000c0"
+            "01"
+            "000000000000f83f"
+            "03"
+            "\n");
+}
+
+} // namespace
