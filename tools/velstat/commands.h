@@ -9,5 +9,7 @@ class App;
 namespace vel::stat {
 
 void addCapture(CLI::App& app, int& status);
+void addDiff(CLI::App& app, int& status);
+void addShow(CLI::App& app, int& status);
 
 } // namespace vel::stat

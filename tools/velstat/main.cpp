@@ -29,6 +29,8 @@ int run(int argc, char** argv) {
              "Exit status: 0 success, 1 an input or the operation failed, 2 wrong usage.");
   int status = done;
   vel::stat::addCapture(app, status);
+  vel::stat::addShow(app, status);
+  vel::stat::addDiff(app, status);
 
   try {
     app.parse(argc, argv);
