@@ -1,0 +1,42 @@
+"""Runs velstat for tests, and makes state records of any property list."""
+
+import os
+import plistlib
+import pty
+import struct
+import subprocess
+
+VELSTAT = os.environ["VELSTAT"]
+ENVIRONMENT = {**os.environ, "TERM": "xterm"}
+ENVIRONMENT.pop("NO_COLOR", None)
+
+
+def run(*arguments, cwd=None, stdin=b""):
+    """Exit status, standard output, standard error."""
+    done = subprocess.run([VELSTAT, *arguments], input=stdin, capture_output=True, cwd=cwd, env=ENVIRONMENT, timeout=120)
+    return done.returncode, done.stdout.decode(), done.stderr.decode()
+
+
+def run_on_terminal(*arguments, cwd=None, **environment):
+    """The standard output of a run that writes to a terminal."""
+    leader, follower = pty.openpty()
+    process = subprocess.Popen([VELSTAT, *arguments], stdout=follower, cwd=cwd, env={**ENVIRONMENT, **environment})
+    os.close(follower)
+    output = b""
+    try:
+        while block := os.read(leader, 65536):
+            output += block
+    except OSError:  # how a terminal without writers ends
+        pass
+    os.close(leader)
+    process.wait(timeout=120)
+    return output.decode().replace("\r\n", "\n")
+
+
+def binary(value):
+    return plistlib.dumps(value, fmt=plistlib.FMT_BINARY, sort_keys=False)
+
+
+def record(title, value, library=b""):
+    data = binary(value)
+    return struct.pack("<II64s64s64s", 1, len(data), library, b"", title) + data
