@@ -9,7 +9,10 @@ class App;
 namespace vel::stat {
 
 void addCapture(CLI::App& app, int& status);
+void addDecode(CLI::App& app, int& status);
+void addGenerate(CLI::App& app, int& status);
 void addDiff(CLI::App& app, int& status);
 void addShow(CLI::App& app, int& status);
+void addTally(CLI::App& app, int& status);
 
 } // namespace vel::stat

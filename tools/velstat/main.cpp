@@ -1,7 +1,6 @@
 // velstat: the command line, and what all subcommands do when something is wrong.
 
 #include <commands.h>
-#include <escape.h>
 #include <output.h>
 
 #include <host/error.h>
@@ -17,9 +16,7 @@ namespace {
 
 enum ExitStatus { done = 0, failed = 1, usage = 2 };
 
-void complain(std::string_view message) {
-  fmt::print(stderr, "velstat: {}\n", vel::stat::escape(message));
-}
+using vel::stat::complain;
 
 int run(int argc, char** argv) {
   CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
@@ -29,7 +26,10 @@ int run(int argc, char** argv) {
              "Exit status: 0 success, 1 an input or the operation failed, 2 wrong usage.");
   int status = done;
   vel::stat::addCapture(app, status);
+  vel::stat::addDecode(app, status);
+  vel::stat::addGenerate(app, status);
   vel::stat::addShow(app, status);
+  vel::stat::addTally(app, status);
   vel::stat::addDiff(app, status);
 
   try {
