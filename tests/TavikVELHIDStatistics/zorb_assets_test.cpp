@@ -84,7 +84,9 @@ struct ZORBAssets : StatisticsTest {
 
 TEST_F(ZORBAssets, ReadsProperty216With4096Bytes) {
   reply({numberedTable()});
-  EXPECT_STREQ(ask()->title, "ZORB assets");
+  const control::StateRecord record = ask();
+  ASSERT_NE(record, nullptr);
+  EXPECT_STREQ(record->title, "ZORB assets");
   EXPECT_THAT(driver.propertiesRead, ElementsAre(216U));
   EXPECT_THAT(driver.calls.back(), "command(10, 4, 4096)");
   EXPECT_THAT(logMessages(), IsEmpty());
