@@ -1,6 +1,6 @@
+#include <host/analytics.h>
 #include <host/device_model.h>
 #include <host/files.h>
-#include <host/layouts.h>
 
 #include <fmt/format.h>
 
@@ -16,7 +16,6 @@ constexpr std::size_t nameLimit = 127; // what a registry name can hold
 constexpr std::size_t servicesLimit = 256;
 constexpr std::size_t usagesLimit = 64;
 constexpr std::size_t batchesLimit = 4096;
-constexpr std::size_t entriesLimit = 65536;
 
 // How reading the entry's parent fails: with a code, or by yielding none.
 IOReturn readBrokenParent(const JsonNode& node) {
@@ -124,31 +123,12 @@ DriverModel readDriver(const JsonNode& node) {
   return {readPlugIn(node), readReplies(node)};
 }
 
-Bytes readBatch(const JsonNode& node) {
-  Bytes batch;
-  if (node.isObject()) {
-    node.allowKeys({"hex"});
-    node.requireKeys({"hex"});
-    batch = node.find("hex")->hex(entriesLimit * analyticsEntry().size);
-    if (batch.size() % analyticsEntry().size != 0) {
-      node.fail(
-          fmt::format("has {} bytes, which is no whole number of entries of {}", batch.size(), analyticsEntry().size));
-    }
-    return batch;
-  }
-  for (const JsonNode& entry : node.items(entriesLimit)) {
-    const Bytes bytes = encode(analyticsEntry(), entry);
-    batch.insert(batch.end(), bytes.begin(), bytes.end());
-  }
-  return batch;
-}
-
 DeviceUserClientModel readDevice(const JsonNode& node) {
   node.allowKeys({"create-result", "plug-in", "interface", "query-result", "open-result", "analytics"});
   DeviceUserClientModel device{readPlugIn(node), {}};
   if (const auto batches = node.find("analytics")) {
     for (const JsonNode& batch : batches->items(batchesLimit)) {
-      device.analytics.push_back(readBatch(batch));
+      device.analytics.push_back(readAnalyticsBatch(batch));
     }
   }
   return device;

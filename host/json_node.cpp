@@ -255,6 +255,15 @@ std::int32_t JsonNode::code() const {
   return static_cast<std::int32_t>(unsignedNumber(std::numeric_limits<std::uint32_t>::max()));
 }
 
+double JsonNode::real(double least, double most) const {
+  expect(json_->is_number(), "a number");
+  const auto number = json_->get<double>();
+  if (number < least || number > most) {
+    fail(fmt::format("is out of range: {} to {}", least, most));
+  }
+  return number;
+}
+
 Bytes JsonNode::hex(std::size_t most) const {
   expect(json_->is_string(), "a string of hexadecimal digits");
   const auto& text = json_->get_ref<const std::string&>();

@@ -44,12 +44,14 @@ public:
   bool isNull() const { return json_->is_null(); }
   bool isString() const { return json_->is_string(); }
   bool isObject() const { return json_->is_object(); }
+  bool isArray() const { return json_->is_array(); }
   std::string text(std::size_t longest) const;
   bool flag() const;
   // A whole number, also as a string such as "0xE00002BC".
   std::uint64_t unsignedNumber(std::uint64_t most) const;
   std::int64_t signedNumber(std::int64_t least, std::int64_t most) const;
-  std::int32_t code() const; // 0 to 0xFFFFFFFF, as the number that has those bits
+  std::int32_t code() const;                    // 0 to 0xFFFFFFFF, as the number that has those bits
+  double real(double least, double most) const; // any JSON number
   // Pairs of hexadecimal digits; blanks between the pairs are allowed.
   Bytes hex(std::size_t most) const;
   // Strings, numbers, booleans, arrays and objects; {"$data": "hex"} is data. Null is refused.

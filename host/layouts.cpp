@@ -1,7 +1,12 @@
 #include <host/layouts.h>
 
+#include <fmt/format.h>
+
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
+#include <stdexcept>
 
 namespace vel::host {
 
@@ -44,6 +49,35 @@ constexpr Field zorbStatistics[] = {
     {"max_latency_Total", 322, 8, unsignedNumber},
 };
 
+// The setting of a haptic asset.
+constexpr Field zorbAsset[] = {
+    {"enable", 0, 1, unsignedNumber}, {"gain", 1, 4, fraction},      {"min", 5, 8, signedNumber},
+    {"max", 13, 8, signedNumber},     {"slot", 21, 4, signedNumber}, // and 4 bytes that nobody reports
+};
+
+// Where a sensor sits.
+constexpr Field location[] = {
+    {"letter", 0, 1, text},
+    {"alternate", 1, 4, signedNumber},
+};
+
+// Times of a sensor's stages.
+constexpr Field intervals[] = {
+    {"sensorBatchInterval", 0, 4, unsignedNumber}, {"muxBatchInterval", 4, 4, unsignedNumber},
+    {"apBatchInterval", 8, 4, unsignedNumber},     {"apReportInterval", 12, 4, unsignedNumber},
+    {"endpointBatchCount", 16, 4, unsignedNumber},
+};
+
+// One who subscribes to a sensor.
+constexpr Field client[] = {
+    {"name", 0, 12, text},
+    {"report", 12, 4, signedNumber},
+    {"batch", 16, 4, signedNumber},
+    {"threshold", 20, 4, signedNumber},
+    {"timelimit", 24, 4, signedNumber},
+    {"active", 28, 1, unsignedNumber, 0, 1}, // a slot that is described is in use unless it says otherwise
+};
+
 // One entry of an analytics batch.
 constexpr Field analytics[] = {
     {"version", 0, 1, unsignedNumber, 0, 0x30},
@@ -52,38 +86,93 @@ constexpr Field analytics[] = {
     {"value", 3, 4, signedNumber},
 };
 
-constexpr std::array replies = {
-    Layout{"zorb-statistics", 330, zorbStatistics},
+constexpr Layout all[] = {
+    {"zorb-statistics", 330, zorbStatistics},
+    {"zorb-asset", 29, zorbAsset},
+    {"location", 5, location},
+    {"intervals", 20, intervals},
+    {"client", 31, client},
+    {"analytics-entry", 7, analytics},
 };
-constexpr Layout entryLayout = {"analytics-entry", 7, analytics};
+
+constexpr Grid grids[] = {
+    {"calibration-matrix", 3, 3, {"", 0, 4, fraction}},
+    {"calibration-offset", 1, 3, {"", 0, 4, signedNumber}},
+    {"orientation-matrix", 3, 3, {"", 0, 1, signedNumber}},
+};
 
 constexpr bool inside(const Layout& layout) {
   for (const Field& field : layout.fields) {
-    if (field.width == 0 || field.width > 8 || field.offset + field.width > layout.size) {
+    if (field.width == 0 || (field.kind != text && field.width > 8) || field.offset + field.width > layout.size) {
       return false;
     }
   }
   return true;
 }
-static_assert(std::all_of(replies.begin(), replies.end(), inside) && inside(entryLayout));
+static_assert(std::all_of(std::begin(all), std::end(all), inside));
 
-std::uint64_t read(const Field& field, const JsonNode& value) {
-  const std::size_t bits = field.width * 8;
-  if (field.kind == signedNumber) {
-    const std::int64_t most = std::numeric_limits<std::int64_t>::max() >> (64 - bits);
-    return static_cast<std::uint64_t>(value.signedNumber(-most - 1, most));
+template <std::size_t Count, class Row>
+const Row& named(const Row (&rows)[Count], std::string_view name) {
+  const Row* const found = std::find_if(rows, rows + Count, [&](const Row& row) { return row.name == name; });
+  if (found == rows + Count) {
+    throw std::invalid_argument(fmt::format("no layout is called {}", name));
   }
-  return value.unsignedNumber(std::numeric_limits<std::uint64_t>::max() >> (64 - bits) >> field.shift) << field.shift;
+  return *found;
+}
+
+void storeText(const Field& field, const JsonNode& value, std::span<std::byte> at) {
+  const std::string characters = value.text(field.width);
+  std::transform(characters.begin(), characters.end(), at.begin(), [](char c) { return static_cast<std::byte>(c); });
 }
 
 } // namespace
 
 std::span<const Layout> layouts() {
-  return replies;
+  return all;
+}
+
+const Layout& layout(std::string_view name) {
+  return named(all, name);
+}
+
+const Grid& grid(std::string_view name) {
+  return named(grids, name);
 }
 
 const Layout& analyticsEntry() {
-  return entryLayout;
+  static const Layout& entry = layout("analytics-entry");
+  return entry;
+}
+
+void store(std::uint64_t number, std::size_t width, std::span<std::byte> at) {
+  for (std::size_t i = 0; i < width; ++i) {
+    at[i] |= static_cast<std::byte>(number >> (8 * i));
+  }
+}
+
+void append(Bytes& bytes, std::uint64_t number, std::size_t width) {
+  bytes.resize(bytes.size() + width);
+  store(number, width, std::span(bytes).last(width));
+}
+
+void append(Bytes& bytes, const Bytes& more) {
+  bytes.insert(bytes.end(), more.begin(), more.end());
+}
+
+std::uint64_t encode(const Field& field, const JsonNode& value) {
+  const std::size_t bits = field.width * 8;
+  const std::int64_t most = std::numeric_limits<std::int64_t>::max() >> (64 - bits);
+  switch (field.kind) {
+  case signedNumber:
+    return static_cast<std::uint64_t>(value.signedNumber(-most - 1, most));
+  case fraction: {
+    constexpr double one = 1 << 16;
+    return static_cast<std::uint64_t>(
+        std::llround(value.real(static_cast<double>(-most - 1) / one, static_cast<double>(most) / one) * one));
+  }
+  default:
+    return value.unsignedNumber(std::numeric_limits<std::uint64_t>::max() >> (64 - bits) >> field.shift) << field.shift;
+  }
 }
 
 Bytes encode(const Layout& layout, const JsonNode& object) {
@@ -96,12 +185,32 @@ Bytes encode(const Layout& layout, const JsonNode& object) {
   Bytes record(layout.size);
   for (const Field& field : layout.fields) {
     const auto value = object.find(field.key);
-    const std::uint64_t word = value ? read(field, *value) : field.unlessGiven;
-    for (std::size_t i = 0; i < field.width; ++i) {
-      record[field.offset + i] |= static_cast<std::byte>(word >> (8 * i));
+    const auto at = std::span(record).subspan(field.offset, field.width);
+    if (field.kind != text) {
+      store(value ? encode(field, *value) : field.unlessGiven, field.width, at);
+    } else if (value) {
+      storeText(field, *value, at);
     }
   }
   return record;
+}
+
+Bytes encode(const Grid& grid, const JsonNode& list) {
+  const auto items = [](const JsonNode& node, std::size_t count) {
+    const std::vector<JsonNode> nodes = node.items(count);
+    if (nodes.size() < count) {
+      node.fail(fmt::format("has {} items, must have {}", nodes.size(), count));
+    }
+    return nodes;
+  };
+  Bytes bytes;
+  const std::vector<JsonNode> rows = grid.rows == 1 ? std::vector{list} : items(list, grid.rows);
+  for (const JsonNode& row : rows) {
+    for (const JsonNode& number : items(row, grid.columns)) {
+      append(bytes, encode(grid.element, number), grid.element.width);
+    }
+  }
+  return bytes;
 }
 
 } // namespace vel::host

@@ -15,12 +15,14 @@ namespace vel::host {
 enum class FieldKind {
   unsignedNumber,
   signedNumber,
+  fraction, // signed, with 16 fraction bits; written in decimals
+  text,     // zero behind it; one that fills its field has no NUL
 };
 
 struct Field {
   std::string_view key;
   std::size_t offset;
-  std::size_t width; // in bytes: 1, 4 or 8
+  std::size_t width; // in bytes; of a number 1, 2, 4 or 8
   FieldKind kind;
   unsigned shift = 0;            // the value stands this many bits up in its word
   std::uint64_t unlessGiven = 0; // what a record that does not have the key holds
@@ -32,12 +34,30 @@ struct Layout {
   std::span<const Field> fields;
 };
 
-// All layouts that a reply can be written in.
+// Numbers of one kind one behind the other: a list, or a list of rows.
+struct Grid {
+  std::string_view name;
+  std::size_t rows; // 1: not a list of lists
+  std::size_t columns;
+  Field element; // whose offset is that of the first
+};
+
+// All of them, for the schema.
 std::span<const Layout> layouts();
-// An analytics entry, which is no reply.
+// By name, which must be that of one.
+const Layout& layout(std::string_view name);
+const Grid& grid(std::string_view name);
+// An entry of an analytics batch.
 const Layout& analyticsEntry();
 
 // The record that the object describes. Refuses keys that the layout does not have and values that do not fit.
 Bytes encode(const Layout& layout, const JsonNode& object);
+// The numbers of a list that has as many as the grid.
+Bytes encode(const Grid& grid, const JsonNode& list);
+// One number.
+std::uint64_t encode(const Field& field, const JsonNode& value);
+void store(std::uint64_t number, std::size_t width, std::span<std::byte> at);
+void append(Bytes& bytes, std::uint64_t number, std::size_t width);
+void append(Bytes& bytes, const Bytes& more);
 
 } // namespace vel::host

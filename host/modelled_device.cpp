@@ -1,4 +1,4 @@
-#include <host/layouts.h>
+#include <host/analytics.h>
 #include <host/modelled_device.h>
 
 #include <control/queue.h>
@@ -223,7 +223,7 @@ bool ModelledDevice::deliverAnalytics(Bytes batch) {
       refcon = channel->refcon;
     }
     if (callback != nullptr) {
-      callback(refcon, entries.data(), entries.size() / analyticsEntry().size);
+      callback(refcon, entries.data(), entries.size() / entrySize);
     }
   });
   return true;

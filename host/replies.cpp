@@ -1,3 +1,4 @@
+#include <host/contents.h>
 #include <host/layouts.h>
 #include <host/replies.h>
 
@@ -12,16 +13,7 @@ namespace vel::host {
 
 namespace {
 
-constexpr std::size_t replyLimit = 64 * 1024;
 constexpr std::size_t repliesLimit = 4096;
-
-Bytes littleEndian(std::uint64_t number, std::size_t width) {
-  Bytes bytes;
-  for (std::size_t i = 0; i < width; ++i) {
-    bytes.push_back(static_cast<std::byte>(number >> (8 * i)));
-  }
-  return bytes;
-}
 
 // Text in a field of `size` bytes, which are zero behind it; without a size, the text and its NUL.
 Bytes readText(const JsonNode& text, const std::optional<JsonNode>& size) {
@@ -35,15 +27,16 @@ Bytes readText(const JsonNode& text, const std::optional<JsonNode>& size) {
   return bytes;
 }
 
-Reply readReply(const JsonNode& node) {
-  std::vector<std::string_view> contents = {"hex", "u32", "text"};
-  for (const Layout& layout : layouts()) {
-    contents.push_back(layout.name);
+// Several where one content makes several.
+std::vector<Reply> readReply(const JsonNode& node) {
+  std::vector<std::string_view> ways = {"hex", "u32", "text"};
+  for (const Content& content : contents()) {
+    ways.push_back(content.name);
   }
-  std::vector<std::string_view> keys = contents;
+  std::vector<std::string_view> keys = ways;
   keys.insert(keys.end(), {"size", "length", "result"});
   node.allowKeys(keys);
-  if (std::count_if(contents.begin(), contents.end(), [&](auto key) { return node.find(key).has_value(); }) > 1) {
+  if (std::count_if(ways.begin(), ways.end(), [&](auto key) { return node.find(key).has_value(); }) > 1) {
     node.fail("has more than one content");
   }
 
@@ -52,7 +45,7 @@ Reply readReply(const JsonNode& node) {
     reply.content = hex->hex(replyLimit);
   }
   if (const auto number = node.find("u32")) {
-    reply.content = littleEndian(number->unsignedNumber(std::numeric_limits<std::uint32_t>::max()), 4);
+    append(reply.content.emplace(), number->unsignedNumber(std::numeric_limits<std::uint32_t>::max()), 4);
   }
   const auto size = node.find("size");
   if (const auto text = node.find("text")) {
@@ -60,18 +53,23 @@ Reply readReply(const JsonNode& node) {
   } else if (size) {
     node.fail("has a \"size\" without a \"text\"");
   }
-  for (const Layout& layout : layouts()) {
-    if (const auto record = node.find(layout.name)) {
-      reply.content = encode(layout, *record);
-    }
-  }
   if (const auto length = node.find("length")) {
     reply.length = length->unsignedNumber(std::numeric_limits<std::uint64_t>::max());
   }
   if (const auto result = node.find("result")) {
     reply.result = result->code();
   }
-  return reply;
+  std::vector<Reply> replies(1, reply);
+  for (const Content& content : contents()) {
+    if (const auto value = node.find(content.name)) {
+      std::vector<Bytes> all = content.read(*value);
+      replies.resize(all.size(), reply);
+      for (std::size_t i = 0; i < all.size(); ++i) {
+        replies[i].content = std::move(all[i]);
+      }
+    }
+  }
+  return replies;
 }
 
 // An id as the key of an object: "215" or "0xD7".
@@ -98,7 +96,8 @@ ReplyLists readLists(const std::optional<JsonNode>& node) {
       list.fail("has the same id as an earlier key");
     }
     for (const JsonNode& reply : list.items(repliesLimit)) {
-      place->second.push_back(readReply(reply));
+      const std::vector<Reply> replies = readReply(reply);
+      place->second.insert(place->second.end(), replies.begin(), replies.end());
     }
     if (place->second.empty()) {
       list.fail("has no replies");

@@ -9,6 +9,7 @@ namespace vel::synthetic {
 struct Press {
   unsigned clicks = 1; // 2 is a double click
   bool isLong = false;
+  bool actuatorTimesOut = false; // instead of playing the haptic asset
 };
 
 // A finger on the solid-state button, from the first touch to the amplifiers' turning off.
@@ -25,6 +26,8 @@ void interrupt(Recorder& recorder);
 void uartPacket(Recorder& recorder);
 // A transfer on a bus to a peripheral.
 void busTransfer(Recorder& recorder);
+// Something goes wrong and is set right again: a command, a handshake, an amplifier, now and then the actuator.
+void trouble(Recorder& recorder);
 // What is seen now and then: commands, ticks, monitors, the end of a recording.
 void housekeeping(Recorder& recorder);
 

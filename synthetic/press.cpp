@@ -125,7 +125,20 @@ void playHaptics(Recorder& recorder) {
   action(recorder, "halden", "StartHaldenZORBComplete");
 }
 
-void click(Recorder& recorder, Finger& finger) {
+// The closed loop never settles: the actuator is stopped and reset, and no asset is played.
+void missHaptics(Recorder& recorder) {
+  action(recorder, "halden", "StartHalden");
+  checkpoint(recorder, "ckp_HaldenStartHaptics");
+  hapticContext(recorder);
+  recorder.wait(48000, 52000);
+  action(recorder, "halden", "HaldenCLTimeOut", 1);
+  action(recorder, "halden", "StopHalden");
+  for (const std::string_view step : {"ResetRequest", "ResetBegin", "ResetEnd", "ResetComplete"}) {
+    action(recorder, "halden", step);
+  }
+}
+
+void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
   constexpr unsigned stages = 6;
   Random& random = recorder.random();
   const std::uint32_t peak = random.between(3, 6) << 16;
@@ -138,7 +151,7 @@ void click(Recorder& recorder, Finger& finger) {
   action(recorder, "zorb", "HandleButtonStateChanged", 1);
   checkpoint(recorder, "ckp_ZORBButtonDown");
   statusEvent(recorder, finger);
-  playHaptics(recorder);
+  actuatorTimesOut ? missHaptics(recorder) : playHaptics(recorder);
   recorder.wait(40000, finger.isLong ? 900000 : 110000);
   for (finger.stage = stages; finger.stage > 0; finger.stage -= 2) {
     finger.force = peak / stages * finger.stage;
@@ -163,7 +176,7 @@ void press(Recorder& recorder, const Press& press) {
   for (unsigned i = 0; i < press.clicks; ++i) {
     finger.isLong = press.isLong && i + 1 == press.clicks;
     finger.isTerminal = i + 1 == press.clicks;
-    click(recorder, finger);
+    click(recorder, finger, press.actuatorTimesOut);
     recorder.wait(60000, 140000);
   }
   action(recorder, "zorb", "HandleFingerDownChanged", 0);
@@ -175,6 +188,28 @@ void press(Recorder& recorder, const Press& press) {
   action(recorder, "zorb", "AmpTurnOff");
   recorder.add({"corvane", "corvane", "data-out", "event"}).number("arg1", finger.force).number("arg6", press.clicks);
   recorder.wait(200, 900);
+}
+
+void trouble(Recorder& recorder) {
+  Random& random = recorder.random();
+  const std::uint32_t choice = random.below(100);
+  if (choice < 40) {
+    recorder.add({"execution", "command", "timeout", "event"})
+        .number("arg1", random.below(64))
+        .number("arg2", random.between(1000, 50000));
+  } else if (choice < 65) {
+    recorder.add({"uart", "uart1", random.oneIn(2) ? "sw-handshake" : "hw-handshake", "event"})
+        .number("arg1", random.below(256))
+        .number("arg2", random.between(1, 5));
+  } else if (choice < 90) {
+    for (const std::string_view step : {"AmpClearInterrupts", "SoftReset", "DisabledToPreWarm"}) {
+      action(recorder, "amp", step, random.below(16));
+    }
+  } else {
+    action(recorder, "halden", random.oneIn(3) ? "HaldenCLFault" : "HaldenCLTimeOut", 1);
+    action(recorder, "zorb", "EnableStuckFDTimer");
+  }
+  recorder.wait(20000, 4000000);
 }
 
 } // namespace vel::synthetic

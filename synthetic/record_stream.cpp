@@ -1,40 +1,13 @@
-// The mix of flows, and records without any.
 #include <synthetic/record_stream.h>
 
-#include <synthetic/flows.h>
-
 namespace vel::synthetic {
-
-void FlowStream::recordNextFlow() {
-  Random& random = recorder_.random();
-  const std::uint32_t choice = random.below(100);
-  if (choice < 35) {
-    functionTimings(recorder_);
-  } else if (choice < 60) {
-    sensorBatch(recorder_);
-  } else if (choice < 75) {
-    interrupt(recorder_);
-  } else if (choice < 83) {
-    busTransfer(recorder_);
-  } else if (choice < 90) {
-    uartPacket(recorder_);
-  } else if (choice < 94) {
-    const unsigned clicks = random.between(1, 3);
-    const bool isLong = random.oneIn(6);
-    press(recorder_, {clicks, isLong});
-  } else if (choice < 98) {
-    housekeeping(recorder_);
-  } else {
-    sensorSetUp(recorder_);
-  }
-}
 
 void FlowStream::fill(std::span<_VelProfileReport> records) {
   for (_VelProfileReport& record : records) {
     while (taken_ == recorder_.records().size()) {
       recorder_.records().clear();
       taken_ = 0;
-      recordNextFlow();
+      scene_.record(recorder_);
     }
     record = recorder_.records()[taken_++];
   }

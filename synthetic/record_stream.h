@@ -1,24 +1,24 @@
 // Endless streams of records from a seed: the same ones on every machine.
 #pragma once
 
-#include <synthetic/recorder.h>
+#include <synthetic/scenes.h>
 
 #include <cstddef>
 #include <span>
 
 namespace vel::synthetic {
 
-// Flows in a mix that a device in use may show. [one thread at a time]
+// A scene, over and over. [one thread at a time]
 class FlowStream {
 public:
-  explicit FlowStream(std::uint64_t seed) : recorder_(seed) {}
+  explicit FlowStream(std::uint64_t seed, const Scene& scene = usualMix(), std::uint64_t clock = Recorder::usualClock)
+      : recorder_(seed, clock), scene_(scene) {}
 
   void fill(std::span<_VelProfileReport> records);
 
 private:
-  void recordNextFlow();
-
   Recorder recorder_;
+  const Scene scene_;
   std::size_t taken_ = 0; // of the recorder's records
 };
 

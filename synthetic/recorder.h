@@ -40,7 +40,9 @@ private:
 // [one thread at a time]
 class Recorder {
 public:
-  explicit Recorder(std::uint64_t seed) : random_(seed) {}
+  static constexpr std::uint64_t usualClock = 2'000'000;
+  // `clock`: microseconds since the co-processor's start.
+  explicit Recorder(std::uint64_t seed, std::uint64_t clock = usualClock) : random_(seed), clock_(clock) {}
 
   Random& random() noexcept { return random_; }
   // Microseconds go by.
@@ -54,7 +56,7 @@ public:
 
 private:
   Random random_;
-  std::uint64_t clock_ = 2'000'000; // since the co-processor's start
+  std::uint64_t clock_;
   std::uint32_t sequence_ = 0;
   std::vector<_VelProfileReport> records_;
 };

@@ -50,8 +50,8 @@ ROOMS = [
     ("platform/include", {"standard", "platform"}),
     ("platform/control", {"standard", "platform", "control"}),
     ("platform/src", {"standard", "platform", "control", "library"}),
-    ("synthetic", {"standard", "profile"}),
-    ("host", {"standard", "platform", "control", "host", "library"}),
+    ("synthetic", {"standard", "profile", "synthetic"}),
+    ("host", {"standard", "platform", "control", "host", "synthetic", "library"}),
     ("tools", {"standard", "control", "host", "profile", "synthetic", "library"}),
 ]
 

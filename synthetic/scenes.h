@@ -1,0 +1,22 @@
+// What a device is at, by name. Scenes are repeated for as long as somebody wants records.
+#pragma once
+
+#include <synthetic/recorder.h>
+
+#include <span>
+#include <string_view>
+
+namespace vel::synthetic {
+
+struct Scene {
+  std::string_view name;
+  void (*record)(Recorder& recorder); // one round of it
+};
+
+// [any thread]
+std::span<const Scene> scenes();
+const Scene* findScene(std::string_view name); // null when there is none
+// The flows that a device in use may show, each as often as it may.
+const Scene& usualMix();
+
+} // namespace vel::synthetic
