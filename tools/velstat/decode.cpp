@@ -116,8 +116,12 @@ void addFilters(CLI::App& command, CommandLine& line) {
   command.add_option("--time", line.time, "Only these time stamps")->type_name("A..B")->group("Filters");
   command.add_option("--skip", line.selection.skip, "Leave out the first N records that pass the filters")
       ->type_name("N")
+      ->check(CLI::NonNegativeNumber) // or -1 would count as 2^64 - 1
       ->group("Filters");
-  command.add_option("--limit", line.selection.limit, "Stop after N records")->type_name("N")->group("Filters");
+  command.add_option("--limit", line.selection.limit, "Stop after N records")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber)
+      ->group("Filters");
 }
 
 void addFormats(CLI::App& command, CommandLine& line) {
@@ -136,7 +140,8 @@ void addFormats(CLI::App& command, CommandLine& line) {
       .add_option_function<std::uint64_t>(
           "--boot", [&line](std::uint64_t boot) { line.decode.times.boot = boot; },
           "Show this boot time, in microseconds since 1970")
-      ->type_name("US");
+      ->type_name("US")
+      ->check(CLI::NonNegativeNumber);
 }
 
 } // namespace

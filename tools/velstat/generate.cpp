@@ -54,8 +54,14 @@ void addGenerate(CLI::App& app, int& status) {
   command->require_subcommand(1);
   CLI::App* const records = command->add_subcommand(
       "records", "Profile records of 48 bytes each; a seed gives the same ones on every machine");
-  records->add_option("--seed", options->seed, "Where the random numbers begin")->type_name("N")->capture_default_str();
-  records->add_option("--count", options->count, "How many")->type_name("N")->capture_default_str();
+  records->add_option("--seed", options->seed, "Where the random numbers begin")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
+  records->add_option("--count", options->count, "How many")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber)
+      ->capture_default_str();
   records->add_flag("--random", options->random, "Random payloads under random ids, instead of what a device does");
   records->footer("Example:\n  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");
   records->callback([options, &status] {

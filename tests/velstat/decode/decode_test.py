@@ -1,0 +1,390 @@
+"""velstat decode and velstat generate records, through the real command.
+
+usage: decode_test.py NAIVE_DECODE [unittest arguments]; VELSTAT in the environment names the command."""
+
+import csv
+import io
+import json
+import os
+import pathlib
+import random
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+HERE = pathlib.Path(__file__).parent
+sys.path.insert(0, str(HERE.parent))
+from command import VELSTAT, run_on_terminal  # noqa: E402
+
+NAIVE = sys.argv.pop(1)
+TIMES = ("2000000000", "1700000000000000000", "1699999999123456")
+
+
+def run(*arguments, stdin=b"", **environment):
+    """Exit status, standard output, standard error; the output as bytes."""
+    done = subprocess.run([VELSTAT, *arguments], input=stdin, capture_output=True, timeout=120,
+                          env={**os.environ, **environment})
+    return done.returncode, done.stdout, done.stderr.decode()
+
+
+def decode(*arguments, stdin=b"", **environment):
+    """The standard output of a decoding that goes well."""
+    status, output, errors = run("decode", *arguments, stdin=stdin, **environment)
+    assert (status, errors) == (0, ""), (arguments, status, errors)
+    return output
+
+
+def generate(*arguments):
+    status, output, errors = run("generate", "records", *arguments)
+    assert (status, errors) == (0, ""), (arguments, status, errors)
+    return output
+
+
+def naive(data, *times, **environment):
+    return subprocess.run([NAIVE, *times], input=data, capture_output=True, check=True, timeout=300,
+                          env={**os.environ, **environment}).stdout
+
+
+def record(sequence, category=0, component=0, event=0, kind=3, time=0, payload=b"\xee" * 32):
+    return struct.pack("<BBBBIQ32s", kind, event, component, category, sequence, time, payload)
+
+
+def assert_same(test, first, second, note=None):
+    """Without a difference of megabytes."""
+    if first != second:
+        place = next((i for i, (a, b) in enumerate(zip(first, second)) if a != b), min(len(first), len(second)))
+        test.fail(f"{note}: differ at {place}: {first[max(0, place - 60):place + 60]!r}, not "
+                  f"{second[max(0, place - 60):place + 60]!r}")
+
+
+class WithFolder(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def file(self, name, data):
+        path = self.folder / name
+        path.write_bytes(data)
+        return str(path)
+
+
+class Text(unittest.TestCase):
+    def test_equals_the_naive_rendering(self):
+        for data in (generate("--seed", "3", "--count", "20000"), generate("--seed", "3", "--count", "20000", "--random")):
+            assert_same(self, decode(stdin=data), naive(data))
+
+    def test_equals_the_naive_rendering_with_times(self):
+        data = generate("--seed", "4", "--count", "3000") + generate("--seed", "4", "--count", "10000", "--random")
+        for zone in ("XYZ-3:30", "Europe/Berlin", "UTC"):
+            assert_same(self, decode("--timesync", ",".join(TIMES[:2]), "--boot", TIMES[2], stdin=data, TZ=zone),
+                        naive(data, *TIMES, TZ=zone), zone)
+
+    def test_does_not_depend_on_jobs_or_blocks(self):
+        data = generate("--seed", "5", "--count", "5000", "--random")
+        expected = decode("--jobs", "1", stdin=data)
+        for jobs in ("2", "3", "16"):
+            assert_same(self, decode("--jobs", jobs, stdin=data), expected, jobs)
+        source = random.Random(1)
+        with tempfile.TemporaryFile() as file:
+            process = subprocess.Popen([VELSTAT, "decode"], stdin=subprocess.PIPE, stdout=file)
+            with process.stdin as pipe:
+                position = 0
+                while position < len(data):
+                    size = source.randrange(1, 5000)
+                    os.write(pipe.fileno(), data[position:position + size])
+                    position += size
+            self.assertEqual(process.wait(), 0)
+            file.seek(0)
+            assert_same(self, file.read(), expected)
+
+    def test_framed(self):
+        data = generate("--seed", "6", "--count", "1000", "--random")
+        framed = io.BytesIO(decode("--framed", stdin=data))
+        texts = []
+        while length := framed.read(4):
+            texts.append(framed.read(struct.unpack("<I", length)[0]))
+        self.assertEqual(len(texts), 1000)
+        assert_same(self, b"".join(text + b"\n" for text in texts), naive(data))
+
+    def test_escaped(self):
+        # "connected", "decimation" and "gyroPowerMode" are raw characters: here NUL, ESC and a byte that is no UTF-8.
+        data = record(1, 2, 1, 9, 8, payload=struct.pack("<IIII", 1, 2, 3, 4) + b"\0\x1b\xff" + b"a\\b\n" + bytes(9))
+        exact = naive(data)
+        self.assertIn(b":         \0,", exact)
+        expected = (exact.removesuffix(b"\n").replace(b"\\", b"\\\\").replace(b"\n", b"\\n").replace(b"\0", b"\\x00")
+                    .replace(b"\x1b", b"\\x1B").replace(b"\xff", b"\\xFF") + b"\n")
+        self.assertEqual(decode(stdin=data), exact)
+        self.assertEqual(decode("--escape", stdin=data), expected)
+
+    def test_locale_changes_nothing(self):
+        data = generate("--seed", "7", "--count", "500", "--random")
+        self.assertEqual(decode(stdin=data, LC_ALL="de_DE.UTF-8"), naive(data))
+
+
+class Terminal(WithFolder):
+    def test_bytes_are_escaped_unless_raw(self):
+        path = self.file("one.bin", record(1, 2, 1, 9, 8, payload=struct.pack("<IIII", 1, 2, 3, 4) + b"\0\x1b\x01" + bytes(13)))
+        escaped = run_on_terminal("decode", path)
+        self.assertIn("'connected':         \\x00,", escaped)
+        self.assertIn("'decimation':         \\x1B,", escaped)
+        self.assertEqual(escaped.encode(), decode("--escape", path))
+        self.assertEqual(run_on_terminal("decode", "--raw", path).encode(), decode(path))
+        self.assertEqual(run_on_terminal("decode", "--format", "json", path).encode(), decode("--format", "json", path))
+
+    def test_binary_records_stay_off_it(self):
+        self.assertEqual(run_on_terminal("generate", "records"), "")
+
+
+class Golden(unittest.TestCase):
+    def check(self, name, *arguments, records=("--seed", "20", "--count", "60")):
+        status, output, errors = run("decode", *arguments, stdin=generate(*records), TZ="XYZ-3:30")
+        self.assertEqual(status, 0)
+        self.maxDiff = None
+        expected = (HERE / "golden" / name).read_bytes()
+        self.assertEqual((output + errors.encode()).decode(errors="backslashreplace"),
+                         expected.decode(errors="backslashreplace"))
+
+    def test_text(self):
+        self.check("flows.txt", "--timesync", ",".join(TIMES[:2]), "--boot", TIMES[2])
+
+    def test_random_text(self):
+        self.check("random.txt", records=("--seed", "20", "--count", "60", "--random"))
+
+    def test_json(self):
+        self.check("flows.jsonl", "--format", "json")
+
+    def test_csv(self):
+        self.check("flows.csv", "--format", "csv", "--boot", TIMES[2])
+
+    def test_statistics(self):
+        self.check("statistics.txt", "--format", "none", "--stats")
+
+    def test_statistics_as_json(self):
+        self.check("statistics.json", "--format", "none", "--stats=json")
+
+
+class Structured(unittest.TestCase):
+    def test_json_and_csv_agree_with_each_other(self):
+        data = generate("--seed", "8", "--count", "2000", "--random")
+        objects = [json.loads(line) for line in decode("--format", "json", stdin=data).splitlines()]
+        rows = list(csv.DictReader(io.StringIO(decode("--format", "csv", stdin=data).decode())))
+        self.assertEqual((len(objects), len(rows)), (2000, 2000))
+        for index, (value, row) in enumerate(zip(objects, rows)):
+            raw = data[index * 48:index * 48 + 48]
+            self.assertEqual(bytes(value["binary-data"]), raw)
+            self.assertEqual(bytes.fromhex(row["binary-data"]), raw)
+            self.assertEqual(json.loads(row["payload"]), value["payload"])
+            for key in ("category", "component", "event", "type", "timestamp", "sequence_num", "type-id", "category-id",
+                        "component-id", "event-id"):
+                self.assertEqual(row[key], str(value[key]))
+            self.assertEqual((row["calendar-time"], row["boot-timestamp"]), ("", ""))
+
+    def test_formats_take_all_jobs(self):
+        data = generate("--seed", "8", "--count", "4000")
+        for form in ("json", "csv"):
+            self.assertEqual(decode("--format", form, "--jobs", "4", stdin=data),
+                             decode("--format", form, "--jobs", "1", stdin=data))
+
+
+class Filters(unittest.TestCase):
+    DATA = b"".join(record(i, *ids, time=1000 + i) for i, ids in
+                    enumerate([(7, 3, 2), (7, 0, 2), (2, 3, 2), (2, 0, 1), (1, 0, 3), (7, 3, 3), (12, 3, 2)]))
+
+    def shown(self, *arguments):
+        return [json.loads(line)["sequence_num"] for line in
+                decode("--format", "json", *arguments, stdin=self.DATA).splitlines()]
+
+    def test_filters(self):
+        for arguments, expected in [
+            ("", [0, 1, 2, 3, 4, 5, 6]),
+            ("--category zorb", [0, 1, 5]),
+            ("--category zorb --category 2", [0, 1, 2, 3, 5]),
+            ("--category 12", [6]),
+            ("--component latency", [0, 5]),
+            ("--component 3", [0, 2, 5, 6]),
+            ("--component 3 --category sensors", [2]),
+            ("--event ckp_ZORBButtonDown", [0]),
+            ("--event 2", [0, 1, 2, 6]),
+            ("--type event", [0, 1, 2, 3, 4, 5, 6]),
+            ("--type trigger", []),
+            ("--sequence 2..4", [2, 3, 4]),
+            ("--sequence 5..", [5, 6]),
+            ("--sequence ..1", [0, 1]),
+            ("--sequence 3", [3]),
+            ("--time 1004..1005", [4, 5]),
+            ("--skip 2", [2, 3, 4, 5, 6]),
+            ("--limit 2", [0, 1]),
+            ("--limit 0", []),
+            ("--skip 1 --limit 1 --category zorb", [1]),
+        ]:
+            self.assertEqual(self.shown(*arguments.split()), expected, arguments)
+
+    def test_limit_over_many_blocks(self):
+        data = generate("--count", "5000")
+        lines = decode("--skip", "700", "--limit", "3000", "--format", "json", stdin=data).splitlines()
+        self.assertEqual([json.loads(line)["sequence_num"] for line in lines], list(range(700, 3700)))
+
+    def test_wrong_usage(self):
+        for arguments, message in [
+            ("--category sensor", "velstat: decode: there is no category 'sensor'"),
+            ("--type 256", "velstat: decode: type 256 is out of range: ids go from 0 to 255"),
+            ("--sequence 4..2", "velstat: --sequence: the range 4..2 is empty"),
+            ("--time x", "velstat: --time: 'x' is not a number from 0 to 18446744073709551615"),
+            ("--timesync 5", "velstat: --timesync: expected VEL,CALENDAR: the two clocks' readings at one moment"),
+            ("--timesync 5,x", "velstat: --timesync: 'x' is not a signed 64-bit number"),
+            ("--framed --format json", "velstat: --framed: only texts are framed; lines of JSON and CSV frame themselves"),
+            ("--framed --escape", None), ("--raw --escape", None), ("--boot -1", None), ("--jobs 0", None),
+            ("--format yaml", None), ("--stats=xml", None), ("--limit x", None),
+        ]:
+            status, output, errors = run("decode", *arguments.split(), stdin=self.DATA)
+            self.assertEqual((status, output), (2, b""), arguments)
+            self.assertEqual(errors.count("\n"), 1, errors)
+            if message:
+                self.assertEqual(errors, message + "\n")
+            else:
+                self.assertTrue(errors.startswith("velstat: "), errors)
+
+
+class Inputs(WithFolder):
+    ONE, TWO = record(1), record(2)
+
+    def test_files_in_order(self):
+        first, second = self.file("a", self.ONE), self.file("b", self.TWO)
+        self.assertEqual(decode(first, "-", second, stdin=record(3)), naive(self.ONE + record(3) + self.TWO))
+
+    def test_standard_input_is_the_default(self):
+        self.assertEqual(decode(stdin=self.ONE), naive(self.ONE))
+
+    def test_empty_file(self):
+        path = self.file("empty", b"")
+        self.assertEqual(run("decode", path), (0, b"", ""))
+        self.assertEqual(run("decode", "--recover", path), (0, b"", ""))
+
+    def test_inputs_that_cannot_be_read(self):
+        missing, folder = str(self.folder / "nothing.bin"), str(self.folder)
+        self.assertEqual(run("decode", missing), (1, b"", f"velstat: {missing}: No such file or directory\n"))
+        self.assertEqual(run("decode", folder), (1, b"", f"velstat: {folder}: Is a directory\n"))
+        # The others are decoded all the same.
+        path = self.file("a", self.ONE)
+        self.assertEqual(run("decode", missing, path, folder, "-", stdin=self.TWO),
+                         (1, naive(self.ONE + self.TWO), f"velstat: {missing}: No such file or directory\n"
+                                                         f"velstat: {folder}: Is a directory\n"))
+
+    def test_names_are_escaped_in_messages(self):
+        self.assertEqual(run("decode", "no\x1b[31m\n")[2], "velstat: no\\x1B[31m\\n: No such file or directory\n")
+
+    def test_tail_short_of_a_record(self):
+        for size, offset in ((47, 0), (49, 48), (95, 48)):
+            path = self.file("tail", (self.ONE + self.TWO)[:size])
+            left = size - offset
+            self.assertEqual(run("decode", path),
+                             (1, naive(self.ONE) if offset else b"",
+                              f"velstat: {path}: offset {offset}: the last record is cut short, {left} of 48 bytes\n"))
+        status, output, errors = run("decode", stdin=self.ONE + b"x")
+        self.assertEqual((status, output), (1, naive(self.ONE)))
+        self.assertEqual(errors, "velstat: standard input: offset 48: the last record is cut short, 1 of 48 bytes\n")
+
+    def test_tail_does_not_shift_the_next_file(self):
+        first, second = self.file("a", self.ONE + b"tail"), self.file("b", self.TWO)
+        status, output, _ = run("decode", first, second)
+        self.assertEqual((status, output), (1, naive(self.ONE + self.TWO)))
+
+    def test_recovery(self):
+        data = generate("--seed", "9", "--count", "3000")
+        cut = data[:48000] + data[48013:96000] + b"noise" + data[96000:]
+        path = self.file("damaged", cut)
+        status, output, errors = run("decode", "--recover", path)
+        self.assertEqual(status, 1)
+        self.assertEqual(errors, f"velstat: {path}: offset 48000: damage, 35 bytes skipped\n"
+                                 f"velstat: {path}: offset 95987: damage, 5 bytes skipped\n")
+        assert_same(self, output, naive(data[:48000] + data[48048:]))
+
+    def test_records_appear_as_they_come(self):
+        process = subprocess.Popen([VELSTAT, "decode"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        for data in (self.ONE, self.TWO):
+            os.write(process.stdin.fileno(), data)
+            self.assertEqual(process.stdout.readline(), naive(data))
+        process.stdin.close()
+        self.assertEqual(process.stdout.read(), b"")
+        process.stdout.close()
+        self.assertEqual(process.wait(), 0)
+
+
+class Outputs(unittest.TestCase):
+    def test_reader_that_goes_away(self):
+        data = generate("--count", "20000")
+        for arguments in ((), ("--jobs", "4"), ("--format", "json")):
+            process = subprocess.Popen([VELSTAT, "decode", *arguments], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE)
+            process.stdout.close()
+            _, errors = process.communicate(data)
+            self.assertEqual((process.returncode, errors), (0, b""))
+
+    def test_full_disk(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([VELSTAT, "decode"], input=generate("--count", "5000"), stdout=full,
+                                  stderr=subprocess.PIPE)
+        self.assertEqual((done.returncode, done.stderr),
+                         (1, b"velstat: standard output: No space left on device\n"))
+
+    def test_statistics_keep_off_the_records(self):
+        data = generate("--count", "2000")
+        status, output, errors = run("decode", "--stats", stdin=data)
+        self.assertEqual(status, 0)
+        assert_same(self, output, naive(data))
+        self.assertEqual(errors.encode(), decode("--stats", "--format", "none", stdin=data))
+        self.assertTrue(errors.startswith("records: 2000 read, 2000 selected, 2000 shown\nsequence numbers: 0 gaps"))
+
+    def test_statistics_with_filters(self):
+        data = generate("--count", "2000")
+        zorb = sum(data[i + 3] == 7 for i in range(0, len(data), 48))
+        statistics = json.loads(decode("--stats=json", "--format", "none", "--category", "zorb", stdin=data))
+        self.assertEqual((statistics["read"], statistics["selected"]), (2000, zorb))
+        self.assertEqual(statistics["sequence"]["gaps"], 0)  # of all that was read
+        self.assertEqual([entry["category"] for entry in statistics["categories"]], ["zorb"])
+
+    def test_format_none_only_checks(self):
+        self.assertEqual(decode("--format", "none", stdin=generate("--count", "10")), b"")
+        self.assertEqual(run("decode", "--format", "none", stdin=b"123")[0], 1)
+
+
+class Generator(unittest.TestCase):
+    def test_seed_and_count(self):
+        self.assertEqual(generate("--seed", "1", "--count", "10"), generate("--seed", "1", "--count", "5000")[:480])
+        self.assertNotEqual(generate("--seed", "1", "--count", "10"), generate("--seed", "2", "--count", "10"))
+        self.assertEqual(generate("--count", "0"), b"")
+        self.assertEqual(len(generate("--random", "--count", "4097")), 4097 * 48)
+
+    def test_wrong_usage(self):
+        for arguments in ((), ("record",), ("records", "--count", "-1"), ("records", "--seed", "x")):
+            status, output, errors = run("generate", *arguments)
+            self.assertEqual((status, output, errors.count("\n")), (2, b"", 1), arguments)
+
+    def test_help_has_an_example(self):
+        for arguments in (("decode",), ("generate", "records")):
+            status, output, errors = run(*arguments, "--help")
+            self.assertEqual((status, errors), (0, ""))
+            self.assertIn(b"Example", output)
+
+
+class Memory(unittest.TestCase):
+    @unittest.skipIf("sanitized" in os.environ.get("VELSTAT_BUILD", ""), "sanitizers take memory of their own")
+    def test_does_not_grow_with_the_input(self):
+        # The peak of a process counts what its parent had in memory when it began, so a small one stands between.
+        measure = ("import resource, subprocess, sys; status = subprocess.run(sys.argv[1:], stdin=0, stderr="
+                   "subprocess.DEVNULL).returncode; sys.stderr.write(str(resource.getrusage(resource.RUSAGE_CHILDREN)."
+                   "ru_maxrss)); sys.exit(status)")
+        with tempfile.TemporaryFile() as file:
+            subprocess.run([VELSTAT, "generate", "records", "--count", "1000000"], stdout=file, check=True)
+            for arguments in ((), ("--recover",), ("--format", "json"), ("--stats",), ("--jobs", "8")):
+                file.seek(0)
+                done = subprocess.run([sys.executable, "-c", measure, VELSTAT, "decode", *arguments], stdin=file,
+                                      stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=True, timeout=120)
+                self.assertLess(int(done.stderr) // 1024, 32, arguments)  # MB; the input has 48
+
+
+if __name__ == "__main__":
+    unittest.main()
