@@ -1,0 +1,204 @@
+#!/usr/bin/env python3
+"""How fast velstat decodes: on one core and on two, into a pipe, in how much memory, and beside babeltrace2.
+
+usage: decode_bench.py [--velstat FILE] [--records N] [--rounds N] [--folder DIR] [--without-babeltrace]
+
+Every figure is the best of its rounds; the kinds of run take turns, so that a busy moment hits all of them. Before
+anything is measured, the output on one core, on two cores and through the pipe is compared. Measure a release build on
+a quiet machine with two cores or more."""
+
+import argparse
+import fcntl
+import hashlib
+import os
+import pathlib
+import shutil
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+F_SETPIPE_SZ = 1031
+MEBIBYTE = 1 << 20
+
+# Stands between this process and the measured one, whose peak memory would otherwise count what this one holds.
+RUN = """
+import os, resource, subprocess, sys, time
+begin = time.monotonic()
+status = subprocess.run(sys.argv[1:], stdin=0, stdout=1).returncode
+seconds = time.monotonic() - begin
+usage = resource.getrusage(resource.RUSAGE_CHILDREN)
+os.write(2, b"%f %d" % (seconds, usage.ru_maxrss))
+sys.exit(status)
+"""
+# The same bytes again and again, from memory, in large writes.
+WRITE = """
+import fcntl, os, sys
+total, size = int(sys.argv[1]), int(sys.argv[2])
+fcntl.fcntl(1, 1031, 1 << 20)
+block = memoryview((b"'key':        123, " * size)[:size])
+while total > 0:
+    total -= os.write(1, block[:min(size, total)])
+"""
+
+
+def run(*command, stdout=subprocess.DEVNULL):
+    """Seconds and peak memory in MB."""
+    done = subprocess.run([sys.executable, "-c", RUN, *map(str, command)], stdout=stdout, stderr=subprocess.PIPE,
+                          check=True)
+    seconds, peak = done.stderr.split()
+    return float(seconds), int(peak) * 1024 / 1e6
+
+
+def through_pipe(*command):
+    """Seconds from the first byte that comes through a pipe to the last one, and how many bytes there are."""
+    reading, writing = os.pipe()
+    fcntl.fcntl(reading, F_SETPIPE_SZ, MEBIBYTE)
+    buffer = bytearray(MEBIBYTE)
+    process = subprocess.Popen([str(part) for part in command], stdout=writing)
+    os.close(writing)
+    count = os.readv(reading, [buffer])
+    begin = time.monotonic()
+    while got := os.readv(reading, [buffer]):
+        count += got
+    seconds = time.monotonic() - begin
+    os.close(reading)
+    if process.wait() != 0:
+        sys.exit(f"{command[0]} failed")
+    return seconds, count
+
+
+def digest(*command):
+    process = subprocess.Popen([str(part) for part in command], stdout=subprocess.PIPE)
+    result, count = hashlib.sha256(), 0
+    while block := process.stdout.read(MEBIBYTE):
+        result.update(block)
+        count += len(block)
+    if process.wait() != 0:
+        sys.exit(f"{command[0]} failed")
+    return result.hexdigest(), count
+
+
+METADATA = """/* CTF 1.8 */
+typealias integer { size = 8; align = 8; signed = false; } := uint8_t;
+typealias integer { size = 32; align = 8; signed = false; } := uint32_t;
+typealias integer { size = 64; align = 8; signed = false; } := uint64_t;
+trace {
+  major = 1; minor = 8; byte_order = le;
+  packet.header := struct { uint32_t magic; uint32_t stream_id; };
+};
+clock { name = device; freq = 1000000; };
+typealias integer { size = 64; align = 8; signed = false; map = clock.device.value; } := time_t;
+stream {
+  id = 0;
+  packet.context := struct { uint64_t content_size; uint64_t packet_size; };
+  event.header := struct { uint32_t id; time_t timestamp; };
+};
+event { id = 0; name = "record"; stream_id = 0; fields := struct { %s }; };
+"""
+INTEGERS = "".join(f"uint32_t arg{i}; " for i in range(1, 9))
+TRACES = {  # name: fields, their bytes
+    "8 integer fields": (INTEGERS, struct.pack("<8I", 1, 20, 300, 4000, 50000, 600000, 7000000, 80000000)),
+    "8 integer fields and a 48-byte array": (INTEGERS + "uint8_t data[48];",
+                                             struct.pack("<8I", 1, 20, 300, 4000, 50000, 600000, 7000000, 80000000)
+                                             + bytes(range(100, 148))),
+}
+
+
+def write_trace(folder, fields, payload, count):
+    """A trace of `count` equal events."""
+    folder.mkdir()
+    (folder / "metadata").write_text(METADATA % fields)
+    event = struct.pack("<IQ", 0, 1000) + payload
+    most = 10000
+    with open(folder / "stream", "wb") as stream:
+        while count:
+            events = min(count, most)
+            bits = (24 + events * len(event)) * 8
+            stream.write(struct.pack("<IIQQ", 0xC1FC1FC1, 0, bits, bits) + event * events)
+            count -= events
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--velstat", default=ROOT / "build/release/bin/velstat")
+    parser.add_argument("--records", type=int, default=10_000_000)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--folder", help="for the records and traces; about 250 bytes a record (default: temporary)")
+    parser.add_argument("--without-babeltrace", action="store_true")
+    options = parser.parse_args()
+    count, velstat = options.records, options.velstat
+    folder = pathlib.Path(tempfile.mkdtemp(dir=options.folder))
+    try:
+        measure(velstat, count, options.rounds, folder, not options.without_babeltrace)
+    finally:
+        shutil.rmtree(folder)
+
+
+def measure(velstat, count, rounds, folder, with_babeltrace):
+    print(f"load before: {' '.join(f'{load:.2f}' for load in os.getloadavg())}; {os.cpu_count()} cores", flush=True)
+    records = folder / "records.bin"
+    with open(records, "wb") as file:
+        subprocess.run([velstat, "generate", "records", "--seed", "1", "--count", str(count)], stdout=file, check=True)
+
+    one, two = ([velstat, "decode", "--jobs", jobs, records] for jobs in ("1", "2"))
+    expected, size = digest(*one)
+    if digest(*two)[0] != expected:
+        sys.exit("one core and two write different bytes")
+
+    best = {}
+    peak = 0
+
+    def keep(name, seconds):
+        best[name] = min(seconds, best.get(name, seconds))
+
+    for _ in range(rounds):
+        for name, command in (("one", one), ("two", two)):
+            seconds, memory = run(*command)
+            keep(name, seconds)
+            peak = max(peak, memory)
+        seconds, read = through_pipe(*two)
+        if read != size:
+            sys.exit("the pipe lost bytes")
+        keep("pipe", seconds)
+        for block in (MEBIBYTE // 4, MEBIBYTE):
+            keep("memory", through_pipe(sys.executable, "-c", WRITE, size, block)[0])
+
+    print(f"{count} records of 48 bytes, {size / count:.0f} bytes of text each; best of {rounds} rounds\n")
+    print("| what | seconds | million records/s | GB/s of text |")
+    print("|---|---|---|---|")
+    for name, key in (("one core to /dev/null", "one"), ("two cores to /dev/null", "two"), ("into a pipe", "pipe"),
+                      ("the same bytes from memory into that pipe", "memory")):
+        print(f"| {name} | {best[key]:.2f} | {count / best[key] / 1e6:.2f} | {size / best[key] / 1e9:.2f} |")
+    print()
+    print(f"two cores against one: {best['one'] / best['two']:.2f}")
+    print(f"into a pipe, against writing from memory: {best['memory'] / best['pipe'] * 100:.0f} %")
+    print(f"peak memory: {peak:.1f} MB for a file of {count * 48 / 1e6:.0f} MB", flush=True)
+    if with_babeltrace:
+        beside_babeltrace(count, best, folder)
+    print(f"load after: {' '.join(f'{load:.2f}' for load in os.getloadavg())}")
+
+
+def beside_babeltrace(count, best, folder):
+    if shutil.which("babeltrace2") is None:
+        sys.exit("babeltrace2 is not installed")
+    print("\n| babeltrace2, pretty text to /dev/null | seconds | million events/s | velstat on one core | on two |")
+    print("|---|---|---|---|---|")
+    for number, (name, (fields, payload)) in enumerate(TRACES.items()):
+        trace = folder / f"trace{number}"
+        small = folder / f"small{number}"
+        write_trace(small, fields, payload, 7)
+        lines = subprocess.run(["babeltrace2", small], capture_output=True, check=True).stdout.count(b"\n")
+        if lines != 7:
+            sys.exit(f"babeltrace2 shows {lines} of 7 events")
+        write_trace(trace, fields, payload, count)
+        seconds, _ = run("babeltrace2", trace)
+        shutil.rmtree(trace)
+        print(f"| {name} | {seconds:.2f} | {count / seconds / 1e6:.2f} | {seconds / best['one']:.0f} times | "
+              f"{seconds / best['two']:.0f} times |", flush=True)
+
+
+if __name__ == "__main__":
+    main()
