@@ -73,7 +73,7 @@ control::TallyDistribution Distribution::summary() const {
   summary.min = min_;
   summary.max = max_;
   // Rounding, and the middle of a bucket, may lie outside of the samples.
-  summary.mean = std::clamp(all.mean, min_, max_);
+  summary.mean = std::clamp(summary.sum / static_cast<double>(all.count), min_, max_);
   summary.standardDeviation = std::sqrt(all.squares / static_cast<double>(all.count));
   summary.p50 = std::clamp(histogram_.percentile(50), min_, max_);
   summary.p90 = std::clamp(histogram_.percentile(90), min_, max_);

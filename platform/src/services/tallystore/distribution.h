@@ -31,8 +31,8 @@ public:
   static Distribution unpack(std::string_view bytes, std::uint64_t ignored);
 
 private:
-  // Of a number of samples: their sum as a double and what rounding took from it, and their mean and sum of squared
-  // distances from it, moved on from sample to sample so that large values close together lose nothing.
+  // Of a number of samples: their sum as a double and what rounding took from it, and the sum of their squared
+  // distances from the mean, which moves on from sample to sample so that large values close together lose little.
   struct Moments {
     std::uint64_t count = 0;
     double sum = 0;
