@@ -32,9 +32,9 @@ __attribute__((format(printf, 3, 4))) void setFormatted(CFMutableDictionaryRef s
 }
 
 // Sets the text under "extra0", "client3" and the like.
-void setNumbered(CFMutableDictionaryRef state, const char* keyFormat, unsigned number, const char* text) {
+void setNumbered(CFMutableDictionaryRef state, const char* prefix, unsigned number, const char* text) {
   char name[32];
-  std::snprintf(name, sizeof name, "%s%d", keyFormat, static_cast<int>(number));
+  std::snprintf(name, sizeof name, "%s%d", prefix, static_cast<int>(number));
   if (CFStringRef key = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)) {
     dictSetCString(state, key, text);
     CFRelease(key);
