@@ -307,6 +307,13 @@ TEST_F(Calls, FailingAnyCall_CountsAllFunctionsTogether) {
   EXPECT_EQ(IOServiceClose(connection_), 0);
 }
 
+TEST_F(Calls, OfTwoPlansForOneCall_TheEarlierGivesTheCode) {
+  failCall("IOServiceClose", 1, Failing::once, 77);
+  failAnyCall(1, Failing::once, 78);
+  EXPECT_EQ(IOServiceClose(connection_), 77);
+  EXPECT_EQ(IOServiceClose(connection_), 0);
+}
+
 TEST_F(Calls, FromManyThreads_EveryCallIsRecordedAndOneFails) {
   constexpr int threads = 4;
   constexpr int each = 500;

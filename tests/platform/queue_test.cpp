@@ -184,25 +184,35 @@ TEST_F(QueueDeath, DrainingFromItsOwnWork_EndsTheProcess) {
       "reports: drained or destroyed by its own work");
 }
 
+// Gives other threads every chance to do what they must not.
+void yieldOften() {
+  for (int i = 0; i < 1000; ++i) {
+    std::this_thread::yield();
+  }
+}
+
 TEST_F(QueueDeath, Exit_WaitsForWhatRuns) {
   static std::promise<void> exiting;
+  static std::atomic<bool> finished;
   EXPECT_EXIT(
       {
+        std::atexit([] { std::_Exit(finished ? 3 : 6); }); // registered first, so it runs after the queues' own end
         auto* const queue = createQueue("busy");
         std::promise<void> running;
         async(queue, [&] {
           running.set_value();
           exiting.get_future().wait();
-          std::fputs("finished", stderr);
+          yieldOften();
+          finished = true;
         });
         for (int i = 0; i < 1000; ++i) {
           async(queue, [] {}); // may be dropped
         }
         running.get_future().wait();
-        std::atexit([] { exiting.set_value(); }); // registered last, so it runs before the queues' own end
-        std::exit(3);
+        std::atexit([] { exiting.set_value(); }); // registered last, so it runs before
+        std::exit(0);
       },
-      testing::ExitedWithCode(3), "finished");
+      testing::ExitedWithCode(3), "");
 }
 
 TEST_F(QueueDeath, ExitFromQueuedWork_DoesNotWaitForItself) {
@@ -234,7 +244,8 @@ TEST_F(QueueDeath, WorkQueuedAfterTheEnd_RunsInline) {
 }
 
 TEST(DispatchOnce, FromManyThreads_RunsOnceAndAllWaitForIt) {
-  constexpr int rounds = 100;
+  constexpr int rounds = 20;
+  constexpr int threadCount = 4;
   static dispatch_once_t predicates[rounds];
   int runs = 0; // not atomic: one predicate's block ends before the next begins
   auto* const counted = &runs;
@@ -242,12 +253,15 @@ TEST(DispatchOnce, FromManyThreads_RunsOnceAndAllWaitForIt) {
     predicate = 0; // so that the test can be repeated in one process
     auto* const once = &predicate;
     const int before = runs;
-    std::latch start(4);
+    std::latch calling(threadCount);
+    auto* const all = &calling;
     std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
+    for (int t = 0; t < threadCount; ++t) {
       threads.emplace_back([&] {
-        start.arrive_and_wait();
+        all->count_down();
         dispatch_once(once, ^{
+          all->wait();
+          yieldOften(); // the others call meanwhile
           ++*counted;
         });
         EXPECT_EQ(*counted, before + 1);

@@ -110,6 +110,7 @@ void append(std::string& out, const Conversion& conversion, T value) {
 
 void appendInteger(std::string& out, const Conversion& conversion, Arguments& arguments) {
   const auto& length = conversion.length;
+  // NOLINTNEXTLINE(bugprone-branch-clone): types that are one here need not be one elsewhere
   if (length == "l") {
     append(out, conversion, va_arg(arguments.list, long));
   } else if (length == "ll") {
