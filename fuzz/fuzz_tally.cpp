@@ -1,0 +1,143 @@
+// Analytics stores from strangers: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
+// is refused and left alone, or holds numbers that can be counted on from.
+#include <CoreFoundation/CoreFoundation.h>
+#include <TallyStore/TallyStore.h>
+#include <control/tally.h>
+
+#include <sqlite3.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using namespace vel::control;
+namespace fs = std::filesystem;
+
+void require(bool holds, const char* what) {
+  if (!holds) {
+    std::fprintf(stderr, "%s\n", what);
+    std::abort();
+  }
+}
+
+struct Folder {
+  fs::path path = [] {
+    std::string name = (fs::temp_directory_path() / "fuzz-tally-XXXXXX").string();
+    require(mkdtemp(name.data()) != nullptr, "no folder");
+    return name;
+  }();
+  ~Folder() { fs::remove_all(path); }
+};
+
+std::string contentOf(const fs::path& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+void write(const fs::path& file, const std::string& content) {
+  std::ofstream(file, std::ios::binary) << content;
+}
+
+// A scalar, a distribution that is exact and one that is not.
+std::string makeStore(const fs::path& file) {
+  setTallyTime(1);
+  keepTallyInMemory(false);
+  openTallyStore(file);
+  beginTallyBatch();
+  TSClientAddValueForScalarKey(CFSTR("scalar"), 5);
+  TSClientPushValueForDistributionKey(CFSTR("exact"), -1.5);
+  for (int i = 0; i < 70; ++i) {
+    TSClientPushValueForDistributionKey(CFSTR("coarse"), i - 30);
+  }
+  endTallyBatch();
+  closeTallyStore();
+  return contentOf(file);
+}
+
+// Changes of one byte each: three bytes of a place, which wraps, and the byte to be there.
+void change(std::string& store, const std::uint8_t* data, std::size_t size) {
+  for (; size >= 4; data += 4, size -= 4) {
+    const std::size_t place =
+        data[0] | static_cast<std::size_t>(data[1]) << 8 | static_cast<std::size_t>(data[2]) << 16;
+    store[place % store.size()] = static_cast<char>(data[3]);
+  }
+}
+
+// The bytes as the samples of a distribution; the first tells how many samples they are said to be.
+void putSamples(const fs::path& file, const std::uint8_t* data, std::size_t size) {
+  sqlite3* database = nullptr;
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_open(file.c_str(), &database);
+  sqlite3_prepare_v2(database, "UPDATE distribution SET count = ?1, samples = ?2 WHERE key = 'exact'", -1, &statement,
+                     nullptr);
+  sqlite3_bind_int(statement, 1, size == 0 ? 0 : data[0]);
+  sqlite3_bind_blob64(statement, 2, size == 0 ? "" : static_cast<const void*>(data + 1), size == 0 ? 0 : size - 1,
+                      SQLITE_STATIC);
+  require(sqlite3_step(statement) == SQLITE_DONE, "samples were not put");
+  sqlite3_finalize(statement);
+  sqlite3_close(database);
+}
+
+void checkNumbers(const std::vector<TallyRow>& rows) {
+  for (const TallyRow& row : rows) {
+    const TallyDistribution& d = row.distribution;
+    for (const double number : {d.sum, d.mean, d.standardDeviation}) {
+      require(std::isfinite(number), "a number is not finite");
+    }
+    require(d.min <= d.p50 && d.p50 <= d.p90 && d.p90 <= d.p99 && d.p99 <= d.max, "percentiles are out of order");
+    require(d.min <= d.mean && d.mean <= d.max, "the mean is none");
+  }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const Folder folder;
+  static const fs::path file = folder.path / "store";
+  static const std::string whole = makeStore(file);
+  if (size == 0) {
+    return 0;
+  }
+  const bool samples = data[0] % 2 != 0;
+  std::string store = whole;
+  if (!samples) {
+    change(store, data + 1, size - 1);
+  }
+  for (const auto& entry : fs::directory_iterator(folder.path)) {
+    fs::remove(entry);
+  }
+  write(file, store);
+  if (samples) {
+    putSamples(file, data + 1, size - 1);
+    store = contentOf(file);
+  }
+
+  std::vector<TallyRow> rows;
+  try {
+    rows = readTallyStore(file);
+  } catch (const std::runtime_error&) {
+    require(contentOf(file) == store, "a refused file was changed");
+    return 0;
+  }
+  checkNumbers(rows);
+  try {
+    openTallyStore(file);
+    beginTallyBatch();
+    TSClientPushValueForDistributionKey(CFSTR("exact"), 7);
+    TSClientAddValueForScalarKey(CFSTR("scalar"), 7);
+    endTallyBatch();
+    closeTallyStore();
+    checkNumbers(readTallyStore(file));
+  } catch (const std::runtime_error&) {
+    require(!samples, "a store that was read could not be written"); // an index may be damaged, which shows only now
+  }
+  closeTallyStore();
+  return 0;
+}
