@@ -203,6 +203,17 @@ TEST_F(TallyFiles, OddNames_AreJustNames) {
   }
 }
 
+TEST_F(TallyFiles, RelativeName_IsThatOfTheWorkingFolder) {
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_);
+  openTallyStore("new.sqlite");
+  add("key", 1);
+  closeTallyStore();
+  EXPECT_EQ(readTallyStore("new.sqlite").size(), 1U);
+  std::filesystem::current_path(before);
+  EXPECT_EQ(files(), std::vector<std::string>{"new.sqlite"});
+}
+
 TEST_F(TallyFiles, Link_LeadsToTheStore) {
   const auto store = folder_ / "store";
   std::filesystem::create_directory(store);

@@ -63,9 +63,7 @@ void writeDistribution(JsonWriter& json, const control::TallyDistribution& distr
 
 } // namespace
 
-std::string tallyJson(const std::vector<TallyRow>& rows, TallyJson form) {
-  std::string out;
-  JsonWriter json(out, form == TallyJson::oneLine ? JsonWriter::Form::oneLine : JsonWriter::Form::indented);
+void writeTally(JsonWriter& json, const std::vector<TallyRow>& rows) {
   json.beginArray();
   for (const TallyRow& row : rows) {
     json.beginObject();
@@ -83,6 +81,12 @@ std::string tallyJson(const std::vector<TallyRow>& rows, TallyJson form) {
     json.endObject();
   }
   json.endArray();
+}
+
+std::string tallyJson(const std::vector<TallyRow>& rows, TallyJson form) {
+  std::string out;
+  JsonWriter json(out, form == TallyJson::oneLine ? JsonWriter::Form::oneLine : JsonWriter::Form::indented);
+  writeTally(json, rows);
   return out + '\n';
 }
 

@@ -49,7 +49,7 @@ std::string unlessZero(std::uint64_t count) {
   return count == 0 ? std::string() : fmt::format("{}", count);
 }
 
-std::vector<Column> columnsOf(TallyKind kind) {
+std::vector<Column> columnsOf(TallyKind kind, TallyTimes times) {
   using Distribution = control::TallyDistribution;
   std::vector<Column> all = {
       {kind == TallyKind::scalar ? "scalar" : "distribution", [](const TallyRow& row) { return escape(row.key); },
@@ -69,13 +69,17 @@ std::vector<Column> columnsOf(TallyKind kind) {
     all.push_back(sampled("max", &Distribution::max));
     all.push_back({"ignored", [](const TallyRow& row) { return unlessZero(row.distribution.ignored); }});
   }
+  if (times == TallyTimes::hidden) {
+    return all;
+  }
   all.push_back({"first sample", [](const TallyRow& row) { return timeText(row.firstSample); }, true});
   all.push_back({"last change", [](const TallyRow& row) { return timeText(row.lastChange); }, true});
   all.push_back({"last clear", [](const TallyRow& row) { return timeText(row.lastClear); }, true});
   return all;
 }
 
-void appendTable(std::string& out, const std::vector<TallyRow>& rows, TallyKind kind, const Style& style) {
+void appendTable(std::string& out, const std::vector<TallyRow>& rows, TallyKind kind, const Style& style,
+                 TallyTimes times) {
   std::vector<const TallyRow*> shown;
   for (const TallyRow& row : rows) {
     if (row.kind == kind) {
@@ -86,7 +90,7 @@ void appendTable(std::string& out, const std::vector<TallyRow>& rows, TallyKind 
     return;
   }
   std::vector<std::string> lines(1 + shown.size()); // the titles, then a row each
-  for (const Column& column : columnsOf(kind)) {
+  for (const Column& column : columnsOf(kind, times)) {
     std::vector<std::string> cells = {column.title};
     std::size_t width = 0;
     for (const TallyRow* row : shown) {
@@ -112,10 +116,10 @@ void appendTable(std::string& out, const std::vector<TallyRow>& rows, TallyKind 
 
 } // namespace
 
-std::string tallyTable(const std::vector<TallyRow>& rows, const Style& style) {
+std::string tallyTable(const std::vector<TallyRow>& rows, const Style& style, TallyTimes times) {
   std::string out;
-  appendTable(out, rows, TallyKind::scalar, style);
-  appendTable(out, rows, TallyKind::distribution, style);
+  appendTable(out, rows, TallyKind::scalar, style, times);
+  appendTable(out, rows, TallyKind::distribution, style, times);
   return out.empty() ? "no keys\n" : out;
 }
 

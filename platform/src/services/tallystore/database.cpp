@@ -40,9 +40,7 @@ std::string uriOf(const std::filesystem::path& path, const char* query) {
 } // namespace
 
 Database openDatabase(const std::filesystem::path& path, Access access) {
-  // Absolute: SQLite sees special names in others, such as ":memory:".
-  const std::filesystem::path absolute = std::filesystem::absolute(path);
-  std::string name = absolute.string();
+  std::string name = path.string();
   int flags = SQLITE_OPEN_READONLY;
   switch (access) {
   case Access::create:
@@ -54,7 +52,7 @@ Database openDatabase(const std::filesystem::path& path, Access access) {
   case Access::read:
     break;
   case Access::settled:
-    name = uriOf(absolute, "?immutable=1");
+    name = uriOf(path, "?immutable=1");
     flags |= SQLITE_OPEN_URI;
     break;
   }

@@ -34,6 +34,7 @@ enum class Access {
   read,   // other processes may write; needs the file's companions, or the right to make them
   settled // nobody writes: reads the one file alone and makes none
 };
+// The path is absolute: SQLite sees special names in others, such as ":memory:".
 Database openDatabase(const std::filesystem::path& path, Access access);
 
 void execute(const Database& database, const char* sql);

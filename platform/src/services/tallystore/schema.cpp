@@ -154,7 +154,7 @@ void fill(const fs::path& path) {
 
 fs::path fileOf(const fs::path& path) {
   std::error_code error;
-  fs::path located = fs::weakly_canonical(path, error);
+  fs::path located = fs::weakly_canonical(fs::absolute(path, error), error);
   return error ? path : located;
 }
 
