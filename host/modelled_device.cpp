@@ -2,11 +2,14 @@
 #include <host/modelled_device.h>
 
 #include <control/queue.h>
+#include <control/tally.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 #include <type_traits>
+#include <utility>
 
 namespace vel::host {
 
@@ -33,6 +36,7 @@ struct ModelledDevice::Channel {
   VELDataCallback callback = nullptr;
   void* refcon = nullptr;
   dispatch_queue_t queue = nullptr;
+  std::optional<std::string> failure;
 };
 
 // What callers hold a pointer to: its first word is the table.
@@ -222,11 +226,25 @@ bool ModelledDevice::deliverAnalytics(Bytes batch) {
       callback = channel->callback;
       refcon = channel->refcon;
     }
-    if (callback != nullptr) {
-      callback(refcon, entries.data(), entries.size() / entrySize);
+    if (callback == nullptr) {
+      return;
+    }
+    // What one batch publishes is stored as a whole.
+    control::beginTallyBatch();
+    callback(refcon, entries.data(), entries.size() / entrySize);
+    try {
+      control::endTallyBatch();
+    } catch (const std::runtime_error& error) {
+      const std::scoped_lock lock(channel->mutex);
+      channel->failure = error.what();
     }
   });
   return true;
+}
+
+std::optional<std::string> ModelledDevice::takeFailure() {
+  const std::scoped_lock lock(channel_->mutex);
+  return std::exchange(channel_->failure, std::nullopt);
 }
 
 bool ModelledDevice::hasCallback() const {

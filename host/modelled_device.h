@@ -16,6 +16,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace vel::host {
@@ -49,6 +50,8 @@ public:
   // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. A callback that
   // is dropped before the queue gets there is not called. [any thread]
   bool deliverAnalytics(Bytes batch);
+  // Why a batch could not be stored, if one could not, once. [any thread]
+  std::optional<std::string> takeFailure();
   bool hasCallback() const;
   void dropCallback();
 

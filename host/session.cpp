@@ -174,6 +174,11 @@ bool Session::deliverAnalytics(const MachineService& service, Bytes batch) {
 void Session::drain() {
   require(Stage::scheduled, "drain");
   control::drain(queue_);
+  for (const MachineService& service : machine_.services()) {
+    if (const auto failure = service.device->takeFailure()) {
+      throw Error(*failure);
+    }
+  }
 }
 
 std::size_t Session::stateHandlers() const {

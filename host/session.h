@@ -50,7 +50,7 @@ public:
   std::size_t postNotification(std::string_view name);
   // False when the service's device has no data callback.
   bool deliverAnalytics(const MachineService& service, Bytes batch);
-  // Returns when everything that was queued before has run.
+  // Returns when everything that was queued before has run. Throws Error when a batch could not be stored.
   void drain();
 
   std::size_t stateHandlers() const;

@@ -1,5 +1,6 @@
 // Device models: what the reader takes from a good one, and the whole line with which it refuses each wrong one. The
 // models are files, which the schema is tested on as well.
+#include <host/contents.h>
 #include <host/device_model.h>
 #include <host/error.h>
 #include <host/layouts.h>
@@ -106,6 +107,71 @@ const WrongModel wrongModels[] = {
     {"bad/analytics_part_of_an_entry.json",
      "/services/0/device/analytics/0: has 1 bytes, which is no whole number of entries of 7"},
     {"bad/analytics_word.json", "/services/0/device/analytics/0: is a string, must be an array"},
+    {"bad/assets_unknown_event.json", "/services/0/driver/property-replies/9/0/zorb-assets: unknown key "
+                                      "\"Slow-QuadDown\"; did you mean \"Slow-DeepDown\"?"},
+    {"bad/asset_unknown_key.json", "/services/0/driver/property-replies/9/0/zorb-assets/Slow-DeepUp: unknown key "
+                                   "\"gian\"; allowed: enable, gain, min, max, slot"},
+    {"bad/asset_gain_too_large.json", "/services/0/driver/property-replies/9/0/zorb-assets/Fast-(null)/gain: is out of "
+                                      "range: -32768 to 32767.99998474121"},
+    {"bad/asset_enable_too_large.json",
+     "/services/0/driver/property-replies/9/0/zorb-assets/Fast-LongPress/enable: is out of range: 0 to 255"},
+    {"bad/location_long_letter.json",
+     "/services/0/driver/property-replies/9/0/location/letter: has 2 bytes, at most 1 are allowed"},
+    {"bad/intervals_negative.json",
+     "/services/0/driver/property-replies/9/0/intervals/apBatchInterval: is out of range: 0 to 4294967295"},
+    {"bad/matrix_two_rows.json",
+     "/services/0/driver/property-replies/9/0/calibration-matrix: has 2 items, must have 3"},
+    {"bad/matrix_four_columns.json",
+     "/services/0/driver/property-replies/9/0/calibration-matrix/1: has 4 items, at most 3 are allowed"},
+    {"bad/matrix_text.json",
+     "/services/0/driver/property-replies/9/0/calibration-matrix/1/1: is a string, must be a number"},
+    {"bad/offset_fraction.json", "/services/0/driver/property-replies/9/0/calibration-offset/1: is a fraction or too "
+                                 "large, must be a whole number"},
+    {"bad/orientation_too_small.json",
+     "/services/0/driver/property-replies/9/0/orientation-matrix/2/2: is out of range: -128 to 127"},
+    {"bad/registers_single.json", "/services/0/driver/property-replies/9/0/registers/0: has 1 items, must have 2"},
+    {"bad/register_too_wide.json",
+     "/services/0/driver/property-replies/9/0/registers/0/0: is out of range: 0 to 65535"},
+    {"bad/stream_word.json",
+     "/services/0/driver/property-replies/9/0/text-stream/0: \"octal\" is not one of end, hex, decimal"},
+    {"bad/stream_two_kinds.json",
+     "/services/0/driver/property-replies/9/0/text-stream/0: must have one of the keys u32, u64, text"},
+    {"bad/stream_empty_element.json",
+     "/services/0/driver/property-replies/9/0/text-stream/1: must have one of the keys u32, u64, text"},
+    {"bad/stream_u32_too_large.json",
+     "/services/0/driver/property-replies/9/0/text-stream/0/u32: is out of range: 0 to 4294967295"},
+    {"bad/client_long_name.json",
+     "/services/0/driver/property-replies/9/0/clients/1/name: has 13 bytes, at most 12 are allowed"},
+    {"bad/records_without_flow.json",
+     "/services/0/driver/property-replies/9/0/profile-records: lacks the key \"flow\""},
+    {"bad/records_unknown_flow.json",
+     "/services/0/driver/property-replies/9/0/profile-records/flow: \"quadruple-click\" is not one of mix, idle, "
+     "click, double-click, long-press, actuator-timeout, driver, errors, random"},
+    {"bad/records_too_many.json",
+     "/services/0/driver/property-replies/9/0/profile-records/count: is out of range: 0 to 1365"},
+    {"bad/records_no_batches.json", "/services/0/driver/property-replies/9/0/profile-records: has no batches"},
+    {"bad/reply_layout_and_hex.json", "/services/0/driver/property-replies/9/0: has more than one content"},
+    {"bad/analytics_unknown_op.json", "/services/0/device/analytics/0/0/op: \"increment\" is not one of nothing, "
+                                      "clear, set, add, clear-distribution, set-distribution, push"},
+    {"bad/analytics_unknown_metric.json",
+     "/services/0/device/analytics/0/0/key: \"click.count\" is no metric; docs/records.md has the list"},
+    {"bad/analytics_word_without_key.json", "/services/0/device/analytics/0/0: lacks the key \"key\""},
+    {"bad/analytics_add_without_value.json", "/services/0/device/analytics/0/0: lacks the key \"value\""},
+    {"bad/analytics_clear_with_value.json", "/services/0/device/analytics/0/0/value: has no place: clear takes none"},
+    {"bad/analytics_add_fraction.json",
+     "/services/0/device/analytics/0/0/value: is a fraction or too large, must be a whole number"},
+    {"bad/analytics_push_too_large.json",
+     "/services/0/device/analytics/0/0/value: is out of range: -32768 to 32767.99998474121"},
+    {"bad/analytics_push_too_often.json", "/services/0/device/analytics/0/0/times: is out of range: 0 to 250"},
+    {"bad/analytics_push_never.json", "/services/0/device/analytics/0/0/times: is out of range: 1 to 250"},
+    {"bad/analytics_add_times.json",
+     "/services/0/device/analytics/0/0/times: has no place: only a push can be repeated"},
+    {"unjudged/records_too_many_together.json",
+     "/services/0/driver/property-replies/9/0/profile-records: makes 66885 records, at most 65536 are allowed"},
+    {"unjudged/stream_too_long.json",
+     "/services/0/driver/property-replies/9/0/text-stream: makes 65537 bytes, at most 65536 are allowed"},
+    {"unjudged/clients_too_many.json",
+     "/services/0/driver/property-replies/9/0/clients: makes 65565 bytes, at most 65536 are allowed"},
     {"bad/time_sync_incomplete.json", "/time-sync: lacks the key \"calendar\""},
     {"bad/boot_time_text.json", "/boot-time: \"now\" is not a number; a number in a string is written as \"0x2A\""},
     {"bad/named_service_without_name.json", "/named-services/0: lacks the key \"name\""},
@@ -176,9 +242,7 @@ TEST(DeviceModel, Folder_IsNoModel) {
 TEST(DeviceModel, SchemaListsTheKeysOfEveryLayout) {
   std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
   const auto definitions = nlohmann::json::parse(file).at("$defs");
-  std::vector<Layout> all(layouts().begin(), layouts().end());
-  all.push_back(analyticsEntry());
-  for (const Layout& layout : all) {
+  for (const Layout& layout : layouts()) {
     std::set<std::string> keys;
     for (const Field& field : layout.fields) {
       keys.emplace(field.key);
@@ -189,6 +253,22 @@ TEST(DeviceModel, SchemaListsTheKeysOfEveryLayout) {
     }
     EXPECT_EQ(inSchema, keys) << layout.name;
   }
+}
+
+// Every content that a reply can have stands in the schema, and no other.
+TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
+  std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
+  const auto reply = nlohmann::json::parse(file).at("$defs").at("reply");
+  std::set<std::string> names = {"hex", "u32", "text", "size", "length", "result"};
+  for (const Content& content : contents()) {
+    names.emplace(content.name);
+  }
+  std::set<std::string> inSchema;
+  for (const auto& [key, value] : reply.at("properties").items()) {
+    inSchema.insert(key);
+  }
+  EXPECT_EQ(inSchema, names);
+  EXPECT_EQ(reply.at("oneOf").size(), contents().size() + 4) << "hex, u32, text, and none at all";
 }
 
 class WholeModel : public testing::Test {

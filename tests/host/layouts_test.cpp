@@ -7,19 +7,11 @@ namespace {
 
 using namespace vel::host;
 
-const Layout& layout(std::string_view name) {
-  for (const Layout& candidate : layouts()) {
-    if (candidate.name == name) {
-      return candidate;
-    }
-  }
-  throw std::invalid_argument("no such layout");
-}
-
-Bytes encode(const Layout& layout, const char* json) {
+template <class Shape>
+Bytes encode(const Shape& shape, const char* json) {
   const std::string source = "test";
   const Json document = parseJson(json, source);
-  return encode(layout, JsonNode(document, source));
+  return encode(shape, JsonNode(document, source));
 }
 
 std::uint64_t wordAt(const Bytes& bytes, std::size_t offset, std::size_t width) {

@@ -19,6 +19,10 @@ VELSTAT, BUNDLE, PLATFORM, MODELS = (pathlib.Path(argument) for argument in sys.
 HERE = pathlib.Path(__file__).parent
 
 
+# A zone that is not UTC, and that no time-zone data is needed for.
+os.environ["TZ"] = "VEL-05:30"
+
+
 def run(*arguments, velstat=VELSTAT, **options):
     return subprocess.run([velstat, *arguments], capture_output=True, text=True, timeout=60, **options)
 
@@ -41,11 +45,31 @@ class Temporary(unittest.TestCase):
 
 
 class Shown(Temporary):
-    def test_default_model_as_text(self):
-        result = run("capture")
-        self.assertEqual((result.returncode, result.stderr), (0, ""))
+    def test_models_as_text(self):
+        """What people see of each model that is shipped. After a change that is meant, write the text anew with
+        VELSTAT_WRITE_GOLDEN=1 and read the difference."""
         self.maxDiff = None
-        self.assertEqual(without_source_lines(result.stdout), (HERE / "capture_default.expect").read_text())
+        models = sorted(path.stem for path in MODELS.glob("*.json") if path.stem != "device-model.schema")
+        self.assertEqual(models, ["actuator-timeout", "default", "garbage", "idle", "refusing-driver"])
+        for name in models:
+            detail = ["--all"] if name in ("garbage", "refusing-driver") else []
+            with self.subTest(name):
+                result = run("capture", "--model", MODELS / f"{name}.json", *detail)
+                self.assertEqual((result.returncode, result.stderr), (0, ""))
+                golden = HERE / "golden" / f"capture_{name}.expect"
+                if os.environ.get("VELSTAT_WRITE_GOLDEN"):
+                    golden.write_text(without_source_lines(result.stdout))
+                self.assertEqual(without_source_lines(result.stdout), golden.read_text())
+
+    def test_default_model_fits_two_screens(self):
+        self.assertLess(len(run("capture").stdout.splitlines()), 110)
+
+    def test_everything_is_there_with_all(self):
+        shown = run("capture", "--all").stdout
+        self.assertNotIn("…", shown)
+        self.assertEqual(len(re.findall(r"^  KIP Profile \d+ ;count=32 ;type=(?:fw|kext|err)  state handler", shown, re.M)), 104)
+        self.assertEqual(shown.count("'category':"), 104 * 32)
+        self.assertEqual(shown.count("publishTSData op="), 23)  # repeated lines are one
 
     def test_built_in_model_is_the_default_model(self):
         self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
@@ -57,7 +81,7 @@ class Shown(Temporary):
     def test_empty_model(self):
         result = run("capture", "--model", self.model("{}"))
         self.assertEqual(result.stdout, "unnamed device, com.tavik.TavikVELHIDStatistics, api 3\n\n"
-                         "Services\n  none\n\nRecords: 0 from 0 state handlers\n\nLog: 0 lines\n")
+                         "Services\n  none\n\nRecords: 0 from 0 state handlers\n\nLog: 0 lines\n\nMetrics: 0 keys\n")
 
     def test_services_that_are_not_taken(self):
         result = run("capture", "--model", self.model('''{"services": [
@@ -76,10 +100,10 @@ class Shown(Temporary):
     def test_repeated_log_lines_are_folded(self):
         result = run("capture", "--model", self.model('''{"services": [
             {"name": "a", "transport": 5}, {"name": "b", "transport": 5}]}'''))
-        self.assertEqual(without_source_lines(result.stdout).splitlines()[-2:], [
+        self.assertEqual(without_source_lines(result.stdout).splitlines()[-4:-2], [
             "Log: 2 lines",
             "  default  : AssertMacros: CFGetTypeID(transport) == CFStringGetTypeID(),  file: "
-            "TavikVELHIDStatistics/TavikVELHIDStatistics, line: N value:0  (2 times)"])
+            "TavikVELHIDStatistics/TavikVELHIDStatistics, line: N value:0 × 2"])
 
     def test_other_api_has_no_statistics(self):
         for api in ("0", "1", "2", "4", "4294967295"):
@@ -98,13 +122,13 @@ class Json(Temporary):
         result = run("capture", "--format", "json")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         document = json.loads(result.stdout)
-        self.assertEqual(list(document), ["device", "plug-in", "api", "services", "handlers", "records", "log"])
+        self.assertEqual(list(document), ["device", "plug-in", "api", "services", "handlers", "records", "log", "metrics"])
         self.assertEqual(document["plug-in"],
                          {"identifier": "com.tavik.TavikVELHIDStatistics", "path": str(BUNDLE.resolve())})
         self.assertEqual(document["services"][0], {
             "name": "Button", "usages": [{"page": 12, "usage": 1}], "opened": True, "first handler": 1,
             "handlers": 106, "log lines": 0})
-        self.assertEqual(document["services"][-1]["handlers"], 0)
+        self.assertEqual(document["services"][-1]["handlers"], 1)
         record = document["records"][0]
         self.assertEqual((record["handler"], record["title"]), (1, "ZORB Statistics"))
         self.assertEqual(record["value"]["last button press"]["click count"], 2)
@@ -139,7 +163,8 @@ class Out(Temporary):
         document = json.loads(run("capture", "--format", "json", "--out", self.out).stdout)
         stems = [f"{number:03}-{record['title']}" for number, record in enumerate(document["records"], 1)]
         self.assertEqual(sorted(path.name for path in self.out.iterdir()),
-                         sorted([stem + end for stem in stems for end in (".plist", ".state")] + ["log.jsonl"]))
+                         sorted([stem + end for stem in stems for end in (".plist", ".state")] +
+                                ["log.jsonl", "manifest.json", "tally.sqlite"]))
         self.assertEqual(stems[0], "001-ZORB Statistics")
         for stem, record in zip(stems, document["records"]):
             data = (self.out / (stem + ".plist")).read_bytes()

@@ -4,15 +4,19 @@
 #include <commands.h>
 #include <default_bundle.h>
 #include <default_model.h>
+#include <open_tally.h>
+#include <temporary_folder.h>
 
 #include <CLI/CLI.hpp>
 
-#include <functional>
 #include <memory>
+#include <optional>
 
 namespace vel::stat {
 
 namespace {
+
+constexpr const char* builtIn = "(built-in model)";
 
 struct CaptureOptions {
   std::string plugIn;
@@ -20,6 +24,7 @@ struct CaptureOptions {
   std::uint32_t api = 3;
   std::string format = "text";
   std::string out;
+  bool all = false;
 };
 
 CapturedService registerService(host::Session& session, const host::MachineService& service) {
@@ -32,18 +37,22 @@ CapturedService registerService(host::Session& session, const host::MachineServi
   return captured;
 }
 
-CaptureResult capture(const CaptureOptions& options) {
-  const host::DeviceModel model = options.model.empty() ? host::parseDeviceModel(defaultModel, "(built-in model)")
-                                                        : host::readDeviceModel(options.model);
+// Leaves the store of what was published in `folder`.
+CaptureResult capture(const CaptureOptions& options, const std::filesystem::path& folder) {
+  const host::DeviceModel model =
+      options.model.empty() ? host::parseDeviceModel(defaultModel, builtIn) : host::readDeviceModel(options.model);
   host::Bundle bundle =
       host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : std::filesystem::path(options.plugIn));
 
   CaptureResult result{.api = options.api};
   result.device = model.name;
+  result.model = options.model.empty() ? builtIn : options.model;
+  result.version = VELSTAT_VERSION;
   result.plugIn = bundle.identifier();
   result.path = bundle.path().string();
 
   control::clearLog();
+  OpenTally tally(folder / tallyFileName);
   host::Machine machine(model);
   host::Session session(std::move(bundle), machine);
   session.open();
@@ -61,15 +70,22 @@ CaptureResult capture(const CaptureOptions& options) {
   result.handlers = session.stateHandlers();
   session.close();
   result.log = control::logLines();
+  result.metrics = tally.closeAndRead();
   return result;
 }
 
 int run(const CaptureOptions& options) {
-  const CaptureResult result = capture(options);
+  // The folder appears whole or not at all.
+  std::optional<TemporaryFolder> folder;
+  options.out.empty() ? folder.emplace() : folder.emplace(std::filesystem::path(options.out));
+  const CaptureResult result = capture(options, folder->path());
   if (!options.out.empty()) {
-    writeCapture(result, options.out);
+    writeCapture(result, folder->path());
+    folder->moveToWanted();
   }
-  writeStandardOutput(options.format == "json" ? captureJson(result) : captureText(result, Style::ofStandardOutput()));
+  writeStandardOutput(options.format == "json"
+                          ? captureJson(result)
+                          : captureText(result, options.all ? Detail::all : Detail::folded, Style::ofStandardOutput()));
   return 0;
 }
 
@@ -89,8 +105,9 @@ void addCapture(CLI::App& app, int& status) {
   command->add_option("--format", options->format, "How to show it")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
-  command->add_option("--out", options->out, "Also write records, property lists and log into this new folder")
+  command->add_option("--out", options->out, "Also write records, log, metrics and a manifest into this new folder")
       ->type_name("DIR");
+  command->add_flag("--all", options->all, "Show every value, line and message, however many");
   command->footer("Example:\n  velstat capture --model models/default.json --api 3 --out snapshot");
   command->callback([options, &status] { status = run(*options); });
 }

@@ -5,15 +5,11 @@
 
 #include <fmt/format.h>
 
-#include <sys/stat.h>
-
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <span>
-#include <system_error>
+#include <string_view>
 
 namespace vel::stat {
 
@@ -21,51 +17,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void fail(const fs::path& path, const std::string& reason) {
-  throw host::Error(fmt::format("{}: {}", path.string(), reason));
-}
-
-// A folder beside the one that is wanted, gone again unless it was moved there.
-class TemporaryFolder {
-public:
-  explicit TemporaryFolder(const fs::path& wanted) : path_(wanted.string() + ".XXXXXX") {
-    std::string name = path_.string();
-    if (mkdtemp(name.data()) == nullptr) {
-      fail(wanted, std::strerror(errno));
-    }
-    path_ = name;
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  const fs::path& path() const { return path_; }
-  void moveTo(const fs::path& wanted) {
-    fs::permissions(path_, fs::perms(0777) & ~currentMask());
-    if (std::rename(path_.c_str(), wanted.c_str()) != 0) {
-      fail(wanted, std::strerror(errno));
-    }
-  }
-
-private:
-  static fs::perms currentMask() {
-    const mode_t mask = umask(0);
-    umask(mask);
-    return fs::perms(mask);
-  }
-
-  fs::path path_;
-};
+constexpr const char* logFileName = "log.jsonl";
 
 void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
   std::ofstream file(path, std::ios::binary);
   file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   file.close();
   if (!file) {
-    fail(path, std::strerror(errno));
+    throw host::Error(fmt::format("{}: {}", path.string(), std::strerror(errno)));
   }
 }
 
@@ -79,28 +38,57 @@ std::string fileName(std::string_view title) {
   return name;
 }
 
-fs::path withoutSlash(const fs::path& folder) {
-  return folder.has_filename() ? folder : folder.parent_path();
+std::int64_t number(std::size_t count) {
+  return static_cast<std::int64_t>(count);
+}
+
+// What is in the folder, and where it came from.
+std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
+  std::string out;
+  JsonWriter json(out);
+  json.beginObject();
+  json.member("version", result.version);
+  json.member("device", result.device);
+  json.member("model", result.model);
+  json.member("plug-in", result.plugIn);
+  json.member("api", std::int64_t{result.api});
+  json.member("handlers", number(result.handlers));
+  json.key("records");
+  json.beginArray();
+  for (std::size_t i = 0; i < result.records.size(); ++i) {
+    const host::CapturedRecord& captured = result.records[i];
+    json.beginObject();
+    json.member("title", captured.record.title);
+    json.member("handler", number(captured.handler));
+    json.member("file", recordNames[i] + ".state");
+    json.member("size", number(captured.record.bytes.size()));
+    json.member("property list", recordNames[i] + ".plist");
+    json.member("property list size", std::int64_t{captured.record.dataSize});
+    json.endObject();
+  }
+  json.endArray();
+  json.key("log");
+  json.beginObject();
+  json.member("file", logFileName);
+  json.member("lines", number(result.log.size()));
+  json.endObject();
+  json.key("tally");
+  json.beginObject();
+  json.member("file", tallyFileName);
+  json.member("metrics", number(result.metrics.size()));
+  json.endObject();
+  json.endObject();
+  return out + '\n';
 }
 
 } // namespace
 
-void writeCapture(const CaptureResult& result, const std::filesystem::path& folder) {
-  const fs::path wanted = withoutSlash(folder);
-  std::error_code error;
-  if (fs::exists(wanted, error) && !fs::is_directory(wanted, error)) {
-    fail(folder, "exists and is no folder");
-  }
-  if (fs::exists(wanted, error) && !fs::is_empty(wanted, error)) {
-    fail(folder, "exists and is not empty");
-  }
-
-  TemporaryFolder files(wanted);
-  std::size_t number = 0;
+void writeCapture(const CaptureResult& result, const fs::path& folder) {
+  std::vector<std::string> names;
   for (const host::CapturedRecord& captured : result.records) {
-    const std::string name = fmt::format("{:03}-{}", ++number, fileName(captured.record.title));
-    writeFile(files.path() / (name + ".state"), captured.record.bytes);
-    writeFile(files.path() / (name + ".plist"), captured.record.data());
+    names.push_back(fmt::format("{:03}-{}", names.size() + 1, fileName(captured.record.title)));
+    writeFile(folder / (names.back() + ".state"), captured.record.bytes);
+    writeFile(folder / (names.back() + ".plist"), captured.record.data());
   }
   std::string log;
   for (const control::LogLine& line : result.log) {
@@ -108,8 +96,9 @@ void writeCapture(const CaptureResult& result, const std::filesystem::path& fold
     writeLogLine(json, line);
     log += '\n';
   }
-  writeFile(files.path() / "log.jsonl", std::as_bytes(std::span(log)));
-  files.moveTo(wanted);
+  writeFile(folder / logFileName, std::as_bytes(std::span(log)));
+  const std::string list = manifest(result, names);
+  writeFile(folder / "manifest.json", std::as_bytes(std::span(list)));
 }
 
 } // namespace vel::stat

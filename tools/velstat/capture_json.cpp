@@ -1,5 +1,6 @@
 #include <capture_result.h>
 #include <json_writer.h>
+#include <tally_output.h>
 
 #include <cstdint>
 
@@ -84,6 +85,8 @@ std::string captureJson(const CaptureResult& result) {
     writeLogLine(json, line);
   }
   json.endArray();
+  json.key("metrics");
+  writeTally(json, result.metrics);
   json.endObject();
   return out + '\n';
 }

@@ -7,7 +7,9 @@
 #include <output.h>
 
 #include <control/log.h>
+#include <control/tally.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -25,20 +27,29 @@ struct CapturedService {
 
 struct CaptureResult {
   std::string device;
-  std::string plugIn; // identifier of the bundle
-  std::string path;   // of the bundle
+  std::string model;   // where it was read from
+  std::string plugIn;  // identifier of the bundle
+  std::string path;    // of the bundle
+  std::string version; // of the command
   std::uint32_t api = 0;
   std::vector<CapturedService> services;
   std::size_t handlers = 0;
   std::vector<host::CapturedRecord> records;
   std::vector<control::LogLine> log;
+  std::vector<control::TallyRow> metrics; // what was published, as the store holds it
 };
 
-std::string captureText(const CaptureResult& result, const Style& style);
+// Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
+enum class Detail { folded, all };
+
+std::string captureText(const CaptureResult& result, Detail detail, const Style& style);
 std::string captureJson(const CaptureResult& result);
 void writeLogLine(JsonWriter& json, const control::LogLine& line);
-// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list) and log.jsonl. The folder appears whole
-// or not at all; one that exists must be empty. Throws host::Error.
+
+// The name of the store in the folder.
+constexpr const char* tallyFileName = "tally.sqlite";
+// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl and manifest.json into a
+// folder that exists. Throws host::Error.
 void writeCapture(const CaptureResult& result, const std::filesystem::path& folder);
 
 } // namespace vel::stat

@@ -1,10 +1,12 @@
 #include <capture_result.h>
 #include <escape.h>
-#include <tree.h>
+#include <record_groups.h>
+#include <tally_output.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <utility>
 
@@ -12,9 +14,7 @@ namespace vel::stat {
 
 namespace {
 
-std::string count(std::size_t number, std::string_view what) {
-  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
-}
+constexpr std::size_t shownLogLines = 6; // different ones of a level
 
 std::string usagesText(const CapturedService& service) {
   std::string text;
@@ -37,7 +37,7 @@ std::string outcome(const CapturedService& service) {
     text = service.opened ? "opened, no state handlers" : "not taken";
   }
   if (service.logLines > 0) {
-    text += fmt::format(" ({})", count(service.logLines, "log line"));
+    text += fmt::format(" ({})", countText(service.logLines, "log line"));
   }
   return text;
 }
@@ -47,26 +47,16 @@ void appendServices(std::string& out, const CaptureResult& result, const Style& 
   std::size_t nameWidth = 0;
   std::size_t usagesWidth = 0;
   for (const CapturedService& service : result.services) {
-    nameWidth = std::max(nameWidth, escape(service.name).size());
+    nameWidth = std::max(nameWidth, columns(escape(service.name)));
     usagesWidth = std::max(usagesWidth, usagesText(service).size());
   }
   for (const CapturedService& service : result.services) {
-    out += fmt::format("  {:{}}  {:{}}  {}\n", escape(service.name), nameWidth, usagesText(service), usagesWidth,
-                       outcome(service));
+    const std::string name = escape(service.name);
+    out += fmt::format("  {}{}  {:{}}  {}\n", name, std::string(nameWidth - columns(name), ' '), usagesText(service),
+                       usagesWidth, outcome(service));
   }
   if (result.services.empty()) {
     out += "  none\n";
-  }
-}
-
-void appendRecords(std::string& out, const CaptureResult& result, const Style& style) {
-  out += style.bold("Records") +
-         fmt::format(": {} from {}\n", result.records.size(), count(result.handlers, "state handler"));
-  for (const host::CapturedRecord& captured : result.records) {
-    out += '\n' + std::string("  ") + style.bold(escape(captured.record.title)) +
-           style.dim(fmt::format("  state handler {}, {}", captured.handler, count(captured.record.dataSize, "byte"))) +
-           '\n';
-    appendTree(out, captured.record.value, 4, style);
   }
 }
 
@@ -97,27 +87,64 @@ std::vector<RepeatedLine> fold(const std::vector<control::LogLine>& log) {
   return folded;
 }
 
-void appendLog(std::string& out, const CaptureResult& result, const Style& style) {
-  out += style.bold("Log") + fmt::format(": {}\n", count(result.log.size(), "line"));
-  for (const auto& [line, times] : fold(result.log)) {
-    const std::string level = fmt::format("{:7}", control::logLevelName(line->type));
-    const bool severe = line->type == OS_LOG_TYPE_ERROR || line->type == OS_LOG_TYPE_FAULT;
-    out += fmt::format("  {}  {}", severe ? style.red(level) : level, escape(trimmed(line->message)));
-    out += times == 1 ? "\n" : style.dim(fmt::format("  ({} times)", times)) + '\n';
+// The worst first.
+constexpr std::array levels = {OS_LOG_TYPE_FAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO,
+                               OS_LOG_TYPE_DEBUG};
+
+void appendLog(std::string& out, const CaptureResult& result, Detail detail, const Style& style) {
+  out += style.bold("Log") + fmt::format(": {}\n", countText(result.log.size(), "line"));
+  const std::vector<RepeatedLine> folded = fold(result.log);
+  for (const os_log_type_t level : levels) {
+    std::size_t shown = 0;
+    std::size_t hidden = 0;
+    for (const auto& [line, times] : folded) {
+      if (line->type != level) {
+        continue;
+      }
+      if (detail == Detail::folded && shown == shownLogLines) {
+        hidden += times;
+        continue;
+      }
+      ++shown;
+      const std::string name = fmt::format("{:7}", control::logLevelName(level));
+      const bool severe = level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT;
+      out += fmt::format("  {}  {}", severe ? style.red(name) : name, escape(trimmed(line->message)));
+      out += times == 1 ? "\n" : style.dim(fmt::format(" × {}", times)) + '\n';
+    }
+    if (hidden > 0) {
+      out += "           " + style.dim(fmt::format("… {} more (--all)", hidden)) + '\n';
+    }
+  }
+}
+
+void appendMetrics(std::string& out, const CaptureResult& result, const Style& style) {
+  out += style.bold("Metrics") + fmt::format(": {}\n", countText(result.metrics.size(), "key"));
+  if (!result.metrics.empty()) {
+    // Behind the margin that everything here has.
+    const std::string table = tallyTable(result.metrics, style, TallyTimes::hidden);
+    for (std::size_t begin = 0; begin < table.size();) {
+      const std::size_t end = table.find('\n', begin) + 1;
+      out += end - begin == 1 ? "" : "  ";
+      out += table.substr(begin, end - begin);
+      begin = end;
+    }
   }
 }
 
 } // namespace
 
-std::string captureText(const CaptureResult& result, const Style& style) {
+std::string captureText(const CaptureResult& result, Detail detail, const Style& style) {
   std::string out =
       fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
                   escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
   appendServices(out, result, style);
+  out += '\n' + style.bold("Records") +
+         fmt::format(": {} from {}\n", result.records.size(), countText(result.handlers, "state handler"));
+  (detail == Detail::folded ? appendRecordGroups : appendRecords)(out, result.records, style);
   out += '\n';
-  appendRecords(out, result, style);
+  appendLog(out, result, detail, style);
   out += '\n';
-  appendLog(out, result, style);
+  appendMetrics(out, result, style);
   return out;
 }
 

@@ -12,6 +12,7 @@ void addCapture(CLI::App& app, int& status);
 void addDecode(CLI::App& app, int& status);
 void addGenerate(CLI::App& app, int& status);
 void addDiff(CLI::App& app, int& status);
+void addPublish(CLI::App& app, int& status);
 void addShow(CLI::App& app, int& status);
 void addTally(CLI::App& app, int& status);
 

@@ -30,6 +30,7 @@ int run(int argc, char** argv) {
   vel::stat::addGenerate(app, status);
   vel::stat::addShow(app, status);
   vel::stat::addTally(app, status);
+  vel::stat::addPublish(app, status);
   vel::stat::addDiff(app, status);
 
   try {

@@ -1,0 +1,32 @@
+#include <open_tally.h>
+
+#include <host/error.h>
+
+#include <stdexcept>
+
+namespace vel::stat {
+
+OpenTally::OpenTally(const std::filesystem::path& path) : path_(path) {
+  try {
+    control::openTallyStore(path);
+  } catch (const std::runtime_error& error) {
+    throw host::Error(error.what());
+  }
+  control::keepTallyInMemory(false);
+}
+
+OpenTally::~OpenTally() {
+  control::closeTallyStore();
+  control::keepTallyInMemory(true);
+}
+
+std::vector<control::TallyRow> OpenTally::closeAndRead() {
+  control::closeTallyStore();
+  try {
+    return control::readTallyStore(path_);
+  } catch (const std::runtime_error& error) {
+    throw host::Error(error.what());
+  }
+}
+
+} // namespace vel::stat

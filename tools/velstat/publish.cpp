@@ -1,0 +1,135 @@
+// velstat publish: analytics entries from a file, through the plug-in's data callback, into a store.
+
+#include <commands.h>
+#include <default_bundle.h>
+#include <default_model.h>
+#include <escape.h>
+#include <open_tally.h>
+
+#include <host/analytics.h>
+#include <host/error.h>
+#include <host/files.h>
+#include <host/session.h>
+
+#include <control/log.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <span>
+#include <stdexcept>
+
+namespace vel::stat {
+
+namespace {
+
+struct PublishOptions {
+  std::string entries;
+  std::string tally;
+  std::string model;
+  std::string plugIn;
+  std::string log;
+};
+
+constexpr std::size_t fileLimit = std::size_t{1} << 30;
+constexpr std::size_t batchEntries = 65536; // stored as one
+
+std::string readEntries(const std::string& path) {
+  std::string entries = host::readFile(path, fileLimit);
+  if (const std::size_t rest = entries.size() % host::entrySize; rest != 0) {
+    throw host::Error(fmt::format("{}: offset {}: an entry of {} of its {} bytes; the file has {} bytes",
+                                  path == "-" ? "standard input" : path, entries.size() - rest, rest, host::entrySize,
+                                  entries.size()));
+  }
+  return entries;
+}
+
+// Those that the plug-in skips.
+std::size_t otherVersions(std::string_view entries) {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < entries.size(); i += host::entrySize) {
+    count += static_cast<std::uint8_t>(entries[i]) == host::entryVersion ? 0 : 1;
+  }
+  return count;
+}
+
+// The service whose device takes batches.
+const host::MachineService& registerServices(host::Session& session, const host::Machine& machine) {
+  const host::MachineService* taker = nullptr;
+  for (const host::MachineService& service : machine.services()) {
+    session.registerService(service);
+    if (taker == nullptr && service.device->hasCallback()) {
+      taker = &service;
+    }
+  }
+  if (taker == nullptr) {
+    throw host::Error("no service of the model takes analytics: one needs \"KIPSupportsTallyStore\" and a device");
+  }
+  return *taker;
+}
+
+void logTo(const std::string& path) {
+  control::keepLogInMemory(false);
+  if (!path.empty()) {
+    try {
+      control::setLogFile(path);
+    } catch (const std::runtime_error& error) {
+      throw host::Error(error.what());
+    }
+  }
+}
+
+int run(const PublishOptions& options) {
+  const std::string entries = readEntries(options.entries);
+  const host::DeviceModel model = options.model.empty() ? host::parseDeviceModel(defaultModel, "(built-in model)")
+                                                        : host::readDeviceModel(options.model);
+  host::Bundle bundle =
+      host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : std::filesystem::path(options.plugIn));
+  logTo(options.log);
+  host::Machine machine(model);
+  host::Session session(std::move(bundle), machine);
+  session.open();
+  session.schedule();
+  const host::MachineService& taker = registerServices(session, machine);
+  const OpenTally tally(options.tally);
+  const auto bytes = std::as_bytes(std::span(entries));
+  for (std::size_t begin = 0; begin < bytes.size(); begin += batchEntries * host::entrySize) {
+    const auto batch = bytes.subspan(begin, std::min(batchEntries * host::entrySize, bytes.size() - begin));
+    session.deliverAnalytics(taker, {batch.begin(), batch.end()});
+    session.drain();
+  }
+  session.close();
+  const std::size_t count = entries.size() / host::entrySize;
+  const std::size_t skipped = otherVersions(entries);
+  std::string report = fmt::format("{} {} published into {}", count - skipped,
+                                   count - skipped == 1 ? "entry" : "entries", options.tally);
+  if (skipped > 0) {
+    report += fmt::format(", {} of another version of the key table skipped", skipped);
+  }
+  fmt::print(stderr, "{}\n", escape(report));
+  return 0;
+}
+
+} // namespace
+
+void addPublish(CLI::App& app, int& status) {
+  auto options = std::make_shared<PublishOptions>();
+  CLI::App* const command =
+      app.add_subcommand("publish", "Publish analytics entries from a file through the plug-in into a store");
+  command->add_option("entries", options->entries, "Entries of 7 bytes one behind the other, - for standard input")
+      ->type_name("FILE")
+      ->required();
+  command->add_option("--tally", options->tally, "The store, made when there is none")->type_name("FILE")->required();
+  command->add_option("--model", options->model, "The device model (default: built in); its own batches stay out")
+      ->type_name("FILE");
+  command->add_option("--plugin", options->plugIn, "The plug-in bundle (default: the one beside this command)")
+      ->type_name("BUNDLE");
+  command->add_option("--log", options->log, "Write the plug-in's log into this file, as JSON lines")
+      ->type_name("FILE");
+  command->footer("Example:\n  velstat publish --tally tally.sqlite --log publish.jsonl entries.bin");
+  command->callback([options, &status] { status = run(*options); });
+}
+
+} // namespace vel::stat

@@ -1,0 +1,304 @@
+#include <escape.h>
+#include <profile_summary.h>
+#include <record_groups.h>
+#include <tree.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+namespace vel::stat {
+
+namespace {
+
+using host::Dictionary;
+using host::Value;
+
+constexpr std::size_t shownLeaves = 12; // a dictionary of more is cut
+constexpr std::size_t keptLeaves = 6;   // to so many
+constexpr std::size_t shownLines = 3;   // of an array
+constexpr std::size_t shownKinds = 3;   // of profile records
+constexpr std::size_t widestCell = 34;  // in columns
+constexpr std::size_t widestLine = 110;
+
+std::string moreText(std::size_t count, std::string_view what) {
+  return fmt::format("… {} more{} (--all)", count, what);
+}
+
+// Already escaped text, cut to so many columns.
+std::string cut(std::string text, std::size_t width) {
+  if (columns(text) <= width) {
+    return text;
+  }
+  std::size_t end = 0;
+  for (std::size_t shown = 0; shown + 1 < width; ++shown) {
+    ++end;
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
+      ++end;
+    }
+  }
+  return text.substr(0, end) + "…";
+}
+
+// A header and lines of cells below each other.
+using Cells = std::vector<std::vector<std::string>>;
+
+void appendCells(std::string& out, const Cells& cells, std::size_t indent, const Style& style) {
+  std::vector<std::size_t> widths;
+  for (const auto& line : cells) {
+    widths.resize(std::max(widths.size(), line.size()));
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      widths[i] = std::max(widths[i], columns(line[i]));
+    }
+  }
+  for (const auto& line : cells) {
+    std::string text(indent, ' ');
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      text += line[i] + std::string(widths[i] - columns(line[i]) + 2, ' ');
+    }
+    text.resize(text.find_last_not_of(' ') + 1);
+    out += (&line == &cells.front() ? style.dim(text) : text) + '\n';
+  }
+}
+
+bool isFlat(const Dictionary& dictionary) {
+  return !dictionary.empty() &&
+         std::all_of(dictionary.begin(), dictionary.end(), [](const auto& member) { return isLeaf(member.value); });
+}
+
+bool haveSameKeys(const Dictionary& a, const Dictionary& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [](const auto& left, const auto& right) { return left.key == right.key; });
+}
+
+// Members that are flat dictionaries of the same keys, from this place on.
+std::size_t tableLength(const Dictionary& dictionary, std::size_t begin) {
+  std::size_t end = begin;
+  const Dictionary* const first = dictionary[begin].value.as<Dictionary>();
+  while (first != nullptr && isFlat(*first) && end < dictionary.size()) {
+    const Dictionary* const next = dictionary[end].value.as<Dictionary>();
+    if (next == nullptr || !isFlat(*next) || !haveSameKeys(*first, *next)) {
+      break;
+    }
+    ++end;
+  }
+  return end - begin;
+}
+
+void appendMemberTable(std::string& out, std::span<const host::Member> members, std::size_t indent,
+                       const Style& style) {
+  Cells cells(1);
+  cells[0].emplace_back();
+  for (const host::Member& column : *members.front().value.as<Dictionary>()) {
+    cells[0].push_back(cut(escape(column.key), widestCell));
+  }
+  for (const host::Member& member : members) {
+    cells.push_back({cut(escape(member.key), widestCell)});
+    for (const host::Member& column : *member.value.as<Dictionary>()) {
+      cells.back().push_back(cut(leafText(column.value), widestCell));
+    }
+  }
+  appendCells(out, cells, indent, style);
+}
+
+// As a tree, but neighbours of the same keys as a table, and of many leaves the first.
+void appendFolded(std::string& out, const Dictionary& dictionary, std::size_t indent, const Style& style) {
+  Dictionary leaves;
+  for (const host::Member& member : dictionary) {
+    if (isLeaf(member.value)) {
+      leaves.push_back(member);
+    }
+  }
+  const std::size_t all = leaves.size();
+  if (all > shownLeaves) {
+    leaves.resize(keptLeaves);
+  }
+  if (!leaves.empty()) {
+    appendTree(out, Value{leaves}, indent, style);
+  }
+  if (leaves.size() < all) {
+    out += std::string(indent, ' ') + style.dim(moreText(all - leaves.size(), "")) + '\n';
+  }
+  for (std::size_t i = 0; i < dictionary.size();) {
+    const host::Member& member = dictionary[i];
+    if (const std::size_t length = tableLength(dictionary, i); length > 1) {
+      appendMemberTable(out, std::span(dictionary).subspan(i, length), indent, style);
+      i += length;
+      continue;
+    }
+    if (!isLeaf(member.value)) {
+      out += std::string(indent, ' ') + escape(member.key) + '\n';
+      if (const auto* inner = member.value.as<Dictionary>()) {
+        appendFolded(out, *inner, indent + 2, style);
+      } else {
+        appendTree(out, member.value, indent + 2, style);
+      }
+    }
+    ++i;
+  }
+}
+
+struct Group {
+  std::string likeness;
+  std::vector<const host::CapturedRecord*> records;
+};
+
+// A title without its numbers.
+std::string likenessOf(std::string_view title) {
+  std::string likeness;
+  for (const char c : title) {
+    const bool digit = c >= '0' && c <= '9';
+    if (!digit || !likeness.ends_with('#')) {
+      likeness += digit ? '#' : c;
+    }
+  }
+  return likeness;
+}
+
+std::vector<Group> group(const std::vector<host::CapturedRecord>& records) {
+  std::vector<Group> groups;
+  for (const host::CapturedRecord& captured : records) {
+    const bool isArray = captured.record.value.as<host::Array>() != nullptr;
+    const std::string likeness = likenessOf(captured.record.title) + (isArray ? "[]" : "{}");
+    auto found =
+        std::find_if(groups.begin(), groups.end(), [&](const Group& known) { return known.likeness == likeness; });
+    if (found == groups.end()) {
+      found = groups.insert(groups.end(), {likeness, {}});
+    }
+    found->records.push_back(&captured);
+  }
+  return groups;
+}
+
+// "state handlers 3 to 50" for neighbours, else the first and how many there are.
+std::string handlersText(const Group& group) {
+  const std::size_t first = group.records.front()->handler;
+  const std::size_t last = group.records.back()->handler;
+  if (group.records.size() == 1) {
+    return fmt::format("state handler {}", first);
+  }
+  if (last - first + 1 == group.records.size()) {
+    return fmt::format("state handlers {} to {}", first, last);
+  }
+  return fmt::format("{} of state handlers {} to {}", group.records.size(), first, last);
+}
+
+// What is told of many records that are dictionaries: for each a line of these members; "*" stands for any ending, and
+// of the names that it covers the text up to a colon is told.
+constexpr std::string_view sensorColumns[] = {"sensorType", "manufacturer", "model",   "reportInterval",
+                                              "client*",    "extra*",       "APEvents"};
+
+std::string cellOf(const Dictionary& dictionary, std::string_view column) {
+  const bool many = column.ends_with('*');
+  std::string text;
+  for (const host::Member& member : dictionary) {
+    if (many ? member.key.starts_with(column.substr(0, column.size() - 1)) : member.key == column) {
+      std::string leaf = isLeaf(member.value) ? leafText(member.value) : "(more)";
+      if (many) {
+        leaf.resize(std::min(leaf.find(':'), leaf.size()));
+      }
+      text += (text.empty() ? "" : ", ") + leaf;
+    }
+  }
+  return cut(std::move(text), widestCell);
+}
+
+// False when they have none of the members that are told.
+bool appendOverview(std::string& out, const Group& group, const Style& style) {
+  Cells cells(1);
+  for (const std::string_view column : sensorColumns) {
+    cells[0].emplace_back(column.substr(0, column.find('*')));
+  }
+  bool found = false;
+  std::size_t keys = 0;
+  for (const host::CapturedRecord* captured : group.records) {
+    const auto& dictionary = *captured->record.value.as<Dictionary>();
+    keys += dictionary.size();
+    cells.emplace_back();
+    for (const std::string_view column : sensorColumns) {
+      cells.back().push_back(cellOf(dictionary, column));
+      found = found || !cells.back().back().empty();
+    }
+  }
+  if (found) {
+    appendCells(out, cells, 4, style);
+    out += "    " + style.dim(fmt::format("… all {} (--all)", countText(keys, "value"))) + '\n';
+  }
+  return found;
+}
+
+void appendLines(std::string& out, const Group& group, const Style& style) {
+  std::vector<std::string_view> lines;
+  for (const host::CapturedRecord* captured : group.records) {
+    for (const Value& item : *captured->record.value.as<host::Array>()) {
+      if (const auto* line = item.as<std::string>()) {
+        lines.push_back(*line);
+      }
+    }
+  }
+  if (lines.empty()) {
+    out += "    no lines\n";
+    return;
+  }
+  out += "    " + style.dim("categories") + "  " + cut(escape(categoriesText(lines)), widestLine) + '\n';
+  out += "    " + style.dim("commonest ") + "  " + escape(kindsText(lines, shownKinds)) + '\n';
+  for (std::size_t i = 0; i < std::min(lines.size(), shownLines); ++i) {
+    out += "    " + cut(escape(readProfileLine(lines[i]).brief()), widestLine) + '\n';
+  }
+  if (lines.size() > shownLines) {
+    out += "    " + style.dim(moreText(lines.size() - shownLines, "")) + '\n';
+  }
+}
+
+std::size_t lineCount(const Group& group) {
+  std::size_t lines = 0;
+  for (const host::CapturedRecord* captured : group.records) {
+    lines += captured->record.value.as<host::Array>()->size();
+  }
+  return lines;
+}
+
+} // namespace
+
+std::string countText(std::size_t number, std::string_view what) {
+  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+}
+
+void appendRecords(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
+  for (const host::CapturedRecord& captured : records) {
+    out += "\n  " + style.bold(escape(captured.record.title)) +
+           style.dim(
+               fmt::format("  state handler {}, {}", captured.handler, countText(captured.record.dataSize, "byte"))) +
+           '\n';
+    appendTree(out, captured.record.value, 4, style);
+  }
+}
+
+void appendRecordGroups(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
+  for (const Group& group : group(records)) {
+    const host::Record& first = group.records.front()->record;
+    const bool isArray = first.value.as<host::Array>() != nullptr;
+    std::string note = handlersText(group);
+    if (isArray) {
+      note += fmt::format(", {}", countText(lineCount(group), "line"));
+    }
+    out += "\n  " + style.bold(escape(first.title));
+    out += group.records.size() == 1 ? "" : fmt::format(" and {} more like it", group.records.size() - 1);
+    out += style.dim("  " + note) + '\n';
+    const auto* dictionary = first.value.as<Dictionary>();
+    if (isArray) {
+      appendLines(out, group, style);
+    } else if (dictionary == nullptr) {
+      appendTree(out, first.value, 4, style);
+    } else if (group.records.size() == 1) {
+      appendFolded(out, *dictionary, 4, style);
+    } else if (!appendOverview(out, group, style)) {
+      appendFolded(out, *dictionary, 4, style);
+      out += "    " + style.dim(moreText(group.records.size() - 1, " like it")) + '\n';
+    }
+  }
+}
+
+} // namespace vel::stat

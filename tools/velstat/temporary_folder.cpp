@@ -1,0 +1,70 @@
+#include <temporary_folder.h>
+
+#include <host/error.h>
+
+#include <fmt/format.h>
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <system_error>
+
+namespace vel::stat {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+[[noreturn]] void fail(const fs::path& path, const std::string& reason) {
+  throw host::Error(fmt::format("{}: {}", path.string(), reason));
+}
+
+fs::perms currentMask() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return fs::perms(mask);
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder() {
+  make(fs::temp_directory_path() / "velstat.XXXXXX");
+}
+
+TemporaryFolder::TemporaryFolder(const fs::path& wanted)
+    : wanted_(wanted.has_filename() ? wanted : wanted.parent_path()) {
+  std::error_code error;
+  if (fs::exists(wanted_, error) && !fs::is_directory(wanted_, error)) {
+    fail(wanted, "exists and is no folder");
+  }
+  if (fs::exists(wanted_, error) && !fs::is_empty(wanted_, error)) {
+    fail(wanted, "exists and is not empty");
+  }
+  make(wanted_.string() + ".XXXXXX");
+}
+
+void TemporaryFolder::make(fs::path pattern) {
+  std::string name = pattern.string();
+  if (mkdtemp(name.data()) == nullptr) {
+    fail(wanted_.empty() ? pattern : wanted_, std::strerror(errno));
+  }
+  path_ = name;
+}
+
+TemporaryFolder::~TemporaryFolder() {
+  std::error_code ignored;
+  fs::remove_all(path_, ignored);
+}
+
+void TemporaryFolder::moveToWanted() {
+  fs::permissions(path_, fs::perms(0777) & ~currentMask());
+  if (std::rename(path_.c_str(), wanted_.c_str()) != 0) {
+    fail(wanted_, std::strerror(errno));
+  }
+}
+
+} // namespace vel::stat
