@@ -32,7 +32,8 @@ fs::perms currentMask() {
 } // namespace
 
 TemporaryFolder::TemporaryFolder() {
-  make(fs::temp_directory_path() / "velstat.XXXXXX");
+  const char* const chosen = std::getenv("TMPDIR");
+  make(fs::path(chosen == nullptr || *chosen == '\0' ? "/tmp" : chosen) / "velstat.XXXXXX");
 }
 
 TemporaryFolder::TemporaryFolder(const fs::path& wanted)
