@@ -1,12 +1,18 @@
 // A modelled device's user clients, called as a plug-in calls them.
 #include <host/modelled_device.h>
 
+#include <TallyStore/TallyStore.h>
 #include <control/queue.h>
+#include <control/tally.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <sys/resource.h>
 #include <thread>
 
 namespace {
@@ -204,6 +210,42 @@ TEST_F(Analytics, BatchesArriveInOrderOnTheQueueCountedInEntries) {
   EXPECT_TRUE(device.deliverAnalytics(bytes("ABCDEFG")));
   vel::control::drain(queue);
   EXPECT_THAT(received, testing::ElementsAre("1234567abcdefg", "ABCDEFG"));
+}
+
+// A batch is one transaction of the store: a full disk, which a limit on file sizes stands for here, takes it whole.
+TEST_F(Analytics, BatchThatCannotBeStored_IsToldOnceAndLeavesNothing) {
+  namespace fs = std::filesystem;
+  std::string folder = (fs::temp_directory_path() / "modelled-device-XXXXXX").string();
+  ASSERT_NE(mkdtemp(folder.data()), nullptr);
+  const fs::path store = fs::path(folder) / "tally.sqlite";
+  vel::control::openTallyStore(store);
+  (*interface)
+      ->setDataCallback(
+          interface, [](void*, void*, std::size_t) { TSClientAddValueForScalarKey(CFSTR("key"), 1); }, this);
+
+  const auto deliver = [&] {
+    EXPECT_TRUE(device.deliverAnalytics(bytes("1234567")));
+    vel::control::drain(queue);
+  };
+  deliver();
+  EXPECT_EQ(device.takeFailure(), std::nullopt);
+  EXPECT_EQ(vel::control::readTallyStore(store).at(0).scalar.value, 1);
+
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit usual = {};
+  getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit full = {.rlim_cur = 0, .rlim_max = usual.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &full);
+  deliver();
+  setrlimit(RLIMIT_FSIZE, &usual);
+  EXPECT_THAT(device.takeFailure().value_or(""), testing::StartsWith(store.string() + ": "));
+  EXPECT_EQ(device.takeFailure(), std::nullopt);
+
+  deliver();
+  EXPECT_EQ(device.takeFailure(), std::nullopt);
+  vel::control::closeTallyStore();
+  EXPECT_EQ(vel::control::readTallyStore(store).at(0).scalar.value, 2);
+  fs::remove_all(folder);
 }
 
 TEST_F(Analytics, DroppedCallback_IsNotCalledForWhatIsQueued) {
