@@ -43,6 +43,9 @@ std::size_t sequenceLength(std::string_view text) {
 enum class ControlCharacters { kept, escaped };
 
 std::string printable(std::string_view text, ControlCharacters controls) {
+  if (controls == ControlCharacters::kept && utf16Length(text)) {
+    return std::string(text); // nearly always
+  }
   std::string out;
   while (!text.empty()) {
     const auto length = sequenceLength(text);
