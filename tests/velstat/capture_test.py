@@ -61,6 +61,19 @@ class Shown(Temporary):
                     golden.write_text(without_source_lines(result.stdout))
                 self.assertEqual(without_source_lines(result.stdout), golden.read_text())
 
+    def test_every_model_under_every_api(self):
+        for path in MODELS.glob("*.json"):
+            if path.stem == "device-model.schema":
+                continue
+            for api in ("0", "1", "2", "4", "4294967295"):
+                with self.subTest(path.stem, api=api):
+                    result = run("capture", "--format", "json", "--model", path, "--api", api)
+                    self.assertEqual((result.returncode, result.stderr), (0, ""))
+                    titles = [record["title"] for record in json.loads(result.stdout)["records"]]
+                    if int(api) < 2:
+                        self.assertEqual(titles, [])
+                    self.assertEqual([title for title in titles if not title.startswith("KIP Profile ")], [])
+
     def test_default_model_fits_two_screens(self):
         self.assertLess(len(run("capture").stdout.splitlines()), 110)
 
