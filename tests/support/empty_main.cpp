@@ -1,0 +1,2 @@
+// Owns the header that all tests share; does nothing.
+int main() {}
