@@ -13,13 +13,7 @@ using namespace vel::control;
 
 namespace {
 
-class TallyBatches : public TallyFile {
-protected:
-  void SetUp() override {
-    TallyFile::SetUp();
-    openTallyStore(path);
-  }
-};
+class TallyBatches : public OpenTallyFile {};
 
 TEST_F(TallyBatches, Batch_IsSeenAtItsEnd) {
   add("before", 1);

@@ -115,3 +115,12 @@ protected:
   std::filesystem::path folder_;
   std::filesystem::path path;
 };
+
+// The same with a store that is open.
+class OpenTallyFile : public TallyFile {
+protected:
+  void SetUp() override {
+    TallyFile::SetUp();
+    vel::control::openTallyStore(path);
+  }
+};
