@@ -59,7 +59,7 @@ TEST_F(BootTime, CanBeChosen) {
     std::int64_t rest;
   };
   for (const auto& row : {Row{1'700'000'000'123'456, 1'700'000'000, 123'456}, Row{0, 0, 0}, Row{999'999, 0, 999'999},
-                          Row{-1, -1, 999'999}, Row{-1'000'000, -1, 0}}) {
+                          Row{-1, -1, 999'999}, Row{-1'000'000, -1, 0}, Row{INT64_MIN, -9'223'372'036'855, 224'192}}) {
     setBootTime(row.microseconds);
     EXPECT_EQ(read().tv_sec, row.seconds) << row.microseconds;
     EXPECT_EQ(read().tv_usec, row.rest) << row.microseconds;

@@ -75,7 +75,7 @@ extern "C" int sysctl(const int* name, unsigned int nameLength, void* old, size_
     }
     // Microseconds count upwards from the second, also before 1970.
     time.tv_usec = (*boot % microsecondsPerSecond + microsecondsPerSecond) % microsecondsPerSecond;
-    time.tv_sec = (*boot - time.tv_usec) / microsecondsPerSecond;
+    time.tv_sec = *boot / microsecondsPerSecond - (*boot % microsecondsPerSecond < 0 ? 1 : 0);
     std::memcpy(old, &time, sizeof(time));
   }
   *oldSize = sizeof(time);
