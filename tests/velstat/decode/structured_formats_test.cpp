@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 
 std::vector<_VelProfileReport> anyRecords() {
-  constexpr std::size_t count = 20000;
+  constexpr std::size_t count = 2000;
   std::vector<_VelProfileReport> records(2 * count);
   synthetic::RandomStream(17).fill({records.data(), count});
   synthetic::FlowStream(17).fill({records.data() + count, count});
