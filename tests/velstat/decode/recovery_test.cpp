@@ -109,6 +109,12 @@ INSTANTIATE_TEST_SUITE_P(
              range(100, 20),
              {"FILE: offset 480: damage, 480 bytes skipped"}},
         Case{"ZerosAlone", zeros, {}, {"FILE: offset 0: damage, 480 bytes skipped"}},
+        Case{"OneRecordOfZeros", Bytes(48, 0), {}, {"FILE: offset 0: damage, 48 bytes skipped"}},
+        // Number and time 0 are just a little behind.
+        Case{"ZerosAfterSmallNumbers",
+             joined({records(1, 5), Bytes(48, 0)}),
+             range(1, 5),
+             {"FILE: offset 240: damage, 48 bytes skipped"}},
         Case{"TwoDamages",
              joined({garbage, ten, garbage, records(110, 10)}),
              range(100, 20),

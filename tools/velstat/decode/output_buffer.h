@@ -25,7 +25,7 @@ public:
   void claim(std::size_t size) noexcept { size_ += size; }
 
   void append(std::string_view text) {
-    std::memcpy(room(text.size()), text.data(), text.size());
+    std::copy(text.begin(), text.end(), room(text.size()));
     size_ += text.size();
   }
   void append(char character) {
