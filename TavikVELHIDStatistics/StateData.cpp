@@ -1,6 +1,6 @@
 #include "StateData.h"
 
-#include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -46,7 +46,7 @@ os_state_data_s* copyStateData(const void* propertyList, const char* title) {
   if (record != nullptr) {
     record->type = OS_STATE_DATA_SERIALIZED_PROPERTY_LIST;
     record->dataSize = static_cast<uint32_t>(size);
-    std::memcpy(record->title, title, std::min(std::strlen(title), sizeof record->title - 1));
+    std::snprintf(record->title, sizeof record->title, "%s", title);
     std::memcpy(record->data, CFDataGetBytePtr(data), size);
   }
   CFRelease(data);

@@ -53,13 +53,14 @@ constexpr std::size_t longest_payload() {
 constexpr std::size_t longest_head = category_pieces.longest() + component_pieces.longest() + event_pieces.longest() +
                                      datatype_pieces.longest() + longest_u64 + sequence_key.length + 10 + 1;
 constexpr std::size_t longest_tail = type_id_key.length + category_id_key.length + component_id_key.length +
-                                     event_id_key.length + 4 * std::size("255,") + dump_key.length + 48 * 4;
+                                     event_id_key.length + 4 * std::size("255,") + dump_key.length +
+                                     48 * std::size_t{4};
 constexpr std::size_t longest_times = calendar_key.length + wall_text_size + boot_key.length + longest_u64;
 static_assert(longest_head + longest_payload() + longest_tail + longest_times + 2 + spill <= text_capacity,
               "a text, its brace and its newline fit");
 
 // Names as given: the head keeps its keys and paddings and gains the names.
-static_assert(longest_head + 4 * 12 + ample_names + spill <= text_capacity);
+static_assert(longest_head + std::size_t{4} * 12 + ample_names + spill <= text_capacity);
 static_assert(longest_text(layouts::zorb_event) + longest_text(layouts::event) + ample_names + spill <= text_capacity);
 
 char* write_clocks(char* p, const unsigned char* record) noexcept {

@@ -21,7 +21,7 @@ bool write_second_text(std::uint64_t second, char (&out)[second_text_length]) no
     at[0] = static_cast<char>('0' + value / 10);
     at[1] = static_cast<char>('0' + value % 10);
   };
-  std::memcpy(out, months + 3 * local.tm_mon, 3);
+  std::memcpy(out, months + std::ptrdiff_t{3} * local.tm_mon, 3);
   out[3] = ' ';
   two_digits(out + 4, local.tm_mday);
   out[6] = ' ';
