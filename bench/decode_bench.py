@@ -163,7 +163,7 @@ def measure(velstat, count, rounds, folder, with_babeltrace):
         if read != size:
             sys.exit("the pipe lost bytes")
         keep("pipe", seconds)
-        for block in (MEBIBYTE // 4, MEBIBYTE):
+        for block in (MEBIBYTE // 8, MEBIBYTE // 4, MEBIBYTE):
             keep("memory", through_pipe(sys.executable, "-c", WRITE, size, block)[0])
 
     print(f"{count} records of 48 bytes, {size / count:.0f} bytes of text each; best of {rounds} rounds\n")

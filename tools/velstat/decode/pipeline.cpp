@@ -87,9 +87,12 @@ private:
       lock.lock();
       ++nextWritten_;
       free_.push_back(next);
-      freed_.notify_one();
+      if (free_.size() >= units_.size() / 2) {
+        freed_.notify_all(); // not for each single one: a slow output would wake a thread for every unit
+      }
     }
     writing_ = false;
+    freed_.notify_all();
   }
 
   void fail(std::exception_ptr failure) {
