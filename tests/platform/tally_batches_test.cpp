@@ -172,6 +172,18 @@ TEST_F(TallyBatches, FailedOperationsOutsideABatch_AreLostWithOneLine) {
   EXPECT_EQ(scalar("key"), 101);
 }
 
+TEST_F(TallyBatches, LossThatCannotBeTold_IsNoMoreThanALoss) {
+  add("key", 1);
+  stderrOf([] {
+    close(STDERR_FILENO);
+    const FullDisk full;
+    add("key", 10);
+  });
+  EXPECT_EQ(scalar("key"), 1);
+  add("key", 100);
+  EXPECT_EQ(scalar("key"), 101);
+}
+
 TEST_F(TallyBatches, ManyThreads_LoseNothing_WhileOthersRead) {
   keepTallyInMemory(false);
   constexpr int kThreads = 4;

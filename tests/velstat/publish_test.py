@@ -117,6 +117,20 @@ class Publish(Folder):
         self.assertEqual((status, out), (1, ""))
         self.assertRegex(error, r"\Avelstat: [^\n]*entries.bin/log[^\n]*\n\Z")
 
+    def test_lost_stderr_changes_nothing(self):
+        self.entries.write_bytes(entry(3, 0, 1))
+        log = self.folder / "log.jsonl"
+        publish = [VELSTAT, "publish", "--log", log, "--tally", self.tally, self.entries]
+        for closing in ("2>&-", "2>/dev/full"):
+            with self.subTest(closing):
+                self.tally.unlink(missing_ok=True)
+                done = subprocess.run(["sh", "-c", f'"$@" {closing}', "sh", *publish], timeout=120)
+                self.assertEqual(done.returncode, 0)
+                self.assertEqual(self.rows(self.tally)[CLICKS, "scalar"]["value"], 1)
+                self.assertEqual(len([json.loads(line) for line in log.read_text().splitlines()]), 1)
+                failing = subprocess.run(["sh", "-c", f'"$@" {closing}', "sh", *publish, "--model", "no/such"])
+                self.assertEqual(failing.returncode, 1)
+
     def test_store_must_be_named(self):
         status, out, error = run("publish", "entries.bin")
         self.assertEqual((status, out), (2, ""))

@@ -8,6 +8,9 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdio>
 #include <exception>
@@ -17,6 +20,16 @@ namespace {
 enum ExitStatus { done = 0, failed = 1, usage = 2 };
 
 using vel::stat::complain;
+
+// A standard stream that was closed before would be the next file that is opened. In its place stands one that can
+// neither be read nor written, so that its use fails as before.
+void keepPlacesOfClosedStreams() {
+  for (int stream = 0; stream <= 2; ++stream) {
+    if (fcntl(stream, F_GETFD) < 0) {
+      static_cast<void>(open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY));
+    }
+  }
+}
 
 int run(int argc, char** argv) {
   CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
@@ -49,6 +62,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+  keepPlacesOfClosedStreams();
   // A pipe whose reader has gone shows as an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
   try {

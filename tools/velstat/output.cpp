@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,8 +28,14 @@ void writeStandardOutput(std::string_view text) {
   }
 }
 
+// There is nowhere to tell that stderr cannot be written, and it is no reason to fail.
+void remark(std::string_view message) {
+  const std::string line = escape(message) + '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
 void complain(std::string_view message) {
-  fmt::print(stderr, "velstat: {}\n", escape(message));
+  remark(fmt::format("velstat: {}", message));
 }
 
 Style Style::ofStandardOutput() {

@@ -16,7 +16,9 @@ public:
 // Writes all of it. Throws ReaderGone, or host::Error for a full disk and its like.
 void writeStandardOutput(std::string_view text);
 
-// A line on stderr about what is wrong. The message may hold names and texts from anywhere.
+// A line on stderr. The message may hold names and texts from anywhere.
+void remark(std::string_view message);
+// The same about what is wrong.
 void complain(std::string_view message);
 
 // Marks up text, or leaves it alone.

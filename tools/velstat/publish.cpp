@@ -3,8 +3,8 @@
 #include <commands.h>
 #include <default_bundle.h>
 #include <default_model.h>
-#include <escape.h>
 #include <open_tally.h>
+#include <output.h>
 
 #include <host/analytics.h>
 #include <host/error.h>
@@ -108,7 +108,7 @@ int run(const PublishOptions& options) {
   if (skipped > 0) {
     report += fmt::format(", {} of another version of the key table skipped", skipped);
   }
-  fmt::print(stderr, "{}\n", escape(report));
+  remark(report);
   return 0;
 }
 

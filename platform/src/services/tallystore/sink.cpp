@@ -46,7 +46,7 @@ void writeAtOnce(Tally& tally) {
     tally.store->write(tally.now());
   } catch (const std::exception& error) {
     if (!std::exchange(tally.complained, true)) {
-      fmt::print(stderr, "TallyStore: {}: {}\n", tally.path.string(), error.what());
+      std::fprintf(stderr, "TallyStore: %s: %s\n", tally.path.c_str(), error.what());
     }
   }
 }
