@@ -103,7 +103,7 @@ class Publish(Folder):
         self.assertEqual(self.publish(entry(3, 0, 1), options=("--model", model)), (
             1, "", 'velstat: no service of the model takes analytics: one needs "KIPSupportsTallyStore" and a '
                    "device\n"))
-        self.assertFalse(self.tally.exists())
+        self.assertEqual(self.rows(self.tally), {})
 
     def test_file_that_is_no_store_is_refused_and_kept(self):
         self.tally.write_text("mine")
@@ -116,6 +116,31 @@ class Publish(Folder):
         status, out, error = self.publish(entry(3, 0, 1), options=("--log", self.entries / "log"))
         self.assertEqual((status, out), (1, ""))
         self.assertRegex(error, r"\Avelstat: [^\n]*entries.bin/log[^\n]*\n\Z")
+
+    def test_log_in_place_of_another_file_is_refused(self):
+        self.publish(entry(3, 0, 5))
+        model = self.folder / "model.json"
+        model.write_text('{"services": []}')
+        (self.folder / "link").symlink_to(self.tally)
+        (self.folder / "hard").hardlink_to(self.entries)
+        new = self.folder / "new.sqlite"
+        before = {path: path.read_bytes() for path in self.folder.iterdir()}
+        for log, tally, what in [
+                (self.tally, self.tally, "the store"), (self.folder / "link", self.tally, "the store"),
+                (new, new, "the store"), (self.folder / "." / "new.sqlite", f"{self.folder}/x/../new.sqlite", "the store"),
+                (self.entries, self.tally, "the entries"), (self.folder / "hard", self.tally, "the entries"),
+                (model, self.tally, "the model")]:
+            with self.subTest(log=log, tally=tally):
+                self.assertEqual(run("publish", "--tally", tally, "--model", model, "--log", log, self.entries),
+                                 (1, "", f"velstat: {log}: is {what}, which --log would overwrite\n"))
+        self.assertEqual({path: path.read_bytes() for path in self.folder.iterdir()}, before)
+
+    def test_old_log_is_kept_when_the_store_is_refused(self):
+        log = self.folder / "log.jsonl"
+        log.write_text("old")
+        self.tally.write_text("mine")
+        self.assertEqual(self.publish(entry(3, 0, 1), options=("--log", log))[0], 1)
+        self.assertEqual(log.read_text(), "old")
 
     def test_lost_stderr_changes_nothing(self):
         self.entries.write_bytes(entry(3, 0, 1))

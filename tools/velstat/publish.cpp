@@ -17,13 +17,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <span>
 #include <stdexcept>
+#include <system_error>
 
 namespace vel::stat {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 struct PublishOptions {
   std::string entries;
@@ -70,6 +74,31 @@ const host::MachineService& registerServices(host::Session& session, const host:
   return *taker;
 }
 
+bool isSameFile(const fs::path& a, const fs::path& b) {
+  std::error_code error;
+  if (fs::equivalent(a, b, error)) {
+    return true;
+  }
+  // One that is yet to be made.
+  error.clear();
+  const fs::path whole = fs::weakly_canonical(fs::absolute(a, error), error);
+  return whole == fs::weakly_canonical(fs::absolute(b, error), error) && !error;
+}
+
+// The log is written anew, whatever was in the file.
+void requireLogOfItsOwn(const PublishOptions& options) {
+  struct Other {
+    const std::string& path;
+    const char* what;
+  };
+  for (const auto& [path, what] :
+       {Other{options.tally, "the store"}, Other{options.entries, "the entries"}, Other{options.model, "the model"}}) {
+    if (path != "-" && !path.empty() && !options.log.empty() && isSameFile(options.log, path)) {
+      throw host::Error(fmt::format("{}: is {}, which --log would overwrite", options.log, what));
+    }
+  }
+}
+
 void logTo(const std::string& path) {
   control::keepLogInMemory(false);
   if (!path.empty()) {
@@ -82,18 +111,18 @@ void logTo(const std::string& path) {
 }
 
 int run(const PublishOptions& options) {
+  requireLogOfItsOwn(options);
   const std::string entries = readEntries(options.entries);
   const host::DeviceModel model = options.model.empty() ? host::parseDeviceModel(defaultModel, "(built-in model)")
                                                         : host::readDeviceModel(options.model);
-  host::Bundle bundle =
-      host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : std::filesystem::path(options.plugIn));
+  host::Bundle bundle = host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : fs::path(options.plugIn));
+  const OpenTally tally(options.tally); // before the log: an old one is kept when the store is refused
   logTo(options.log);
   host::Machine machine(model);
   host::Session session(std::move(bundle), machine);
   session.open();
   session.schedule();
   const host::MachineService& taker = registerServices(session, machine);
-  const OpenTally tally(options.tally);
   const auto bytes = std::as_bytes(std::span(entries));
   for (std::size_t begin = 0; begin < bytes.size(); begin += batchEntries * host::entrySize) {
     const auto batch = bytes.subspan(begin, std::min(batchEntries * host::entrySize, bytes.size() - begin));
