@@ -110,6 +110,19 @@ class Shown(Temporary):
             "  phone    0x0b/0x01  taken: state handlers 1 to 104",
             "  refused  0x0b/0x01  opened, no state handlers (1 log line)"])
 
+    def test_analytics_that_nobody_takes_are_told(self):
+        service = '''{"name": "s\\n%d", "transport": "VEL", "usages": [{"page": 12, "usage": 1}], "driver": {},
+            "properties": {"KIPSupportsTallyStore": %s},
+            "device": {"analytics": [[{"op": "add", "key": 0, "value": 1}]%s]}}'''
+        batch = ', [{"op": "add", "key": 0, "value": 1}]'
+        services = ", ".join([service % (1, "false", ""), service % (2, "false", batch), service % (3, "true", batch)])
+        result = run("capture", "--model", self.model('{"services": [%s]}' % services))
+        self.assertEqual(result.returncode, 0)
+        self.assertEqual(result.stderr.splitlines(), [
+            r"velstat: service 's\n1': 1 batch of analytics dropped: the plug-in takes none from it",
+            r"velstat: service 's\n2': 2 batches of analytics dropped: the plug-in takes none from it"])
+        self.assertRegex(result.stdout, r"click\.count +2\n")
+
     def test_repeated_log_lines_are_folded(self):
         result = run("capture", "--model", self.model('''{"services": [
             {"name": "a", "transport": 5}, {"name": "b", "transport": 5}]}'''))

@@ -1,6 +1,7 @@
 """velstat publish and the store of velstat capture: what arrives, asked of velstat tally and of another SQLite."""
 
 import json
+import resource
 import sqlite3
 import struct
 import subprocess
@@ -141,6 +142,21 @@ class Publish(Folder):
         self.tally.write_text("mine")
         self.assertEqual(self.publish(entry(3, 0, 1), options=("--log", log))[0], 1)
         self.assertEqual(log.read_text(), "old")
+
+    def test_batch_that_cannot_be_stored_is_told_with_what_went_before(self):
+        self.publish()
+        # The second batch needs far more room than the first.
+        self.entries.write_bytes(entry(3, 0, 1) * 65535 + entry(3, 0, 1, version=0) +
+                                 b"".join(entry(6, key, int(1.02**i)) for key in range(48) for i in range(1000)))
+
+        def full_disk():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 16, resource.RLIM_INFINITY))
+
+        done = subprocess.run([VELSTAT, "publish", "--tally", self.tally, self.entries], capture_output=True, text=True,
+                              preexec_fn=full_disk, restore_signals=False)  # a write fails, not the process
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertRegex(done.stderr, rf"\Avelstat: {self.tally}: [^\n;]+; 65535 entries published before\n\Z")
+        self.assertEqual({key: row["value"] for (key, _), row in self.rows(self.tally).items()}, {CLICKS: 65535})
 
     def test_lost_stderr_changes_nothing(self):
         self.entries.write_bytes(entry(3, 0, 1))

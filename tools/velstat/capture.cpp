@@ -2,12 +2,14 @@
 
 #include <capture_result.h>
 #include <commands.h>
+#include <count_text.h>
 #include <default_bundle.h>
 #include <default_model.h>
 #include <open_tally.h>
 #include <temporary_folder.h>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <memory>
 #include <optional>
@@ -37,6 +39,17 @@ CapturedService registerService(host::Session& session, const host::MachineServi
   return captured;
 }
 
+void deliverAnalytics(host::Session& session, const host::MachineService& service) {
+  std::size_t dropped = 0;
+  for (const host::Bytes& batch : service.device->analytics()) {
+    dropped += session.deliverAnalytics(service, batch) ? 0 : 1;
+  }
+  if (dropped > 0) {
+    complain(fmt::format("service '{}': {} of analytics dropped: the plug-in takes none from it", service.name,
+                         countText(dropped, "batch", "batches")));
+  }
+}
+
 // Leaves the store of what was published in `folder`.
 CaptureResult capture(const CaptureOptions& options, const std::filesystem::path& folder) {
   const host::DeviceModel model =
@@ -61,9 +74,7 @@ CaptureResult capture(const CaptureOptions& options, const std::filesystem::path
     result.services.push_back(registerService(session, service));
   }
   for (const host::MachineService& service : machine.services()) {
-    for (const host::Bytes& batch : service.device->analytics()) {
-      session.deliverAnalytics(service, batch);
-    }
+    deliverAnalytics(session, service);
   }
   session.drain();
   result.records = session.capture(options.api, "velstat");

@@ -1,4 +1,5 @@
 #include <capture_result.h>
+#include <count_text.h>
 #include <escape.h>
 #include <record_groups.h>
 #include <tally_output.h>

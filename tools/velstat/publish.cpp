@@ -1,6 +1,7 @@
 // velstat publish: analytics entries from a file, through the plug-in's data callback, into a store.
 
 #include <commands.h>
+#include <count_text.h>
 #include <default_bundle.h>
 #include <default_model.h>
 #include <open_tally.h>
@@ -22,6 +23,7 @@
 #include <span>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 namespace vel::stat {
 
@@ -59,6 +61,10 @@ std::size_t otherVersions(std::string_view entries) {
   return count;
 }
 
+std::string published(std::string_view entries) {
+  return countText(entries.size() / host::entrySize - otherVersions(entries), "entry", "entries") + " published";
+}
+
 // The service whose device takes batches.
 const host::MachineService& registerServices(host::Session& session, const host::Machine& machine) {
   const host::MachineService* taker = nullptr;
@@ -72,6 +78,14 @@ const host::MachineService& registerServices(host::Session& session, const host:
     throw host::Error("no service of the model takes analytics: one needs \"KIPSupportsTallyStore\" and a device");
   }
   return *taker;
+}
+
+// Returns when the batch is in the store.
+void publish(host::Session& session, const host::MachineService& taker, host::Bytes batch) {
+  if (!session.deliverAnalytics(taker, std::move(batch))) {
+    throw host::Error("the plug-in has set a data callback, but no queue for it");
+  }
+  session.drain();
 }
 
 bool isSameFile(const fs::path& a, const fs::path& b) {
@@ -126,15 +140,16 @@ int run(const PublishOptions& options) {
   const auto bytes = std::as_bytes(std::span(entries));
   for (std::size_t begin = 0; begin < bytes.size(); begin += batchEntries * host::entrySize) {
     const auto batch = bytes.subspan(begin, std::min(batchEntries * host::entrySize, bytes.size() - begin));
-    session.deliverAnalytics(taker, {batch.begin(), batch.end()});
-    session.drain();
+    try {
+      publish(session, taker, {batch.begin(), batch.end()});
+    } catch (const host::Error& error) {
+      throw host::Error(
+          fmt::format("{}; {} before", error.what(), published(std::string_view(entries).substr(0, begin))));
+    }
   }
   session.close();
-  const std::size_t count = entries.size() / host::entrySize;
-  const std::size_t skipped = otherVersions(entries);
-  std::string report = fmt::format("{} {} published into {}", count - skipped,
-                                   count - skipped == 1 ? "entry" : "entries", options.tally);
-  if (skipped > 0) {
+  std::string report = fmt::format("{} into {}", published(entries), options.tally);
+  if (const std::size_t skipped = otherVersions(entries); skipped > 0) {
     report += fmt::format(", {} of another version of the key table skipped", skipped);
   }
   remark(report);

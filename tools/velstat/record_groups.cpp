@@ -1,3 +1,4 @@
+#include <count_text.h>
 #include <escape.h>
 #include <profile_summary.h>
 #include <record_groups.h>
@@ -261,10 +262,6 @@ std::size_t lineCount(const Group& group) {
 }
 
 } // namespace
-
-std::string countText(std::size_t number, std::string_view what) {
-  return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
-}
 
 void appendRecords(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
   for (const host::CapturedRecord& captured : records) {

@@ -1,3 +1,4 @@
+#include <count_text.h>
 #include <escape.h>
 #include <json_writer.h>
 #include <show_result.h>
@@ -10,7 +11,7 @@ namespace vel::stat {
 namespace {
 
 void appendHeader(std::string& out, const ValueFile& file, const Style& style) {
-  const std::string size = fmt::format("{} byte{}", file.size, file.size == 1 ? "" : "s");
+  const std::string size = countText(file.size, "byte");
   if (!file.record) {
     out += style.bold(escape(file.name)) + style.dim("  property list, " + size) + '\n';
     return;
