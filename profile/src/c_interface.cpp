@@ -48,15 +48,12 @@ std::size_t give_name(NameTable table, std::uint32_t id, char* out, std::size_t 
   return give(name_of(table, id, digits), out, capacity);
 }
 
-constexpr std::size_t most_fields() {
-  std::size_t one = 0;
-  for (const Layout& layout : layouts::all) {
-    one = std::max(one, layout.rows.size());
-  }
-  return one;
+constexpr std::size_t count_fields(std::uint8_t place) {
+  return place == layouts::absent ? 0 : layouts::all[place].rows.size();
 }
-// No record shows the largest layouts beside another one: twice anything else is below.
-static_assert(most_fields() <= VEL_PROFILE_FIELD_CAPACITY);
+constexpr std::size_t most_fields =
+    greatest_choice([](const Choice& choice) { return count_fields(choice.first) + count_fields(choice.second); });
+static_assert(most_fields <= VEL_PROFILE_FIELD_CAPACITY);
 
 constexpr std::size_t longest_bytes() {
   std::size_t longest = 0;
@@ -65,8 +62,10 @@ constexpr std::size_t longest_bytes() {
       longest = std::max<std::size_t>(longest, row.size);
     }
   }
-  for (const NameRow& row : tables::zorb_subtypes) {
-    longest = std::max(longest, std::string_view(row.name).size());
+  for (unsigned component = 0; component < 256; ++component) {
+    for (const NameRow& row : subtype_table(component)) {
+      longest = std::max(longest, std::string_view(row.name).size());
+    }
   }
   return longest;
 }

@@ -163,7 +163,7 @@ constexpr Choice choose_corvane(const unsigned char* record) noexcept {
   switch (load<std::uint32_t>(record)) {
   case data_in:
     return {layouts::corvane, layouts::event};
-  case data_out: // outgoing data is not followed by its common fields
+  case data_out: // outgoing data shows the decoder's own fields alone; only incoming data goes on to the common ones
     return {layouts::corvane};
   default:
     return choose_common(record);
@@ -211,6 +211,29 @@ constexpr Choice choose(const unsigned char* record) noexcept {
   default:
     return choose_common(record);
   }
+}
+
+// The greatest size(choice) that a record can have: asks for each combination of the bytes that `choose` looks at.
+template <class Size>
+constexpr std::size_t greatest_choice(Size size) {
+  std::size_t greatest = 0;
+  for (const unsigned category_id :
+       {unsigned{category::execution}, unsigned{category::corvane}, unsigned{category::zorb}}) {
+    for (unsigned type = 0; type < 14; ++type) {
+      for (unsigned event = 0; event < 5; ++event) {
+        for (unsigned version = 0; version < 9; ++version) {
+          unsigned char record[48] = {};
+          record[0] = static_cast<unsigned char>(type);
+          record[1] = static_cast<unsigned char>(event);
+          record[3] = static_cast<unsigned char>(category_id);
+          record[16] = static_cast<unsigned char>(version);
+          const std::size_t chosen = size(choose(record));
+          greatest = chosen > greatest ? chosen : greatest;
+        }
+      }
+    }
+  }
+  return greatest;
 }
 
 } // namespace vel::profile

@@ -29,26 +29,8 @@ constexpr std::size_t longest_u64 = 20;
 // No part touches more than a 48-byte piece, or the 30 bytes of a text field with its padding, beyond its end.
 constexpr std::size_t spill = 64;
 
-// Every pair of layouts that a decoder may choose, found by asking for each combination of the bytes that it looks at.
-constexpr std::size_t longest_payload() {
-  std::size_t longest = 0;
-  for (const unsigned category_id : {0U, unsigned{category::corvane}, unsigned{category::zorb}}) {
-    for (unsigned type = 0; type < 14; ++type) {
-      for (unsigned event = 0; event < 5; ++event) {
-        for (unsigned version = 0; version < 9; ++version) {
-          unsigned char record[48] = {};
-          record[0] = static_cast<unsigned char>(type);
-          record[1] = static_cast<unsigned char>(event);
-          record[3] = static_cast<unsigned char>(category_id);
-          record[16] = static_cast<unsigned char>(version);
-          const Choice choice = choose(record);
-          longest = std::max(longest, longest_text(choice.first) + longest_text(choice.second));
-        }
-      }
-    }
-  }
-  return longest;
-}
+constexpr std::size_t longest_payload =
+    greatest_choice([](const Choice& choice) { return longest_text(choice.first) + longest_text(choice.second); });
 
 constexpr std::size_t longest_head = category_pieces.longest() + component_pieces.longest() + event_pieces.longest() +
                                      datatype_pieces.longest() + longest_u64 + sequence_key.length + 10 + 1;
@@ -56,7 +38,7 @@ constexpr std::size_t longest_tail = type_id_key.length + category_id_key.length
                                      event_id_key.length + 4 * std::size("255,") + dump_key.length +
                                      48 * std::size_t{4};
 constexpr std::size_t longest_times = calendar_key.length + wall_text_size + boot_key.length + longest_u64;
-static_assert(longest_head + longest_payload() + longest_tail + longest_times + 2 + spill <= text_capacity,
+static_assert(longest_head + longest_payload + longest_tail + longest_times + 2 + spill <= text_capacity,
               "a text, its brace and its newline fit");
 
 // Names as given: the head keeps its keys and paddings and gains the names.

@@ -10,14 +10,6 @@ namespace vel::profile {
 
 namespace {
 
-std::uint64_t load_number(const unsigned char* at, std::size_t size) noexcept {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    value |= static_cast<std::uint64_t>(at[i]) << (8 * i);
-  }
-  return value;
-}
-
 std::string_view view(const unsigned char* at, std::size_t size) noexcept {
   return {reinterpret_cast<const char*>(at), size};
 }
@@ -42,7 +34,7 @@ bool FieldCursor::next(Field& field) noexcept {
   switch (row.kind) {
   case FieldKind::number:
   case FieldKind::quoted_number:
-    field.number = load_number(at, row.size);
+    field.number = load_sized(at, row.size);
     break;
   case FieldKind::constant:
     field.number = row.parameter;
@@ -52,7 +44,7 @@ bool FieldCursor::next(Field& field) noexcept {
     field.bytes = field.bytes.substr(0, field.bytes.find('\0'));
     break;
   case FieldKind::subtype_name:
-    field.number = load_number(at, row.size);
+    field.number = load_sized(at, row.size);
     field.bytes = name_of(subtype_names(record_[2]), static_cast<std::uint32_t>(field.number), digits_);
     break;
   case FieldKind::bytes:
@@ -66,7 +58,7 @@ bool FieldCursor::next(Field& field) noexcept {
     field.bytes = view(at, 1);
     break;
   case FieldKind::fixed_point:
-    field.number = load_number(at, row.size);
+    field.number = load_sized(at, row.size);
     field.real = from_fixed_point(static_cast<std::uint32_t>(field.number));
     break;
   }

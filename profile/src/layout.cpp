@@ -3,6 +3,8 @@
 
 #include "choice.h"
 
+#include <algorithm>
+
 namespace vel::profile {
 
 namespace {
@@ -28,9 +30,22 @@ constexpr bool has_distinct_keys(const Layout& layout) {
   return true;
 }
 
+// The engine has a writer for the row's width.
+constexpr bool has_writer(const Row& row) {
+  switch (row.kind) {
+  case FieldKind::constant:
+    return row.parameter < 100;
+  case FieldKind::number:
+    return row.size == 1 ? row.width == 0 || row.width >= 3 : row.width == 10 || (row.width == 0 && row.size < 8);
+  default:
+    return true;
+  }
+}
+
 constexpr bool all_layouts_are_sound() {
   for (const Layout& layout : layouts::all) {
-    if (!reads_inside_the_payload(layout) || !has_distinct_keys(layout)) {
+    if (!reads_inside_the_payload(layout) || !has_distinct_keys(layout) ||
+        !std::all_of(layout.rows.begin(), layout.rows.end(), has_writer)) {
       return false;
     }
   }

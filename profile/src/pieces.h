@@ -9,7 +9,7 @@
 
 namespace vel::profile {
 
-// A text that is copied whole, whatever its length.
+// A text of any length that is copied with all its room and its length: what follows the text is overwritten.
 template <std::size_t Size>
 struct Piece {
   char text[Size - 1];
@@ -31,7 +31,8 @@ struct Piece {
   }
 
   char* copy_to(char* p) const noexcept {
-    std::memcpy(p, text, Size); // the length lands behind the text, where it is overwritten
+    static_assert(sizeof(Piece) == Size);
+    std::memcpy(p, this, Size);
     return p + length;
   }
 };

@@ -10,6 +10,12 @@ using namespace vel::profile;
 
 std::string profile_decoder::to_string(const _VelProfileReport& report) {
   const unsigned char* record = bytes_of(report);
+  // The names come first, then the times. Those of our own decoders are in the engine's tables.
+  const bool own = is_own_decoder(this, report.category);
+  const std::string category = own ? std::string() : category_name(report.category);
+  const std::string component = own ? std::string() : component_name(report.component);
+  const std::string event = own ? std::string() : event_name(report.component, report.event);
+
   std::string wall;
   unsigned long long boot = 0;
   const bool has_wall = vel_time_to_wall_time(report.timestamp, wall);
@@ -20,12 +26,9 @@ std::string profile_decoder::to_string(const _VelProfileReport& report) {
   room.reserve(text_capacity);
   std::stringstream out(std::move(room));
 
-  if (is_own_decoder(this, report.category)) {
+  if (own) {
     write_block(out, 0, [&](char* p) { return write_head(p, record); });
   } else {
-    const std::string category = category_name(report.category);
-    const std::string component = component_name(report.component);
-    const std::string event = event_name(report.component, report.event);
     const std::string type = type_name(report.type);
     const HeadNames names = {category, component, event, type};
     write_block(out, names.size(), [&](char* p) { return write_head(p, record, names); });

@@ -22,11 +22,9 @@ char* BulkRenderer::write_wall(char* p, std::uint64_t timestamp) noexcept {
   const std::uint64_t microseconds = wall_microseconds(timestamp, *sync_);
   const std::uint64_t second = microseconds / 1000000;
   if (!has_second_ || second != second_) {
-    has_second_ = write_second_text(second, second_text_);
+    write_second_text(second, second_text_);
     second_ = second;
-    if (!has_second_) {
-      return p;
-    }
+    has_second_ = true;
   }
   char wall[second_text_length + 8];
   std::memcpy(wall, second_text_, second_text_length);

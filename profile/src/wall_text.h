@@ -10,8 +10,8 @@ namespace vel::profile {
 // "Nov 21 08:15:02."
 inline constexpr std::size_t second_text_length = 16;
 
-// Writes that text for seconds since the epoch, in the process's time zone; false if the zone cannot express it.
-bool write_second_text(std::uint64_t second, char (&out)[second_text_length]) noexcept;
+// Writes that text for seconds since the epoch, at most 2^64 / 1000000 of them, in the process's time zone.
+void write_second_text(std::uint64_t second, char (&out)[second_text_length]) noexcept;
 
 // Six digits with leading zeros.
 inline char* put_six_digits(char* p, std::uint32_t value) noexcept {

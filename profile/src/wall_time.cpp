@@ -9,12 +9,10 @@ std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) n
   return (timestamp * 1000 + static_cast<std::uint64_t>(sync.calendar) - static_cast<std::uint64_t>(sync.vel)) / 1000;
 }
 
-bool write_second_text(std::uint64_t second, char (&out)[second_text_length]) noexcept {
+void write_second_text(std::uint64_t second, char (&out)[second_text_length]) noexcept {
   const std::time_t time = static_cast<std::time_t>(second);
-  std::tm local;
-  if (localtime_r(&time, &local) == nullptr) {
-    return false;
-  }
+  std::tm local = {};
+  localtime_r(&time, &local); // succeeds: 64 bits of microseconds end long before the years that a tm can hold
   // Written here and not by strftime, whose month names change with the process's locale.
   constexpr char months[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
   const auto two_digits = [](char* at, int value) {
@@ -31,14 +29,11 @@ bool write_second_text(std::uint64_t second, char (&out)[second_text_length]) no
   out[12] = ':';
   two_digits(out + 13, local.tm_sec);
   out[15] = '.';
-  return true;
 }
 
 std::size_t write_wall_text(std::uint64_t microseconds, char (&out)[wall_text_size]) noexcept {
   char second[second_text_length];
-  if (!write_second_text(microseconds / 1000000, second)) {
-    return 0;
-  }
+  write_second_text(microseconds / 1000000, second);
   std::memcpy(out, second, sizeof second);
   char* const end = put_six_digits(out + sizeof second, static_cast<std::uint32_t>(microseconds % 1000000));
   *end = '\0';

@@ -2,8 +2,8 @@
 """Compares what a shared object exports with its list.
 
 usage: exports.py OBJECT SCRIPT [NAME...]
-The linker version script is the list; names given besides it must be the whole of the list. A pattern in the list
-("vel::control::*") covers C++ names."""
+The linker version script is the list; names given besides it must be the whole of the list. Names bear the script's
+version if it gives one. A pattern in the list ("vel::control::*") covers C++ names."""
 
 import fnmatch
 import re
@@ -13,29 +13,33 @@ import sys
 
 def exported(path):
     lines = subprocess.run(["nm", "-D", "--defined-only", path], check=True, capture_output=True, text=True).stdout
-    names = {line.split()[2].split("@")[0] for line in lines.splitlines() if line.split()[1] != "A"}
-    assert names, f"{path} exports nothing"
-    return names
+    versions = dict(line.split()[2].partition("@@")[::2] for line in lines.splitlines() if line.split()[1] != "A")
+    assert versions, f"{path} exports nothing"
+    return versions
 
 
 def listed(script):
-    """The names, and the patterns for C++ names."""
+    """The names, the patterns for C++ names, and the version."""
     text = re.sub(r"/\*.*?\*/|#[^\n]*", "", open(script).read(), flags=re.S)
+    version = text.partition("{")[0].strip()
     body = "".join(re.findall(r"global:(.*?)local:", text, flags=re.S))
     blocks = re.findall(r'extern "C\+\+"\s*\{(.*?)\}', body, flags=re.S)
     body = re.sub(r'extern "C\+\+"\s*\{.*?\};', "", body, flags=re.S)
     patterns = [entry.strip().strip('"') for block in blocks for entry in block.split(";") if entry.strip()]
-    return set(re.findall(r"[A-Za-z_]\w*", body)), patterns
+    return set(re.findall(r"[A-Za-z_]\w*", body)), patterns, version
 
 
 def main():
     path, script, *whole = sys.argv[1:]
-    names, patterns = listed(script)
-    found = exported(path)
+    names, patterns, version = listed(script)
+    versions = exported(path)
+    found = set(versions)
     problems = []
     if whole and names != set(whole):
         problems.append(f"{script} lists {sorted(names)}, not {sorted(whole)}")
     problems += [f"{path} lacks {name}" for name in sorted(names - found)]
+    problems += [f"{path} exports {name} as version '{versions[name]}', not '{version}'"
+                 for name in sorted(found & names) if versions[name] != version]
     extra = sorted(found - names)
     readable = subprocess.run(["c++filt"], input="\n".join(extra), capture_output=True, text=True).stdout.split("\n")
     for name, text in zip(extra, readable):

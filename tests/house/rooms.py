@@ -20,7 +20,7 @@ sys/time.h
 """.split())
 
 PLATFORM = {str(p.relative_to(ROOT / "platform/include")) for p in (ROOT / "platform/include").rglob("*.h")}
-EDGE = {"profile/profile_description.h", "profile/times.h"}
+EDGE = {"profile/profile_description.h"}
 
 
 def kind(name):

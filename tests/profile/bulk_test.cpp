@@ -10,12 +10,13 @@
 namespace {
 
 std::size_t allocations = 0;
+bool memory_is_used_up = false;
 
 } // namespace
 
 void* operator new(std::size_t size) {
   ++allocations;
-  if (void* memory = std::malloc(size)) {
+  if (void* memory = memory_is_used_up ? nullptr : std::malloc(size)) {
     return memory;
   }
   throw std::bad_alloc();
@@ -128,6 +129,19 @@ TEST(Allocations, BulkMakesNone) {
     renderer.render(block.bytes.data(), 500, out.data());
     EXPECT_EQ(allocations - before, 0U);
   }
+}
+
+TEST(Allocations, TextWithoutMemory_Throws) {
+  const Record record;
+  bool thrown = false;
+  memory_is_used_up = true;
+  try {
+    KIPLogDecoder::to_string(record.report());
+  } catch (const std::bad_alloc&) {
+    thrown = true;
+  }
+  memory_is_used_up = false;
+  EXPECT_TRUE(thrown);
 }
 
 TEST(Allocations, ToStringMakesOne) {

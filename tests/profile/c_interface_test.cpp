@@ -71,6 +71,16 @@ TEST(CInterface, Fields) {
   EXPECT_STREQ(fields[17].key, "xarg6");
 }
 
+TEST(CInterface, Fields_GoNoFurtherThanTheCapacity) {
+  const Record record = Record(7, 1, 0, 3);
+  vel_profile_field fields[6] = {};
+  fields[5].group = 17;
+  EXPECT_EQ(vel_profile_fields(record.bytes, fields, 5), 18U);
+  EXPECT_STREQ(fields[4].key, "arg3");
+  EXPECT_EQ(fields[5].key, nullptr);
+  EXPECT_EQ(fields[5].group, 17U);
+}
+
 TEST(CInterface, NoRecordHasMoreFieldsThanTheCapacity) {
   RandomRecords records(15);
   for (unsigned i = 0; i < 20'000; ++i) {

@@ -38,7 +38,7 @@ private:
   std::vector<char> block_ = std::vector<char>(frame_capacity);
 };
 
-TEST(Differential, EveryCategoryComponentEventAndType) {
+TEST(Differential, EveryKnownCategoryComponentEventAndType_AndSomeBeyond) {
   const unsigned event_step = sanitized ? 17 : 1;
   EveryWay every_way;
   RandomRecords payloads(1);
@@ -63,6 +63,18 @@ TEST(Differential, EveryIdByte) {
     for (unsigned id = 0; id < 256; ++id) {
       for (unsigned i = 0; i < 20; ++i) {
         ASSERT_TRUE(every_way.agrees(payloads.next().u8(at, id)));
+      }
+    }
+  }
+}
+
+TEST(Differential, EveryAction) {
+  EveryWay every_way;
+  RandomRecords payloads(16);
+  for (unsigned component = 0; component < 9; ++component) {
+    for (std::uint32_t action = 0; action < 300; ++action) {
+      for (const std::uint32_t id : {action, 0 - action, action << 8, action | 0x10000}) {
+        ASSERT_TRUE(every_way.agrees(payloads.next().u8(3, 7).u8(2, component).u8(0, 3).u32(16, id))) << id;
       }
     }
   }

@@ -13,6 +13,8 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -166,9 +168,28 @@ TEST_F(Edge, CallsInTheirOrder_AndNothingKept) {
   std::string wall;
   EXPECT_TRUE(KIPLogDecoder::_default.vel_time_to_wall_time(0, wall));
   EXPECT_THAT(vel::control::stopRecording(),
-              testing::IsSupersetOf({"IOServiceMatching(TavikVELTimesync)"s, "IOObjectRelease()"s}));
+              testing::ElementsAre("IOServiceMatching(TavikVELTimesync)"s,
+                                   "IOServiceGetMatchingService(IOProviderClass=TavikVELTimesync)"s,
+                                   "IORegistryEntryCreateCFProperty(timesync)"s, "CFNumberGetValue(11)"s,
+                                   "CFNumberGetValue(11)"s, "IOObjectRelease()"s));
   EXPECT_EQ(vel::control::registryReferences(), 0U);
   EXPECT_EQ(vel::control::liveObjects(), objects);
+}
+
+class AskedForNames : public profile_decoder {
+public:
+  std::string event_name(unsigned, unsigned) override {
+    calls_before = vel::control::stopRecording();
+    return "event";
+  }
+  std::vector<std::string> calls_before;
+};
+
+TEST_F(Edge, NamesAreAskedForBeforeTheTimes) {
+  AskedForNames decoder;
+  vel::control::startRecording();
+  EXPECT_THAT(decoder.to_string(Record(2, 0, 0, 0).report()), testing::HasSubstr(" 'event':     'event',"));
+  EXPECT_THAT(decoder.calls_before, testing::IsEmpty());
 }
 
 struct FailingCall {

@@ -97,4 +97,11 @@ TEST(SeparateObjects, ReadAnyCategorysRecordByTheirOwnRules) {
   EXPECT_EQ(payload_of(text).find(" 'context-version':3, 'currentContext0':0,"), 0U);
 }
 
+TEST(CorvaneDecoder, RecordOfAnotherCategory_IsNotRecognised) {
+  corvane_decoder corvane;
+  EXPECT_NE(corvane.to_string(Record(4, 0, 0, 3).report()).find(" 'x':"), std::string::npos);
+  EXPECT_EQ(corvane.to_string(Record(2, 0, 0, 3).report()).find(" 'x':"), std::string::npos)
+      << "the category's byte is part of the word that it compares";
+}
+
 } // namespace

@@ -12,7 +12,10 @@ namespace {
 using vel::profile::NameTable;
 
 // Nothing but a dispatch table, and never deleted through a base pointer.
-static_assert(sizeof(profile_decoder) == sizeof(void*) && sizeof(zorb_decoder) == sizeof(void*));
+template <class... Decoder>
+constexpr bool hold_no_data = ((sizeof(Decoder) == sizeof(void*)) && ...);
+static_assert(hold_no_data<profile_decoder, execution_decoder, trace_decoder, sensor_decoder, lantor_decoder,
+                           corvane_decoder, interrupt_decoder, uart_decoder, zorb_decoder, scm_decoder>);
 static_assert(!std::has_virtual_destructor_v<profile_decoder>);
 static_assert(!std::is_constructible_v<KIPLogDecoder>);
 

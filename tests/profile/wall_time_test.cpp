@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <cstdlib>
+#include <ctime>
+#include <filesystem>
 #include <random>
 #include <string>
 
@@ -63,6 +66,36 @@ TEST_F(WallTime, ArithmeticWrapsAround) {
   EXPECT_EQ(wall_microseconds(1, {-1000, -1000}), 1U);
   EXPECT_EQ(text(0, {1, 0}), "Jul 22 05:04:33.709551");
   EXPECT_EQ(text(18446744073709552, {0, 0}), "Jan 01 05:30:00.000000");
+}
+
+// A locale of the machine's own making, so that none need be installed.
+class GermanTime {
+public:
+  GermanTime() {
+    char pattern[] = "/tmp/vel-locale.XXXXXX";
+    folder_ = mkdtemp(pattern);
+    const std::string make = "localedef -i de_DE -f UTF-8 '" + folder_.string() + "/de_DE.UTF-8'";
+    EXPECT_EQ(std::system(make.c_str()), 0);
+    setenv("LOCPATH", folder_.c_str(), 1);
+    EXPECT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+  }
+  ~GermanTime() {
+    std::setlocale(LC_ALL, "C");
+    unsetenv("LOCPATH");
+    std::filesystem::remove_all(folder_);
+  }
+
+private:
+  std::filesystem::path folder_;
+};
+
+TEST_F(WallTime, MonthNamesAreEnglishInEveryLocale) {
+  const GermanTime german;
+  const std::time_t october = 1'760'000'000;
+  char months[8];
+  ASSERT_EQ(std::string(months, std::strftime(months, sizeof months, "%b", std::localtime(&october))), "Okt");
+  EXPECT_EQ(text(1'760'000'000'000'000, {0, 0}), "Oct 09 14:23:20.000000");
+  EXPECT_EQ(text(1'766'000'000'000'000, {0, 0}), "Dec 18 01:03:20.000000");
 }
 
 TEST_F(WallTime, AgreesWithTheLibrarysFormatting) {

@@ -11,7 +11,7 @@ public:
   // The text of one report, from the decoder of its category.
   static std::string to_string(const _VelProfileReport& report);
   static std::string category_to_string(unsigned int category);
-  // Falls back to the number of the category, not of the component.
+  // Without a decoder for the category it is the number of the category, not of the component, deliberately.
   static std::string component_to_string(unsigned int category, unsigned int component);
 
   static execution_decoder _exec;

@@ -32,8 +32,8 @@ enum class Framing : std::uint8_t {
 // Bytes of a block that one record can take at most, framing included.
 inline constexpr std::size_t frame_capacity = text_capacity + sizeof(std::uint32_t);
 
-// Renders blocks of records under one policy. Keeps the text of the last wall-clock second, so a change of the
-// process's time zone takes effect with the next renderer. [one thread at a time; as many objects as threads]
+// Renders blocks of records under one policy. Keeps the text of the last wall-clock second, so a new time
+// zone (TZ and tzset) takes effect with the next renderer. [one thread at a time; as many objects as threads]
 class BulkRenderer {
 public:
   explicit BulkRenderer(const TimePolicy& times = {}, Framing framing = Framing::newline) noexcept;

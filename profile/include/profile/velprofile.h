@@ -20,8 +20,9 @@ enum { VEL_PROFILE_RECORD_SIZE = 48 };
 enum { VEL_PROFILE_TEXT_CAPACITY = 1412 };
 
 // The times that end a text. With flag 1, "calendar-time" is made from the record's time stamp and the readings `vel`
-// and `calendar` of both clocks; with flag 2, "boot-timestamp" is `boot`, in microseconds since the epoch. A null
-// pointer in place of a vel_profile_times means neither.
+// and `calendar` of both clocks at one moment, in nanoseconds, the latter since the epoch; it is local time, in the
+// process's time zone as of the last tzset. With flag 2, "boot-timestamp" is `boot`, in microseconds since the epoch. A
+// null pointer in place of a vel_profile_times means neither.
 enum { VEL_PROFILE_CALENDAR = 1, VEL_PROFILE_BOOT = 2 };
 typedef struct vel_profile_times {
   uint32_t flags;
@@ -38,8 +39,8 @@ VEL_PROFILE_API size_t vel_profile_render(const void* record, const vel_profile_
 
 // Renders records lying one after the other, each text followed by a newline, as many as surely fit: `count`, or
 // capacity / VEL_PROFILE_TEXT_CAPACITY of them. Stores the bytes written in *length and returns the number of records
-// rendered. There is no NUL. A text may itself hold newlines; `ends`, if not null, receives for each record the offset
-// just behind its newline.
+// rendered. `length` must not be null, and `out` must not overlap the records. There is no NUL. A text may itself hold
+// newlines; `ends`, if not null, receives for each record the offset just behind its newline.
 VEL_PROFILE_API size_t vel_profile_render_many(const void* records, size_t count, const vel_profile_times* times,
                                                char* out, size_t capacity, size_t* length, size_t* ends);
 

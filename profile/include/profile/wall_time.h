@@ -6,7 +6,8 @@
 
 namespace vel::profile {
 
-// Readings of the co-processor's clock and of the wall clock, taken at the same moment.
+// Readings of the co-processor's clock and of the wall clock, taken at the same moment, in nanoseconds; the latter
+// since the epoch. A time stamp of a record counts microseconds.
 struct TimeSync {
   std::int64_t vel;
   std::int64_t calendar;
@@ -18,8 +19,8 @@ std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) n
 // Room for the text of a wall-clock time and the terminating NUL.
 inline constexpr std::size_t wall_text_size = 30;
 
-// Writes "Nov 21 08:15:02.000417" in the process's time zone, NUL-terminated, and returns its length; 0 if the zone
-// cannot express the time. Month names are English whatever the locale. [any thread]
+// Writes "Nov 21 08:15:02.000417" in the process's time zone (as of the last tzset), NUL-terminated, and returns its
+// length. Month names are English whatever the locale. [any thread]
 std::size_t write_wall_text(std::uint64_t microseconds, char (&out)[wall_text_size]) noexcept;
 
 } // namespace vel::profile

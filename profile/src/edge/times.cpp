@@ -50,11 +50,7 @@ bool profile_decoder::vel_time_to_wall_time(unsigned long long timestamp, std::s
     return false;
   }
   char text[vel::profile::wall_text_size];
-  const std::size_t length = vel::profile::write_wall_text(vel::profile::wall_microseconds(timestamp, sync), text);
-  if (length == 0) {
-    return false;
-  }
-  out.assign(text, length);
+  out.assign(text, vel::profile::write_wall_text(vel::profile::wall_microseconds(timestamp, sync), text));
   return true;
 }
 
