@@ -16,9 +16,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-constexpr auto kFailure = static_cast<IOReturn>(0xE00002D5); // busy
-constexpr auto kNameless = static_cast<IOReturn>(0x12345);   // a code for which the system has no text
-
 struct DriverChannel : StatisticsTest {
   DriverChannel() {
     context._driver._interface = reinterpret_cast<VELDriverInterface**>(&driver);
@@ -33,7 +30,7 @@ TEST_F(DriverChannel, GetProperty_IsCommand10WithTheIdAsInput) {
   std::size_t length = 77;
   EXPECT_EQ(plugin->getProperty(&context, 0x01020304, buffer, sizeof buffer, &length), 0);
   EXPECT_THAT(driver.calls, ElementsAre("command(10, 4, 8)"));
-  EXPECT_THAT(driver.propertiesRead, ElementsAre(0x01020304U));
+  EXPECT_THAT(driver.input, ElementsAre(4, 3, 2, 1));
   EXPECT_EQ(length, 3U);
   EXPECT_THAT(std::vector<int>(buffer, buffer + 4), ElementsAre(1, 2, 3, 9));
 }
@@ -99,11 +96,12 @@ TEST_F(DriverChannel, GetPropertyU32_WithoutInterface_StoresTheDefault) {
 
 TEST_F(DriverChannel, PerformCommand_PassesEverythingOn) {
   driver.command = [](std::uint32_t command) { return Reply{{static_cast<std::uint8_t>(command), 5}}; };
-  std::uint8_t input[3] = {};
+  std::uint8_t input[3] = {0xA1, 0xB2, 0xC3};
   std::uint8_t output[16] = {};
   std::size_t length = sizeof output;
   EXPECT_EQ(plugin->performCommand(&context, 57, input, sizeof input, output, &length), 0);
   EXPECT_THAT(driver.calls, ElementsAre("command(57, 3, 16)"));
+  EXPECT_THAT(driver.input, ElementsAreArray(input));
   EXPECT_EQ(length, 2U);
   EXPECT_EQ(output[0], 57);
   EXPECT_THAT(logMessages(), IsEmpty());
@@ -131,7 +129,7 @@ struct NamedService : DriverChannel {
     return plugin->performNamedServiceCommand(name, 9, input, sizeof input, buffer, &length);
   }
   std::shared_ptr<FakeService> service = std::make_shared<FakeService>();
-  std::uint8_t input[3] = {};
+  std::uint8_t input[3] = {0xA1, 0xB2, 0xC3};
   std::uint8_t buffer[8] = {};
   std::size_t length = sizeof buffer;
 };
@@ -143,7 +141,7 @@ TEST_F(NamedService, Property_IsSelector2WithTheIdAsAScalar) {
   EXPECT_EQ(service->openedWith, 0U);
   EXPECT_EQ(service->selector, 2U);
   EXPECT_THAT(service->scalars, ElementsAre(0xFFFFFFFFU));
-  EXPECT_EQ(service->inputSize, 0U);
+  EXPECT_THAT(service->input, IsEmpty());
   EXPECT_EQ(service->capacity, sizeof buffer);
   EXPECT_EQ(length, 3U);
   EXPECT_THAT(logMessages(), IsEmpty());
@@ -155,7 +153,7 @@ TEST_F(NamedService, Command_IsTheSelectorWithoutScalars) {
   EXPECT_EQ(service->openedWith, 0U);
   EXPECT_EQ(service->selector, 9U);
   EXPECT_THAT(service->scalars, IsEmpty());
-  EXPECT_EQ(service->inputSize, sizeof input);
+  EXPECT_THAT(service->input, ElementsAreArray(input));
   EXPECT_EQ(service->capacity, sizeof buffer);
   EXPECT_EQ(length, 3U);
   EXPECT_THAT(logMessages(), IsEmpty());

@@ -20,8 +20,6 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using Line = testing::Matcher<std::string>;
 
-constexpr auto kFailure = static_cast<IOReturn>(0xE00002D5);
-
 // A record of the execution category with this sequence number; its type has a text at offset 32.
 Bytes record(std::uint32_t sequence, const std::string& function = "f") {
   return Bytes{9, 0, 0, 0} + le(sequence) + le(std::uint64_t{1000}) + Bytes(16) + text(function, 16);
@@ -96,7 +94,7 @@ TEST_F(RawDebugData, Firmware_IsProperty209OfItsService) {
   ask(1, 3);
   EXPECT_EQ(firmware->selector, 2U);
   EXPECT_THAT(firmware->scalars, ElementsAre(209U));
-  EXPECT_EQ(firmware->inputSize, 0U);
+  EXPECT_THAT(firmware->input, IsEmpty());
   EXPECT_EQ(firmware->capacity, 1536U);
   EXPECT_EQ(firmware->calls, 1);
   EXPECT_EQ(kernel->calls, 0);
@@ -112,7 +110,7 @@ TEST_F(RawDebugData, KernelAndErrorRecords_AreCommandsOfOneService) {
     ask(row.handler, 3);
     EXPECT_EQ(kernel->selector, row.command) << row.handler;
     EXPECT_THAT(kernel->scalars, IsEmpty());
-    EXPECT_EQ(kernel->inputSize, 0U);
+    EXPECT_THAT(kernel->input, IsEmpty());
     EXPECT_EQ(kernel->capacity, 1536U);
   }
   EXPECT_EQ(kernel->calls, 4);

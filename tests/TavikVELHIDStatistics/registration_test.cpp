@@ -10,10 +10,44 @@
 
 #include <cstring>
 
+// The linker sends the plug-in's new and delete here, so that a test sees which contexts live: where it wants them, the
+// blocks of a context's size that were made and not deleted on this thread.
+namespace {
+thread_local std::vector<void*>* liveBlocks = nullptr;
+
+void forget(const void* block) {
+  if (liveBlocks != nullptr) {
+    std::erase(*liveBlocks, block);
+  }
+}
+} // namespace
+extern "C" {
+void* __real__Znwm(std::size_t size);
+void __real__ZdlPv(void* block);
+void __real__ZdlPvm(void* block, std::size_t size);
+void* __wrap__Znwm(std::size_t size);
+void __wrap__ZdlPv(void* block);
+void __wrap__ZdlPvm(void* block, std::size_t size);
+}
+void* __wrap__Znwm(std::size_t size) {
+  void* block = __real__Znwm(size);
+  if (liveBlocks != nullptr && size == sizeof(Context)) {
+    liveBlocks->push_back(block);
+  }
+  return block;
+}
+void __wrap__ZdlPv(void* block) {
+  forget(block);
+  __real__ZdlPv(block);
+}
+void __wrap__ZdlPvm(void* block, std::size_t size) {
+  forget(block);
+  __real__ZdlPvm(block, size);
+}
+
 namespace vel::test {
 namespace {
 
-using testing::Each;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -22,13 +56,19 @@ using testing::SizeIs;
 constexpr std::size_t kRawDebugHandlers = 48 + 8 + 48;
 
 struct Registration : StatisticsTest {
-  std::size_t handlers() const { return control::stateHandlers().size(); }
+  static std::size_t handlers() { return control::stateHandlers().size(); }
 };
 
 std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
+
+// What the user clients are asked, each with its plug-in, when nothing fails.
+const std::vector<std::string> kDriverCalls = {"QueryInterface", "open(0)", "Release"};
+const std::vector<std::string> kDeviceCalls = {"QueryInterface", "open(0)", "Release"};
+const std::vector<std::string> kAnalyticsDeviceCalls = {"QueryInterface", "open(0)", "setDispatchQueue",
+                                                        "setDataCallback", "Release"};
 
 // The calls of a registration in their order, as they are recorded.
 const std::vector<std::string> kClassification = {
@@ -61,8 +101,8 @@ TEST_F(Registration, Button_CallsThePlatformInThisOrder) {
       std::vector<std::string>(2 + kRawDebugHandlers, "os_state_add_handler()") +
       std::vector<std::string>{"CFArrayAppendValue()", "IOObjectRelease()"};
   EXPECT_THAT(control::stopRecording(), ElementsAreArray(expected));
-  EXPECT_THAT(driver.calls, ElementsAre("open(0)"));
-  EXPECT_THAT(device.calls, ElementsAre("open(0)", "setDispatchQueue", "setDataCallback"));
+  EXPECT_EQ(driver.calls, kDriverCalls);
+  EXPECT_EQ(device.calls, kAnalyticsDeviceCalls);
 }
 
 TEST_F(Registration, SecondSensor_CallsThePlatformInThisOrder) {
@@ -127,32 +167,53 @@ struct ClassCase {
   bool supportsTallyStore;
   std::size_t handlers; // beside the raw debug handlers
   bool hasHIDDevice;
+
+  StatisticsTest::Service service() const {
+    return {.usages = usages,
+            .supportsTallyStore = Ref<CFTypeRef>::share(supportsTallyStore ? kCFBooleanTrue : kCFBooleanFalse)};
+  }
+};
+
+const ClassCase kClasses[] = {
+    {"consumer control", {{0x0C, 0x01}}, false, 2, true},
+    {"consumer control with analytics", {{0x0C, 0x01}}, true, 2, true},
+    {"telephony alone is a button without reports", {{0x0B, 0x01}}, false, 0, false},
+    {"analytics alone make a button without reports", {}, true, 0, false},
+    {"accelerometer", {{0xFF00, 0x03}}, false, 1, false},
+    {"gyro", {{0xFF00, 0x09}}, false, 1, false},
+    {"compass", {{0xFF00, 0x0A}}, false, 1, false},
+    {"pressure", {{0x20, 0x31}}, false, 1, false},
+    {"button and sensor", {{0x0C, 0x01}, {0x20, 0x31}}, false, 3, true},
 };
 
 TEST_F(Registration, Classes_DecideWhichHandlersAreInstalled) {
-  const ClassCase cases[] = {
-      {"consumer control", {{0x0C, 0x01}}, false, 2, true},
-      {"consumer control with analytics", {{0x0C, 0x01}}, true, 2, true},
-      {"telephony alone is a button without reports", {{0x0B, 0x01}}, false, 0, false},
-      {"analytics alone make a button without reports", {}, true, 0, false},
-      {"accelerometer", {{0xFF00, 0x03}}, false, 1, false},
-      {"gyro", {{0xFF00, 0x09}}, false, 1, false},
-      {"compass", {{0xFF00, 0x0A}}, false, 1, false},
-      {"pressure", {{0x20, 0x31}}, false, 1, false},
-      {"button and sensor", {{0x0C, 0x01}, {0x20, 0x31}}, false, 3, true},
-  };
   registerService({.usages = sensor}); // takes the raw debug handlers
-  for (const ClassCase& row : cases) {
+  for (const ClassCase& row : kClasses) {
     const std::size_t before = handlers();
     const std::size_t kept = contexts().size();
-    Service service{.usages = row.usages};
-    service.supportsTallyStore = Ref<CFTypeRef>::share(row.supportsTallyStore ? kCFBooleanTrue : kCFBooleanFalse);
-    registerService(service);
+    registerService(row.service());
     EXPECT_EQ(handlers(), before + row.handlers) << row.name;
     ASSERT_EQ(contexts().size(), kept + 1) << row.name;
     EXPECT_EQ(contexts().back()->_device._hid != nullptr, row.hasHIDDevice) << row.name;
   }
   EXPECT_THAT(logMessages(), IsEmpty());
+}
+
+TEST_F(Registration, FirstServiceOfAnyClass_BringsTheRawDebugHandlers) {
+  for (const ClassCase& row : kClasses) {
+    TavikVELHIDStatistics* fresh = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
+    fresh->open(nullptr, 0);
+    const std::size_t before = handlers();
+    fresh->registerService(addService(row.service()).get());
+    EXPECT_EQ(handlers(), before + row.handlers + kRawDebugHandlers) << row.name;
+    fresh->Release();
+  }
+}
+
+TEST_F(Registration, ButtonAndSensorInOne_ReportInThisOrder) {
+  registerService({.usages = {{0x20, 0x31}, {0x0C, 0x01}}});
+  driver.property = [](std::uint32_t) { return Reply{Bytes(4096)}; };
+  EXPECT_THAT(capture(3), ElementsAre("ZORB Statistics", "ZORB assets", "SensorInfo"));
 }
 
 TEST_F(Registration, RawDebugHandlers_AreInstalledOncePerObject) {
@@ -188,8 +249,6 @@ TEST_F(Registration, Context_HoldsWhatStandsBehindTheService) {
   EXPECT_STREQ(name, "device");
   EXPECT_EQ(static_cast<void*>(context._driver._interface), &driver);
   EXPECT_EQ(static_cast<void*>(context._device._interface), &device);
-  EXPECT_EQ(driverPlugIn.references, 0);
-  EXPECT_EQ(devicePlugIn.references, 0);
   EXPECT_EQ(std::memcmp(&driverPlugIn.queried, "\x59\x79\x99\x3C\x85\xF5\x4D\x59\x85\x93\xFF\x92\x15\xDA\x47\xAD", 16),
             0);
   EXPECT_EQ(std::memcmp(&devicePlugIn.queried, "\x01\x64\x69\xD8\x77\x3B\x46\xAC\x90\x9E\xF9\x0C\x4A\x6E\x75\x77", 16),
@@ -199,10 +258,10 @@ TEST_F(Registration, Context_HoldsWhatStandsBehindTheService) {
 
 TEST_F(Registration, AnalyticsHook_OnlyWithSupport) {
   registerService({.usages = button});
-  EXPECT_THAT(device.calls, ElementsAre("open(0)"));
+  EXPECT_EQ(device.calls, kDeviceCalls);
   device.calls.clear();
   registerService({.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)});
-  EXPECT_THAT(device.calls, ElementsAre("open(0)", "setDispatchQueue", "setDataCallback"));
+  EXPECT_EQ(device.calls, kAnalyticsDeviceCalls);
   EXPECT_EQ(device.queue, queue);
   EXPECT_EQ(device.refcon, plugin);
   using Trampoline = void (*)(void*, void*, std::size_t);
@@ -224,106 +283,159 @@ TEST_F(Registration, LaterQueue_DoesNotReachEarlierHandlers) {
   control::destroyQueue(later);
 }
 
-// One row of what can go wrong: how, the line that says so, and whether the service is kept.
+// One row of what can go wrong: how, the lines that say so, what the user clients are asked all the same, and how many
+// registry references stay. A service that is not kept is abandoned: its context is deleted, but nothing is given back
+// that the context held by then.
 struct FailureCase {
   const char* name;
   std::function<void(Registration&)> arrange;
   std::vector<std::string> log;
+  std::vector<std::string> driverCalls;
+  std::vector<std::string> deviceCalls;
+  std::size_t references;
   bool kept;
-  int driverPlugInReferences = 0;
 };
 
 TEST_F(Registration, Failures) {
   constexpr std::uint32_t kCode = 0xE00002BE;
   const auto code = static_cast<IOReturn>(kCode);
-  const char* failed = "((HRESULT)(Status) >= 0)";
+  const std::string refused = "((HRESULT)(Status) >= 0)";
+  const std::vector<std::string> driverRefused = {assertionLine(refused, "", 275, 0)};
+  const std::vector<std::string> noDriver = {assertionLine("context->_driver._interface", "", 276, 0)};
+  const std::vector<std::string> deviceRefused = {assertionLine(refused, "", 292, 0)};
+  const std::vector<std::string> noDevice = {assertionLine("context->_device._interface", "", 293, 0)};
+  const std::vector<std::string> forgotten = {"QueryInterface"}; // never released
+  const std::vector<std::string> released = {"QueryInterface", "Release"};
   const FailureCase cases[] = {
       {"not in the registry",
-       [](Registration&) { control::failCall("IOServiceGetMatchingService", 1); },
+       [](Registration&) { control::resetRegistry(); },
        {assertionLine("context->_driver._service", "", 255, 0)},
+       {},
+       {},
+       0,
        false},
       {"parent cannot be read",
        [=](Registration& t) { control::breakParent(t.serviceID, code); },
        {assertionLine("kr == 0 ", "", 262, kCode)},
+       {},
+       {},
+       1,
        false},
       {"no parent",
        [](Registration& t) { control::breakParent(t.serviceID, 0); },
        {assertionLine("parent", "", 263, 0)},
+       {},
+       {},
+       1,
        false},
       {"grandparent cannot be read",
        [=](Registration& t) { control::breakParent(t.parentID, code); },
        {assertionLine("kr == 0 ", "", 267, kCode)},
+       {},
+       {},
+       1,
        false},
       {"no grandparent",
        [](Registration& t) { control::breakParent(t.parentID, 0); },
        {assertionLine("context->_device._service", "", 268, 0)},
+       {},
+       {},
+       1,
        false},
-      {"driver plug-in cannot be created", [=](Registration& t) { t.driverPlugIn.createResult = code; }, {}, true},
-      {"driver gives no plug-in", [](Registration& t) { t.driverPlugIn.createsPlugIn = false; }, {}, true},
-      {"driver interface refused, yet stored",
-       [](Registration& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
-       {assertionLine(failed, "", 275, 0)},
+      {"driver plug-in cannot be created",
+       [=](Registration& t) { t.driverPlugIn.createResult = code; },
+       {},
+       {},
+       kAnalyticsDeviceCalls,
+       2,
        true},
+      {"driver gives no plug-in",
+       [](Registration& t) { t.driverPlugIn.createsPlugIn = false; },
+       {},
+       {},
+       kAnalyticsDeviceCalls,
+       2,
+       true},
+      {"driver interface refused, yet stored", [](Registration& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
+       driverRefused, kDriverCalls, kAnalyticsDeviceCalls, 2, true},
       {"driver interface refused",
        [](Registration& t) {
          t.driverPlugIn.queryResult = E_NOINTERFACE;
          t.driverPlugIn.interface = nullptr;
        },
-       {assertionLine(failed, "", 275, 0), assertionLine("context->_driver._interface", "", 276, 0)},
-       true,
-       1},
-      {"driver interface missing",
-       [](Registration& t) { t.driverPlugIn.interface = nullptr; },
-       {assertionLine("context->_driver._interface", "", 276, 0)},
-       true,
-       1},
+       driverRefused + noDriver, forgotten, kAnalyticsDeviceCalls, 2, true},
+      {"driver interface missing", [](Registration& t) { t.driverPlugIn.interface = nullptr; }, noDriver, forgotten,
+       kAnalyticsDeviceCalls, 2, true},
       {"driver does not open",
        [=](Registration& t) { t.driver.openResult = code; },
        {assertionLine("kr == 0 ", "", 280, kCode)},
+       kDriverCalls,
+       {},
+       2,
        false},
-      {"device plug-in cannot be created", [=](Registration& t) { t.devicePlugIn.createResult = code; }, {}, true},
-      {"device gives no plug-in", [](Registration& t) { t.devicePlugIn.createsPlugIn = false; }, {}, true},
-      {"device interface refused, yet stored",
-       [](Registration& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
-       {assertionLine(failed, "", 292, 0)},
+      {"device plug-in cannot be created",
+       [=](Registration& t) { t.devicePlugIn.createResult = code; },
+       {},
+       kDriverCalls,
+       {},
+       2,
        true},
+      {"device gives no plug-in",
+       [](Registration& t) { t.devicePlugIn.createsPlugIn = false; },
+       {},
+       kDriverCalls,
+       {},
+       2,
+       true},
+      {"device interface refused, yet stored", [](Registration& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
+       deviceRefused, kDriverCalls, kAnalyticsDeviceCalls, 2, true},
       {"device interface refused",
        [](Registration& t) {
          t.devicePlugIn.queryResult = E_NOINTERFACE;
          t.devicePlugIn.interface = nullptr;
        },
-       {assertionLine(failed, "", 292, 0), assertionLine("context->_device._interface", "", 293, 0)},
+       deviceRefused + noDevice, kDriverCalls, released, 2, true},
+      {"device interface missing", [](Registration& t) { t.devicePlugIn.interface = nullptr; }, noDevice, kDriverCalls,
+       released, 2, true},
+      {"device does not open",
+       [=](Registration& t) { t.device.openResult = code; },
+       {},
+       kDriverCalls,
+       kAnalyticsDeviceCalls,
+       2,
        true},
-      {"device interface missing",
-       [](Registration& t) { t.devicePlugIn.interface = nullptr; },
-       {assertionLine("context->_device._interface", "", 293, 0)},
-       true},
-      {"device does not open", [=](Registration& t) { t.device.openResult = code; }, {}, true},
       {"no HID device",
        [](Registration&) { control::failCall("IOHIDDeviceCreate", 1); },
        {assertionLine("context->_device._hid", "", 315, 0)},
+       kDriverCalls,
+       kAnalyticsDeviceCalls,
+       2,
        false},
   };
   for (const FailureCase& row : cases) {
     SCOPED_TRACE(row.name);
-    driverPlugIn = {};
-    devicePlugIn = {};
-    driver = {};
-    device = {};
-    driverPlugIn.interface = &driver;
-    devicePlugIn.interface = &device;
+    resetUserClients();
     control::clearLog();
-    auto hid = addService({.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)});
+    const Service service{.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)};
+    auto hid = addService(service);
+    const std::size_t transportCount = control::retainCount(service.transport.get());
+    const std::size_t references = control::registryReferences();
     const std::size_t keptBefore = contexts().size();
     const std::size_t handlersBefore = handlers();
     row.arrange(*this);
+    std::vector<void*> blocks;
+    liveBlocks = &blocks;
     plugin->registerService(hid.get());
+    liveBlocks = nullptr;
     control::clearFailures();
     EXPECT_THAT(logMessages(), ElementsAreArray(row.log));
-    EXPECT_EQ(contexts().size(), keptBefore + (row.kept ? 1 : 0));
+    EXPECT_EQ(driver.calls, row.driverCalls);
+    EXPECT_EQ(device.calls, row.deviceCalls);
+    EXPECT_EQ(control::registryReferences(), references + row.references);
+    EXPECT_EQ(control::retainCount(service.transport.get()), transportCount);
     EXPECT_EQ(handlers() > handlersBefore, row.kept);
-    EXPECT_EQ(driverPlugIn.references, row.driverPlugInReferences) << "a plug-in without its interface is left alone";
-    EXPECT_EQ(devicePlugIn.references, 0);
+    ASSERT_EQ(contexts().size(), keptBefore + (row.kept ? 1 : 0));
+    EXPECT_EQ(blocks, row.kept ? std::vector<void*>{contexts().back()} : std::vector<void*>{});
   }
 }
 
@@ -342,13 +454,6 @@ TEST_F(Registration, WithoutDriverInterface_TheServiceIsKeptAndReadsAreNotReady)
   EXPECT_EQ(contexts()[0]->_driver._interface, nullptr);
   std::uint32_t value = 0;
   EXPECT_EQ(plugin->getProperty(contexts()[0], 215, &value, sizeof value, nullptr), static_cast<IOReturn>(0xE00002D8));
-}
-
-TEST_F(Registration, AssertionLines_AreSilentWhenTheLevelIsOff) {
-  control::setLogLevel(OS_LOG_TYPE_DEFAULT, false);
-  registerService({.transport = cfNumber(1), .usages = button});
-  control::setLogLevel(OS_LOG_TYPE_DEFAULT, true);
-  EXPECT_THAT(logMessages(), IsEmpty());
 }
 
 TEST_F(Registration, AssertionLines_AreAtTheDefaultLevel) {

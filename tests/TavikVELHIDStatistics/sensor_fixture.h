@@ -7,10 +7,6 @@
 
 namespace vel::test {
 
-// A code with a text of the system's, and one without.
-inline constexpr auto kFailure = static_cast<IOReturn>(0xE00002D5);
-inline constexpr auto kNameless = static_cast<IOReturn>(0x12345);
-
 template <class... Numbers>
 Bytes words(Numbers... numbers) {
   return (Bytes{} + ... + le(static_cast<std::uint32_t>(numbers)));

@@ -42,18 +42,13 @@ std::string assertionLine(const std::string& expression, const std::string& mess
   return ": AssertMacros: " + expression + ", " + message + " file: TavikVELHIDStatistics/TavikVELHIDStatistics" + end;
 }
 
-std::string withoutLine(const std::string& message) {
-  return std::regex_replace(message, std::regex(", line: [1-9][0-9]* value:"), ", line: N value:");
-}
-
-std::string assertionWithoutLine(const std::string& expression, const std::string& message, std::uint32_t value) {
-  return withoutLine(assertionLine(expression, message, 1, value));
-}
-
 testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, const std::string& message,
                                                  std::uint32_t value) {
+  const auto withoutLine = [](const std::string& line) {
+    return std::regex_replace(line, std::regex(", line: [1-9][0-9]* value:"), ", line: N value:");
+  };
   return testing::ResultOf("the line without its number", withoutLine,
-                           testing::Eq(assertionWithoutLine(expression, message, value)));
+                           testing::Eq(withoutLine(assertionLine(expression, message, 1, value))));
 }
 
 std::vector<std::string> logMessages() {
@@ -102,8 +97,7 @@ const std::vector<control::HIDUsage> StatisticsTest::sensor = {{0xFF00, 0x03}};
 
 StatisticsTest::StatisticsTest() : queue(control::createQueue("statistics")) {
   control::clearLog();
-  driverPlugIn.interface = &driver;
-  devicePlugIn.interface = &device;
+  resetUserClients();
   plugin = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
   plugin->open(nullptr, 0);
   plugin->scheduleWithDispatchQueue(queue);
@@ -135,8 +129,19 @@ Ref<IOHIDServiceRef> StatisticsTest::addService(const Service& service) {
   description.properties =
       properties({{"Transport", service.transport}, {"KIPSupportsTallyStore", service.supportsTallyStore}});
   description.usages = service.usages;
-  description.registryID = service.inRegistry ? serviceID : 0xDEAD;
+  description.registryID = serviceID;
   return Ref<IOHIDServiceRef>::adopt(control::createHIDService(std::move(description)));
+}
+
+void StatisticsTest::resetUserClients() {
+  driver = {};
+  device = {};
+  driverPlugIn = {};
+  driverPlugIn.interface = &driver;
+  driverPlugIn.calls = &driver.calls;
+  devicePlugIn = {};
+  devicePlugIn.interface = &device;
+  devicePlugIn.calls = &device.calls;
 }
 
 void StatisticsTest::registerService(const Service& service) {

@@ -24,6 +24,10 @@ namespace vel::test {
 
 using control::Ref;
 
+// A code with a text of the system's, and one without.
+inline constexpr auto kFailure = static_cast<IOReturn>(0xE00002D5); // busy
+inline constexpr auto kNameless = static_cast<IOReturn>(0x12345);
+
 // A dictionary of properties. [create: this]
 Ref<CFDictionaryRef> properties(std::vector<std::pair<const char*, Ref<CFTypeRef>>> pairs);
 Ref<CFTypeRef> cfString(const char* text);
@@ -31,10 +35,7 @@ Ref<CFTypeRef> cfNumber(std::int64_t value);
 
 // The whole line of a failed check.
 std::string assertionLine(const std::string& expression, const std::string& message, int line, std::uint32_t value);
-// The same with another line number in place of the one that the log has, where the source's own line counts.
-std::string withoutLine(const std::string& message);
-std::string assertionWithoutLine(const std::string& expression, const std::string& message, std::uint32_t value);
-// Matches the whole line of a failed check, with any line number.
+// Matches the whole line of a failed check, with any line number: where the source's own line counts.
 testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, const std::string& message,
                                                  std::uint32_t value);
 
@@ -61,7 +62,6 @@ public:
     Ref<CFTypeRef> transport = cfString("VEL");
     std::vector<control::HIDUsage> usages;
     Ref<CFTypeRef> supportsTallyStore; // none
-    bool inRegistry = true;
     bool isHIDDevice = true;
   };
   // Puts service, parent and device into the registry, each under the other, with the fake user clients in front, and
@@ -69,6 +69,9 @@ public:
   Ref<IOHIDServiceRef> addService(const Service& service);
   // The same, registered with the plug-in.
   void registerService(const Service& service);
+  // Makes the user clients as they are at the start: they have the interfaces and answer, and nothing was asked of
+  // them.
+  void resetUserClients();
   // The contexts that the plug-in keeps.
   std::vector<Context*> contexts() const;
 

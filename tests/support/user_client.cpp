@@ -17,26 +17,20 @@ FakeDevice& device(void* self) {
   return *static_cast<FakeDevice*>(self);
 }
 
-void remember(FakePlugIn& plugin, const char* call) {
-  if (plugin.calls != nullptr) {
-    plugin.calls->emplace_back(call);
-  }
-}
-
 IOCFPlugInInterface plugInTable = {
     ._reserved = nullptr,
     .QueryInterface =
         [](void* self, REFIID iid, LPVOID* ppv) {
-          remember(plugIn(self), "QueryInterface");
+          plugIn(self).calls->emplace_back("QueryInterface");
           plugIn(self).queried = iid;
           *ppv = plugIn(self).interface;
           return plugIn(self).queryResult;
         },
-    .AddRef = [](void* self) { return static_cast<ULONG>(++plugIn(self).references); },
+    .AddRef = nullptr, // nobody has a reason to
     .Release =
         [](void* self) {
-          remember(plugIn(self), "Release");
-          return static_cast<ULONG>(--plugIn(self).references);
+          plugIn(self).calls->emplace_back("Release");
+          return ULONG{0};
         },
 };
 
@@ -50,6 +44,8 @@ VELDriverInterface driverTable = [] {
                      std::size_t* outputSize) {
     driver(self).calls.push_back("command(" + std::to_string(command) + ", " + std::to_string(inputSize) + ", " +
                                  std::to_string(*outputSize) + ")");
+    const auto* bytes = static_cast<const std::uint8_t*>(input);
+    driver(self).input.assign(bytes, bytes + inputSize);
     if (command != 10) {
       return answer(driver(self).command(command), output, *outputSize, outputSize);
     }
@@ -87,7 +83,6 @@ FakeDevice::FakeDevice() : vtbl(&deviceTable) {}
 
 kern_return_t FakePlugIn::create(IOCFPlugInInterface*** plugin) {
   if (createResult == 0 && createsPlugIn) {
-    ++references;
     *plugin = &vtbl;
   }
   return createResult;
@@ -103,7 +98,8 @@ IOReturn FakeService::call(std::uint32_t method, std::span<const std::uint64_t> 
   ++calls;
   selector = method;
   scalars.assign(arguments.begin(), arguments.end());
-  inputSize = in.size();
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(in.data());
+  input.assign(bytes, bytes + in.size());
   capacity = output.size();
   return answer(reply, output.data(), output.size(), &reported);
 }

@@ -15,17 +15,16 @@
 
 namespace vel::test {
 
-// The plug-in in front of a user client. Stands in the registry under a plug-in type; references are counted.
+// The plug-in in front of a user client. Stands in the registry under a plug-in type.
 struct FakePlugIn {
   FakePlugIn();
   IOCFPlugInInterface* vtbl; // first
   kern_return_t createResult = 0;
   bool createsPlugIn = true;
   HRESULT queryResult = S_OK;
-  void* interface = nullptr; // what QueryInterface stores; null: nothing is there
-  CFUUIDBytes queried = {};  // the last interface that was asked for
-  int references = 0;
-  std::vector<std::string>* calls = nullptr; // where calls are remembered, if anywhere
+  void* interface = nullptr;                 // what QueryInterface stores; null: nothing is there
+  CFUUIDBytes queried = {};                  // the last interface that was asked for
+  std::vector<std::string>* calls = nullptr; // where QueryInterface and Release are remembered
 
   // For vel::control::attachPlugIn.
   kern_return_t create(IOCFPlugInInterface*** plugin);
@@ -48,6 +47,7 @@ struct FakeDriver {
   std::function<Reply(std::uint32_t property)> property = [](std::uint32_t) { return Reply{}; };
   std::function<Reply(std::uint32_t command)> command = [](std::uint32_t) { return Reply{}; };
   std::vector<std::uint32_t> propertiesRead; // in their order
+  Bytes input;                               // of the last command
   std::vector<std::string> calls;
 };
 
@@ -72,7 +72,7 @@ struct FakeService : control::UserClient {
   std::uint32_t openedWith = 99;
   std::uint32_t selector = 0;
   std::vector<std::uint64_t> scalars;
-  std::size_t inputSize = 0;
+  Bytes input;
   std::size_t capacity = 0;
   int calls = 0;
 };
