@@ -12,13 +12,13 @@ Bytes entry(const Client& client) {
 
 std::map<std::uint32_t, Reply> allReplies() {
   return {
-      {0, {words(10000)}},
+      {0, {words(-10000)}},
       {15, {text("Tavik", 32)}},
       {16, {text("T-1", 32)}},
       {68, {Bytes{'B'} + words(3)}},
       {64, {words(64)}},
       {36, {words(36)}},
-      {67, {words(671, 672, 673, -674, 675)}},
+      {67, {words(-671, -672, -673, -674, -675)}},
       {10, {words(10)}},
       {13, {words(13)}},
       {61, {words(61)}},
@@ -38,18 +38,18 @@ std::map<std::uint32_t, Reply> allReplies() {
 
 Dictionary reportOfAllReplies() {
   return {
-      {"reportInterval", integer(10000)},
+      {"reportInterval", integer(-10000)},
       {"sensorType", string("accelerometer")},
       {"manufacturer", string("Tavik")},
       {"model", string("T-1")},
       {"location", string("B alternate=3")},
       {"systickInterval", integer(64)},
       {"decimationEnabled", integer(36)},
-      {"sensorBatchInterval", integer(671)},
-      {"muxBatchInterval", integer(672)},
-      {"apBatchInterval", integer(673)},
+      {"sensorBatchInterval", integer(-671)},
+      {"muxBatchInterval", integer(-672)},
+      {"apBatchInterval", integer(-673)},
       {"apReportInterval", integer(-674)},
-      {"endpointBatchCount", integer(675)},
+      {"endpointBatchCount", integer(-675)},
       {"rawMode", integer(10)},
       {"factoryMode", integer(13)},
       {"calibrationComplete", integer(61)},

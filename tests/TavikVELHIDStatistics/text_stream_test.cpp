@@ -144,6 +144,7 @@ TEST(TextStream, Streams) {
       {"an end is acted on by an unknown element", piece("a") + end + Bytes{200}, {"a"}},
       {"two ends and more: an empty entry", piece("a") + end + end + piece("b"), {"a", "", "b"}},
       {"two ends and an element without text", piece("a") + end + end + decimal, {"a", ""}},
+      {"two ends and nothing else", end + end, {""}},
       {"two ends at the very end", piece("a") + end + end, {"a"}},
       {"an end before anything", end + piece("a"), {"", "a"}},
       {"unknown tags have no payload", Bytes{6, 255, 7} + piece("a") + Bytes{100} + number32(1), {"a1"}},
