@@ -1,0 +1,22 @@
+# What ships: the command with the bundle and the libraries beside it, and a package for programs that decode. Every
+# path is relative to the prefix, so the whole can be moved.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS velplatform velprofile EXPORT velprofileTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat)
+
+set(installed_bundle ${CMAKE_INSTALL_LIBDIR}/TavikVELHIDStatistics.plugin)
+install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle})
+install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/TavikVELHIDStatistics.plugin/Info.plist DESTINATION ${installed_bundle})
+
+# The C interface alone: the other headers include those of the host OS.
+install(FILES profile/include/profile/velprofile.h profile/include/profile/export.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/profile)
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/velprofile)
+install(EXPORT velprofileTargets NAMESPACE vel:: DESTINATION ${package})
+configure_package_config_file(cmake/velprofileConfig.cmake.in ${PROJECT_BINARY_DIR}/velprofileConfig.cmake
+  INSTALL_DESTINATION ${package} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/velprofileConfig.cmake ${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake
+  DESTINATION ${package})
