@@ -58,7 +58,7 @@ void interrupt(Recorder& recorder) {
 void sensorSetUp(Recorder& recorder) {
   Random& random = recorder.random();
   const std::string_view sensor = pick(random, sensors);
-  const std::uint32_t interval = 1000U << random.below(7);
+  const std::uint64_t interval = std::uint64_t{1000} << random.below(7);
   const bool isGyro = sensor == "gyro";
   recorder.add({"sensors", sensor, "sensor-info", "sensorinfo"})
       .text("name", sensor)
