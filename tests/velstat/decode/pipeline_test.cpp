@@ -1,6 +1,8 @@
 // Many threads, one order; what goes wrong in one of them ends all.
 #include <decode/pipeline.h>
 
+#include <decode/input.h>
+#include <decode/record_header.h>
 #include <decode/renderer.h>
 
 #include <gmock/gmock.h>
@@ -8,9 +10,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <unistd.h>
 
 namespace vel::stat {
 
@@ -127,6 +131,39 @@ TEST_P(Jobs, ExceptionWhileReading_EndsTheWork) {
   };
   EXPECT_THROW(runInOrder(GetParam(), stages), std::runtime_error);
   EXPECT_EQ(numbers.written, upTo(50).substr(0, numbers.written.size()));
+}
+
+// A pipe that nobody ever writes to: only the failure can end the wait for it.
+TEST_P(Jobs, ExceptionWhileWriting_EndsAReadThatWaits) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  Complaints complaints([](std::string_view line) { ADD_FAILURE() << line; });
+  Input input({"/dev/fd/" + std::to_string(ends[0])}, complaints);
+  ASSERT_TRUE(input.nextFile());
+
+  Numbers numbers(100000);
+  std::promise<void> waits;
+  Stages stages = numbers.stages();
+  stages.read = [&, read = stages.read](Unit& unit) {
+    read(unit);
+    if (unit.count == 2) {
+      waits.set_value();
+      input.read(unit.records.get(), recordSize);
+      ADD_FAILURE() << "came back";
+    }
+    return true;
+  };
+  stages.cancelRead = [&] { input.cancel(); };
+  numbers.write = [&](std::string_view) {
+    if (GetParam() > 1) { // another thread has its turn to read
+      waits.get_future().wait();
+    }
+    throw std::out_of_range("gone");
+  };
+  EXPECT_THROW(runInOrder(GetParam(), stages), std::out_of_range);
+  EXPECT_THROW(input.read(nullptr, recordSize), std::runtime_error) << "cancelled for good";
+  close(ends[0]);
+  close(ends[1]);
 }
 
 TEST_P(Jobs, RenderTheSameTextAsOneRenderer) {

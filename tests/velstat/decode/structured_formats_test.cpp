@@ -1,12 +1,16 @@
 // JSON and CSV read back by a reader that is not ours: nothing of a record is lost.
 #include "records.h"
 
+#include <decode/renderer.h>
 #include <synthetic/record_stream.h>
 
 #include <profile/fields.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
+
+#include <cstdlib>
+#include <ctime>
 
 namespace vel::stat {
 
@@ -138,8 +142,20 @@ TEST(JsonFormat, LayoutShownTwice_IsThereTwice) {
   EXPECT_EQ(payload[0]["layout"], "short-data");
 }
 
-TEST(JsonFormat, Times) {
-  setenv("TZ", "XYZ-3:30", 1);
+// A zone that is not UTC.
+class InZone : public testing::Test {
+protected:
+  InZone() {
+    setenv("TZ", "XYZ-3:30", 1);
+    tzset();
+  }
+  ~InZone() override {
+    unsetenv("TZ");
+    tzset();
+  }
+};
+
+TEST_F(InZone, JsonFormat_ShowsTimes) {
   const profile::TimePolicy times{profile::TimeSync{1000000000, 1700000000000000000}, 18446744073709551615U};
   Bytes bytes;
   for (const std::uint64_t time : {1000000U, 1000417U, 2000417U}) {

@@ -1,5 +1,6 @@
 // One line of comma-separated values a record: the same columns in every file, the payload as one column of JSON.
 #include <decode/json_fields.h>
+#include <decode/record_header.h>
 #include <decode/renderer.h>
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 
 #include <decode/pipeline.h>
 #include <decode/progress.h>
+#include <decode/record_header.h>
 #include <decode/record_source.h>
 #include <decode/renderer.h>
 #include <decode/statistics.h>
@@ -26,7 +27,9 @@ public:
           progress_.clear();
           complain(line);
         }),
-        input_(options.files, complaints_), progress_(input_.totalSize()),
+        input_(options.files, complaints_,
+               options.format == DecodeFormat::none ? Input::Output::none : Input::Output::standard),
+        progress_(input_.totalSize()),
         source_(options.recover ? makeRecoveringSource(input_, complaints_) : makePlainSource(input_, complaints_)),
         selection_(std::move(selection)), counts_(options.statistics != StatisticsFormat::none) {}
 
@@ -45,6 +48,11 @@ public:
     }
     return false;
   }
+
+  void cancel() noexcept { input_.cancel(); }
+
+  // Nothing more is read: other lines may follow.
+  void finish() { progress_.clear(); }
 
   bool isSound() const { return !complaints_.any(); }
   const Statistics& statistics() const { return statistics_; }
@@ -112,6 +120,7 @@ void show(const DecodeOptions& options, Reader& reader) {
                                  };
                                },
                                .write = writeStandardOutput,
+                               .cancelRead = [&] { reader.cancel(); },
                            });
 }
 
@@ -132,6 +141,7 @@ bool decode(const DecodeOptions& options, Selection selection) {
   } else {
     count(reader);
   }
+  reader.finish();
   if (options.statistics != StatisticsFormat::none) {
     const Statistics& statistics = reader.statistics();
     const std::string text = options.statistics == StatisticsFormat::json ? statistics.asJson() : statistics.asText();

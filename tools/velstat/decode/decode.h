@@ -19,7 +19,7 @@ struct DecodeOptions {
   StatisticsFormat statistics = StatisticsFormat::none;
   profile::TimePolicy times;
   bool recover = false;
-  unsigned jobs = 1;
+  unsigned jobs = 1; // threads
 };
 
 // True if all of the input was sound. What was not is reported on stderr, a line each; all that was is decoded.

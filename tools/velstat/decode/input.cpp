@@ -1,12 +1,16 @@
 // read(2) into the caller's buffer; no mapping, so that a growing or shrinking file does no harm and memory stays flat.
 #include <decode/input.h>
 
+#include <output.h>
+
 #include <fmt/format.h>
 
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdexcept>
+#include <sys/eventfd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,11 +21,17 @@ void enlargePipe(int descriptor) noexcept {
   fcntl(descriptor, F_SETPIPE_SZ, size);
 }
 
-Input::Input(std::vector<std::string> names, Complaints& complaints)
-    : names_(std::move(names)), complaints_(complaints) {}
+// Without an event, where descriptors have run out, a read that waits ends with its source.
+Input::Input(std::vector<std::string> names, Complaints& complaints, Output output)
+    : names_(std::move(names)), complaints_(complaints), output_(output), cancelled_(eventfd(0, EFD_CLOEXEC)) {}
 
 Input::~Input() {
   closeFile();
+  close(cancelled_);
+}
+
+void Input::cancel() noexcept {
+  static_cast<void>(eventfd_write(cancelled_, 1));
 }
 
 void Input::closeFile() noexcept {
@@ -37,14 +47,17 @@ bool Input::nextFile() {
     const std::string& name = names_[next_++];
     const bool standardInput = name == "-";
     shownName_ = standardInput ? "standard input" : name;
-    descriptor_ = standardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC);
+    // Not blocking: a named pipe that nobody writes yet is waited for in wait(), as any other.
+    descriptor_ = standardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    failed_ = false;
     struct stat status = {};
     if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
       complaints_.say(fmt::format("{}: {}", shownName_, std::strerror(errno)));
     } else if (S_ISDIR(status.st_mode)) {
       complaints_.say(fmt::format("{}: {}", shownName_, std::strerror(EISDIR)));
     } else {
-      mayWait_ = !S_ISREG(status.st_mode);
+      // What cannot be read at all would never have anything.
+      mayWait_ = !S_ISREG(status.st_mode) && (fcntl(descriptor_, F_GETFL) & O_ACCMODE) != O_WRONLY;
       enlargePipe(descriptor_);
       return true;
     }
@@ -53,25 +66,38 @@ bool Input::nextFile() {
   return false;
 }
 
-bool Input::hasMoreAtOnce() const noexcept {
+// Whether a read will not block, within that time (-1: however long it takes). Throws when there is no use in reading.
+bool Input::wait(int milliseconds) const {
   if (!mayWait_) {
     return true;
   }
-  pollfd waiting = {descriptor_, POLLIN, 0};
-  return poll(&waiting, 1, 0) > 0;
+  // Of the output only what poll tells unasked matters: that its other end is closed.
+  pollfd waiting[] = {
+      {descriptor_, POLLIN, 0}, {cancelled_, POLLIN, 0}, {output_ == Output::standard ? STDOUT_FILENO : -1, 0, 0}};
+  int result = 0;
+  do {
+    result = poll(waiting, std::size(waiting), milliseconds);
+  } while (result < 0 && errno == EINTR);
+  if (waiting[1].revents != 0) {
+    throw std::runtime_error("reading was cancelled");
+  }
+  if ((waiting[2].revents & (POLLERR | POLLHUP)) != 0) {
+    throw ReaderGone();
+  }
+  return result < 0 || waiting[0].revents != 0;
 }
 
 std::size_t Input::read(unsigned char* out, std::size_t size) {
   std::size_t got = 0;
-  while (got < size && (got == 0 || hasMoreAtOnce())) {
+  while (!failed_ && got < size && wait(got == 0 ? -1 : 0)) {
     const ssize_t step = ::read(descriptor_, out + got, size - got);
     if (step > 0) {
       got += static_cast<std::size_t>(step);
     } else if (step == 0) {
       break;
-    } else if (errno != EINTR) {
+    } else if (errno != EINTR && errno != EAGAIN) {
       complaints_.say(fmt::format("{}: {}", shownName_, std::strerror(errno)));
-      break;
+      failed_ = true;
     }
   }
   bytesRead_ += got;

@@ -9,14 +9,6 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-std::uint64_t load(const unsigned char* at, unsigned size) noexcept {
-  std::uint64_t value = 0;
-  for (unsigned i = 0; i < size; ++i) {
-    value |= std::uint64_t{at[i]} << (8 * i);
-  }
-  return value;
-}
-
 void appendValue(OutputBuffer& out, const profile::Field& field) {
   using profile::FieldKind;
   switch (field.row->kind) {
@@ -125,14 +117,6 @@ void appendJsonPayload(OutputBuffer& out, const unsigned char* record) {
     appendValue(out, field);
   }
   out.append(open ? "}}]" : "]");
-}
-
-std::uint32_t sequenceNumber(const unsigned char* record) noexcept {
-  return static_cast<std::uint32_t>(load(record + 4, 4));
-}
-
-std::uint64_t timeStamp(const unsigned char* record) noexcept {
-  return load(record + 8, 8);
 }
 
 RecordNames::RecordNames(const unsigned char* record) noexcept

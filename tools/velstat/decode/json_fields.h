@@ -27,9 +27,6 @@ void appendJsonU64(OutputBuffer& out, std::uint64_t number);
 // The payload: one object for each layout that the record shows, in order.
 void appendJsonPayload(OutputBuffer& out, const unsigned char* record);
 
-std::uint32_t sequenceNumber(const unsigned char* record) noexcept;
-std::uint64_t timeStamp(const unsigned char* record) noexcept;
-
 // The four names of a record's ids.
 class RecordNames {
 public:

@@ -1,5 +1,6 @@
 // One JSON object a line.
 #include <decode/json_fields.h>
+#include <decode/record_header.h>
 #include <decode/renderer.h>
 
 namespace vel::stat {

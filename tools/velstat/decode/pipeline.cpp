@@ -4,7 +4,7 @@
 // text goes out while it is still in a cache.
 #include <decode/pipeline.h>
 
-#include <decode/renderer.h>
+#include <decode/record_header.h>
 
 #include <condition_variable>
 #include <cstdint>
@@ -96,11 +96,16 @@ private:
   }
 
   void fail(std::exception_ptr failure) {
-    const std::lock_guard lock(mutex_);
-    if (!failure_) {
-      failure_ = std::move(failure);
+    {
+      const std::lock_guard lock(mutex_);
+      if (!failure_) {
+        failure_ = std::move(failure);
+      }
+      freed_.notify_all();
     }
-    freed_.notify_all();
+    if (stages_.cancelRead) {
+      stages_.cancelRead(); // or the others would only learn of it with the source's next bytes
+    }
   }
 
   const Stages& stages_;

@@ -29,6 +29,9 @@ struct Stages {
   std::function<std::function<void(Unit&)>()> makeRender;
   // [one thread at a time, in the order of reading]
   std::function<void(std::string_view)> write;
+  // The work has failed: a read that waits for its source shall throw, now or when it comes to that. May be empty.
+  // [any thread, also while others are in the other stages]
+  std::function<void()> cancelRead = {};
 };
 
 // Returns when all is written. An exception of a stage ends the work: what was read before is not all written then,

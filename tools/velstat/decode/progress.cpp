@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <string>
 #include <unistd.h>
 
 namespace vel::stat {
@@ -12,6 +13,7 @@ namespace {
 
 constexpr auto patience = std::chrono::seconds(1); // what takes less needs no progress
 constexpr auto interval = std::chrono::milliseconds(200);
+constexpr const char* emptyLine = "\r\x1B[K";
 
 } // namespace
 
@@ -30,17 +32,18 @@ void Progress::update(std::uint64_t records, std::uint64_t bytes) {
   next_ = now + interval;
   const double seconds = std::chrono::duration<double>(now - begin_).count();
   const double millions = static_cast<double>(records) / 1e6;
-  fmt::print(stderr, "\r\x1B[K{:.1f} million records, {:.1f} million a second", millions, millions / seconds);
+  std::string line =
+      fmt::format("{}{:.1f} million records, {:.1f} million a second", emptyLine, millions, millions / seconds);
   if (total_ != 0) {
-    fmt::print(stderr, ", {:.0f} %", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
+    line += fmt::format(", {:.0f} %", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
   }
-  std::fflush(stderr);
+  std::fputs(line.c_str(), stderr); // a terminal that has gone is no reason to stop
   visible_ = true;
 }
 
 void Progress::clear() {
   if (visible_) {
-    fmt::print(stderr, "\r\x1B[K");
+    std::fputs(emptyLine, stderr);
     visible_ = false;
   }
 }

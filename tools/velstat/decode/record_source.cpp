@@ -1,7 +1,7 @@
 // The plain source: every 48 bytes are a record.
 #include <decode/record_source.h>
 
-#include <decode/renderer.h>
+#include <decode/record_header.h>
 
 #include <fmt/format.h>
 
@@ -44,7 +44,7 @@ public:
 
 private:
   void endFile() {
-    if (begunSize_ != 0) {
+    if (begunSize_ != 0 && !input_.hasFailed()) {
       complaints_.say(fmt::format("{}: offset {}: the last record is cut short, {} of {} bytes", input_.name(), offset_,
                                   begunSize_, recordSize));
     }

@@ -1,8 +1,8 @@
 // The recovering source: slides a window over each file and reports each damage once, when its end is known.
 #include <decode/record_source.h>
 
+#include <decode/record_header.h>
 #include <decode/recovery.h>
-#include <decode/renderer.h>
 
 #include <fmt/format.h>
 

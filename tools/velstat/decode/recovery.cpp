@@ -1,8 +1,7 @@
 // The judgement of records, and the search after damage.
 #include <decode/recovery.h>
 
-#include <decode/json_fields.h>
-#include <decode/renderer.h>
+#include <profile/names.h>
 
 #include <algorithm>
 #include <bitset>

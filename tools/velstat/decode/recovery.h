@@ -5,7 +5,7 @@
 // the first one's. docs/velstat-decode.md describes the rules to users.
 #pragma once
 
-#include <profile/VelProfileReport.h>
+#include <decode/record_header.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -29,7 +29,7 @@ inline constexpr std::uint32_t largestDelay = 1024;
 class RecordFinder {
 public:
   // As many bytes are enough to judge the first of them, unless the file ends earlier.
-  static constexpr std::size_t viewSize = (agreeingRecords + 4) * sizeof(_VelProfileReport);
+  static constexpr std::size_t viewSize = (agreeingRecords + 4) * recordSize;
 
   struct Step {
     bool record;         // the first 48 bytes are a record

@@ -11,8 +11,6 @@
 
 namespace vel::stat {
 
-inline constexpr std::size_t recordSize = sizeof(_VelProfileReport);
-
 // [one thread at a time; as many objects as threads]
 class Renderer {
 public:

@@ -1,13 +1,13 @@
 // Names become sets of ids once, so that a record costs a few look-ups whatever was asked for.
 #include <decode/selection.h>
 
-#include <decode/json_fields.h>
+#include <decode/parse_number.h>
+#include <decode/record_header.h>
 
 #include <profile/names.h>
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <stdexcept>
 
 namespace vel::stat {
@@ -16,13 +16,8 @@ namespace {
 
 using profile::NameTable;
 
-std::uint64_t parseNumber(std::string_view text) {
-  std::uint64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    throw std::invalid_argument(fmt::format("'{}' is not a number from 0 to 18446744073709551615", text));
-  }
-  return value;
+std::uint64_t parseU64(std::string_view text) {
+  return parseNumber<std::uint64_t>(text, "a number from 0 to 18446744073709551615");
 }
 
 bool isNumber(std::string_view text) {
@@ -36,7 +31,7 @@ public:
     for (const std::string& entry : entries) {
       if (!isNumber(entry)) {
         names_.push_back({entry, false});
-      } else if (const std::uint64_t id = parseNumber(entry); id < ids_.size()) {
+      } else if (const std::uint64_t id = parseU64(entry); id < ids_.size()) {
         ids_.set(id);
       } else {
         throw std::invalid_argument(fmt::format("{} {} is out of range: ids go from 0 to 255", kind_, entry));
@@ -95,10 +90,10 @@ Range parseRange(std::string_view text) {
     throw std::invalid_argument("a range is A..B, A.., ..B or A");
   }
   if (!first.empty()) {
-    range.first = parseNumber(first);
+    range.first = parseU64(first);
   }
   if (!last.empty()) {
-    range.last = parseNumber(last);
+    range.last = parseU64(last);
   }
   if (range.first > range.last) {
     throw std::invalid_argument(fmt::format("the range {} is empty", text));

@@ -1,7 +1,7 @@
 // Counting, and the two forms of the result.
 #include <decode/statistics.h>
 
-#include <decode/json_fields.h>
+#include <decode/record_header.h>
 #include <json_writer.h>
 
 #include <profile/names.h>

@@ -1,6 +1,8 @@
 // The text of each record, exact or fit for a terminal.
 #include <decode/renderer.h>
 
+#include <decode/record_header.h>
+
 #include <escape.h>
 
 #include <cstdint>
