@@ -2,10 +2,13 @@
 
 #include <commands.h>
 #include <decode/decode.h>
+#include <decode/parse_number.h>
+
+#include <host/error.h>
 
 #include <CLI/CLI.hpp>
 
-#include <charconv>
+#include <algorithm>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -23,20 +26,11 @@ struct CommandLine {
   std::string sequence;
   std::string time;
   std::string timeSync;
+  unsigned jobs = 0; // one a core
   bool framed = false;
   bool raw = false;
   bool escape = false;
 };
-
-template <class Number>
-Number parseNumber(std::string_view text, const char* what) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    throw std::invalid_argument("'" + std::string(text) + "' is not " + what);
-  }
-  return number;
-}
 
 profile::TimeSync parseTimeSync(std::string_view text) {
   const std::size_t comma = text.find(',');
@@ -79,6 +73,9 @@ int run(CommandLine& line) {
   if (line.framed && line.format != "text") {
     throw CLI::ValidationError("--framed", "only texts are framed; lines of JSON and CSV frame themselves");
   }
+  if (line.framed && !line.raw && isatty(STDOUT_FILENO) != 0) {
+    throw host::Error("standard output: will not write framed texts to a terminal without --raw");
+  }
   line.decode.format = chooseFormat(line);
   if (!line.sequence.empty()) {
     line.selection.sequence = readOption("--sequence", [&] { return parseRange(line.sequence); });
@@ -95,9 +92,7 @@ int run(CommandLine& line) {
   if (line.decode.files.empty()) {
     line.decode.files = {"-"};
   }
-  if (line.decode.jobs == 0) {
-    line.decode.jobs = std::max(1U, std::min(64U, std::thread::hardware_concurrency()));
-  }
+  line.decode.jobs = line.jobs != 0 ? line.jobs : std::clamp(std::thread::hardware_concurrency(), 1U, 64U);
   Selection selection = readOption("decode", [&] { return Selection(line.selection); });
   return decode(line.decode, std::move(selection)) ? 0 : 1;
 }
@@ -158,7 +153,7 @@ void addDecode(CLI::App& app, int& status) {
       ->add_flag("--stats{text}", line->statistics,
                  "End with statistics: on stderr, or as the only output with --format none; --stats=json")
       ->check(CLI::IsMember({"text", "json"}));
-  command->add_option("--jobs", line->decode.jobs, "Threads (default: one a core)")
+  command->add_option("--jobs", line->jobs, "Threads (default: one a core)")
       ->type_name("N")
       ->check(CLI::Range(1U, 256U));
   command->footer("Examples:\n"

@@ -7,11 +7,15 @@ import io
 import json
 import os
 import pathlib
+import pty
 import random
+import select
 import struct
 import subprocess
 import sys
 import tempfile
+import time
+import tty
 import unittest
 
 HERE = pathlib.Path(__file__).parent
@@ -23,8 +27,9 @@ TIMES = ("2000000000", "1700000000000000000", "1699999999123456")
 
 
 def run(*arguments, stdin=b"", **environment):
-    """Exit status, standard output, standard error; the output as bytes."""
-    done = subprocess.run([VELSTAT, *arguments], input=stdin, capture_output=True, timeout=120,
+    """Exit status, standard output, standard error; the output as bytes. `stdin`: bytes or a descriptor."""
+    given = {"input": stdin} if isinstance(stdin, bytes) else {"stdin": stdin}
+    done = subprocess.run([VELSTAT, *arguments], **given, capture_output=True, timeout=120,
                           env={**os.environ, **environment})
     return done.returncode, done.stdout, done.stderr.decode()
 
@@ -57,6 +62,17 @@ def assert_same(test, first, second, note=None):
         place = next((i for i, (a, b) in enumerate(zip(first, second)) if a != b), min(len(first), len(second)))
         test.fail(f"{note}: differ at {place}: {first[max(0, place - 60):place + 60]!r}, not "
                   f"{second[max(0, place - 60):place + 60]!r}")
+
+
+def eventually(test, holds, note=None):
+    end = time.monotonic() + 30
+    while not holds():
+        test.assertLess(time.monotonic(), end, note)
+        os.sched_yield()
+
+
+def threads(process):
+    return len(os.listdir(f"/proc/{process.pid}/task"))
 
 
 class WithFolder(unittest.TestCase):
@@ -119,9 +135,10 @@ class Text(unittest.TestCase):
         self.assertEqual(decode(stdin=data), exact)
         self.assertEqual(decode("--escape", stdin=data), expected)
 
-    def test_locale_changes_nothing(self):
-        data = generate("--seed", "7", "--count", "500", "--random")
-        self.assertEqual(decode(stdin=data, LC_ALL="de_DE.UTF-8"), naive(data))
+    def test_uses_all_cores(self):
+        with subprocess.Popen([VELSTAT, "decode"], stdin=subprocess.PIPE) as process:
+            eventually(self, lambda: threads(process) == min(64, os.cpu_count()))
+            process.stdin.close()
 
 
 class Terminal(WithFolder):
@@ -136,6 +153,76 @@ class Terminal(WithFolder):
 
     def test_binary_records_stay_off_it(self):
         self.assertEqual(run_on_terminal("generate", "records"), "")
+
+    def test_framed_texts_stay_off_it_unless_raw(self):
+        path = self.file("one.bin", record(1, payload=bytes(32)))  # its length in bytes that are ASCII
+        self.assertEqual(run_on_terminal("decode", "--raw", "--framed", path).encode(), decode("--framed", path))
+        self.assertEqual(run_on_terminal("decode", "--framed", path), "")
+        leader, follower = pty.openpty()
+        done = subprocess.run([VELSTAT, "decode", "--framed", path], stdout=follower, stderr=subprocess.PIPE)
+        os.close(follower)
+        os.close(leader)
+        self.assertEqual((done.returncode, done.stderr), (1, b"velstat: standard output: will not write framed texts to "
+                                                             b"a terminal without --raw\n"))
+
+
+class Progress(WithFolder):
+    LINE = r"(\r\x1b\[K0\.0 million records, 0\.0 million a second)+\r\x1b\[K"
+
+    def decode_until_progress(self, *arguments):
+        """A decoding that has just said how far it is, the other end of its terminal, and what has come from there."""
+        leader, follower = pty.openpty()
+        process = subprocess.Popen([VELSTAT, "decode", *arguments], stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                   stderr=follower)
+        self.addCleanup(process.stdin.close)
+        os.close(follower)
+        seen = b""
+        end = time.monotonic() + 60
+        while b"million" not in seen:
+            self.assertLess(time.monotonic(), end)
+            os.write(process.stdin.fileno(), record(1))
+            if select.select([leader], [], [], 0.05)[0]:
+                seen += os.read(leader, 65536)
+        return process, leader, seen
+
+    def whole(self, *arguments):
+        process, leader, seen = self.decode_until_progress(*arguments)
+        process.stdin.close()
+        try:
+            while block := os.read(leader, 65536):
+                seen += block
+        except OSError:  # how a terminal without writers ends
+            pass
+        os.close(leader)
+        self.assertEqual(process.wait(timeout=60), 0)
+        return seen.decode().replace("\r\n", "\n")
+
+    def test_is_gone_at_the_end(self):
+        self.assertRegex(self.whole(), rf"\A{self.LINE}\Z")
+
+    def test_leaves_a_line_to_the_statistics(self):
+        for arguments in (("--stats",), ("--stats=json",)):
+            self.assertRegex(self.whole(*arguments), rf"\A{self.LINE}(records: |{{\"read\": )\d+[^\r]*\n\Z")
+
+    def test_terminal_that_goes_away_is_no_failure(self):
+        process, leader, _ = self.decode_until_progress()
+        os.close(leader)
+        process.stdin.close()
+        self.assertEqual(process.wait(timeout=60), 0)
+
+    def test_tells_the_share_of_a_file(self):
+        path = self.file("long", b"")
+        os.truncate(path, 1 << 40)  # a hole
+        leader, follower = pty.openpty()
+        process = subprocess.Popen([VELSTAT, "decode", path], stdout=subprocess.DEVNULL, stderr=follower)
+        os.close(follower)
+        seen = b""
+        while b"%" not in seen:
+            seen += os.read(leader, 65536)
+        process.kill()
+        process.wait()
+        os.close(leader)
+        self.assertRegex(seen.decode(), r"\A\r\x1b\[K\d+\.\d million records, \d+\.\d million a second, 0 %")
 
 
 class Golden(unittest.TestCase):
@@ -302,6 +389,44 @@ class Inputs(WithFolder):
                                  f"velstat: {path}: offset 95987: damage, 5 bytes skipped\n")
         assert_same(self, output, naive(data[:48000] + data[48048:]))
 
+    def test_input_that_fails_is_reported_once(self):
+        for arguments in ((), ("--recover",)):
+            leader, follower = pty.openpty()
+            tty.setraw(follower)
+            os.write(follower, self.ONE + self.TWO)
+            os.close(follower)  # what was written can be read, then reading fails
+            status, output, errors = run("decode", *arguments, stdin=leader)
+            os.close(leader)
+            self.assertEqual((status, output), (1, naive(self.ONE + self.TWO)))
+            self.assertEqual(errors, "velstat: standard input: Input/output error\n")
+
+    def test_record_that_a_failure_cuts_is_not_called_short(self):
+        leader, follower = pty.openpty()
+        tty.setraw(follower)
+        os.write(follower, self.ONE + b"x")
+        os.close(follower)
+        self.assertEqual(run("decode", stdin=leader),
+                         (1, naive(self.ONE), "velstat: standard input: Input/output error\n"))
+        os.close(leader)
+
+    def test_input_that_is_only_for_writing(self):
+        reading, writing = os.pipe()
+        self.assertEqual(run("decode", stdin=writing), (1, b"", "velstat: standard input: Bad file descriptor\n"))
+        os.close(reading)
+        os.close(writing)
+
+    def test_named_pipe(self):
+        fifo = str(self.folder / "fifo")
+        os.mkfifo(fifo)
+        with subprocess.Popen([VELSTAT, "decode", fifo], stdout=subprocess.PIPE) as process:
+            with open(fifo, "wb") as pipe:
+                pipe.write(self.ONE)
+                pipe.flush()
+                self.assertEqual(process.stdout.readline(), naive(self.ONE))
+                pipe.write(self.TWO)
+            self.assertEqual(process.communicate()[0], naive(self.TWO))
+        self.assertEqual(process.returncode, 0)
+
     def test_records_appear_as_they_come(self):
         process = subprocess.Popen([VELSTAT, "decode"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         for data in (self.ONE, self.TWO):
@@ -329,6 +454,44 @@ class Outputs(unittest.TestCase):
                                   stderr=subprocess.PIPE)
         self.assertEqual((done.returncode, done.stderr),
                          (1, b"velstat: standard output: No space left on device\n"))
+
+    # Threads wait for a source that has gone quiet, and none of them will ever write again.
+    def test_failed_write_ends_the_wait_for_input(self):
+        for jobs in ("1", "2", "4"):
+            with open("/dev/full", "wb") as full:
+                process = subprocess.Popen([VELSTAT, "decode", "--jobs", jobs], stdin=subprocess.PIPE, stdout=full,
+                                           stderr=subprocess.PIPE)
+            eventually(self, lambda: threads(process) == int(jobs))
+            os.write(process.stdin.fileno(), record(1))
+            self.assertEqual(process.wait(timeout=30), 1, jobs)
+            with process:
+                self.assertEqual(process.stderr.read(), b"velstat: standard output: No space left on device\n")
+
+    def test_reader_that_goes_away_ends_the_wait_for_input(self):
+        with tempfile.TemporaryDirectory() as folder:
+            fifo = folder + "/fifo"  # which nobody writes
+            os.mkfifo(fifo)
+            for arguments in (["--jobs", "1"], ["--jobs", "4"], ["--format", "json"], ["--recover", "-", fifo]):
+                process = subprocess.Popen([VELSTAT, "decode", *arguments], stdin=subprocess.PIPE,
+                                           stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+                os.write(process.stdin.fileno(), record(1))
+                if fifo in arguments:
+                    process.stdin.close()
+                self.assertTrue(process.stdout.readline())
+                process.stdout.close()
+                self.assertEqual(process.wait(timeout=30), 0, arguments)
+                self.assertEqual(process.stderr.read(), b"")
+                process.stderr.close()
+                process.stdin.close()
+
+    def test_unread_output_does_not_end_a_check(self):
+        process = subprocess.Popen([VELSTAT, "decode", "--format", "none"], stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        process.stdout.close()
+        os.write(process.stdin.fileno(), record(1))
+        self.assertEqual(process.communicate(b"x")[1],
+                         b"velstat: standard input: offset 48: the last record is cut short, 1 of 48 bytes\n")
+        self.assertEqual(process.returncode, 1)
 
     def test_statistics_keep_off_the_records(self):
         data = generate("--count", "2000")
