@@ -93,7 +93,7 @@ std::uint8_t readKey(const JsonNode& key) {
   const std::string name = key.text(entriesLimit);
   const auto* const found = std::find(std::begin(keys), std::end(keys), name);
   if (found == std::end(keys)) {
-    key.fail(fmt::format("\"{}\" is no metric; docs/records.md has the list", name));
+    key.fail(fmt::format("{} is no metric; docs/records.md has the list", inQuotes(name)));
   }
   return static_cast<std::uint8_t>(found - std::begin(keys));
 }
@@ -106,7 +106,7 @@ const Op& readOp(const JsonNode& op) {
     for (const Op& known : ops) {
       words.push_back(known.word);
     }
-    op.fail(fmt::format("\"{}\" is not one of {}", word, fmt::join(words, ", ")));
+    op.fail(fmt::format("{} is not one of {}", inQuotes(word), fmt::join(words, ", ")));
   }
   return *found;
 }

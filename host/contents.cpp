@@ -81,7 +81,7 @@ void appendElement(Bytes& bytes, const JsonNode& element) {
         return append(bytes, tag, 1);
       }
     }
-    element.fail(fmt::format("\"{}\" is not one of end, hex, decimal", word));
+    element.fail(fmt::format("{} is not one of end, hex, decimal", inQuotes(word)));
   }
   element.allowKeys({"u32", "u64", "text"});
   const auto u32 = element.find("u32");

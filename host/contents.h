@@ -19,7 +19,7 @@ struct Content {
 
 std::span<const Content> contents();
 
-constexpr std::size_t replyLimit = 64 * 1024; // bytes of one
+constexpr std::size_t replyLimit = 1 << 16; // bytes of one
 
 // Profile records as a modelled co-processor leaves them behind.
 std::vector<Bytes> readProfileRecords(const JsonNode& node);

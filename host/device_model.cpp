@@ -117,10 +117,10 @@ PlugInModel readPlugIn(const JsonNode& node) {
   return plugIn;
 }
 
-DriverModel readDriver(const JsonNode& node) {
+DriverModel readDriver(const JsonNode& node, ReplyBudget& budget) {
   node.allowKeys(
       {"create-result", "plug-in", "interface", "query-result", "open-result", "property-replies", "command-replies"});
-  return {readPlugIn(node), readReplies(node)};
+  return {readPlugIn(node), readReplies(node, budget)};
 }
 
 DeviceUserClientModel readDevice(const JsonNode& node) {
@@ -147,7 +147,7 @@ void readRegistryID(const JsonNode& node, ServiceModel& service) {
   }
 }
 
-ServiceModel readService(const JsonNode& node) {
+ServiceModel readService(const JsonNode& node, ReplyBudget& budget) {
   node.allowKeys({"name", "transport", "properties", "usages", "registry-id", "registry", "driver", "device"});
   node.requireKeys({"name"});
   ServiceModel service;
@@ -177,7 +177,7 @@ ServiceModel readService(const JsonNode& node) {
   }
   readRegistry(node.find("registry"), service);
   if (const auto driver = node.find("driver"); driver && !driver->isNull()) {
-    service.driver = readDriver(*driver);
+    service.driver = readDriver(*driver, budget);
   }
   if (const auto device = node.find("device"); device && !device->isNull()) {
     if (service.entries.size() < 3) {
@@ -188,7 +188,7 @@ ServiceModel readService(const JsonNode& node) {
   return service;
 }
 
-NamedServiceModel readNamedService(const JsonNode& node) {
+NamedServiceModel readNamedService(const JsonNode& node, ReplyBudget& budget) {
   node.allowKeys({"name", "class", "properties", "open-result", "property-replies", "command-replies"});
   node.requireKeys({"name"});
   NamedServiceModel service;
@@ -203,7 +203,7 @@ NamedServiceModel readNamedService(const JsonNode& node) {
   if (const auto result = node.find("open-result")) {
     service.openResult = result->code();
   }
-  service.replies = readReplies(node);
+  service.replies = readReplies(node, budget);
   return service;
 }
 
@@ -233,10 +233,11 @@ DeviceModel readDocument(const JsonNode& document) {
   if (const auto timeSync = document.find("time-sync")) {
     model.timeSync = readTimeSync(*timeSync);
   }
+  ReplyBudget budget;
   std::set<std::uint64_t> ids;
   if (const auto services = document.find("services")) {
     for (const JsonNode& node : services->items(servicesLimit)) {
-      model.services.push_back(readService(node));
+      model.services.push_back(readService(node, budget));
       const std::uint64_t id = model.services.back().entryID;
       if (id != 0 && !ids.insert(id).second) {
         node.find("registry-id")->fail("is that of an earlier service");
@@ -245,7 +246,7 @@ DeviceModel readDocument(const JsonNode& document) {
   }
   if (const auto services = document.find("named-services")) {
     for (const JsonNode& node : services->items(servicesLimit)) {
-      model.namedServices.push_back(readNamedService(node));
+      model.namedServices.push_back(readNamedService(node, budget));
     }
   }
   return model;

@@ -7,7 +7,6 @@
 #include <charconv>
 #include <limits>
 #include <numeric>
-#include <set>
 
 namespace vel::host {
 
@@ -15,24 +14,6 @@ namespace {
 
 constexpr std::size_t dataLimit = 1 << 20;
 constexpr std::size_t textLimit = 1 << 16;
-
-// Line and column, from 1, of a byte.
-std::string place(std::string_view text, std::size_t offset) {
-  const std::string_view before = text.substr(0, std::min(offset, text.size()));
-  const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-  const std::size_t start = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-  return fmt::format("line {}, column {}", line, before.size() - start + 1);
-}
-
-// The parser's reason without the names and places around it.
-std::string reason(const std::string& what) {
-  std::string_view text = what;
-  const std::size_t column = text.find(": ", text.find("column "));
-  if (column != std::string_view::npos) {
-    text.remove_prefix(column + 2);
-  }
-  return std::string(text);
-}
 
 // Steps that turn one word into the other.
 std::size_t distance(std::string_view a, std::string_view b) {
@@ -107,33 +88,8 @@ int digit(char c) {
 
 } // namespace
 
-Json parseJson(std::string_view text, const std::string& source) {
-  std::vector<std::set<std::string>> keys;
-  const auto watch = [&](int, Json::parse_event_t event, Json& parsed) {
-    if (event == Json::parse_event_t::object_start) {
-      keys.emplace_back();
-    } else if (event == Json::parse_event_t::object_end) {
-      keys.pop_back();
-    } else if (event == Json::parse_event_t::key) {
-      const auto& key = parsed.get_ref<const std::string&>();
-      if (!keys.back().insert(key).second) {
-        throw Error(fmt::format("{}: the key \"{}\" stands twice in one object", source, key));
-      }
-    }
-    return true;
-  };
-  try {
-    return Json::parse(text, watch);
-  } catch (const Json::parse_error& error) {
-    throw Error(
-        fmt::format("{}: {}: {}", source, place(text, error.byte == 0 ? 0 : error.byte - 1), reason(error.what())));
-  } catch (const Json::exception& error) { // a number beyond a double
-    throw Error(fmt::format("{}: {}", source, error.what()));
-  }
-}
-
 void JsonNode::fail(const std::string& why) const {
-  throw Error(fmt::format("{}: {}: {}", *source_, pointer_.empty() ? "(whole document)" : pointer_, why));
+  refuse(*source_, pointerTo(*document_, *json_), why);
 }
 
 void JsonNode::expect(bool fits, const char* what) const {
@@ -142,18 +98,16 @@ void JsonNode::expect(bool fits, const char* what) const {
   }
 }
 
-JsonNode JsonNode::child(const Json& json, std::string_view token) const {
-  std::string pointer = pointer_ + '/';
-  for (const char c : token) {
-    pointer += c == '~' ? "~0" : c == '/' ? "~1" : std::string(1, c);
-  }
-  return {json, *source_, std::move(pointer)};
+JsonNode JsonNode::child(const Json& json) const {
+  JsonNode node = *this;
+  node.json_ = &json;
+  return node;
 }
 
 void JsonNode::allowKeys(std::span<const std::string_view> keys) const {
   for (const auto& [name, node] : members()) {
     if (std::find(keys.begin(), keys.end(), name) == keys.end()) {
-      fail(fmt::format("unknown key \"{}\"; {}", name, advice(name, keys)));
+      fail(fmt::format("unknown key {}; {}", inQuotes(name), advice(name, keys)));
     }
   }
 }
@@ -169,14 +123,14 @@ void JsonNode::requireKeys(std::initializer_list<std::string_view> keys) const {
 std::optional<JsonNode> JsonNode::find(std::string_view key) const {
   expect(json_->is_object(), "an object");
   const auto found = json_->find(std::string(key));
-  return found == json_->end() ? std::nullopt : std::optional(child(*found, key));
+  return found == json_->end() ? std::nullopt : std::optional(child(*found));
 }
 
 std::vector<JsonNode::NamedNode> JsonNode::members() const {
   expect(json_->is_object(), "an object");
   std::vector<NamedNode> nodes;
-  for (const auto& [key, value] : json_->items()) {
-    nodes.push_back({key, child(value, key)});
+  for (const auto& [key, value] : json_->get_ref<const Json::object_t&>()) {
+    nodes.push_back({key, child(value)});
   }
   return nodes;
 }
@@ -188,7 +142,7 @@ std::vector<JsonNode> JsonNode::items(std::size_t most) const {
   }
   std::vector<JsonNode> nodes;
   for (const Json& value : *json_) {
-    nodes.push_back(child(value, std::to_string(nodes.size())));
+    nodes.push_back(child(value));
   }
   return nodes;
 }
@@ -215,8 +169,8 @@ std::uint64_t JsonNode::unsignedNumber(std::uint64_t most) const {
   if (json_->is_string()) {
     number = hexNumber(json_->get_ref<const std::string&>());
     if (!number) {
-      fail(fmt::format("\"{}\" is not a number; a number in a string is written as \"0x2A\"",
-                       json_->get_ref<const std::string&>()));
+      fail(fmt::format("{} is not a number; a number in a string is written as \"0x2A\"",
+                       inQuotes(json_->get_ref<const std::string&>())));
     }
   } else {
     expect(json_->is_number_integer(), "a whole number");

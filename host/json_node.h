@@ -1,10 +1,8 @@
 // One value of a JSON document together with its place, for readers that refuse what they do not understand.
 #pragma once
 
-#include <host/error.h>
+#include <host/json_document.h>
 #include <host/value.h>
-
-#include <nlohmann/json.hpp>
 
 #include <cstdint>
 #include <initializer_list>
@@ -12,23 +10,18 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vel::host {
-
-using Json = nlohmann::ordered_json;
-
-// Parses a document. Throws Error with line and column of what is no JSON; a key that stands twice in one object is
-// refused.
-Json parseJson(std::string_view text, const std::string& source);
 
 // Refers to the document and to the name of its source, which must outlive it. Every refusal throws Error with source,
 // JSON pointer and reason.
 class JsonNode {
 public:
-  JsonNode(const Json& document, const std::string& source) : json_(&document), source_(&source) {}
+  JsonNode(const Json& document, const std::string& source)
+      : json_(&document), document_(&document), source_(&source) {}
 
   [[noreturn]] void fail(const std::string& reason) const;
-  const std::string& pointer() const { return pointer_; } // "" for the document itself
 
   // As an object: refuses keys other than these, and other types.
   void allowKeys(std::span<const std::string_view> keys) const;
@@ -59,20 +52,19 @@ public:
   Dictionary properties() const;
 
 private:
-  JsonNode(const Json& json, const std::string& source, std::string pointer)
-      : json_(&json), source_(&source), pointer_(std::move(pointer)) {}
-  JsonNode child(const Json& json, std::string_view token) const;
+  JsonNode child(const Json& json) const;
   void expect(bool fits, const char* what) const;
   Value propertyValue(int depth) const;
   Dictionary properties(int depth) const;
 
+  // Not where it stands: a refusal finds that, and there are many nodes.
   const Json* json_;
+  const Json* document_;
   const std::string* source_;
-  std::string pointer_;
 };
 
 struct JsonNode::NamedNode {
-  std::string name;
+  const std::string& name; // the document's
   JsonNode node;
 };
 

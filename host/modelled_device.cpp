@@ -86,7 +86,7 @@ struct ModelledDevice::Tables {
     const bool isPlugIn = object.kind == Kind::driverPlugIn || object.kind == Kind::devicePlugIn;
     const bool wantsInterface = same(iid, isDriver ? kVELDriverInterfaceID : kVELDeviceInterfaceID);
     if (isPlugIn && wantsInterface) {
-      const PlugInModel& model = isDriver ? object.owner->driver_->plugIn : object.owner->device_->plugIn;
+      const PlugInModel& model = isDriver ? *object.owner->driver_ : object.owner->device_->plugIn;
       if (model.hasInterface) {
         *interface = object.owner->create(isDriver ? Kind::driver : Kind::device);
       }
@@ -100,7 +100,7 @@ struct ModelledDevice::Tables {
     return E_NOINTERFACE;
   }
 
-  static IOReturn openDriver(void* self, std::uint32_t) { return of(self).owner->driver_->plugIn.openResult; }
+  static IOReturn openDriver(void* self, std::uint32_t) { return of(self).owner->driver_->openResult; }
 
   static IOReturn command(void* self, std::uint32_t command, const void* input, std::size_t inputSize, void* output,
                           std::size_t* outputSize) {
@@ -177,8 +177,8 @@ struct ModelledDevice::Tables {
 };
 
 ModelledDevice::ModelledDevice(std::optional<DriverModel> driver, std::optional<DeviceUserClientModel> device)
-    : driver_(std::move(driver)), device_(std::move(device)), replies_(driver_ ? driver_->replies : ReplyModel()),
-      channel_(std::make_shared<Channel>()) {}
+    : driver_(driver ? std::optional(driver->plugIn) : std::nullopt), device_(std::move(device)),
+      replies_(driver ? std::move(driver->replies) : ReplyModel()), channel_(std::make_shared<Channel>()) {}
 
 ModelledDevice::~ModelledDevice() = default;
 
@@ -197,7 +197,7 @@ IOReturn ModelledDevice::createPlugIn(const PlugInModel& model, Kind kind, IOCFP
 }
 
 IOReturn ModelledDevice::createDriverPlugIn(IOCFPlugInInterface*** plugIn) {
-  return createPlugIn(driver_.value().plugIn, Kind::driverPlugIn, plugIn);
+  return createPlugIn(driver_.value(), Kind::driverPlugIn, plugIn);
 }
 
 IOReturn ModelledDevice::createDevicePlugIn(IOCFPlugInInterface*** plugIn) {

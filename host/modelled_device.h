@@ -65,7 +65,7 @@ private:
   IOReturn createPlugIn(const PlugInModel& model, Kind kind, IOCFPlugInInterface*** plugIn);
   void* create(Kind kind);
 
-  const std::optional<DriverModel> driver_;
+  const std::optional<PlugInModel> driver_;
   const std::optional<DeviceUserClientModel> device_;
   ReplyBook replies_;
   std::shared_ptr<Channel> channel_; // also held by what is queued

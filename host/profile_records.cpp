@@ -14,7 +14,7 @@ namespace vel::host {
 namespace {
 
 constexpr std::string_view randomFlow = "random";
-constexpr std::size_t recordLimit = 65536; // of all batches together
+constexpr std::size_t recordLimit = 65536; // of one content, all its batches together
 
 std::uint64_t given(const JsonNode& node, std::string_view key, std::uint64_t most, std::uint64_t unlessGiven) {
   const auto value = node.find(key);
@@ -38,7 +38,7 @@ std::vector<Bytes> batchesOf(Stream stream, std::size_t batches, std::size_t cou
   for (const synthetic::Scene& scene : synthetic::scenes()) {
     known.push_back(scene.name);
   }
-  flow.fail(fmt::format("\"{}\" is not one of {}, {}", name, fmt::join(known, ", "), randomFlow));
+  flow.fail(fmt::format("{} is not one of {}, {}", inQuotes(name), fmt::join(known, ", "), randomFlow));
 }
 
 } // namespace

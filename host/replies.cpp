@@ -80,12 +80,12 @@ std::uint32_t readID(const std::string& key, const JsonNode& node) {
   const char* const end = key.data() + key.size();
   const auto [stop, error] = std::from_chars(begin, end, id, hexadecimal ? 16 : 10);
   if (error != std::errc() || stop != end) {
-    node.fail(fmt::format("the key \"{}\" is not an id from 0 to 4294967295", key));
+    node.fail(fmt::format("the key {} is not an id from 0 to 4294967295", inQuotes(key)));
   }
   return id;
 }
 
-ReplyLists readLists(const std::optional<JsonNode>& node) {
+ReplyLists readLists(const std::optional<JsonNode>& node, ReplyBudget& budget) {
   ReplyLists lists;
   if (!node) {
     return lists;
@@ -96,8 +96,10 @@ ReplyLists readLists(const std::optional<JsonNode>& node) {
       list.fail("has the same id as an earlier key");
     }
     for (const JsonNode& reply : list.items(repliesLimit)) {
-      const std::vector<Reply> replies = readReply(reply);
-      place->second.insert(place->second.end(), replies.begin(), replies.end());
+      for (Reply& one : readReply(reply)) {
+        budget.take(one, reply);
+        place->second.push_back(std::move(one));
+      }
     }
     if (place->second.empty()) {
       list.fail("has no replies");
@@ -108,8 +110,16 @@ ReplyLists readLists(const std::optional<JsonNode>& node) {
 
 } // namespace
 
-ReplyModel readReplies(const JsonNode& object) {
-  return {readLists(object.find("property-replies")), readLists(object.find("command-replies"))};
+void ReplyBudget::take(const Reply& reply, const JsonNode& node) {
+  const std::size_t size = sizeof reply + (reply.content ? reply.content->size() : 0);
+  if (size > left_) {
+    node.fail("makes more than all replies of a model may take together");
+  }
+  left_ -= size;
+}
+
+ReplyModel readReplies(const JsonNode& object, ReplyBudget& budget) {
+  return {readLists(object.find("property-replies"), budget), readLists(object.find("command-replies"), budget)};
 }
 
 IOReturn ReplyBook::property(std::uint32_t id, std::span<std::byte> output, std::size_t& reported) {

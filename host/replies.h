@@ -29,8 +29,17 @@ struct ReplyModel {
   ReplyLists commands;
 };
 
+// What all replies of a model may take: a few words make many of them, and large ones.
+class ReplyBudget {
+public:
+  void take(const Reply& reply, const JsonNode& node);
+
+private:
+  std::size_t left_ = std::size_t{32} << 20; // bytes
+};
+
 // Reads the keys "property-replies" and "command-replies" of an object that may have other keys.
-ReplyModel readReplies(const JsonNode& object);
+ReplyModel readReplies(const JsonNode& object, ReplyBudget& budget);
 
 // The lists of one driver, with the place in each. [any thread]
 class ReplyBook {

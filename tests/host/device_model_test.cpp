@@ -183,7 +183,7 @@ const WrongModel wrongModels[] = {
      "line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', '{', or a literal"},
     {"unjudged/two_documents.json",
      "line 2, column 1: syntax error while parsing value - unexpected '{'; expected end of input"},
-    {"unjudged/key_twice.json", "the key \"name\" stands twice in one object"},
+    {"unjudged/key_twice.json", "(whole document): the key \"name\" stands twice"},
     {"unjudged/text_longer_than_field.json",
      "/services/0/driver/property-replies/215/0/text: has 4 bytes, its field has 3"},
     {"unjudged/same_id_twice.json", "/services/0/driver/property-replies/0x10: has the same id as an earlier key"},
@@ -229,6 +229,45 @@ TEST(DeviceModel, GoodAndShippedModels_AreAccepted) {
     }
   }
 }
+
+// A few words each, that make more than a whole model may.
+struct LargeReplies {
+  const char* name;
+  std::string replies;
+  int place; // of the first that is too much
+};
+
+void PrintTo(const LargeReplies& replies, std::ostream* out) {
+  *out << replies.name;
+}
+
+class TooManyReplies : public testing::TestWithParam<LargeReplies> {};
+
+TEST_P(TooManyReplies, AreRefusedAsAWhole) {
+  std::string list = GetParam().replies;
+  for (int i = 0; i < 600; ++i) {
+    list += "," + GetParam().replies;
+  }
+  // A part stands elsewhere, since the limit is that of the model.
+  const std::string service = R"({"name": "s", "driver": {"property-replies": {"1": [)" + GetParam().replies + "]}}}";
+  const std::string text = R"({"services": [)" + service +
+                           R"(], "named-services": [{"name": "n", "command-replies": {"2": [)" + list + "]}}]}";
+  try {
+    parseDeviceModel(text, "test");
+    FAIL() << "accepted";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.what(), "test: /named-services/0/command-replies/2/" + std::to_string(GetParam().place) +
+                                ": makes more than all replies of a model may take together");
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DeviceModel, TooManyReplies,
+    testing::Values(
+        LargeReplies{"Text", R"({"text": "", "size": 65536})", 510},
+        LargeReplies{"Records", R"({"profile-records": {"flow": "random", "count": 1365, "batches": 48}})", 9},
+        LargeReplies{"EmptyBatches", R"({"profile-records": {"flow": "idle", "count": 0, "batches": 4096}})", 145}),
+    [](const auto& info) { return info.param.name; });
 
 TEST(DeviceModel, MissingFile_IsNamed) {
   EXPECT_EQ(refusal("no/such/model.json"), "no/such/model.json: No such file or directory");
