@@ -37,8 +37,17 @@ const Value* findUUID(const Value* map, const std::string& uuid) {
   return nullptr;
 }
 
+bool isThere(const std::filesystem::path& path) {
+  std::error_code error;
+  const bool found = std::filesystem::exists(path, error);
+  if (error) {
+    throw Error(fmt::format("{}: {}", path.string(), error.message()));
+  }
+  return found;
+}
+
 Value readInfo(const std::filesystem::path& file) {
-  if (!std::filesystem::exists(file)) {
+  if (!isThere(file)) {
     throw Error(fmt::format("{}: no such file: the bundle has no property list", file.string()));
   }
   Value info;
@@ -104,10 +113,11 @@ void Bundle::keepLoaded() {
 }
 
 Bundle Bundle::load(const std::filesystem::path& path) {
-  if (!std::filesystem::exists(path)) {
+  if (!isThere(path)) {
     throw Error(fmt::format("{}: no such file or directory", path.string()));
   }
-  if (!std::filesystem::is_directory(path)) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(path, error)) {
     throw Error(fmt::format("{}: not a bundle: a bundle is a folder, this is a file", path.string()));
   }
   const std::filesystem::path infoFile = path / "Info.plist";
@@ -132,8 +142,11 @@ Bundle Bundle::load(const std::filesystem::path& path) {
   }
 
   // A path with a slash: the loader searches its folders for anything else.
-  const std::filesystem::path binary = std::filesystem::absolute(path / executable);
-  if (!std::filesystem::exists(binary)) {
+  const std::filesystem::path binary = std::filesystem::absolute(path / executable, error);
+  if (error) {
+    throw Error(fmt::format("{}: {}", (path / executable).string(), error.message()));
+  }
+  if (!isThere(path / executable)) {
     throw Error(fmt::format("{}: no such file: the bundle's executable is missing", (path / executable).string()));
   }
   bundle.handle_.reset(dlopen(binary.c_str(), RTLD_NOW | RTLD_LOCAL));

@@ -25,6 +25,12 @@ std::atomic<bool> inSession = false;
 
 const char* const stageNames[] = {"created", "opened", "scheduled", "closed"};
 
+// Whether an object can be asked for interfaces and released: all else may be missing, and is then refused in order.
+bool isUnknown(const void* object) {
+  const IUnknownVTbl* const table = *static_cast<const IUnknownVTbl* const*>(object);
+  return table != nullptr && table->QueryInterface != nullptr && table->AddRef != nullptr && table->Release != nullptr;
+}
+
 // The handler's record, read from its allocation: it may claim no more than that holds.
 Record readRecord(const os_state_data_s& data) {
   const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
@@ -68,12 +74,14 @@ void Session::makeInterface() {
   if (object == nullptr) {
     refuse(fmt::format("the factory {} made no object for the session-filter type", bundle_.factoryName()));
   }
-  const auto* const* unknown = static_cast<const IUnknownVTbl* const*>(object);
-  const IUnknownVTbl* const table = *unknown;
-  if (table == nullptr || table->QueryInterface == nullptr || table->AddRef == nullptr || table->Release == nullptr) {
-    bundle_.keepLoaded(); // with an object that cannot be released
-    refuse("the interface table is incomplete: it lacks QueryInterface, AddRef or Release");
-  }
+  const auto requireUnknown = [&](const void* handle) {
+    if (!isUnknown(handle)) {
+      bundle_.keepLoaded(); // with an object that cannot be released
+      refuse("the interface table is incomplete: it lacks QueryInterface, AddRef or Release");
+    }
+  };
+  requireUnknown(object);
+  const IUnknownVTbl* const table = *static_cast<const IUnknownVTbl* const*>(object);
   // The interface's reference replaces the one that the factory gave.
   void* interface = nullptr;
   const HRESULT result = table->QueryInterface(object, CFUUIDGetUUIDBytes(kIOHIDSessionFilterInterfaceID), &interface);
@@ -82,6 +90,7 @@ void Session::makeInterface() {
     refuse(fmt::format("the object has no session-filter interface: QueryInterface answered {:#010x}",
                        static_cast<std::uint32_t>(result)));
   }
+  requireUnknown(interface); // it may be another object
   interface_ = static_cast<Interface**>(interface);
 }
 
@@ -93,9 +102,6 @@ void Session::checkTable() const {
   };
   // Slots that the event system does not need may hold anything.
   const Entry entries[] = {
-      {"1 (QueryInterface)", table->QueryInterface != nullptr},
-      {"2 (AddRef)", table->AddRef != nullptr},
-      {"3 (Release)", table->Release != nullptr},
       {"7 (open)", table->open != nullptr},
       {"8 (close)", table->close != nullptr},
       {"11 (registerService)", table->registerService != nullptr},

@@ -48,7 +48,8 @@ public:
   std::vector<CapturedRecord> capture(std::uint32_t api, const std::string& requestor);
   // How many handlers were posted to.
   std::size_t postNotification(std::string_view name);
-  // False when the service's device has no data callback.
+  // Queues a batch for the service's device. False when the device has no data callback, or no queue to call it on: the
+  // batch is dropped then, as a device drops what nobody wants. What became of a queued one shows in drain().
   bool deliverAnalytics(const MachineService& service, Bytes batch);
   // Returns when everything that was queued before has run. Throws Error when a batch could not be stored.
   void drain();

@@ -57,6 +57,10 @@ TEST_F(BundleTest, MissingPath) {
   EXPECT_EQ(refusal(folder.path() / "none"), "B: no such file or directory");
 }
 
+TEST_F(BundleTest, PathThatCannotBeLookedAt) {
+  EXPECT_EQ(refusal(std::string(300, 'p')), "B: File name too long");
+}
+
 TEST_F(BundleTest, TextFile) {
   write(folder.path() / "text", "text");
   EXPECT_EQ(refusal(folder.path() / "text"), "B: not a bundle: a bundle is a folder, this is a file");
@@ -91,7 +95,7 @@ TEST_F(BundleTest, FactoryOfTheTypeThatIsNoString) {
 struct WrongInfo {
   const char* name;
   Info info;
-  const char* line;
+  std::string line;
 };
 
 class WrongInfos : public BundleTest, public testing::WithParamInterface<WrongInfo> {};
@@ -119,6 +123,9 @@ const WrongInfo wrongInfos[] = {
      {.executable = "../PlugIn"},
      "B/Info.plist: CFBundleExecutable is \"../PlugIn\", not the name of a file in the bundle"},
     {"ExecutableMissing", {.executable = "Other"}, "B/Other: no such file: the bundle's executable is missing"},
+    {"ExecutableWithALongName",
+     {.executable = std::string(300, 'e')},
+     "B/" + std::string(300, 'e') + ": File name too long"},
     {"SymbolMissing",
      {.function = "OtherFactory"},
      "B/PlugIn: has no function OtherFactory, which Info.plist names as its factory"},

@@ -172,6 +172,10 @@ const Refused refused[] = {
      "the object has no session-filter interface: QueryInterface answered 0x80000004"},
     {"NoRelease", PLUG_IN_FILE_WITHOUT_RELEASE,
      "the interface table is incomplete: it lacks QueryInterface, AddRef or Release"},
+    {"InterfaceWithoutRelease", PLUG_IN_FILE_WITH_POOR_INTERFACE,
+     "the interface table is incomplete: it lacks QueryInterface, AddRef or Release"},
+    {"InterfaceWithoutTable", PLUG_IN_FILE_WITH_INTERFACE_WITHOUT_TABLE,
+     "the interface table is incomplete: it lacks QueryInterface, AddRef or Release"},
     {"TableWithGaps", PLUG_IN_FILE_WITH_GAPS,
      "the interface table is incomplete: it lacks entry 11 (registerService), 14 (unscheduleFromDispatchQueue)"},
     {"OpenAnswersFalse", PLUG_IN_FILE_THAT_REFUSES, "the plug-in refused the session: open answered false"},
@@ -190,6 +194,12 @@ TEST_F(SessionTest, PlugInWithGaps_IsReleasedAndUnloaded) {
   refusal([&] { start(PLUG_IN_FILE_WITH_GAPS); });
   EXPECT_THAT(calls(), ElementsAre("factory", "QueryInterface", "Release", "Release"));
   EXPECT_FALSE(isLoaded());
+}
+
+TEST_F(SessionTest, InterfaceThatCannotBeReleased_KeepsTheBundleLoaded) {
+  refusal([&] { start(PLUG_IN_FILE_WITH_POOR_INTERFACE); });
+  EXPECT_THAT(calls(), ElementsAre("factory", "QueryInterface", "Release"));
+  EXPECT_TRUE(isLoaded());
 }
 
 struct BadRecord {

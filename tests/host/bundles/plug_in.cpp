@@ -30,12 +30,27 @@ PlugIn& of(void* self) {
   return *static_cast<PlugIn*>(self);
 }
 
+#ifdef PLUG_IN_WITH_POOR_INTERFACE
+// An interface of its own, with all that a session needs but Release.
+IOHIDSessionFilterPlugInInterface* poorInterface();
+#endif
+
 HRESULT queryInterface(void* self, REFIID, LPVOID* interface) {
   say("QueryInterface");
-#ifdef PLUG_IN_WITHOUT_INTERFACE
+#if defined PLUG_IN_WITHOUT_INTERFACE
   static_cast<void>(self);
   *interface = nullptr;
   return E_NOINTERFACE;
+#elif defined PLUG_IN_WITH_POOR_INTERFACE
+  static_cast<void>(self);
+  static IOHIDSessionFilterPlugInInterface* object = poorInterface();
+  *interface = &object;
+  return S_OK;
+#elif defined PLUG_IN_WITH_INTERFACE_WITHOUT_TABLE
+  static_cast<void>(self);
+  static const IOHIDSessionFilterPlugInInterface* object = nullptr;
+  *interface = &object;
+  return S_OK;
 #else
   ++of(self).count;
   *interface = self;
@@ -136,6 +151,14 @@ os_state_data_s* makeRecord(std::uint32_t api) {
     .slot16 = nullptr,
     .slot17 = nullptr,
 };
+
+#ifdef PLUG_IN_WITH_POOR_INTERFACE
+IOHIDSessionFilterPlugInInterface* poorInterface() {
+  static IOHIDSessionFilterPlugInInterface poor = table;
+  poor.Release = nullptr;
+  return &poor;
+}
+#endif
 
 } // namespace
 
