@@ -1,6 +1,8 @@
 // Analytics entries, as the co-processor's firmware sends them.
 #pragma once
 
+#include "LittleEndian.h"
+
 #include <cstddef>
 #include <cstdint>
 

@@ -1,4 +1,5 @@
-// The plug-in's edge: the interface table, its trampolines, and the factory that the bundle exports.
+// The plug-in's edge: the interface table, its trampolines, and the factory that the bundle exports. The layouts of all
+// tables that cross it are proved here.
 
 #include "TavikVELHIDStatistics.h"
 
@@ -8,10 +9,23 @@ namespace {
 
 using Table = IOHIDSessionFilterPlugInInterface;
 
-static_assert(sizeof(Table) == 18 * sizeof(void*), "the event system fixes the table at 18 entries");
-static_assert(offsetof(Table, open) == 7 * sizeof(void*));
-static_assert(offsetof(Table, registerService) == 11 * sizeof(void*));
-static_assert(offsetof(Table, unscheduleFromDispatchQueue) == 14 * sizeof(void*));
+constexpr size_t entries(size_t count) {
+  return count * sizeof(void*);
+}
+static_assert(sizeof(Table) == entries(18), "the event system fixes the table at 18 entries");
+static_assert(offsetof(Table, QueryInterface) == entries(1));
+static_assert(offsetof(Table, AddRef) == entries(2));
+static_assert(offsetof(Table, Release) == entries(3));
+static_assert(offsetof(Table, open) == entries(7));
+static_assert(offsetof(Table, close) == entries(8));
+static_assert(offsetof(Table, registerService) == entries(11));
+static_assert(offsetof(Table, scheduleWithDispatchQueue) == entries(13));
+static_assert(offsetof(Table, unscheduleFromDispatchQueue) == entries(14));
+static_assert(offsetof(VELDriverInterface, open) == entries(8), "the driver fixes the places of what is called");
+static_assert(offsetof(VELDriverInterface, command) == entries(10));
+static_assert(offsetof(VELDeviceInterface, open) == entries(8), "the device too");
+static_assert(offsetof(VELDeviceInterface, setDataCallback) == entries(17));
+static_assert(offsetof(VELDeviceInterface, setDispatchQueue) == entries(18));
 static_assert(std::is_standard_layout_v<TavikVELHIDStatistics> && offsetof(TavikVELHIDStatistics, _vtbl) == 0,
               "the event system takes the object for a pointer to a table pointer");
 

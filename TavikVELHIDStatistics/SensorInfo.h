@@ -1,6 +1,8 @@
 // The sensors' replies, as their driver returns them: little-endian, byte-packed.
 #pragma once
 
+#include "LittleEndian.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOTypes.h>
 

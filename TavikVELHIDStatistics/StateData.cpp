@@ -6,6 +6,7 @@
 
 static_assert(sizeof(os_state_data_s) == 200 && offsetof(os_state_data_s, title) == 136,
               "the system reads the record by these offsets");
+static_assert(sizeof(os_state_hints_s) == 24 && offsetof(os_state_hints_s, api) == 16, "and fills the hints by these");
 
 namespace {
 

@@ -1,6 +1,8 @@
 // The button's haptic assets: the firmware's table and its report.
 #pragma once
 
+#include "LittleEndian.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstddef>

@@ -4,10 +4,7 @@
 #include "StateData.h"
 #include "TavikVELHIDStatistics.h"
 
-#include <bit>
 #include <cstdio>
-
-static_assert(std::endian::native == std::endian::little, "records are read as they stand");
 
 namespace {
 

@@ -1,6 +1,8 @@
 // The button's latency statistics: the firmware's record and its report.
 #pragma once
 
+#include "LittleEndian.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <cstddef>

@@ -58,10 +58,11 @@ TEST_F(Life, Table_HasItsEntriesAtTheirPositions) {
 
 TEST_F(Life, Table_CountsReferences) {
   const IOHIDSessionFilterPlugInInterface& table = TavikVELHIDStatistics::vtbl;
-  EXPECT_EQ(table.AddRef(plugin), 2U);
+  ASSERT_EQ(table.AddRef(plugin), 2U);
+  ASSERT_EQ(plugin->_refCount, 2U);
   EXPECT_EQ(table.Release(plugin), 1U);
   void* found = nullptr;
-  EXPECT_EQ(table.QueryInterface(plugin, CFUUIDGetUUIDBytes(IUnknownUUID), &found), S_OK);
+  ASSERT_EQ(table.QueryInterface(plugin, CFUUIDGetUUIDBytes(IUnknownUUID), &found), S_OK);
   EXPECT_EQ(found, plugin);
   EXPECT_EQ(table.Release(plugin), 1U);
 }
@@ -81,7 +82,7 @@ TEST_F(Life, QueryInterface_KnownInterfaces_RaiseTheCount) {
   for (const char* known : {"19D77441-BBC4-4511-9149-60572A0B015C", "3DC35AA6-D35C-445B-9A59-CA03DA408B97",
                             "00000000-0000-0000-C000-000000000046"}) {
     void* found = nullptr;
-    EXPECT_EQ(plugin->QueryInterface(CFUUIDGetUUIDBytes(uuid(known).get()), &found), S_OK) << known;
+    ASSERT_EQ(plugin->QueryInterface(CFUUIDGetUUIDBytes(uuid(known).get()), &found), S_OK) << known;
     EXPECT_EQ(found, plugin);
     EXPECT_EQ(plugin->_refCount, 2U);
     EXPECT_EQ(plugin->Release(), 1U);
