@@ -37,7 +37,7 @@ void perform(const TSRec& entry, CFStringRef key) {
 } // namespace
 
 CFStringRef TavikVELHIDStatistics::keyForIndex(TallyStoreKey key) {
-  if (key < kVELTSRecKey_Count) {
+  if (key < kVELTSRecKey_Count) { // none is negative: an entry's index is an unsigned byte
     return _keys[key];
   }
   logAssertion("key < kVELTSRecKey_Count", "", __LINE__, 0);

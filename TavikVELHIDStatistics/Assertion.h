@@ -12,4 +12,7 @@ void createPluginLog();
 
 // Logs a failed check at the default level: the expression as the source has it, a message (empty, or what the system
 // calls the failing result; null counts as empty), the source line and the offending value. [any thread]
+//
+// "kr == 0 " and "result == 0 " end in a blank, which is meant: readers of the log look for these very texts. Only the
+// raw debug data's "kr == 0" has none, and so tells its line from those of the channel.
 void logAssertion(const char* expression, const char* message, int line, uint32_t value);

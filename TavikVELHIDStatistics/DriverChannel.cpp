@@ -11,7 +11,8 @@ namespace {
 constexpr uint32_t kVELDriverCommand_GetProperty = 10;
 constexpr uint32_t kNamedServiceSelector_GetProperty = 2;
 
-// A connection to a driver service found by name; closes and releases what it got.
+// A connection to a driver service found by name; closes and releases what it got. Every request makes its own and none
+// is kept, by design: captures are rare, and a connection that is not shared needs no care between them.
 class NamedService {
 public:
   explicit NamedService(const char* name)
@@ -36,12 +37,15 @@ private:
   io_connect_t _connection = 0;
 };
 
-void logKernelResult(int line, IOReturn kr) {
+// With the system's text for the code: a named service may refuse in many ways.
+void logNamedServiceResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", mach_error_string(kr), line, static_cast<uint32_t>(kr));
 }
 
 } // namespace
 
+// A command that fails is not logged here: a driver need not have every property, and the reports that cannot do
+// without one say so themselves.
 IOReturn TavikVELHIDStatistics::getProperty(Context* context, uint32_t property, void* buffer, size_t size,
                                             size_t* length) {
   VELDriverInterface** driver = context->_driver._interface;
@@ -72,7 +76,8 @@ IOReturn TavikVELHIDStatistics::getPropertyU32(Context* context, uint32_t proper
   return result;
 }
 
-// The interface is not tested here: whoever has a command to send has looked at it.
+// The interface is not tested here: whoever has a command to send has looked at it. Unlike a property, a command is
+// expected to succeed, so a failure is logged.
 IOReturn TavikVELHIDStatistics::performCommand(Context* context, uint32_t command, void* input, size_t inputSize,
                                                void* output, size_t* outputSize) {
   VELDriverInterface** driver = context->_driver._interface;
@@ -92,7 +97,7 @@ IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName,
     return kIOReturnError;
   }
   if (IOReturn kr = service.open(); kr != 0) {
-    logKernelResult(1210, kr);
+    logNamedServiceResult(1210, kr);
     return kIOReturnError;
   }
   const uint64_t property64 = property;
@@ -100,7 +105,7 @@ IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName,
   IOReturn kr = IOConnectCallMethod(service.connection(), kNamedServiceSelector_GetProperty, &property64, 1, nullptr, 0,
                                     nullptr, nullptr, buffer, &capacity);
   if (kr != 0) {
-    logKernelResult(1214, kr);
+    logNamedServiceResult(1214, kr);
     return kIOReturnError;
   }
   *length = capacity;
@@ -117,13 +122,13 @@ IOReturn TavikVELHIDStatistics::performNamedServiceCommand(const char* serviceNa
     return kIOReturnError;
   }
   if (IOReturn kr = service.open(); kr != 0) {
-    logKernelResult(1184, kr);
+    logNamedServiceResult(1184, kr);
     return kr;
   }
   IOReturn kr = IOConnectCallMethod(service.connection(), command, nullptr, 0, input, inputSize, nullptr, nullptr,
                                     output, outputSize);
   if (kr != 0) {
-    logKernelResult(1188, kr);
+    logNamedServiceResult(1188, kr);
   }
   return kr;
 }

@@ -76,7 +76,7 @@ void copyDriverEventStats(CFMutableDictionaryRef state, io_registry_entry_t devi
   }
 
   int32_t eventCount = -1;
-  int64_t enqueued = -1; // only its low 32 bits are reported
+  int64_t enqueued = -1; // the driver publishes 64 bits, the report shows the low 32
   int32_t dropped = -1;
   uint64_t lastEventTime = 0;
   uint64_t lastDroppedTime = 0;
@@ -87,7 +87,7 @@ void copyDriverEventStats(CFMutableDictionaryRef state, io_registry_entry_t devi
   counters.get(CFSTR("LastEventTime"), kCFNumberSInt64Type, &lastEventTime);
   counters.get(CFSTR("LastDroppedEventTime"), kCFNumberSInt64Type, &lastDroppedTime);
 
-  char text[256];
+  char text[256]; // the newline belongs to the value, by design
   std::snprintf(text, sizeof text, "%d [enqueued=%d dropped=%d; event_delta=%f dropped_delta=%f]\n", eventCount,
                 static_cast<int32_t>(enqueued), dropped, seconds(lastEventTime), seconds(lastDroppedTime));
   dictSetCString(state, CFSTR("APEvents"), text);

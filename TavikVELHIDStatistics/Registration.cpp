@@ -54,7 +54,8 @@ void logFailure(const char* expression, int line) {
   logAssertion(expression, "", line, 0);
 }
 
-void logKernelResult(int line, IOReturn kr) {
+// Without the system's text for the code, unlike the channel's lines: these say by their number which step failed.
+void logResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", "", line, static_cast<uint32_t>(kr));
 }
 
@@ -107,14 +108,14 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     return logFailure("context->_driver._service", 255);
   }
   if (IOReturn kr = IORegistryEntryGetParentEntry(entry, kIOServicePlane, &registration.parent); kr != 0) {
-    return logKernelResult(262, kr);
+    return logResult(262, kr);
   }
   if (registration.parent == 0) {
     return logFailure("parent", 263);
   }
   if (IOReturn kr = IORegistryEntryGetParentEntry(registration.parent, kIOServicePlane, &context->_device._service);
       kr != 0) {
-    return logKernelResult(267, kr);
+    return logResult(267, kr);
   }
   if (context->_device._service == 0) {
     return logFailure("context->_device._service", 268);
@@ -130,7 +131,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
       registration.plugin = nullptr; // forgotten, not released: a plug-in without its interface is left alone
     } else {
       if (IOReturn kr = (*driver)->open(driver, 0); kr != 0) {
-        return logKernelResult(280, kr);
+        return logResult(280, kr);
       }
       registration.releasePlugin();
     }
@@ -153,7 +154,8 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     registration.releasePlugin();
   }
 
-  // The state handlers.
+  // The state handlers. The button's reports are for consumer control alone, and the class does not say which usage
+  // made the service a button, so the question is put once more.
   if (kind.isButton && IOHIDServiceConformsTo(service, 0x0C, 0x01)) {
     context->_device._hid = IOHIDDeviceCreate(kCFAllocatorDefault, context->_device._service);
     if (context->_device._hid == nullptr) {

@@ -75,6 +75,7 @@ private:
 
 bool SensorReport::addReportInterval() {
   uint32_t interval = 0;
+  // Falls back to 0, unlike the other numbers, and only for a reply of another length: no reply is no report.
   IOReturn result = _plugin.getPropertyU32(_context, 0, &interval, 0);
   if (result != 0) {
     logAssertion("result == 0 ", mach_error_string(result), __LINE__, static_cast<uint32_t>(result));
@@ -195,6 +196,7 @@ bool SensorReport::addClients() {
   size_t length = sizeof clients;
   IOReturn result = _plugin.performCommand(_context, kVELCommand_Clients, nullptr, 0, clients, &length);
   if (result != 0) {
+    // The channel has logged the result; this line says what it cost.
     logAssertion("result == 0 ", "", __LINE__, static_cast<uint32_t>(result));
     return false;
   }

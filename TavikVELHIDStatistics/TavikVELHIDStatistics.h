@@ -37,7 +37,8 @@ struct Context {
 class TavikVELHIDStatistics {
 public:
   // A new object with a count of 1, in memory of `allocator`, to which its last Release gives it back. An allocator
-  // that has no memory is not provided for.
+  // that has no memory is not provided for, nor a system without memory for the identifier that QueryInterface compares
+  // or for the array of contexts.
   static TavikVELHIDStatistics* alloc(CFAllocatorRef allocator);
 
   explicit TavikVELHIDStatistics(CFAllocatorRef allocator);
@@ -73,7 +74,7 @@ public:
   // Sends a command to the context's driver, whose interface must not be null. `outputSize`: capacity in, bytes out.
   IOReturn performCommand(Context* context, uint32_t command, void* input, size_t inputSize, void* output,
                           size_t* outputSize);
-  // Reads a property of the driver service with this name; any failure is kIOReturnError.
+  // Reads a property of the driver service with this name; `length` must not be null. Any failure is kIOReturnError.
   IOReturn getNamedServiceProperty(const char* serviceName, uint32_t property, void* buffer, size_t size,
                                    size_t* length);
   // Sends a command to the driver service with this name; returns the very code of what failed, or kIOReturnError when
