@@ -18,6 +18,7 @@ extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 CFTypeID CFArrayGetTypeID(void);
 // An empty array. Capacity is a hint, 0 for none; null callbacks hold raw pointers. [create: caller releases]
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks);
+// Adds the value at the end, retained as the callbacks say: with none it is kept as a raw pointer.
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
 CFIndex CFArrayGetCount(CFArrayRef array);
 // The value at an index from 0; an index outside aborts. [get: borrowed]

@@ -16,7 +16,10 @@ typedef CFUUIDBytes REFIID;
   CFUUIDGetConstantUUIDWithBytes(kCFAllocatorSystemDefault, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0,      \
                                  0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x46)
 
-// The first four entries of every table.
+// The first four entries of every table. QueryInterface stores the interface with a reference for the caller
+// [create: caller releases, through the interface's table], or stores null and returns a negative result. AddRef and
+// Release return the new count; at 0 the object is gone. Counts are not locked: an object belongs to one thread or
+// queue at a time, unless it says otherwise.
 #define IUNKNOWN_C_GUTS                                                                                                \
   void* _reserved;                                                                                                     \
   HRESULT (*QueryInterface)(void* thisPointer, REFIID iid, LPVOID* ppv);                                               \

@@ -18,7 +18,7 @@ typedef struct IOCFPlugInInterface {
 // The plug-in of `pluginType` in front of `service`. A code other than 0 (kIOReturnNotFound: there is none of this
 // type; kIOReturnUnsupported: `interfaceType` is not kIOCFPlugInInterfaceID), or a null plug-in, means that there is
 // none. The score says how well the plug-in fits and may be ignored. [create: caller releases, through the plug-in's
-// table]
+// table] [any thread]
 kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef pluginType, CFUUIDRef interfaceType,
                                                 IOCFPlugInInterface*** plugin, SInt32* score);
 

@@ -19,6 +19,9 @@
   CFUUIDGetConstantUUIDWithBytes(kCFAllocatorSystemDefault, 0x01, 0x64, 0x69, 0xD8, 0x77, 0x3B, 0x46, 0xAC, 0x90,      \
                                  0x9E, 0xF9, 0x0C, 0x4A, 0x6E, 0x75, 0x77)
 
+// An interface comes from QueryInterface of the plug-in in front of a registry entry, and carries a reference for
+// whoever asked. It is opened by who registers the service; commands and batches then belong to one queue.
+
 // The driver's table; entries that nobody here calls are slots.
 typedef struct VELDriverInterface {
   IUNKNOWN_C_GUTS;
@@ -26,15 +29,17 @@ typedef struct VELDriverInterface {
   void* slot5;
   void* slot6;
   void* slot7;
-  IOReturn (*open)(void* self, uint32_t options); // entry 8
+  // Entry 8: the driver takes commands from now on; options are 0. [event system]
+  IOReturn (*open)(void* self, uint32_t options);
   void* slot9;
-  // Entry 10: one command. `outputSize` is the capacity on entry and the bytes written on return; a driver may report
-  // more than the capacity.
+  // Entry 10: one command. Input and output stay the caller's and are not used after the return. `outputSize` is the
+  // capacity on entry and the bytes written on return; a driver may report more than the capacity. [plugin queue]
   IOReturn (*command)(void* self, uint32_t command, const void* input, size_t inputSize, void* output,
                       size_t* outputSize);
 } VELDriverInterface;
 
-// A batch of `count` analytics entries (not bytes) at `data`, on the queue given by setDispatchQueue.
+// A batch of `count` analytics entries (not bytes) at `data`, which stays the device's and is there until the return.
+// [plugin queue: the one given by setDispatchQueue]
 typedef void (*VELDataCallback)(void* refcon, void* data, size_t count);
 
 // The device's table.
@@ -44,7 +49,8 @@ typedef struct VELDeviceInterface {
   void* slot5;
   void* slot6;
   void* slot7;
-  IOReturn (*open)(void* self, uint32_t options); // entry 8
+  // Entry 8: as the driver's. [event system]
+  IOReturn (*open)(void* self, uint32_t options);
   void* slot9;
   void* slot10;
   void* slot11;
@@ -53,6 +59,9 @@ typedef struct VELDeviceInterface {
   void* slot14;
   void* slot15;
   void* slot16;
-  void (*setDataCallback)(void* self, VELDataCallback callback, void* refcon); // entry 17
-  void (*setDispatchQueue)(void* self, dispatch_queue_t queue);                // entry 18
+  // Entry 17: who gets the batches from now on. `refcon` is handed to the callback as it stands; the device neither
+  // retains nor releases it, so it must live for as long as batches come. [event system]
+  void (*setDataCallback)(void* self, VELDataCallback callback, void* refcon);
+  // Entry 18: where the callback runs; comes before setDataCallback. The queue stays its maker's. [event system]
+  void (*setDispatchQueue)(void* self, dispatch_queue_t queue);
 } VELDeviceInterface;

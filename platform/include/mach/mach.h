@@ -10,7 +10,7 @@ extern "C" {
 typedef uint32_t mach_port_t;
 typedef int kern_return_t;
 
-// The port of this process.
+// The port of this process. [get: borrowed] [any thread]
 mach_port_t mach_task_self(void);
 
 #ifdef __cplusplus

@@ -15,7 +15,9 @@
   CFUUIDGetConstantUUIDWithBytes(kCFAllocatorSystemDefault, 0x3D, 0xC3, 0x5A, 0xA6, 0xD3, 0x5C, 0x44, 0x5B, 0x9A,      \
                                  0x59, 0xCA, 0x03, 0xDA, 0x40, 0x8B, 0x97)
 
-// The 18 entries, whose positions are fixed. The event system skips a slot that is null.
+// The 18 entries, whose positions are fixed. The event system skips a slot that is null. It calls them one at a time,
+// on its own thread or on the queue that it gave [event system]. Session, service and queue stay its own [borrowed: for
+// the call]; the queue alone may be kept, until the last Release.
 typedef struct IOHIDSessionFilterPlugInInterface {
   IUNKNOWN_C_GUTS;
   void* slot4;
@@ -23,6 +25,7 @@ typedef struct IOHIDSessionFilterPlugInInterface {
   void* slot6;
   // The plug-in's session begins; false refuses it.
   boolean_t (*open)(void* self, IOHIDSessionRef session, IOOptionBits options);
+  // The session ends; the last reference is dropped after it.
   void (*close)(void* self, IOHIDSessionRef session, IOOptionBits options);
   void* slot9;
   void* slot10;
@@ -31,6 +34,7 @@ typedef struct IOHIDSessionFilterPlugInInterface {
   void* slot12;
   // The queue on which the plug-in's handlers are to run; called before the first registerService.
   void (*scheduleWithDispatchQueue)(void* self, dispatch_queue_t queue);
+  // What the plug-in has registered on the queue stays until the event system drops it.
   void (*unscheduleFromDispatchQueue)(void* self, dispatch_queue_t queue);
   void* slot15;
   void* slot16;
