@@ -32,10 +32,6 @@ private:
     std::size_t firstReference = 0; // of a container
     std::size_t references = 0;
   };
-  struct Widths {
-    std::size_t reference;
-    std::size_t offset;
-  };
 
   std::optional<Number> number(CFTypeRef object, int levels);
   std::optional<Number> numberArray(const CFArrayObject& array, int levels);
