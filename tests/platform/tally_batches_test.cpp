@@ -139,6 +139,21 @@ TEST_F(TallyBatches, FailedBatch_IsDroppedWhole_AndTheNextOneIsWritten) {
   EXPECT_EQ(scalar("key"), 101);
 }
 
+TEST_F(TallyBatches, RowThatCannotBeRead_FailsItsOwnBatchesAlone) {
+  push("spoilt", 1);
+  push("other", 1);
+  sql(path, "UPDATE distribution SET samples = x'' WHERE key = 'spoilt'");
+  for (int i = 0; i < 2; ++i) {
+    beginTallyBatch();
+    push("spoilt", 1);
+    EXPECT_EQ(errorOf(endTallyBatch), path.string() + ": damaged (spoilt: its samples cannot be read)");
+    beginTallyBatch();
+    push("other", 1);
+    EXPECT_EQ(errorOf(endTallyBatch), "");
+  }
+  EXPECT_EQ(sql(path, "SELECT count FROM distribution WHERE key = 'other'"), "3\n");
+}
+
 // What is written to stderr meanwhile, through a pipe: a file would be as full as the disk.
 template <class Function>
 std::string stderrOf(Function function) {

@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
                "damaged (it holds more than a TallyStore)"},
         Damage{"OneTableMore", statement("CREATE TABLE another (a)"), kForeign},
         Damage{"NegativeOverflows", statement("UPDATE scalar SET overflows = -1 WHERE key = 'scalar7'"),
-               "damaged (scalar7: its samples cannot be read)"},
+               "damaged (scalar7: a count is below zero)"},
         Damage{"OtherCount", statement("UPDATE distribution SET count = 99 WHERE key = 'narrow'"),
                "damaged (narrow: its samples cannot be read)"},
         Damage{"NoSamples", statement("UPDATE distribution SET samples = x'' WHERE key = 'narrow'"),

@@ -35,7 +35,7 @@ private:
 // Thrown for bytes that no Packer wrote.
 class Unpackable : public std::runtime_error {
 public:
-  Unpackable() : std::runtime_error("its samples cannot be read") {}
+  explicit Unpackable(const char* cause = "its samples cannot be read") : std::runtime_error(cause) {}
 };
 
 class Unpacker {

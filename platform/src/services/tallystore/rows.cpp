@@ -31,7 +31,7 @@ ON CONFLICT (key) DO UPDATE SET first_sample = ?2, last_change = ?3, last_clear 
 std::uint64_t countOf(const Statement& statement, int column) {
   const std::int64_t number = integerOf(statement, column);
   if (number < 0) {
-    throw Unpackable();
+    throw Unpackable("a count is below zero");
   }
   return static_cast<std::uint64_t>(number);
 }
@@ -70,6 +70,15 @@ void bindRow(const Statement& statement, const Row& row) {
   bind(statement, 3, row.lastChange);
   bind(statement, 4, row.lastClear);
 }
+
+struct Rewinding {
+  explicit Rewinding(const Statement& used) : statement(used) {}
+  ~Rewinding() { rewind(statement); }
+  Rewinding(const Rewinding&) = delete;
+  Rewinding& operator=(const Rewinding&) = delete;
+
+  const Statement& statement;
+};
 
 std::int64_t signedCount(std::uint64_t count) {
   return static_cast<std::int64_t>(count);
@@ -137,10 +146,10 @@ void Rows::load(Row& row) const {
   stored.key = row.key;
   stored.kind = row.kind;
   bind(statement, 1, std::string_view(row.key));
+  const Rewinding inAnyCase(statement);
   if (step(statement)) {
     read(statement, stored);
   }
-  rewind(statement);
   row = std::move(stored);
 }
 
