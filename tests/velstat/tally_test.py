@@ -221,6 +221,8 @@ a           1  2023-11-15 03:43:20  2023-11-15 03:43:20
         self.assertEqual(run_on_terminal("tally", "--watch", "--count", "1", "tally.sqlite", cwd=self.folder,
                                          NO_COLOR="1"),
                          "\x1b[H\x1b[2J" + one.replace("1  2", "7  2", 1))
+        self.assertEqual(run_on_terminal("tally", "--watch", "--count", "1", "tally.sqlite", cwd=self.folder,
+                                         TERM="dumb"), one.replace("1  2", "7  2", 1))
 
     def test_watch_ends_cleanly_when_it_is_interrupted(self):
         self.fill(("add", "a", 1))
@@ -255,6 +257,9 @@ a           1  2023-11-15 03:43:20  2023-11-15 03:43:20
         for arguments in (["tally"], ["tally", "--format", "xml", "tally.sqlite"], ["tally", "--key", "[", "tally.sqlite"],
                           ["tally", "--count", "1", "tally.sqlite"], ["tally", "--interval", "1", "tally.sqlite"],
                           ["tally", "--watch", "--interval", "0", "tally.sqlite"],
+                          ["tally", "--watch", "--interval", "nan", "tally.sqlite"],
+                          ["tally", "--watch", "--interval", "inf", "tally.sqlite"],
+                          ["tally", "--watch", "--interval", "x", "tally.sqlite"],
                           ["tally", "--watch", "--format", "openmetrics", "tally.sqlite"], ["tally", "a", "b"]):
             status, out, errors = run(*arguments, cwd=self.folder)
             self.assertEqual((status, out, errors.count("\n")), (2, "", 1), arguments)

@@ -38,12 +38,14 @@ void complain(std::string_view message) {
   remark(fmt::format("velstat: {}", message));
 }
 
+bool isTerminalWithEscapes() {
+  const char* const terminal = std::getenv("TERM");
+  return terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
 Style Style::ofStandardOutput() {
   const char* const noColor = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  const bool wanted = noColor == nullptr || *noColor == '\0';
-  const bool able = terminal != nullptr && std::strcmp(terminal, "dumb") != 0;
-  return Style(wanted && able && isatty(STDOUT_FILENO) != 0);
+  return Style(isTerminalWithEscapes() && (noColor == nullptr || *noColor == '\0'));
 }
 
 std::string Style::mark(std::string_view code, std::string_view text) const {

@@ -21,11 +21,14 @@ void remark(std::string_view message);
 // The same about what is wrong.
 void complain(std::string_view message);
 
+// Whether the standard output is a terminal that does what escape sequences say.
+bool isTerminalWithEscapes();
+
 // Marks up text, or leaves it alone.
 class Style {
 public:
   explicit Style(bool colour) : colour_(colour) {}
-  // Colour when the standard output is a terminal that knows it and NO_COLOR is not set.
+  // Colour on such a terminal, unless NO_COLOR is set.
   static Style ofStandardOutput();
 
   std::string bold(std::string_view text) const { return mark("1", text); }

@@ -9,8 +9,6 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -42,6 +40,13 @@ std::string checkGlob(const std::string& text) {
     return fmt::format("'{}' has {}", text, error.what());
   }
   return {};
+}
+
+// A range alone takes what is no number for one that lies in it.
+std::string checkNumber(const std::string& text) {
+  double number = 0;
+  const bool isNumber = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
+  return isNumber ? std::string() : fmt::format("'{}' is no number", text);
 }
 
 std::vector<TallyRow> read(const TallyOptions& options) {
@@ -108,7 +113,7 @@ private:
 
 int watch(const TallyOptions& options) {
   const Pause pause;
-  const bool terminal = isatty(STDOUT_FILENO) != 0;
+  const bool redraw = isTerminalWithEscapes();
   std::string shown;
   std::uint64_t times = 0;
   do {
@@ -116,7 +121,7 @@ int watch(const TallyOptions& options) {
     if (text == shown) {
       continue;
     }
-    const char* const before = terminal ? "\x1B[H\x1B[2J" : times == 0 || options.format == "json" ? "" : "\n";
+    const char* const before = redraw ? "\x1B[H\x1B[2J" : times == 0 || options.format == "json" ? "" : "\n";
     writeStandardOutput(before + text);
     shown = std::move(text);
     if (++times == options.count) {
@@ -147,6 +152,7 @@ void addTally(CLI::App& app, int& status) {
   command->add_option("--interval", options->interval, "How often to look for changes, in seconds")
       ->type_name("S")
       ->check(CLI::Range(0.001, 86400.0))
+      ->check(checkNumber)
       ->needs(watching)
       ->capture_default_str();
   command->add_option("--count", options->count, "End after it was shown so many times (0: never)")
@@ -154,7 +160,8 @@ void addTally(CLI::App& app, int& status) {
       ->needs(watching)
       ->capture_default_str();
   command->footer("Example:\n  velstat tally --key 'com.tavik.kip.button.*' --watch tally.sqlite\n\n"
-                  "Exit status: 0 success, 1 the file cannot be read or a glob matches nothing, 2 wrong usage.");
+                  "Exit status: 0 success, 1 the file cannot be read or a glob matches nothing (with --watch it may "
+                  "later), 2 wrong usage.");
   command->callback([options, format, &status] {
     if (options->watch && options->format == "openmetrics") {
       throw CLI::ValidationError(format->get_name(), "openmetrics is one document and cannot be watched");
