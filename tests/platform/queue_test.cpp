@@ -215,6 +215,35 @@ TEST_F(QueueDeath, Exit_WaitsForWhatRuns) {
       testing::ExitedWithCode(3), "");
 }
 
+TEST_F(QueueDeath, Exit_WakesWorkThatWaitsForWhatIsDropped) {
+  static std::atomic<bool> isDown;
+  static std::atomic<bool> finished;
+  EXPECT_EXIT(
+      {
+        std::atexit([] { std::_Exit(finished ? 3 : 6); }); // registered first, so it runs after the queues' own end
+        auto* const busy = createQueue("busy");
+        auto* const waiting = createQueue("waiting");
+        auto* const probe = createQueue("probe");
+        std::latch running(2);
+        async(busy, [&] {
+          running.count_down();
+          while (!isDown) { // work runs inline once the queues have ended
+            async(probe,
+                  [self = std::this_thread::get_id()] { isDown = isDown || std::this_thread::get_id() == self; });
+            std::this_thread::yield();
+          }
+        });
+        async(waiting, [&] {
+          running.count_down();
+          sync(busy, [] {});
+          finished = true;
+        });
+        running.wait();
+        std::exit(0);
+      },
+      testing::ExitedWithCode(3), "");
+}
+
 TEST_F(QueueDeath, ExitFromQueuedWork_DoesNotWaitForItself) {
   EXPECT_EXIT(
       {

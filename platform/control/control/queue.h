@@ -1,7 +1,7 @@
 // Serial queues from the outside: each runs one block at a time, in order, on one of a few threads that all queues
 // share. An exception that escapes from work ends the process with the queue's label and its text. At the end of the
-// process what runs is waited for and what is queued is dropped; from then on work runs at once, on the calling thread.
-// [any thread]
+// process what runs is waited for and what is queued is dropped (whoever waits for it goes on); from then on work runs
+// at once, on the calling thread. [any thread]
 #pragma once
 
 #include <dispatch/dispatch.h>

@@ -14,7 +14,6 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <exception>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -42,19 +41,37 @@ public:
   // After shutDown there is nobody left to run anything, nor to run beside.
   bool isDown() const { return down_.load(); }
 
-  // Waits on a thread that may be one of the pool's own.
-  void wait(std::future<void> done) {
-    if (isOwnThread_) {
-      const std::lock_guard lock(mutex_);
-      if (++waiting_ + threadCount > threads_.size()) {
-        startThread();
-      }
+  // Work that somebody waits for; of its states the pool's mutex guards each change.
+  struct Awaited {
+    enum class State { queued, running, done, dropped } state = State::queued;
+  };
+  // Waits on a thread that may be one of the pool's own. What has not begun when the pool goes down never will.
+  void wait(Awaited& work) {
+    std::unique_lock lock(mutex_);
+    waiting_ += isOwnThread_ ? 1 : 0;
+    if (isOwnThread_ && !isDown() && waiting_ + threadCount > threads_.size()) {
+      startThread();
     }
-    done.wait();
-    if (isOwnThread_) {
-      const std::lock_guard lock(mutex_);
-      --waiting_;
+    changed_.wait(
+        lock, [&] { return work.state == Awaited::State::done || (isDown() && work.state == Awaited::State::queued); });
+    if (work.state == Awaited::State::queued) {
+      work.state = Awaited::State::dropped;
     }
+    waiting_ -= isOwnThread_ ? 1 : 0;
+  }
+  // False when nobody waits for it any more.
+  bool begin(Awaited& work) {
+    const std::lock_guard lock(mutex_);
+    if (work.state == Awaited::State::dropped) {
+      return false;
+    }
+    work.state = Awaited::State::running;
+    return true;
+  }
+  void end(Awaited& work) {
+    const std::lock_guard lock(mutex_);
+    work.state = Awaited::State::done;
+    changed_.notify_all();
   }
 
 private:
@@ -66,12 +83,13 @@ private:
   }
 
   void shutDown() {
-    down_.store(true);
-    context_.stop();
     std::vector<std::thread> threads;
     {
       const std::lock_guard lock(mutex_);
+      down_.store(true);
+      context_.stop();
       threads.swap(threads_);
+      changed_.notify_all();
     }
     for (auto& thread : threads) {
       if (thread.get_id() == std::this_thread::get_id()) {
@@ -88,6 +106,7 @@ private:
   asio::executor_work_guard<asio::io_context::executor_type> busy_ = asio::make_work_guard(context_);
   std::atomic<bool> down_{false};
   std::mutex mutex_;
+  std::condition_variable changed_; // the state of awaited work, or of the pool
   std::vector<std::thread> threads_;
   std::size_t waiting_ = 0; // threads of the pool that wait for a queue
 };
@@ -128,13 +147,14 @@ void runOn(dispatch_queue_t queue, const std::function<void()>& work) {
 }
 
 void runAndWait(dispatch_queue_t queue, const std::function<void()>& work) {
-  std::promise<void> promise;
-  auto done = promise.get_future();
-  asio::post(queue->strand, [queue, &work, promise = std::move(promise)]() mutable {
-    runOn(queue, work);
-    promise.set_value();
+  const auto awaited = std::make_shared<Pool::Awaited>();
+  asio::post(queue->strand, [queue, &work, awaited] {
+    if (pool().begin(*awaited)) {
+      runOn(queue, work);
+      pool().end(*awaited);
+    }
   });
-  pool().wait(std::move(done));
+  pool().wait(*awaited);
 }
 
 } // namespace
