@@ -16,7 +16,7 @@ namespace {
 std::atomic<bool> inForce = false;
 
 constexpr std::uint64_t firstID = 0x100000200;
-constexpr std::uint64_t unmatchedID = std::numeric_limits<std::int64_t>::max();
+constexpr std::uint64_t unmatchedID = std::numeric_limits<std::uint64_t>::max(); // beyond what a model can give out
 
 std::optional<std::uint64_t> answeredID(RegistryID answer, std::uint64_t entryID) {
   switch (answer) {
@@ -32,10 +32,19 @@ std::optional<std::uint64_t> answeredID(RegistryID answer, std::uint64_t entryID
 
 } // namespace
 
-Machine::Machine(const DeviceModel& model) : name_(model.name), nextID_(firstID) {
+Machine::Force::Force() {
   if (inForce.exchange(true)) {
     throw std::logic_error("a machine is in force already");
   }
+}
+
+Machine::Force::~Force() {
+  control::resetRegistry(); // before the devices that its plug-ins refer to
+  control::setBootTime(std::nullopt);
+  inForce = false;
+}
+
+Machine::Machine(const DeviceModel& model) : name_(model.name), nextID_(firstID) {
   control::setBootTime(model.bootTime);
   for (const ServiceModel& service : model.services) {
     taken_.insert(service.entryID);
@@ -54,12 +63,7 @@ Machine::Machine(const DeviceModel& model) : name_(model.name), nextID_(firstID)
   }
 }
 
-Machine::~Machine() {
-  control::resetRegistry(); // before the devices that its plug-ins refer to
-  control::setBootTime(std::nullopt);
-  services_.clear();
-  inForce = false;
-}
+Machine::~Machine() = default;
 
 void Machine::dropCallbacks() {
   for (const MachineService& service : services_) {

@@ -25,7 +25,8 @@ struct MachineService {
 };
 
 // The platform's registry is one for the process, so there is one machine at a time; making a second while the first
-// lives throws std::logic_error. [one thread, for making and ending it]
+// lives throws std::logic_error. What making one throws, for instance for a property that is no UTF-8, leaves nothing
+// in force. [one thread, for making and ending it]
 class Machine {
 public:
   explicit Machine(const DeviceModel& model);
@@ -39,6 +40,11 @@ public:
   void dropCallbacks();
 
 private:
+  // What is in force for the process, until the object or the making of it ends.
+  struct Force {
+    Force();
+    ~Force();
+  };
   void addService(const ServiceModel& model);
   std::uint64_t addEntry(const EntryModel& model, std::uint64_t parent, std::uint64_t id = 0);
 
@@ -46,6 +52,7 @@ private:
   std::set<std::uint64_t> taken_; // ids that the model gives out itself
   std::uint64_t nextID_;
   std::vector<MachineService> services_;
+  Force force_; // ends before the devices
 };
 
 } // namespace vel::host

@@ -1,4 +1,5 @@
 // A device model in force: what the platform's own functions then find.
+#include <host/error.h>
 #include <host/machine.h>
 
 #include <IOKit/IOCFPlugIn.h>
@@ -205,6 +206,33 @@ TEST(Machine, LeavesNothingBehind) {
   EXPECT_EQ(vel::control::liveObjects(), objects);
   EXPECT_EQ(vel::control::registryReferences(), 0U);
   EXPECT_EQ(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching("n")), 0U);
+}
+
+std::int64_t bootSeconds() {
+  const int name[] = {CTL_KERN, KERN_BOOTTIME};
+  timeval boot = {};
+  std::size_t size = sizeof boot;
+  EXPECT_EQ(sysctl(name, 2, &boot, &size, nullptr, 0), 0);
+  return boot.tv_sec;
+}
+
+TEST(Machine, OneThatCannotBeMade_LeavesNothingBehind) {
+  const auto objects = vel::control::liveObjects();
+  DeviceModel model =
+      parse(R"({"boot-time": 1000000, "named-services": [{"name": "n"}], "services": [{"name": "s"}]})");
+  model.services[0].properties.push_back({"text", {std::string("\xFF")}});
+  EXPECT_THROW(Machine{model}, Error);
+  EXPECT_EQ(vel::control::liveObjects(), objects);
+  EXPECT_EQ(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching("n")), 0U);
+  EXPECT_NE(bootSeconds(), 1) << "the kernel's own again";
+  const Machine next(parse("{}"));
+}
+
+TEST(Machine, UnmatchedID_IsThatOfNoEntry) {
+  const Machine machine(parse(R"({"services": [{"name": "last", "registry-id": "0x7FFFFFFFFFFFFFFF"},
+      {"name": "unmatched", "registry-id": "unmatched"}]})"));
+  EXPECT_NE(matching(answeredID(machine.services()[0])).get(), 0U);
+  EXPECT_EQ(matching(answeredID(machine.services()[1])).get(), 0U);
 }
 
 TEST(Machine, SecondOneIsRefused) {
