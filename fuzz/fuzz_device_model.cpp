@@ -1,0 +1,60 @@
+// Device models from strangers: one is refused with a line of bearable length, or can be put in force and answers
+// within the caller's buffer.
+#include <host/error.h>
+#include <host/machine.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+#include <vector>
+
+namespace {
+
+using namespace vel::host;
+
+void require(bool holds) {
+  if (!holds) {
+    std::abort();
+  }
+}
+
+// Into buffers of their own, so that a write beyond one is seen.
+void ask(const ReplyModel& model) {
+  ReplyBook book(model);
+  for (const std::size_t size : {0, 4, 330}) {
+    for (const auto& [id, replies] : model.properties) {
+      std::vector<std::byte> output(size);
+      std::size_t reported = 0;
+      book.property(id, output, reported);
+    }
+    for (const auto& [id, replies] : model.commands) {
+      std::vector<std::byte> output(size);
+      std::size_t reported = 0;
+      book.command(id, output, reported);
+    }
+  }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  // The deepest pointer of cut keys, and what the longest list of known keys takes.
+  constexpr std::size_t longestLine = 128 * 140 + 2048;
+  try {
+    const DeviceModel model = parseDeviceModel({reinterpret_cast<const char*>(data), size}, "fuzz");
+    const Machine machine(model);
+    require(machine.services().size() == model.services.size());
+    for (const ServiceModel& service : model.services) {
+      if (service.driver) {
+        ask(service.driver->replies);
+      }
+    }
+    for (const NamedServiceModel& service : model.namedServices) {
+      ask(service.replies);
+    }
+  } catch (const Error& error) {
+    const std::string_view line = error.what();
+    require(line.starts_with("fuzz: ") && line.size() <= longestLine);
+  }
+  return 0;
+}
