@@ -130,6 +130,11 @@ void JsonWriter::boolean(bool flag) {
   out_ += flag ? "true" : "false";
 }
 
+void JsonWriter::json(std::string_view value) {
+  separate();
+  out_ += value;
+}
+
 void JsonWriter::value(const host::Value& value) {
   std::visit(WriteValue{*this}, value.content);
 }
@@ -137,11 +142,6 @@ void JsonWriter::value(const host::Value& value) {
 void JsonWriter::member(std::string_view name, std::string_view text) {
   key(name);
   string(text);
-}
-
-void JsonWriter::member(std::string_view name, std::int64_t number) {
-  key(name);
-  integer(number);
 }
 
 } // namespace vel::stat

@@ -3,6 +3,7 @@
 
 #include <host/value.h>
 
+#include <concepts>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -28,12 +29,17 @@ public:
   void integer(std::int64_t number);
   void real(double number); // null for what is no number in JSON
   void boolean(bool flag);
+  void json(std::string_view value); // one that is written already
   // A property list; data as {"$data": "hex"}, as device models have it.
   void value(const host::Value& value);
 
   // Short for a key and its value.
   void member(std::string_view name, std::string_view text);
-  void member(std::string_view name, std::int64_t number);
+  template <std::integral Number>
+  void member(std::string_view name, Number number) {
+    key(name);
+    integer(static_cast<std::int64_t>(number));
+  }
 
 private:
   void open(char bracket);

@@ -85,10 +85,6 @@ void appendCount(std::string& out, std::string_view name, std::uint64_t count, s
                  100.0 * static_cast<double>(count) / static_cast<double>(all));
 }
 
-std::int64_t integer(std::uint64_t count) {
-  return static_cast<std::int64_t>(count);
-}
-
 } // namespace
 
 void Statistics::addRead(const unsigned char* record) noexcept {
@@ -140,17 +136,17 @@ std::string Statistics::asJson() const {
   std::string out;
   JsonWriter json(out, JsonWriter::Form::oneLine);
   json.beginObject();
-  json.member("read", integer(read_));
-  json.member("selected", integer(selected_));
-  json.member("shown", integer(shown_));
+  json.member("read", read_);
+  json.member("selected", selected_);
+  json.member("shown", shown_);
   const SequenceCheck::Counts& sequence = sequence_.counts();
   json.key("sequence");
   json.beginObject();
-  json.member("gaps", integer(sequence.gaps));
-  json.member("missing", integer(sequence.missing));
-  json.member("duplicates", integer(sequence.duplicates));
-  json.member("late", integer(sequence.late));
-  json.member("restarts", integer(sequence.restarts));
+  json.member("gaps", sequence.gaps);
+  json.member("missing", sequence.missing);
+  json.member("duplicates", sequence.duplicates);
+  json.member("late", sequence.late);
+  json.member("restarts", sequence.restarts);
   json.endObject();
   if (selected_ != 0) {
     json.key("time");
@@ -168,14 +164,14 @@ std::string Statistics::asJson() const {
       json.beginObject();
       for (std::size_t i = 0; i < row.ids.size(); ++i) {
         json.member(section.keys[i], row.names[i]);
-        json.member(fmt::format("{}-id", section.keys[i]), integer(row.ids[i]));
+        json.member(fmt::format("{}-id", section.keys[i]), row.ids[i]);
       }
-      json.member("count", integer(row.count));
+      json.member("count", row.count);
       json.endObject();
     }
     json.endArray();
     if (section.rest != 0) {
-      json.member(fmt::format("further-{}", section.title), integer(section.rest));
+      json.member(fmt::format("further-{}", section.title), section.rest);
     }
   }
   json.endObject();
