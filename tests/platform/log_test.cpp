@@ -6,12 +6,14 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <regex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include <unistd.h>
 
@@ -178,19 +180,57 @@ TEST_F(Log, File_StartsAnewAndEnds) {
 }
 
 TEST_F(Log, FileThatCannotBeOpened_Throws) {
-  EXPECT_THROW(setLogFile(folder_), std::runtime_error);
+  const std::pair<std::filesystem::path, const char*> rows[] = {
+      {folder_, "Is a directory"},
+      {folder_ / "none" / "log.jsonl", "No such file or directory"},
+      {"/dev/full/log.jsonl", "Not a directory"},
+  };
+  for (const auto& [path, cause] : rows) {
+    try {
+      setLogFile(path);
+      ADD_FAILURE() << path;
+    } catch (const std::runtime_error& error) {
+      EXPECT_EQ(error.what(), path.string() + ": " + cause);
+    }
+  }
+  EXPECT_TRUE(std::filesystem::is_empty(folder_)) << "no folder is made";
   os_log(log_, "goes on");
   EXPECT_EQ(logLines().size(), 1U);
 }
 
 TEST_F(Log, FileThatCannotBeWritten_IsGivenUp) {
   setLogFile("/dev/full");
+  EXPECT_EQ(logFileFailure(), std::nullopt);
   testing::internal::CaptureStderr();
   os_log(log_, "one");
   os_log(log_, "two");
-  const auto said = testing::internal::GetCapturedStderr();
-  EXPECT_TRUE(std::regex_match(said, std::regex("log: a sink is given up: [^\n]*No space left on device\n"))) << said;
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(logFileFailure(), "/dev/full: No space left on device");
   EXPECT_EQ(logLines().size(), 2U);
+  setLogFile(file_);
+  os_log(log_, "three");
+  EXPECT_EQ(logFileFailure(), std::nullopt);
+  EXPECT_EQ(fileLines().size(), 1U);
+}
+
+TEST_F(Log, LineAsJSON_HasItsTime) {
+  EXPECT_EQ(logLineJson({.type = OS_LOG_TYPE_FAULT,
+                         .subsystem = "a",
+                         .category = "b\"",
+                         .message = "c\n\xFF",
+                         .time = 1'700'000'000'012'345}),
+            R"({"time":"2023-11-14T22:13:20.012345Z","level":"fault","subsystem":"a","category":"b\"",)"
+            R"("message":"c\n\\xFF"})");
+  EXPECT_EQ(logLineJson({.time = -1}).substr(0, 38), R"({"time":"1969-12-31T23:59:59.999999Z",)");
+}
+
+TEST_F(Log, Memory_KnowsWhenALineWasWritten) {
+  using namespace std::chrono;
+  const auto now = [] { return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count(); };
+  const auto before = now();
+  os_log(log_, "line");
+  EXPECT_GE(logLines().at(0).time, before);
+  EXPECT_LE(logLines().at(0).time, now());
 }
 
 TEST_F(Log, Stderr_ShowsALineWithoutItsLastNewline) {

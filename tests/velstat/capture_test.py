@@ -160,7 +160,7 @@ class Json(Temporary):
         self.assertEqual(record["value"]["last button press"]["click count"], 2)
         self.assertEqual(record["value"]["latency"]["max_latency_Total"], 414902500)
         for line in document["log"]:
-            self.assertEqual(list(line), ["level", "subsystem", "category", "message"])
+            self.assertEqual(list(line), ["time", "level", "subsystem", "category", "message"])
             self.assertEqual((line["subsystem"], line["category"]), ("KIP", "TavikVELHIDStatistics"))
 
     def test_extreme_values(self):
@@ -341,22 +341,20 @@ class Place(Temporary):
     def test_as_built(self):
         self.found("lib/TavikVELHIDStatistics.plugin")
 
-    def test_as_installed(self):
-        self.found("lib/velstat/TavikVELHIDStatistics.plugin")
-
     def test_bundle_elsewhere_must_be_named(self):
         result = self.install("elsewhere/TavikVELHIDStatistics.plugin")
         root = self.folder.resolve()
-        self.assertEqual((result.returncode, result.stderr), (
-            1, f"velstat: no plug-in beside this command ({root}/lib/TavikVELHIDStatistics.plugin, "
-               f"{root}/lib/velstat/TavikVELHIDStatistics.plugin): name one with --plugin\n"))
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, rf"\Avelstat: no plug-in beside this command \({root}/lib/TavikVELHIDStatistics"
+                                        r"\.plugin[^)\n]*\): name one with --plugin\n\Z")
+        self.assertEqual(result.stderr.count(f"{root}/lib/Tavik"), 1)
         named = run("capture", "--plugin", self.folder / "elsewhere/TavikVELHIDStatistics.plugin",
                     velstat=self.folder / "bin/velstat")
         self.assertEqual(named.returncode, 0)
 
     def test_library_is_found_by_a_relative_path(self):
         dynamic = subprocess.run(["readelf", "-d", VELSTAT], capture_output=True, text=True, check=True).stdout
-        self.assertRegex(dynamic, r"R(UN)?PATH.*\[\$ORIGIN/\.\./lib\]")
+        self.assertRegex(dynamic, r"R(UN)?PATH.*\[\$ORIGIN/\.\./lib:?\]")
 
 
 if __name__ == "__main__":

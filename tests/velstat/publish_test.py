@@ -113,10 +113,17 @@ class Publish(Folder):
         self.assertRegex(error, rf"\Avelstat: {self.tally}: [^\n]+\n\Z")
         self.assertEqual(self.tally.read_text(), "mine")
 
-    def test_log_that_cannot_be_written(self):
-        status, out, error = self.publish(entry(3, 0, 1), options=("--log", self.entries / "log"))
-        self.assertEqual((status, out), (1, ""))
-        self.assertRegex(error, r"\Avelstat: [^\n]*entries.bin/log[^\n]*\n\Z")
+    def test_log_that_cannot_be_opened(self):
+        for log, cause in [(self.entries / "log", "Not a directory"), (self.folder / "none" / "log",
+                                                                      "No such file or directory")]:
+            self.assertEqual(self.publish(entry(3, 0, 1), options=("--log", log)),
+                             (1, "", f"velstat: {log}: {cause}\n"))
+            self.assertEqual(self.rows(self.tally), {})
+
+    def test_log_that_cannot_be_written_is_told_after_the_report(self):
+        self.assertEqual(self.publish(entry(3, 0, 1), options=("--log", "/dev/full")), (
+            1, "", f"1 entry published into {self.tally}\nvelstat: /dev/full: No space left on device\n"))
+        self.assertEqual(self.rows(self.tally)[CLICKS, "scalar"]["value"], 1)
 
     def test_log_in_place_of_another_file_is_refused(self):
         self.publish(entry(3, 0, 5))

@@ -92,9 +92,7 @@ void writeCapture(const CaptureResult& result, const fs::path& folder) {
   }
   std::string log;
   for (const control::LogLine& line : result.log) {
-    JsonWriter json(log, JsonWriter::Form::oneLine);
-    writeLogLine(json, line);
-    log += '\n';
+    log += control::logLineJson(line) + '\n';
   }
   writeFile(folder / logFileName, std::as_bytes(std::span(log)));
   const std::string list = manifest(result, names);

@@ -54,15 +54,6 @@ void writeRecords(JsonWriter& json, const CaptureResult& result) {
 
 } // namespace
 
-void writeLogLine(JsonWriter& json, const control::LogLine& line) {
-  json.beginObject();
-  json.member("level", control::logLevelName(line.type));
-  json.member("subsystem", line.subsystem);
-  json.member("category", line.category);
-  json.member("message", line.message);
-  json.endObject();
-}
-
 std::string captureJson(const CaptureResult& result) {
   std::string out;
   JsonWriter json(out);
@@ -82,7 +73,7 @@ std::string captureJson(const CaptureResult& result) {
   json.key("log");
   json.beginArray();
   for (const control::LogLine& line : result.log) {
-    writeLogLine(json, line);
+    json.json(control::logLineJson(line));
   }
   json.endArray();
   json.key("metrics");

@@ -3,7 +3,6 @@
 
 #include <host/machine.h>
 #include <host/session.h>
-#include <json_writer.h>
 #include <output.h>
 
 #include <control/log.h>
@@ -44,7 +43,6 @@ enum class Detail { folded, all };
 
 std::string captureText(const CaptureResult& result, Detail detail, const Style& style);
 std::string captureJson(const CaptureResult& result);
-void writeLogLine(JsonWriter& json, const control::LogLine& line);
 
 // The name of the store in the folder.
 constexpr const char* tallyFileName = "tally.sqlite";

@@ -23,7 +23,9 @@ std::filesystem::path findDefaultBundle() {
     if (std::filesystem::exists(bundle, error)) {
       return bundle;
     }
-    tried.push_back(bundle.string());
+    if (tried.empty() || tried.back() != bundle) { // the two can be one
+      tried.push_back(bundle.string());
+    }
   }
   throw host::Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", fmt::join(tried, ", ")));
 }

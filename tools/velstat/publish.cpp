@@ -153,6 +153,9 @@ int run(const PublishOptions& options) {
     report += fmt::format(", {} of another version of the key table skipped", skipped);
   }
   remark(report);
+  if (const auto failure = control::logFileFailure()) {
+    throw host::Error(*failure);
+  }
   return 0;
 }
 

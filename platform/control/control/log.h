@@ -4,7 +4,9 @@
 #include <os/log.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,33 +16,40 @@ struct LogLine {
   os_log_type_t type = OS_LOG_TYPE_DEFAULT;
   std::string subsystem;
   std::string category;
-  std::string message; // whole, with a newline at the end if the format has one
+  std::string message;   // whole, with a newline at the end if the format has one
+  std::int64_t time = 0; // microseconds since the Unix epoch
 };
 
 // The lines kept in memory since the last clearLog, oldest first. [any thread]
 std::vector<LogLine> logLines();
 void clearLog();
-// "default", "info", "debug", "error", "fault".
+// "default", "info", "debug", "error", "fault". [any thread]
 const char* logLevelName(os_log_type_t type);
+// A line as a JSON object without a newline. Keys: "time" (UTC, ISO 8601), "level", "subsystem", "category", "message".
+// A byte of a text that is not part of valid UTF-8 is written as \xNN (in JSON "\\xNN"). [any thread]
+std::string logLineJson(const LogLine& line);
 
 // Whether lines of a level are kept; info and debug are not unless asked for. Other types than the five never are.
+// [any thread]
 void setLogLevel(os_log_type_t type, bool enabled);
-// Whether lines are kept in memory (the default).
+// Whether lines are kept in memory (the default). [any thread]
 void keepLogInMemory(bool keep);
 
-// Additional sinks, at most one of each kind. A sink that fails to write is given up with a line on stderr.
+// Additional sinks, at most one of each kind. A sink that fails to write is given up; others than the file with a line
+// on stderr. [any thread]
 
-// A file of JSON lines, written anew from its start and flushed after every line; an empty path ends it. Keys: "time"
-// (UTC, ISO 8601), "level", "subsystem", "category", "message". A byte of a text that is not part of valid UTF-8 is
-// written as \xNN (in JSON "\\xNN"). A file that cannot be opened throws std::runtime_error.
+// A file of JSON lines, written anew from its start and flushed after every line; an empty path ends it. A file that
+// cannot be opened throws std::runtime_error with path and cause.
 void setLogFile(const std::filesystem::path& path);
+// Why the file was given up, with its path; none while nothing is lost, and again after setLogFile.
+std::optional<std::string> logFileFailure();
 // "error KIP:TavikVELHIDStatistics: message" without the message's last newline. Control characters, except tabs and
 // newlines, and bytes that are not UTF-8 are written as \xNN, so that a message cannot steer a terminal.
 void setLogToStderr(bool on);
 // The system journal, in the form of stderr; nothing happens where there is none.
 void setLogToJournal(bool on);
 
-// How often os_release was called on log objects.
+// How often os_release was called on log objects. [any thread]
 std::size_t logObjectReleases();
 
 } // namespace vel::control

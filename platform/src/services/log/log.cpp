@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <exception>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 #include "announce.h"
@@ -50,6 +52,7 @@ struct Log {
   bool keep = true;
   std::vector<control::LogLine> lines;
   std::array<std::unique_ptr<LogSink>, 3> sinks;
+  std::optional<std::string> fileFailure;
 };
 
 Log& log() {
@@ -59,18 +62,31 @@ Log& log() {
 void setSink(SinkKind kind, std::unique_ptr<LogSink> sink) {
   const std::lock_guard lock(log().mutex);
   log().sinks[kind] = std::move(sink);
+  if (kind == fileSink) {
+    log().fileFailure.reset();
+  }
+}
+
+void giveUp(SinkKind kind, const char* cause) {
+  log().sinks[kind].reset();
+  if (kind == fileSink) {
+    log().fileFailure = cause;
+  } else {
+    std::fprintf(stderr, "log: a sink is given up: %s\n", cause);
+  }
 }
 
 void write(control::LogLine line) {
+  using namespace std::chrono;
   const std::lock_guard lock(log().mutex);
-  for (auto& sink : log().sinks) {
+  line.time = duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+  for (const SinkKind kind : {fileSink, stderrSink, journalSink}) {
     try {
-      if (sink) {
-        sink->write(line);
+      if (log().sinks[kind]) {
+        log().sinks[kind]->write(line);
       }
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "log: a sink is given up: %s\n", error.what());
-      sink.reset();
+      giveUp(kind, error.what());
     }
   }
   if (log().keep) {
@@ -109,7 +125,8 @@ void os_log_with_type(os_log_t object, os_log_type_t type, const char* format, .
   va_start(arguments, format);
   auto message = vel::platform::formatLog(format, arguments);
   va_end(arguments);
-  vel::platform::write({type, object->subsystem, object->category, std::move(message)});
+  vel::platform::write(
+      {.type = type, .subsystem = object->subsystem, .category = object->category, .message = std::move(message)});
 }
 
 void os_release(void* object) {
@@ -162,6 +179,11 @@ void setLogFile(const std::filesystem::path& path) {
   if (!path.empty()) {
     platform::setSink(platform::fileSink, platform::makeFileSink(path));
   }
+}
+
+std::optional<std::string> logFileFailure() {
+  const std::lock_guard lock(log().mutex);
+  return log().fileFailure;
 }
 
 void setLogToStderr(bool on) {

@@ -1,16 +1,21 @@
-// The sinks, on spdlog's: what is ours is the form of a line.
+// The sinks: a file, and spdlog's for stderr and journal. What is ours is the form of a line.
 #include "services/log/sinks.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <spdlog/pattern_formatter.h>
-#include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/sinks/systemd_sink.h>
 
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "cf/encoding.h"
 
@@ -61,15 +66,6 @@ std::string printable(std::string_view text, ControlCharacters controls) {
   return out;
 }
 
-std::string jsonFields(const control::LogLine& line) {
-  nlohmann::ordered_json fields;
-  fields["level"] = control::logLevelName(line.type);
-  fields["subsystem"] = printable(line.subsystem, ControlCharacters::kept);
-  fields["category"] = printable(line.category, ControlCharacters::kept);
-  fields["message"] = printable(line.message, ControlCharacters::kept);
-  return fields.dump().substr(1); // without its "{": the pattern begins the object with the time
-}
-
 std::string plainLine(const control::LogLine& line) {
   std::string_view message = line.message;
   if (message.ends_with('\n')) {
@@ -80,44 +76,81 @@ std::string plainLine(const control::LogLine& line) {
   return printable(text, ControlCharacters::escaped);
 }
 
-class SpdlogSink final : public LogSink {
-public:
-  using Form = std::string (*)(const control::LogLine& line);
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
 
-  SpdlogSink(std::unique_ptr<spdlog::sinks::sink> sink, Form form, std::string pattern)
-      : sink_(std::move(sink)), form_(form) {
-    sink_->set_formatter(
-        std::make_unique<spdlog::pattern_formatter>(std::move(pattern), spdlog::pattern_time_type::utc));
+class FileSink final : public LogSink {
+public:
+  explicit FileSink(std::filesystem::path path) : path_(std::move(path)), file_(std::fopen(path_.c_str(), "we")) {
+    if (file_ == nullptr) {
+      fail();
+    }
   }
 
   void write(const control::LogLine& line) override {
-    const auto text = form_(line);
+    const std::string text = control::logLineJson(line) + '\n';
+    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size() || std::fflush(file_.get()) != 0) {
+      fail();
+    }
+  }
+
+private:
+  [[noreturn]] void fail() const {
+    throw std::runtime_error(fmt::format("{}: {}", path_.string(), std::strerror(errno)));
+  }
+
+  std::filesystem::path path_;
+  std::unique_ptr<std::FILE, CloseFile> file_;
+};
+
+class SpdlogSink final : public LogSink {
+public:
+  explicit SpdlogSink(std::unique_ptr<spdlog::sinks::sink> sink) : sink_(std::move(sink)) {
+    sink_->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v"));
+  }
+
+  void write(const control::LogLine& line) override {
+    const auto text = plainLine(line);
     sink_->log({line.subsystem, spdlogLevel(line.type), text});
     sink_->flush();
   }
 
 private:
   std::unique_ptr<spdlog::sinks::sink> sink_;
-  Form form_;
 };
 
 } // namespace
 
 std::unique_ptr<LogSink> makeFileSink(const std::filesystem::path& path) {
-  try {
-    return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::basic_file_sink_st>(path.string(), true),
-                                        jsonFields, R"({"time":"%Y-%m-%dT%H:%M:%S.%fZ",%v)");
-  } catch (const spdlog::spdlog_ex& error) {
-    throw std::runtime_error(error.what());
-  }
+  return std::make_unique<FileSink>(path);
 }
 
 std::unique_ptr<LogSink> makeStderrSink() {
-  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::stderr_sink_st>(), plainLine, "%v");
+  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::stderr_sink_st>());
 }
 
 std::unique_ptr<LogSink> makeJournalSink() {
-  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::systemd_sink_st>("velplatform"), plainLine, "%v");
+  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::systemd_sink_st>("velplatform"));
 }
 
 } // namespace vel::platform
+
+namespace vel::control {
+
+std::string logLineJson(const LogLine& line) {
+  using platform::ControlCharacters;
+  using platform::printable;
+  const std::chrono::sys_time<std::chrono::microseconds> time{std::chrono::microseconds(line.time)};
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  nlohmann::ordered_json fields;
+  fields["time"] = fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(seconds.time_since_epoch().count()),
+                               (time - seconds).count());
+  fields["level"] = logLevelName(line.type);
+  fields["subsystem"] = printable(line.subsystem, ControlCharacters::kept);
+  fields["category"] = printable(line.category, ControlCharacters::kept);
+  fields["message"] = printable(line.message, ControlCharacters::kept);
+  return fields.dump();
+}
+
+} // namespace vel::control
