@@ -26,6 +26,8 @@ void interrupt(Recorder& recorder);
 void uartPacket(Recorder& recorder);
 // A transfer on a bus to a peripheral.
 void busTransfer(Recorder& recorder);
+// Something that a healthy device does again at once: a handshake, now and then a command.
+void retry(Recorder& recorder);
 // Something goes wrong and is set right again: a command, a handshake, an amplifier, now and then the actuator.
 void trouble(Recorder& recorder);
 // What is seen now and then: commands, ticks, monitors, the end of a recording.

@@ -120,6 +120,7 @@ void playHaptics(Recorder& recorder) {
   action(recorder, "halden", "StartHalden");
   checkpoint(recorder, "ckp_HaldenStartHaptics");
   hapticContext(recorder);
+  recorder.wait(1350, 2300); // the actuator starts
   checkpoint(recorder, "ckp_HaldenPlayAsset");
   recorder.wait(9000, 14000);
   action(recorder, "halden", "StartHaldenZORBComplete");
@@ -160,7 +161,25 @@ void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
   finger.isDown = false;
   checkpoint(recorder, "ckp_ZORBButtonUp");
   statusEvent(recorder, finger);
+  if (!actuatorTimesOut) {
+    playHaptics(recorder);
+  }
   action(recorder, "zorb", "HandleClickStatus", finger.pressCount);
+}
+
+void commandTimeout(Recorder& recorder) {
+  Random& random = recorder.random();
+  recorder.add({"execution", "command", "timeout", "event"})
+      .number("arg1", random.below(64))
+      .number("arg2", random.between(1000, 50000));
+}
+
+// One that had to be repeated.
+void handshake(Recorder& recorder) {
+  Random& random = recorder.random();
+  recorder.add({"uart", "uart1", random.oneIn(2) ? "sw-handshake" : "hw-handshake", "event"})
+      .number("arg1", random.below(256))
+      .number("arg2", random.between(1, 5));
 }
 
 } // namespace
@@ -172,6 +191,7 @@ void press(Recorder& recorder, const Press& press) {
   checkpoint(recorder, "ckp_ZORBFingerON");
   action(recorder, "zorb", "HandleFingerDownChanged", 1);
   wakeAmplifier(recorder);
+  recorder.wait(40000, 120000); // the finger rests before it presses
   Finger finger;
   for (unsigned i = 0; i < press.clicks; ++i) {
     finger.isLong = press.isLong && i + 1 == press.clicks;
@@ -190,17 +210,28 @@ void press(Recorder& recorder, const Press& press) {
   recorder.wait(200, 900);
 }
 
+void retry(Recorder& recorder) {
+  Random& random = recorder.random();
+  const std::uint32_t choice = random.below(1000);
+  if (choice < 6) {
+    commandTimeout(recorder);
+  } else if (choice < 8) {
+    action(recorder, "halden", "HaldenCLTimeOut", 1);
+  } else if (choice < 150) {
+    action(recorder, "amp", "AmpClearInterrupts", random.below(16));
+  } else {
+    handshake(recorder);
+  }
+  recorder.wait(500000, 6000000);
+}
+
 void trouble(Recorder& recorder) {
   Random& random = recorder.random();
   const std::uint32_t choice = random.below(100);
   if (choice < 40) {
-    recorder.add({"execution", "command", "timeout", "event"})
-        .number("arg1", random.below(64))
-        .number("arg2", random.between(1000, 50000));
+    commandTimeout(recorder);
   } else if (choice < 65) {
-    recorder.add({"uart", "uart1", random.oneIn(2) ? "sw-handshake" : "hw-handshake", "event"})
-        .number("arg1", random.below(256))
-        .number("arg2", random.between(1, 5));
+    handshake(recorder);
   } else if (choice < 90) {
     for (const std::string_view step : {"AmpClearInterrupts", "SoftReset", "DisabledToPreWarm"}) {
       action(recorder, "amp", step, random.below(16));

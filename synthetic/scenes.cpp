@@ -53,6 +53,7 @@ void pressed(Recorder& recorder) {
   for (std::uint32_t rounds = recorder.random().between(3, 8); rounds > 0; --rounds) {
     idle(recorder);
   }
+  recorder.wait(300000, 1500000); // until the finger comes back
 }
 
 // What the kernel driver sees of the co-processor.
@@ -77,6 +78,7 @@ constexpr Scene all[] = {
     {"long-press", pressed<1, true, false>},
     {"actuator-timeout", pressed<1, false, true>},
     {"driver", driver},
+    {"retries", retry},
     {"errors", trouble},
 };
 

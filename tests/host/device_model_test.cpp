@@ -146,7 +146,7 @@ const WrongModel wrongModels[] = {
      "/services/0/driver/property-replies/9/0/profile-records: lacks the key \"flow\""},
     {"bad/records_unknown_flow.json",
      "/services/0/driver/property-replies/9/0/profile-records/flow: \"quadruple-click\" is not one of mix, idle, "
-     "click, double-click, long-press, actuator-timeout, driver, errors, random"},
+     "click, double-click, long-press, actuator-timeout, driver, retries, errors, random"},
     {"bad/records_too_many.json",
      "/services/0/driver/property-replies/9/0/profile-records/count: is out of range: 0 to 1365"},
     {"bad/records_no_batches.json", "/services/0/driver/property-replies/9/0/profile-records: has no batches"},

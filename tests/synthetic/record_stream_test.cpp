@@ -54,7 +54,7 @@ TEST(Random, BoundsHold) {
 }
 
 TEST(Streams, SameSeed_SameBytes) {
-  EXPECT_EQ(digest(take<FlowStream>(1, 100000, 4096)), 14243360496261259084U);
+  EXPECT_EQ(digest(take<FlowStream>(1, 100000, 4096)), 6583818365718780098U);
   EXPECT_EQ(digest(take<RandomStream>(1, 100000, 4096)), 12934442387025706045U);
 }
 
@@ -116,7 +116,7 @@ TEST(Flows, DoubleClick_PassesItsCheckpointsInOrder) {
     }
   }
   const std::vector<std::string> click = {"ckp_ZORBButtonDown", "ckp_HaldenStartHaptics", "ckp_HaldenPlayAsset",
-                                          "ckp_ZORBButtonUp"};
+                                          "ckp_ZORBButtonUp",   "ckp_HaldenStartHaptics", "ckp_HaldenPlayAsset"};
   std::vector<std::string> expected = {"ckp_ZORBFingerON", "ckp_ARCTurnOn", "ckp_ARCReady"};
   expected.insert(expected.end(), click.begin(), click.end());
   expected.insert(expected.end(), click.begin(), click.end());

@@ -84,6 +84,37 @@ class Shown(Temporary):
         self.assertEqual(shown.count("'category':"), 104 * 32)
         self.assertEqual(shown.count("publishTSData op="), 23)  # repeated lines are one
 
+    def test_default_model_tells_one_story(self):
+        """Statistics, profile log, error log and metrics of the default device speak of the same press and faults."""
+        document = json.loads(run("capture", "--format", "json").stdout)
+        lines = {kind: [line for record in document["records"] if f";type={kind}" in record["title"]
+                        for line in record["value"]] for kind in ("fw", "err")}
+        press = document["records"][0]["value"]["last button press"]
+        clicks = [press[f"click {number}"] for number in (1, 2)]
+        nanoseconds = [press["finger on ts"]]
+        for click in clicks:
+            down, up = click["button down ts"], click["button up ts"]
+            nanoseconds += [down, down + click["button down to play asset"], up, click["play asset ts"]]
+            self.assertEqual(click["play asset ts"] - up, click["button up to play asset"])
+        self.assertEqual(press["finger detect to button down"], nanoseconds[1] - nanoseconds[0])
+        nanoseconds.append(press["finger off ts"])
+
+        checkpoints = [(int(time), name) for line in lines["fw"] for time, name in
+                       re.findall(r"'timestamp': *(\d+), .*'trace': *'(ckp_\w+)'", line)]
+        last = max(place for place, (_, name) in enumerate(checkpoints) if name == "ckp_ZORBFingerON")
+        told = [(time, name) for time, name in checkpoints[last:] if not name.startswith("ckp_ARC")]
+        edges = ["ckp_ZORBButtonDown", "ckp_HaldenPlayAsset", "ckp_ZORBButtonUp", "ckp_HaldenPlayAsset"]
+        self.assertEqual([entry for entry in told if entry[1] != "ckp_HaldenStartHaptics"],
+                         list(zip([time // 1000 for time in nanoseconds],
+                                  ["ckp_ZORBFingerON", *edges, *edges, "ckp_ZORBFingerOFF"])))
+        self.assertEqual(next(time for time, name in told if name == "ckp_HaldenStartHaptics"),
+                         press["start haptic ts"] // 1000)
+
+        faults = sum("HaldenCLTimeOut" in line for line in lines["err"])
+        counted = {row["key"]: row.get("value") for row in document["metrics"]}
+        self.assertEqual(faults, counted["com.tavik.kip.button.halden.cl_timeout.count"])
+        self.assertLess(sum(bool(re.search(r"'event': *'timeout'", line)) for line in lines["err"]), 10)
+
     def test_built_in_model_is_the_default_model(self):
         self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
 
