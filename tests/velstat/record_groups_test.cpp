@@ -125,6 +125,21 @@ TEST(RecordGroups, TitlesThatDifferInNumbersAlone_AreOneGroup) {
             "    5  c x e\n");
 }
 
+TEST(RecordGroups, RecordsOfOneTitleAndDifferentTypes_AreGroupsOfTheirOwn) {
+  const Value sensor = {Dictionary{{"sensorType", text("accel")}}};
+  EXPECT_EQ(folded({record(1, "t", sensor), record(2, "t", text("a")), record(3, "t", number(5)),
+                    record(4, "t", sensor), record(5, "t", text("b"))}),
+            "\n  t and 1 more like it  2 of state handlers 1 to 4\n"
+            "    sensorType  manufacturer  model  reportInterval  client  extra  APEvents\n"
+            "    accel\n"
+            "    accel\n"
+            "    … all 2 values (--all)\n"
+            "\n  t and 1 more like it  2 of state handlers 2 to 5\n"
+            "    a\n"
+            "    … 1 more like it (--all)\n"
+            "\n  t  state handler 3\n    5\n");
+}
+
 TEST(RecordGroups, ContentsOfAnyType) {
   EXPECT_EQ(folded({record(1, "a", {Array{}}), record(2, "b", number(5)), record(3, "c", {Dictionary{}}),
                     record(4, "d", {Array{number(1), {Array{}}}})}),

@@ -2,6 +2,8 @@
 #include <escape.h>
 #include <profile_summary.h>
 #include <record_groups.h>
+#include <sensor_table.h>
+#include <text_table.h>
 #include <tree.h>
 
 #include <fmt/format.h>
@@ -21,47 +23,10 @@ constexpr std::size_t shownLeaves = 12; // a dictionary of more is cut
 constexpr std::size_t keptLeaves = 6;   // to so many
 constexpr std::size_t shownLines = 3;   // of an array
 constexpr std::size_t shownKinds = 3;   // of profile records
-constexpr std::size_t widestCell = 34;  // in columns
 constexpr std::size_t widestLine = 110;
 
 std::string moreText(std::size_t count, std::string_view what) {
   return fmt::format("… {} more{} (--all)", count, what);
-}
-
-// Already escaped text, cut to so many columns.
-std::string cut(std::string text, std::size_t width) {
-  if (columns(text) <= width) {
-    return text;
-  }
-  std::size_t end = 0;
-  for (std::size_t shown = 0; shown + 1 < width; ++shown) {
-    ++end;
-    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-      ++end;
-    }
-  }
-  return text.substr(0, end) + "…";
-}
-
-// A header and lines of cells below each other.
-using Cells = std::vector<std::vector<std::string>>;
-
-void appendCells(std::string& out, const Cells& cells, std::size_t indent, const Style& style) {
-  std::vector<std::size_t> widths;
-  for (const auto& line : cells) {
-    widths.resize(std::max(widths.size(), line.size()));
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      widths[i] = std::max(widths[i], columns(line[i]));
-    }
-  }
-  for (const auto& line : cells) {
-    std::string text(indent, ' ');
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      text += line[i] + std::string(widths[i] - columns(line[i]) + 2, ' ');
-    }
-    text.resize(text.find_last_not_of(' ') + 1);
-    out += (&line == &cells.front() ? style.dim(text) : text) + '\n';
-  }
 }
 
 bool isFlat(const Dictionary& dictionary) {
@@ -93,12 +58,12 @@ void appendMemberTable(std::string& out, std::span<const host::Member> members, 
   Cells cells(1);
   cells[0].emplace_back();
   for (const host::Member& column : *members.front().value.as<Dictionary>()) {
-    cells[0].push_back(cut(escape(column.key), widestCell));
+    cells[0].push_back(cell(escape(column.key)));
   }
   for (const host::Member& member : members) {
-    cells.push_back({cut(escape(member.key), widestCell)});
+    cells.push_back({cell(escape(member.key))});
     for (const host::Member& column : *member.value.as<Dictionary>()) {
-      cells.back().push_back(cut(leafText(column.value), widestCell));
+      cells.back().push_back(cell(leafText(column.value)));
     }
   }
   appendCells(out, cells, indent, style);
@@ -161,8 +126,7 @@ std::string likenessOf(std::string_view title) {
 std::vector<Group> group(const std::vector<host::CapturedRecord>& records) {
   std::vector<Group> groups;
   for (const host::CapturedRecord& captured : records) {
-    const bool isArray = captured.record.value.as<host::Array>() != nullptr;
-    const std::string likeness = likenessOf(captured.record.title) + (isArray ? "[]" : "{}");
+    const std::string likeness = likenessOf(captured.record.title) + captured.record.value.typeName();
     auto found =
         std::find_if(groups.begin(), groups.end(), [&](const Group& known) { return known.likeness == likeness; });
     if (found == groups.end()) {
@@ -184,50 +148,6 @@ std::string handlersText(const Group& group) {
     return fmt::format("state handlers {} to {}", first, last);
   }
   return fmt::format("{} of state handlers {} to {}", group.records.size(), first, last);
-}
-
-// What is told of many records that are dictionaries: for each a line of these members; "*" stands for any ending, and
-// of the names that it covers the text up to a colon is told.
-constexpr std::string_view sensorColumns[] = {"sensorType", "manufacturer", "model",   "reportInterval",
-                                              "client*",    "extra*",       "APEvents"};
-
-std::string cellOf(const Dictionary& dictionary, std::string_view column) {
-  const bool many = column.ends_with('*');
-  std::string text;
-  for (const host::Member& member : dictionary) {
-    if (many ? member.key.starts_with(column.substr(0, column.size() - 1)) : member.key == column) {
-      std::string leaf = isLeaf(member.value) ? leafText(member.value) : "(more)";
-      if (many) {
-        leaf.resize(std::min(leaf.find(':'), leaf.size()));
-      }
-      text += (text.empty() ? "" : ", ") + leaf;
-    }
-  }
-  return cut(std::move(text), widestCell);
-}
-
-// False when they have none of the members that are told.
-bool appendOverview(std::string& out, const Group& group, const Style& style) {
-  Cells cells(1);
-  for (const std::string_view column : sensorColumns) {
-    cells[0].emplace_back(column.substr(0, column.find('*')));
-  }
-  bool found = false;
-  std::size_t keys = 0;
-  for (const host::CapturedRecord* captured : group.records) {
-    const auto& dictionary = *captured->record.value.as<Dictionary>();
-    keys += dictionary.size();
-    cells.emplace_back();
-    for (const std::string_view column : sensorColumns) {
-      cells.back().push_back(cellOf(dictionary, column));
-      found = found || !cells.back().back().empty();
-    }
-  }
-  if (found) {
-    appendCells(out, cells, 4, style);
-    out += "    " + style.dim(fmt::format("… all {} (--all)", countText(keys, "value"))) + '\n';
-  }
-  return found;
 }
 
 void appendLines(std::string& out, const Group& group, const Style& style) {
@@ -287,13 +207,11 @@ void appendRecordGroups(std::string& out, const std::vector<host::CapturedRecord
     const auto* dictionary = first.value.as<Dictionary>();
     if (isArray) {
       appendLines(out, group, style);
-    } else if (dictionary == nullptr) {
-      appendTree(out, first.value, 4, style);
-    } else if (group.records.size() == 1) {
-      appendFolded(out, *dictionary, 4, style);
-    } else if (!appendOverview(out, group, style)) {
-      appendFolded(out, *dictionary, 4, style);
-      out += "    " + style.dim(moreText(group.records.size() - 1, " like it")) + '\n';
+    } else if (group.records.size() == 1 || !appendSensors(out, group.records, style)) {
+      dictionary == nullptr ? appendTree(out, first.value, 4, style) : appendFolded(out, *dictionary, 4, style);
+      if (group.records.size() > 1) {
+        out += "    " + style.dim(moreText(group.records.size() - 1, " like it")) + '\n';
+      }
     }
   }
 }
