@@ -10,41 +10,6 @@
 
 #include <cstring>
 
-// The linker sends the plug-in's new and delete here, so that a test sees which contexts live: where it wants them, the
-// blocks of a context's size that were made and not deleted on this thread.
-namespace {
-thread_local std::vector<void*>* liveBlocks = nullptr;
-
-void forget(const void* block) {
-  if (liveBlocks != nullptr) {
-    std::erase(*liveBlocks, block);
-  }
-}
-} // namespace
-extern "C" {
-void* __real__Znwm(std::size_t size);
-void __real__ZdlPv(void* block);
-void __real__ZdlPvm(void* block, std::size_t size);
-void* __wrap__Znwm(std::size_t size);
-void __wrap__ZdlPv(void* block);
-void __wrap__ZdlPvm(void* block, std::size_t size);
-}
-void* __wrap__Znwm(std::size_t size) {
-  void* block = __real__Znwm(size);
-  if (liveBlocks != nullptr && size == sizeof(Context)) {
-    liveBlocks->push_back(block);
-  }
-  return block;
-}
-void __wrap__ZdlPv(void* block) {
-  forget(block);
-  __real__ZdlPv(block);
-}
-void __wrap__ZdlPvm(void* block, std::size_t size) {
-  forget(block);
-  __real__ZdlPvm(block, size);
-}
-
 namespace vel::test {
 namespace {
 
@@ -164,8 +129,8 @@ TEST_F(Registration, OtherTransports_AreIgnored) {
 struct ClassCase {
   const char* name;
   std::vector<control::HIDUsage> usages;
-  bool supportsTallyStore;
   std::size_t handlers; // beside the raw debug handlers
+  bool supportsTallyStore;
   bool hasHIDDevice;
 
   StatisticsTest::Service service() const {
@@ -175,15 +140,15 @@ struct ClassCase {
 };
 
 const ClassCase kClasses[] = {
-    {"consumer control", {{0x0C, 0x01}}, false, 2, true},
-    {"consumer control with analytics", {{0x0C, 0x01}}, true, 2, true},
-    {"telephony alone is a button without reports", {{0x0B, 0x01}}, false, 0, false},
-    {"analytics alone make a button without reports", {}, true, 0, false},
-    {"accelerometer", {{0xFF00, 0x03}}, false, 1, false},
-    {"gyro", {{0xFF00, 0x09}}, false, 1, false},
-    {"compass", {{0xFF00, 0x0A}}, false, 1, false},
-    {"pressure", {{0x20, 0x31}}, false, 1, false},
-    {"button and sensor", {{0x0C, 0x01}, {0x20, 0x31}}, false, 3, true},
+    {"consumer control", {{0x0C, 0x01}}, 2, false, true},
+    {"consumer control with analytics", {{0x0C, 0x01}}, 2, true, true},
+    {"telephony alone is a button without reports", {{0x0B, 0x01}}, 0, false, false},
+    {"analytics alone make a button without reports", {}, 0, true, false},
+    {"accelerometer", {{0xFF00, 0x03}}, 1, false, false},
+    {"gyro", {{0xFF00, 0x09}}, 1, false, false},
+    {"compass", {{0xFF00, 0x0A}}, 1, false, false},
+    {"pressure", {{0x20, 0x31}}, 1, false, false},
+    {"button and sensor", {{0x0C, 0x01}, {0x20, 0x31}}, 3, false, true},
 };
 
 TEST_F(Registration, Classes_DecideWhichHandlersAreInstalled) {
@@ -281,170 +246,6 @@ TEST_F(Registration, LaterQueue_DoesNotReachEarlierHandlers) {
   control::dropNotifications();
   control::dropStateHandlers();
   control::destroyQueue(later);
-}
-
-// One row of what can go wrong: how, the lines that say so, what the user clients are asked all the same, and how many
-// registry references stay. A service that is not kept is abandoned: its context is deleted, but nothing is given back
-// that the context held by then.
-struct FailureCase {
-  const char* name;
-  std::function<void(Registration&)> arrange;
-  std::vector<std::string> log;
-  std::vector<std::string> driverCalls;
-  std::vector<std::string> deviceCalls;
-  std::size_t references;
-  bool kept;
-};
-
-TEST_F(Registration, Failures) {
-  constexpr std::uint32_t kCode = 0xE00002BE;
-  const auto code = static_cast<IOReturn>(kCode);
-  const std::string refused = "((HRESULT)(Status) >= 0)";
-  const std::vector<std::string> driverRefused = {assertionLine(refused, "", 275, 0)};
-  const std::vector<std::string> noDriver = {assertionLine("context->_driver._interface", "", 276, 0)};
-  const std::vector<std::string> deviceRefused = {assertionLine(refused, "", 292, 0)};
-  const std::vector<std::string> noDevice = {assertionLine("context->_device._interface", "", 293, 0)};
-  const std::vector<std::string> forgotten = {"QueryInterface"}; // never released
-  const std::vector<std::string> released = {"QueryInterface", "Release"};
-  const FailureCase cases[] = {
-      {"not in the registry",
-       [](Registration&) { control::resetRegistry(); },
-       {assertionLine("context->_driver._service", "", 255, 0)},
-       {},
-       {},
-       0,
-       false},
-      {"parent cannot be read",
-       [=](Registration& t) { control::breakParent(t.serviceID, code); },
-       {assertionLine("kr == 0 ", "", 262, kCode)},
-       {},
-       {},
-       1,
-       false},
-      {"no parent",
-       [](Registration& t) { control::breakParent(t.serviceID, 0); },
-       {assertionLine("parent", "", 263, 0)},
-       {},
-       {},
-       1,
-       false},
-      {"grandparent cannot be read",
-       [=](Registration& t) { control::breakParent(t.parentID, code); },
-       {assertionLine("kr == 0 ", "", 267, kCode)},
-       {},
-       {},
-       1,
-       false},
-      {"no grandparent",
-       [](Registration& t) { control::breakParent(t.parentID, 0); },
-       {assertionLine("context->_device._service", "", 268, 0)},
-       {},
-       {},
-       1,
-       false},
-      {"driver plug-in cannot be created",
-       [=](Registration& t) { t.driverPlugIn.createResult = code; },
-       {},
-       {},
-       kAnalyticsDeviceCalls,
-       2,
-       true},
-      {"driver gives no plug-in",
-       [](Registration& t) { t.driverPlugIn.createsPlugIn = false; },
-       {},
-       {},
-       kAnalyticsDeviceCalls,
-       2,
-       true},
-      {"driver interface refused, yet stored", [](Registration& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
-       driverRefused, kDriverCalls, kAnalyticsDeviceCalls, 2, true},
-      {"driver interface refused",
-       [](Registration& t) {
-         t.driverPlugIn.queryResult = E_NOINTERFACE;
-         t.driverPlugIn.interface = nullptr;
-       },
-       driverRefused + noDriver, forgotten, kAnalyticsDeviceCalls, 2, true},
-      {"driver interface missing", [](Registration& t) { t.driverPlugIn.interface = nullptr; }, noDriver, forgotten,
-       kAnalyticsDeviceCalls, 2, true},
-      {"driver does not open",
-       [=](Registration& t) { t.driver.openResult = code; },
-       {assertionLine("kr == 0 ", "", 280, kCode)},
-       kDriverCalls,
-       {},
-       2,
-       false},
-      {"device plug-in cannot be created",
-       [=](Registration& t) { t.devicePlugIn.createResult = code; },
-       {},
-       kDriverCalls,
-       {},
-       2,
-       true},
-      {"device gives no plug-in",
-       [](Registration& t) { t.devicePlugIn.createsPlugIn = false; },
-       {},
-       kDriverCalls,
-       {},
-       2,
-       true},
-      {"device interface refused, yet stored", [](Registration& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
-       deviceRefused, kDriverCalls, kAnalyticsDeviceCalls, 2, true},
-      {"device interface refused",
-       [](Registration& t) {
-         t.devicePlugIn.queryResult = E_NOINTERFACE;
-         t.devicePlugIn.interface = nullptr;
-       },
-       deviceRefused + noDevice, kDriverCalls, released, 2, true},
-      {"device interface missing", [](Registration& t) { t.devicePlugIn.interface = nullptr; }, noDevice, kDriverCalls,
-       released, 2, true},
-      {"device does not open",
-       [=](Registration& t) { t.device.openResult = code; },
-       {},
-       kDriverCalls,
-       kAnalyticsDeviceCalls,
-       2,
-       true},
-      {"no HID device",
-       [](Registration&) { control::failCall("IOHIDDeviceCreate", 1); },
-       {assertionLine("context->_device._hid", "", 315, 0)},
-       kDriverCalls,
-       kAnalyticsDeviceCalls,
-       2,
-       false},
-  };
-  for (const FailureCase& row : cases) {
-    SCOPED_TRACE(row.name);
-    resetUserClients();
-    control::clearLog();
-    const Service service{.usages = button, .supportsTallyStore = Ref<CFTypeRef>::share(kCFBooleanTrue)};
-    auto hid = addService(service);
-    const std::size_t transportCount = control::retainCount(service.transport.get());
-    const std::size_t references = control::registryReferences();
-    const std::size_t keptBefore = contexts().size();
-    const std::size_t handlersBefore = handlers();
-    row.arrange(*this);
-    std::vector<void*> blocks;
-    liveBlocks = &blocks;
-    plugin->registerService(hid.get());
-    liveBlocks = nullptr;
-    control::clearFailures();
-    EXPECT_THAT(logMessages(), ElementsAreArray(row.log));
-    EXPECT_EQ(driver.calls, row.driverCalls);
-    EXPECT_EQ(device.calls, row.deviceCalls);
-    EXPECT_EQ(control::registryReferences(), references + row.references);
-    EXPECT_EQ(control::retainCount(service.transport.get()), transportCount);
-    EXPECT_EQ(handlers() > handlersBefore, row.kept);
-    ASSERT_EQ(contexts().size(), keptBefore + (row.kept ? 1 : 0));
-    EXPECT_EQ(blocks, row.kept ? std::vector<void*>{contexts().back()} : std::vector<void*>{});
-  }
-}
-
-TEST_F(Registration, Abandoned_NothingThatTheContextHeldIsGivenBack) {
-  registerService({.usages = button, .isHIDDevice = false}); // the device's interface is open by then
-  EXPECT_THAT(contexts(), IsEmpty());
-  EXPECT_THAT(logMessages(), ElementsAre(assertionLine("context->_device._hid", "", 315, 0)));
-  EXPECT_EQ(control::registryReferences(), 2U) << "service and device";
-  EXPECT_FALSE(plugin->_rawDebugInstalled);
 }
 
 TEST_F(Registration, WithoutDriverInterface_TheServiceIsKeptAndReadsAreNotReady) {
