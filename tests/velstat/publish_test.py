@@ -1,7 +1,9 @@
 """velstat publish and the store of velstat capture: what arrives, asked of velstat tally and of another SQLite."""
 
 import json
+import os
 import resource
+import signal
 import sqlite3
 import struct
 import subprocess
@@ -202,9 +204,9 @@ class CapturedStore(Folder):
         rows = self.rows(self.out / "tally.sqlite")
         self.assertEqual(rows[CLICKS, "scalar"]["value"], 214 + 2)
         duration = rows["com.tavik.kip.button.click.duration", "distribution"]
-        samples = [76.25] * 15 + [81.5] * 9 + [94.75] * 4 + [133.5, 74.5]
+        samples = [76.25] * 15 + [81.5] * 9 + [94.75] * 4 + [133.5, 78]
         self.assertEqual((duration["count"], duration["sum"], duration["min"], duration["max"]),
-                         (30, sum(samples), 74.5, 133.5))
+                         (30, sum(samples), min(samples), 133.5))
         self.assertEqual(self.document["metrics"], list(rows.values()))
         with sqlite3.connect(f"file:{self.out / 'tally.sqlite'}?mode=ro", uri=True) as store:
             self.assertEqual(dict(store.execute(SCALARS)),
@@ -238,6 +240,45 @@ class CapturedStore(Folder):
         with tempfile.TemporaryDirectory() as folder:
             done = subprocess.run([VELSTAT, "capture"], capture_output=True, env={**ENVIRONMENT, "TMPDIR": folder})
             self.assertEqual((done.returncode, done.stderr, list(Path(folder).iterdir())), (0, b"", []))
+
+    def test_nothing_is_left_when_a_signal_ends_it(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number), tempfile.TemporaryDirectory() as folder:
+                capture = self.start_capture_that_waits_for_its_reader(folder)
+                self.assertEqual(len(list(Path(folder).iterdir())), 1)
+                capture.send_signal(number)
+                self.assertEqual(capture.wait(timeout=60), -number)
+                self.assertEqual(list(Path(folder).iterdir()), [])
+                self.assertEqual(capture.communicate()[1], b"")
+
+    def test_ignored_signal_stays_ignored(self):
+        def ignore():
+            signal.signal(signal.SIGHUP, signal.SIG_IGN)
+
+        with tempfile.TemporaryDirectory() as folder:
+            capture = self.start_capture_that_waits_for_its_reader(folder, preexec_fn=ignore)
+            capture.send_signal(signal.SIGHUP)
+            out, error = capture.communicate(timeout=60)
+            self.assertEqual((capture.returncode, error, out[-2:]), (0, b"", b"}\n"))
+            self.assertEqual(list(Path(folder).iterdir()), [])
+
+    def start_capture_that_waits_for_its_reader(self, folder, **options):
+        """Its output does not fit into the pipe."""
+        capture = subprocess.Popen([VELSTAT, "capture", "--format", "json"], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, env={**ENVIRONMENT, "TMPDIR": folder}, **options)
+        self.assertEqual(capture.stdout.read(1), b"{")
+        return capture
+
+    def test_model_is_read_before_a_folder_is_made(self):
+        out = self.folder / "other"
+        model = self.folder / "model"
+        os.mkfifo(model)
+        capture = subprocess.Popen([VELSTAT, "capture", "--model", model, "--out", out], stdout=subprocess.DEVNULL)
+        with open(model, "w") as writer:  # opens when the other side does
+            self.assertEqual(list(self.folder.glob("other*")), [])
+            writer.write("{}")
+        self.assertEqual(capture.wait(timeout=60), 0)
+        self.assertTrue(out.is_dir())
 
     def test_missing_place_for_temporary_files_is_told(self):
         done = subprocess.run([VELSTAT, "capture"], capture_output=True, env={**ENVIRONMENT, "TMPDIR": "/no/such"})
