@@ -18,9 +18,13 @@ struct CloseFile {
 
 } // namespace
 
+std::string inputName(const std::filesystem::path& path) {
+  return path == "-" ? "standard input" : path.string();
+}
+
 std::string readFile(const std::filesystem::path& path, std::size_t limit) {
   const bool standardInput = path == "-";
-  const std::string name = standardInput ? "standard input" : path.string();
+  const std::string name = inputName(path);
   const std::unique_ptr<std::FILE, CloseFile> file(standardInput ? nullptr : std::fopen(path.c_str(), "rbe"));
   if (!standardInput && file == nullptr) {
     throw Error(fmt::format("{}: {}", name, std::strerror(errno)));

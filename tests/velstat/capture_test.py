@@ -310,11 +310,20 @@ class Usage(Temporary):
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
             self.assertRegex(result.stderr, r"\Avelstat: [^\n]+\n\Z", arguments)
 
+    def test_unknown_word_is_named_before_what_is_missing(self):
+        for arguments, line in ((["frob"], "'frob' is unknown here"), (["--frob"], "'--frob' is unknown here"),
+                                (["generate", "foo"], "'foo' is unknown here"),
+                                (["tally", "--frob"], "'--frob' is unknown here"),
+                                ([], "A subcommand is required"), (["tally"], "file is required")):
+            self.assertEqual(run(*arguments).stderr, f"velstat: {line}\n", arguments)
+
     def test_help_has_an_example(self):
-        for arguments in (["--help"], ["capture", "--help"]):
+        for arguments, example in ((["--help"], "capture --model models/default.json"),
+                                   (["capture", "--help"], "capture --model models/default.json"),
+                                   (["generate", "--help"], "generate records --seed 1")):
             result = run(*arguments)
             self.assertEqual((result.returncode, result.stderr), (0, ""))
-            self.assertIn("Example:\n  velstat capture --model models/default.json", result.stdout)
+            self.assertIn("Example:\n  velstat " + example, result.stdout)
 
 
 class Terminal(Temporary):

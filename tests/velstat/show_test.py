@@ -119,7 +119,8 @@ standard input  property list, {len(binary([True, 0.5]))} bytes
         rows = [
             (b"", "offset 0: neither a state record nor a binary property list"),
             (b"hello", "offset 0: neither a state record nor a binary property list"),
-            (b"<?xml version='1.0'?>", "offset 0: an XML property list, where only the binary format is read"),
+            (b"<?xml version='1.0'?>", "offset 0: an XML property list, where only the binary format is read "
+             "(plistutil -i XML -o BINARY converts)"),
             (b"bplist00", "offset 8: ends before a binary property list has its trailer of 32 bytes"),
             (record(b"t", {})[:150], "ends at offset 150: a state record has a header of 200 bytes"),
             (record(b"t", {}) + b"\0", "offset 4: data size 42 where 43 bytes follow the header"),

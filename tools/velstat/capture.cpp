@@ -3,8 +3,7 @@
 #include <capture_result.h>
 #include <commands.h>
 #include <count_text.h>
-#include <default_bundle.h>
-#include <default_model.h>
+#include <hosted.h>
 #include <open_tally.h>
 #include <temporary_folder.h>
 
@@ -13,12 +12,11 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace vel::stat {
 
 namespace {
-
-constexpr const char* builtIn = "(built-in model)";
 
 struct CaptureOptions {
   std::string plugIn;
@@ -51,15 +49,11 @@ void deliverAnalytics(host::Session& session, const host::MachineService& servic
 }
 
 // Leaves the store of what was published in `folder`.
-CaptureResult capture(const CaptureOptions& options, const std::filesystem::path& folder) {
-  const host::DeviceModel model =
-      options.model.empty() ? host::parseDeviceModel(defaultModel, builtIn) : host::readDeviceModel(options.model);
-  host::Bundle bundle =
-      host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : std::filesystem::path(options.plugIn));
-
+CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle,
+                      const std::filesystem::path& folder) {
   CaptureResult result{.api = options.api};
   result.device = model.name;
-  result.model = options.model.empty() ? builtIn : options.model;
+  result.model = modelName(options.model);
   result.version = VELSTAT_VERSION;
   result.plugIn = bundle.identifier();
   result.path = bundle.path().string();
@@ -86,10 +80,12 @@ CaptureResult capture(const CaptureOptions& options, const std::filesystem::path
 }
 
 int run(const CaptureOptions& options) {
+  const host::DeviceModel model = readModel(options.model);
+  host::Bundle bundle = loadBundle(options.plugIn);
   // The folder appears whole or not at all.
   std::optional<TemporaryFolder> folder;
   options.out.empty() ? folder.emplace() : folder.emplace(std::filesystem::path(options.out));
-  const CaptureResult result = capture(options, folder->path());
+  const CaptureResult result = capture(options, model, std::move(bundle), folder->path());
   if (!options.out.empty()) {
     writeCapture(result, folder->path());
     folder->moveToWanted();

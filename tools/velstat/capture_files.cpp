@@ -29,7 +29,7 @@ void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
 }
 
 // A title as part of a file name: what a file name cannot hold, or a shell would stumble over, becomes "_".
-std::string fileName(std::string_view title) {
+std::string safeName(std::string_view title) {
   std::string name;
   for (const char c : title) {
     const bool plain = c >= ' ' && c < 0x7F && std::strchr("/\\\"'`$*?<>|&", c) == nullptr;
@@ -86,7 +86,7 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
 void writeCapture(const CaptureResult& result, const fs::path& folder) {
   std::vector<std::string> names;
   for (const host::CapturedRecord& captured : result.records) {
-    names.push_back(fmt::format("{:03}-{}", names.size() + 1, fileName(captured.record.title)));
+    names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
     writeFile(folder / (names.back() + ".state"), captured.record.bytes);
     writeFile(folder / (names.back() + ".plist"), captured.record.data());
   }

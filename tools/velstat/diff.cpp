@@ -5,6 +5,7 @@
 #include <output.h>
 
 #include <host/error.h>
+#include <host/files.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -32,9 +33,10 @@ bool isFolder(const std::string& name) {
 }
 
 DiffStatus report(const DiffOptions& options, const std::vector<RecordDifference>& differences, bool complete) {
-  writeStandardOutput(options.format == "json"
-                          ? diffJson({fileName(options.before), fileName(options.after)}, differences, complete)
-                          : diffText(differences, Style::ofStandardOutput()));
+  writeStandardOutput(
+      options.format == "json"
+          ? diffJson({host::inputName(options.before), host::inputName(options.after)}, differences, complete)
+          : diffText(differences, Style::ofStandardOutput()));
   return !complete ? trouble : differences.empty() ? same : different;
 }
 
@@ -64,7 +66,7 @@ DiffStatus run(const DiffOptions& options) {
     if (folders != isFolder(options.after)) {
       throw host::Error(fmt::format("{}: a folder, to be compared with another, not with {}",
                                     folders ? options.before : options.after,
-                                    fileName(folders ? options.after : options.before)));
+                                    host::inputName(folders ? options.after : options.before)));
     }
     return folders ? diffFolders(options) : diffFiles(options);
   } catch (const ReaderGone&) {

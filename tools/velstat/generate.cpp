@@ -52,6 +52,7 @@ void addGenerate(CLI::App& app, int& status) {
   auto options = std::make_shared<GenerateOptions>();
   CLI::App* const command = app.add_subcommand("generate", "Make up data for tests, benchmarks and demonstrations");
   command->require_subcommand(1);
+  command->footer("Example:\n  velstat generate records --seed 1 --count 1000 > records.bin");
   CLI::App* const records = command->add_subcommand(
       "records", "Profile records of 48 bytes each; a seed gives the same ones on every machine");
   records->add_option("--seed", options->seed, "Where the random numbers begin")

@@ -14,6 +14,9 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <sstream>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -52,6 +55,11 @@ int run(int argc, char** argv) {
     std::ostringstream text;
     app.exit(help, text, text);
     vel::stat::writeStandardOutput(text.str());
+  } catch (const CLI::RequiredError& error) {
+    // A word that nobody knows is the likelier cause, and told only when nothing is missing.
+    const std::vector<std::string> unknown = app.remaining(true);
+    complain(unknown.empty() ? error.what() : fmt::format("'{}' is unknown here", unknown.front()));
+    return usage;
   } catch (const CLI::ParseError& error) {
     complain(error.what());
     return usage;

@@ -2,8 +2,7 @@
 
 #include <commands.h>
 #include <count_text.h>
-#include <default_bundle.h>
-#include <default_model.h>
+#include <hosted.h>
 #include <open_tally.h>
 #include <output.h>
 
@@ -46,8 +45,7 @@ std::string readEntries(const std::string& path) {
   std::string entries = host::readFile(path, fileLimit);
   if (const std::size_t rest = entries.size() % host::entrySize; rest != 0) {
     throw host::Error(fmt::format("{}: offset {}: an entry of {} of its {} bytes; the file has {} bytes",
-                                  path == "-" ? "standard input" : path, entries.size() - rest, rest, host::entrySize,
-                                  entries.size()));
+                                  host::inputName(path), entries.size() - rest, rest, host::entrySize, entries.size()));
   }
   return entries;
 }
@@ -127,9 +125,8 @@ void logTo(const std::string& path) {
 int run(const PublishOptions& options) {
   requireLogOfItsOwn(options);
   const std::string entries = readEntries(options.entries);
-  const host::DeviceModel model = options.model.empty() ? host::parseDeviceModel(defaultModel, "(built-in model)")
-                                                        : host::readDeviceModel(options.model);
-  host::Bundle bundle = host::Bundle::load(options.plugIn.empty() ? findDefaultBundle() : fs::path(options.plugIn));
+  const host::DeviceModel model = readModel(options.model);
+  host::Bundle bundle = loadBundle(options.plugIn);
   const OpenTally tally(options.tally); // before the log: an old one is kept when the store is refused
   logTo(options.log);
   host::Machine machine(model);

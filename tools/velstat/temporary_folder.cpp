@@ -54,15 +54,30 @@ void TemporaryFolder::make(fs::path pattern) {
     fail(wanted_.empty() ? pattern : wanted_, std::strerror(errno));
   }
   path_ = name;
+  watch_.emplace([this] { remove(); });
 }
 
 TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  fs::remove_all(path_, ignored);
+  remove();
+}
+
+// While a file is being made in it the folder cannot be removed: then again.
+void TemporaryFolder::remove() noexcept {
+  std::error_code error;
+  for (int attempt = 0; attempt < 10; ++attempt) {
+    fs::remove_all(path_, error);
+    if (!error) {
+      return;
+    }
+  }
 }
 
 void TemporaryFolder::moveToWanted() {
-  fs::permissions(path_, fs::perms(0777) & ~currentMask());
+  std::error_code error;
+  fs::permissions(path_, fs::perms(0777) & ~currentMask(), error);
+  if (error) {
+    fail(wanted_, error.message());
+  }
   if (std::rename(path_.c_str(), wanted_.c_str()) != 0) {
     fail(wanted_, std::strerror(errno));
   }

@@ -1,10 +1,15 @@
-// A folder that is gone again at the end of its scope, unless it was moved to where it is wanted.
+// A folder that is gone again at the end of its scope, or of the process when a signal ends it, unless it was moved to
+// where it is wanted.
 #pragma once
 
+#include <ending_signals.h>
+
 #include <filesystem>
+#include <optional>
 
 namespace vel::stat {
 
+// Made before other threads, for the signals' sake.
 class TemporaryFolder {
 public:
   // In the system's place for temporary files.
@@ -22,9 +27,11 @@ public:
 
 private:
   void make(std::filesystem::path pattern);
+  void remove() noexcept;
 
   std::filesystem::path wanted_;
   std::filesystem::path path_;
+  std::optional<EndingSignals> watch_; // of the signals, as long as there is a folder
 };
 
 } // namespace vel::stat

@@ -43,7 +43,8 @@ void parse(ValueFile& file, const std::string& content) {
     file.value = host::readPropertyList(bytes);
     return;
   case Kind::xml:
-    throw host::PropertyListError("offset 0: an XML property list, where only the binary format is read");
+    throw host::PropertyListError(
+        "offset 0: an XML property list, where only the binary format is read (plistutil -i XML -o BINARY converts)");
   case Kind::other:
     throw host::PropertyListError("offset 0: neither a state record nor a binary property list");
   }
@@ -51,14 +52,10 @@ void parse(ValueFile& file, const std::string& content) {
 
 } // namespace
 
-std::string fileName(const std::filesystem::path& path) {
-  return path == "-" ? "standard input" : path.string();
-}
-
 ValueFile readValueFile(const std::filesystem::path& path) {
   const std::string content = host::readFile(path, valueFileLimit);
   ValueFile file;
-  file.name = fileName(path);
+  file.name = host::inputName(path);
   file.size = content.size();
   try {
     parse(file, content);

@@ -26,8 +26,6 @@ struct ValueFile {
 // Longer files are refused. A capture's records take some ten kilobytes each.
 constexpr std::size_t valueFileLimit = std::size_t{64} << 20;
 
-std::string fileName(const std::filesystem::path& path); // "standard input" for "-"
-
 // Tells the kind by the content. Throws host::Error with name, offset and cause.
 ValueFile readValueFile(const std::filesystem::path& path);
 
