@@ -154,6 +154,18 @@ TEST_F(TallyBatches, RowThatCannotBeRead_FailsItsOwnBatchesAlone) {
   EXPECT_EQ(sql(path, "SELECT count FROM distribution WHERE key = 'other'"), "3\n");
 }
 
+TEST_F(TallyBatches, StoreThatCannotBeMade_LeavesNothing) {
+  const auto other = folder_ / "other.sqlite";
+  {
+    const FullDisk full;
+    const std::string error = errorOf([&] { openTallyStore(other); });
+    EXPECT_EQ(error.substr(0, other.string().size() + 2), other.string() + ": ");
+  }
+  for (const std::string& name : files()) {
+    EXPECT_EQ(name.substr(0, 5), "tally") << name;
+  }
+}
+
 // What is written to stderr meanwhile, through a pipe: a file would be as full as the disk.
 template <class Function>
 std::string stderrOf(Function function) {

@@ -152,6 +152,29 @@ void fill(const fs::path& path) {
 
 } // namespace
 
+namespace {
+
+// A store in the making, and what SQLite puts beside it; nothing is left of it in the end.
+struct Unfinished {
+  explicit Unfinished(const fs::path& path) : file(fmt::format("{}.new-{}", path.string(), getpid())) {
+    remove(); // that of a process which ended too early and had the same number
+  }
+  ~Unfinished() { remove(); }
+  Unfinished(const Unfinished&) = delete;
+  Unfinished& operator=(const Unfinished&) = delete;
+
+  void remove() const {
+    std::error_code ignored;
+    for (const char* const companion : {"", "-journal", "-wal", "-shm"}) {
+      fs::remove(file + companion, ignored);
+    }
+  }
+
+  const std::string file;
+};
+
+} // namespace
+
 fs::path fileOf(const fs::path& path) {
   std::error_code error;
   fs::path located = fs::weakly_canonical(fs::absolute(path, error), error);
@@ -167,15 +190,11 @@ void createStore(const fs::path& path) {
   if (fs::exists(writeAheadLogOf(path))) {
     throw DatabaseError("a store that is gone has left its file with -wal at the end of the name: remove that first");
   }
-  const std::string unfinished = fmt::format("{}.new-{}", path.string(), getpid());
-  fs::remove(unfinished); // of a process that ended too early and had the same number
-  fill(unfinished);
-  if (renameat2(AT_FDCWD, unfinished.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) != 0) {
-    const int cause = errno;
-    fs::remove(unfinished);
-    if (cause != EEXIST) {
-      throw DatabaseError(std::strerror(cause));
-    }
+  const Unfinished unfinished(path);
+  fill(unfinished.file);
+  const int result = renameat2(AT_FDCWD, unfinished.file.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE);
+  if (result != 0 && errno != EEXIST) {
+    throw DatabaseError(std::strerror(errno));
   }
 }
 
