@@ -147,6 +147,19 @@ INSTANTIATE_TEST_SUITE_P(
                "damaged (wide: its samples cannot be read)"}),
     [](const auto& info) { return info.param.name; });
 
+TEST_F(TallyFiles, MoreKeysThanAnyPlugInHas_AreWrittenToButNotRead) {
+  openTallyStore(path);
+  add("key", 1);
+  sql(path, "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 99999) "
+            "INSERT INTO scalar (key, value, overflows) SELECT i, i, 0 FROM n");
+  EXPECT_EQ(rows().size(), 100'000U);
+  push("key", 1);
+  EXPECT_EQ(errorOf([&] { rows(); }), path.string() + ": more than the 100000 keys that are allowed");
+  openTallyStore(path);
+  add("key", 1);
+  EXPECT_EQ(sql(path, "SELECT value FROM scalar WHERE key = 'key'"), "2\n");
+}
+
 TEST_F(TallyFiles, MissingFile_CannotBeRead_AndIsNotMade) {
   EXPECT_EQ(errorOf([&] { readTallyStore(path); }), path.string() + ": No such file or directory");
   EXPECT_TRUE(files().empty());

@@ -1,6 +1,12 @@
 #include "services/tallystore/reader.h"
 
+#include <fmt/format.h>
+
 #include <sys/stat.h>
+
+#include <algorithm>
+#include <functional>
+#include <tuple>
 
 #include "services/tallystore/rows.h"
 #include "services/tallystore/schema.h"
@@ -10,12 +16,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::vector<control::TallyRow> readRows(const fs::path& path, Access access) {
+constexpr std::size_t kMostKeys = 100'000;
+
+void eachRow(const fs::path& path, Access access, const std::function<void(const Row&)>& take) {
   const Database database = openDatabase(path, access);
   execute(database, "BEGIN"); // check and rows see one state of the file
   requireWhole(database);
+  Rows(database, access).each(take);
+}
+
+std::vector<control::TallyRow> readRows(const fs::path& path, Access access) {
   std::vector<control::TallyRow> found;
-  for (const Row& row : Rows(database, access).all()) {
+  eachRow(path, access, [&](const Row& row) {
+    if (found.size() == kMostKeys) {
+      throw DatabaseError(fmt::format("more than the {} keys that are allowed", kMostKeys));
+    }
     found.push_back({.key = row.key,
                      .kind = row.kind,
                      .scalar = row.scalar,
@@ -23,8 +38,15 @@ std::vector<control::TallyRow> readRows(const fs::path& path, Access access) {
                      .firstSample = row.firstSample,
                      .lastChange = row.lastChange,
                      .lastClear = row.lastClear});
-  }
+  });
+  std::sort(found.begin(), found.end(),
+            [](const auto& a, const auto& b) { return std::tie(a.key, a.kind) < std::tie(b.key, b.kind); });
   return found;
+}
+
+bool checkRows(const fs::path& path, Access access) {
+  eachRow(path, access, [](const Row&) {});
+  return true;
 }
 
 // Tells whether a file is the same as before and nobody has it in use.
@@ -50,20 +72,19 @@ struct Settled {
   bool operator==(const Settled&) const = default;
 };
 
-} // namespace
-
 // A reader of SQLite's usual kind leaves two files beside the store, and cannot read from a folder that it may not
 // write to. When nobody has the store in use, the one file holds everything; should somebody begin to write meanwhile,
 // what was read is worth nothing and is read again the usual way.
-std::vector<control::TallyRow> readStore(const fs::path& linked) {
+template <class Result>
+Result look(const fs::path& linked, Result (*read)(const fs::path&, Access)) {
   const fs::path path = fileOf(linked);
   requireStore(path);
   const Settled before(path);
   if (!before.inUse) {
     try {
-      std::vector<control::TallyRow> rows = readRows(path, Access::settled);
+      Result result = read(path, Access::settled);
       if (Settled(path) == before) {
-        return rows;
+        return result;
       }
     } catch (const DatabaseError&) {
       if (Settled(path) == before) {
@@ -71,7 +92,17 @@ std::vector<control::TallyRow> readStore(const fs::path& linked) {
       }
     }
   }
-  return readRows(path, Access::read);
+  return read(path, Access::read);
+}
+
+} // namespace
+
+std::vector<control::TallyRow> readStore(const fs::path& path) {
+  return look(path, readRows);
+}
+
+void checkStore(const fs::path& path) {
+  look(path, checkRows);
 }
 
 } // namespace vel::platform

@@ -8,7 +8,11 @@
 
 namespace vel::platform {
 
-// Refuses what is no whole store with a DatabaseError.
+// Both refuse what is no whole store with a DatabaseError.
+
+// By key, the scalar before the distribution. Refuses more keys than any plug-in has.
 std::vector<control::TallyRow> readStore(const std::filesystem::path& path);
+// Reads all of it and keeps nothing.
+void checkStore(const std::filesystem::path& path);
 
 } // namespace vel::platform

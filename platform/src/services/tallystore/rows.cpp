@@ -1,8 +1,7 @@
 #include "services/tallystore/rows.h"
 
-#include <algorithm>
 #include <limits>
-#include <tuple>
+#include <utility>
 
 namespace vel::platform {
 
@@ -54,13 +53,13 @@ void read(const Statement& statement, Row& row) {
   }
 }
 
-void readAll(const Statement& statement, TallyKind kind, std::vector<Row>& rows) {
+void readAll(const Statement& statement, TallyKind kind, const std::function<void(const Row&)>& take) {
   while (step(statement)) {
     Row row;
     row.key = textOf(statement, 0);
     row.kind = kind;
     read(statement, row);
-    rows.push_back(std::move(row));
+    take(row);
   }
 }
 
@@ -172,7 +171,7 @@ void Rows::save(const Row& row) const {
   for (const double number : {summary.sum, summary.min, summary.max, summary.mean, summary.standardDeviation,
                               summary.p50, summary.p90, summary.p99}) {
     if (summary.count == 0) {
-      bind(saveDistribution_, parameter++, std::nullopt);
+      bind(saveDistribution_, parameter++, std::optional<std::int64_t>());
     } else {
       bind(saveDistribution_, parameter++, number);
     }
@@ -180,13 +179,9 @@ void Rows::save(const Row& row) const {
   stepOnce(saveDistribution_);
 }
 
-std::vector<Row> Rows::all() const {
-  std::vector<Row> rows;
-  readAll(prepare(database_, kSelectScalar), TallyKind::scalar, rows);
-  readAll(prepare(database_, kSelectDistribution), TallyKind::distribution, rows);
-  std::sort(rows.begin(), rows.end(),
-            [](const Row& a, const Row& b) { return std::tie(a.key, a.kind) < std::tie(b.key, b.kind); });
-  return rows;
+void Rows::each(const std::function<void(const Row&)>& take) const {
+  readAll(prepare(database_, kSelectScalar), TallyKind::scalar, take);
+  readAll(prepare(database_, kSelectDistribution), TallyKind::distribution, take);
 }
 
 } // namespace vel::platform

@@ -6,8 +6,8 @@
 
 #include <control/tally.h>
 
+#include <functional>
 #include <string>
-#include <vector>
 
 namespace vel::platform {
 
@@ -44,8 +44,8 @@ public:
   // Fills in what the database has for the row's key and kind, or nothing.
   void load(Row& row) const;
   void save(const Row& row) const;
-  // By key, the scalar before the distribution.
-  std::vector<Row> all() const;
+  // All of them, the scalars first, each in no order.
+  void each(const std::function<void(const Row&)>& take) const;
 
 private:
   const Database& database_;

@@ -18,7 +18,7 @@ Database openStore(const std::filesystem::path& path) {
   if (!std::filesystem::exists(path, ignored)) {
     createStore(path);
   }
-  readStore(path); // a store that cannot be read whole must not be written to
+  checkStore(path); // a store that cannot be read whole must not be written to
   Database database = openDatabase(path, Access::write);
   // What COMMIT has handed to the kernel outlives the process. It is not forced to the disk each time: after a power
   // failure the last batches may be missing, whole ones.
