@@ -20,7 +20,7 @@ struct TallyCall {
 
 // The calls since the last clearTally, oldest first. [any thread]
 std::vector<TallyCall> tallyCalls();
-void clearTally();
+void clearTally(); // [any thread]
 // Whether calls are kept in memory (the default). [any thread]
 void keepTallyInMemory(bool keep);
 
@@ -35,10 +35,11 @@ void closeTallyStore();
 // returned they survive the end of this process, however it ends. Outside a batch each operation is written at once;
 // one that cannot be written is lost, with a line on stderr for the first. Both do nothing when no store is open.
 // endTallyBatch throws std::runtime_error with path and cause when the batch could not be written, and drops it.
+// [any thread]
 void beginTallyBatch();
 void endTallyBatch();
 
-// The time that a store notes for what happens, in microseconds since the Unix epoch; none: the system's.
+// The time that a store notes for what happens, in microseconds since the Unix epoch; none: the system's. [any thread]
 void setTallyTime(std::optional<std::int64_t> microseconds);
 
 enum class TallyKind { scalar, distribution };
@@ -76,7 +77,7 @@ struct TallyRow {
 };
 
 // What a store holds, by key; its scalar before its distribution. Another process may be writing: the rows are those
-// after its last whole batch. Throws std::runtime_error with path and cause.
+// after its last whole batch. Throws std::runtime_error with path and cause. [any thread]
 std::vector<TallyRow> readTallyStore(const std::filesystem::path& path);
 
 } // namespace vel::control
