@@ -38,7 +38,7 @@ class Diff(unittest.TestCase):
         rows = [
             ({"x": 1, "y": [True]}, {"y": [True], "x": 1}, ""),
             ({"x": 1}, {"x": 2}, "  ~ x: 1 → 2\n"),
-            ({"x": 1}, {"x": 1.0}, "  ~ x: integer 1 → real 1\n"),
+            ({"x": 1}, {"x": 1.0}, "  ~ x: integer 1 → real 1.0\n"),
             ({"x": "1"}, {"x": 1}, "  ~ x: string 1 → integer 1\n"),
             ({"x": float("nan")}, {"x": float("nan")}, ""),
             ({"a": {"b/c": 1}}, {"a": {}}, "  - a/b\\\\/c: 1\n"),

@@ -39,7 +39,7 @@ def random_value(source, levels):
 
 
 def as_shown(value):
-    """The value as velstat puts it into JSON, where a real that is whole has no fraction."""
+    """The value as velstat puts it into JSON."""
     if isinstance(value, dict):
         return {key: as_shown(item) for key, item in value.items()}
     if isinstance(value, list):
@@ -67,7 +67,7 @@ def equal(ours, theirs):
         return list(ours) == list(theirs) and all(equal(ours[key], theirs[key]) for key in ours)
     if isinstance(theirs, list) and isinstance(ours, list):
         return len(ours) == len(theirs) and all(map(equal, ours, theirs))
-    return ours == theirs and isinstance(ours, bool) == isinstance(theirs, bool)
+    return ours == theirs and type(ours) is type(theirs)
 
 
 class Differential(unittest.TestCase):

@@ -2,8 +2,8 @@
 
 #include <capture_result.h>
 #include <commands.h>
-#include <count_text.h>
 #include <hosted.h>
+#include <number_text.h>
 #include <open_tally.h>
 #include <temporary_folder.h>
 

@@ -1,6 +1,6 @@
 #include <capture_result.h>
-#include <count_text.h>
 #include <escape.h>
+#include <number_text.h>
 #include <record_groups.h>
 #include <tally_output.h>
 

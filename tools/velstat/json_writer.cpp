@@ -1,5 +1,6 @@
 #include <escape.h>
 #include <json_writer.h>
+#include <number_text.h>
 
 #include <fmt/format.h>
 
@@ -118,11 +119,7 @@ void JsonWriter::integer(std::int64_t number) {
 
 void JsonWriter::real(double number) {
   separate();
-  if (std::isfinite(number)) {
-    fmt::format_to(std::back_inserter(out_), "{}", number);
-  } else {
-    out_ += "null";
-  }
+  out_ += std::isfinite(number) ? realText(number) : "null";
 }
 
 void JsonWriter::boolean(bool flag) {

@@ -1,8 +1,8 @@
 // velstat publish: analytics entries from a file, through the plug-in's data callback, into a store.
 
 #include <commands.h>
-#include <count_text.h>
 #include <hosted.h>
+#include <number_text.h>
 #include <open_tally.h>
 #include <output.h>
 

@@ -1,5 +1,5 @@
-#include <count_text.h>
 #include <escape.h>
+#include <number_text.h>
 #include <profile_summary.h>
 #include <record_groups.h>
 #include <sensor_table.h>

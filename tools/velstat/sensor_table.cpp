@@ -1,4 +1,4 @@
-#include <count_text.h>
+#include <number_text.h>
 #include <sensor_table.h>
 #include <text_table.h>
 #include <tree.h>

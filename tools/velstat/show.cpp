@@ -33,26 +33,70 @@ std::string checkPath(const std::string& text) {
   return {};
 }
 
+// Writes the files one by one, so that no more than one need be in memory.
+class Output {
+public:
+  Output(const ShowOptions& options, bool searched)
+      : isJson_(options.format == "json"), isArray_(isJson_ && options.files.size() > 1), searched_(searched) {
+    if (isArray_) {
+      json_.beginArray();
+    }
+  }
+  void add(const ShownFile& shown) {
+    if (isJson_) {
+      showJson(json_, shown, searched_);
+    } else if (const std::string text = showText(shown, searched_, style_); !text.empty()) {
+      out_ += begun_ ? "\n" : "";
+      out_ += text;
+    }
+    write();
+  }
+  void end() {
+    if (isArray_) {
+      json_.endArray();
+    }
+    if (isJson_ && (isArray_ || begun_)) {
+      out_ += '\n';
+    }
+    write();
+  }
+
+private:
+  void write() {
+    begun_ = begun_ || !out_.empty();
+    writeStandardOutput(out_);
+    out_.clear();
+  }
+
+  const bool isJson_;
+  const bool isArray_;
+  const bool searched_;
+  const Style style_ = Style::ofStandardOutput();
+  std::string out_; // not written yet
+  JsonWriter json_{out_};
+  bool begun_ = false;
+};
+
 int run(const ShowOptions& options) {
   const std::vector<PathPattern> patterns(options.paths.begin(), options.paths.end());
   std::vector<bool> found(patterns.size());
-  std::vector<ShownFile> files;
-  files.reserve(options.files.size()); // matches point into the values
+  Output output(options, !patterns.empty());
   int status = 0;
   for (const std::string& name : options.files) {
+    ShownFile shown;
     try {
-      ShownFile& shown = files.emplace_back(ShownFile{readValueFile(name), {}});
-      PathMatches result = findPaths(shown.file.value, patterns);
-      shown.matches = std::move(result.matches);
-      std::transform(found.begin(), found.end(), result.found.begin(), found.begin(), std::logical_or());
+      shown.file = readValueFile(name);
     } catch (const host::Error& error) {
       complain(error.what());
       status = 1;
+      continue;
     }
+    PathMatches result = findPaths(shown.file.value, patterns); // they point into the value
+    shown.matches = std::move(result.matches);
+    std::transform(found.begin(), found.end(), result.found.begin(), found.begin(), std::logical_or());
+    output.add(shown);
   }
-  const bool searched = !patterns.empty();
-  writeStandardOutput(options.format == "json" ? showJson(files, searched, options.files.size() > 1)
-                                               : showText(files, searched, Style::ofStandardOutput()));
+  output.end();
   for (std::size_t i = 0; i < patterns.size(); ++i) {
     if (!found[i]) {
       complain(fmt::format("--path '{}': nothing matches", patterns[i].text()));

@@ -1,6 +1,5 @@
-#include <count_text.h>
 #include <escape.h>
-#include <json_writer.h>
+#include <number_text.h>
 #include <show_result.h>
 #include <tree.h>
 
@@ -32,7 +31,23 @@ void appendMatches(std::string& out, const std::vector<PathMatch>& matches, cons
   appendTree(out, {std::move(rows)}, 2, style);
 }
 
-void writeFile(JsonWriter& json, const ShownFile& shown, bool searched) {
+} // namespace
+
+std::string showText(const ShownFile& shown, bool searched, const Style& style) {
+  std::string out;
+  if (searched && shown.matches.empty()) {
+    return out;
+  }
+  appendHeader(out, shown.file, style);
+  if (searched) {
+    appendMatches(out, shown.matches, style);
+  } else {
+    appendTree(out, shown.file.value, 2, style);
+  }
+  return out;
+}
+
+void showJson(JsonWriter& json, const ShownFile& shown, bool searched) {
   const ValueFile& file = shown.file;
   json.beginObject();
   json.member("file", file.name);
@@ -59,40 +74,6 @@ void writeFile(JsonWriter& json, const ShownFile& shown, bool searched) {
     json.value(file.value);
   }
   json.endObject();
-}
-
-} // namespace
-
-std::string showText(std::span<const ShownFile> files, bool searched, const Style& style) {
-  std::string out;
-  for (const ShownFile& shown : files) {
-    if (searched && shown.matches.empty()) {
-      continue;
-    }
-    out += out.empty() ? "" : "\n";
-    appendHeader(out, shown.file, style);
-    if (searched) {
-      appendMatches(out, shown.matches, style);
-    } else {
-      appendTree(out, shown.file.value, 2, style);
-    }
-  }
-  return out;
-}
-
-std::string showJson(std::span<const ShownFile> files, bool searched, bool many) {
-  std::string out;
-  JsonWriter json(out);
-  if (many) {
-    json.beginArray();
-  }
-  for (const ShownFile& shown : files) {
-    writeFile(json, shown, searched);
-  }
-  if (many) {
-    json.endArray();
-  }
-  return out.empty() ? out : out + '\n';
 }
 
 } // namespace vel::stat

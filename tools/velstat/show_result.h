@@ -1,11 +1,11 @@
-// What `velstat show` has read and found, as text for people and as JSON.
+// What `velstat show` has read and found, as text for people and as JSON, file by file.
 #pragma once
 
+#include <json_writer.h>
 #include <output.h>
 #include <value_file.h>
 #include <value_path.h>
 
-#include <span>
 #include <string>
 
 namespace vel::stat {
@@ -15,9 +15,9 @@ struct ShownFile {
   std::vector<PathMatch> matches; // of its value, when it was searched
 };
 
-// `searched`: only the matches are shown; in text, files without any are left out.
-std::string showText(std::span<const ShownFile> files, bool searched, const Style& style);
-// An object for one file, an array of such for `many` that were named, even if only one could be read.
-std::string showJson(std::span<const ShownFile> files, bool searched, bool many);
+// `searched`: only the matches are shown; in text, a file without any is left out (empty).
+std::string showText(const ShownFile& shown, bool searched, const Style& style);
+// An object.
+void showJson(JsonWriter& json, const ShownFile& shown, bool searched);
 
 } // namespace vel::stat

@@ -1,4 +1,5 @@
 #include <escape.h>
+#include <number_text.h>
 #include <tree.h>
 
 #include <fmt/format.h>
@@ -21,7 +22,7 @@ struct LeafText {
     return endsShow ? escape(text) : '"' + escape(text) + '"';
   }
   std::string operator()(std::int64_t number) const { return fmt::format("{}", number); }
-  std::string operator()(double number) const { return fmt::format("{}", number); }
+  std::string operator()(double number) const { return realText(number); }
   std::string operator()(bool flag) const { return flag ? "true" : "false"; }
   std::string operator()(const host::Bytes& bytes) const {
     std::string text = fmt::format("<{} bytes", bytes.size());
