@@ -138,19 +138,36 @@ std::unique_ptr<LogSink> makeJournalSink() {
 
 namespace vel::control {
 
+namespace {
+
+using Microseconds = std::chrono::sys_time<std::chrono::microseconds>;
+
+// Lines come many a second: its text is made once.
+const std::string& secondText(std::chrono::sys_seconds second) {
+  thread_local std::chrono::sys_seconds last;
+  thread_local std::string text;
+  if (text.empty() || second != last) {
+    last = second;
+    text = fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::gmtime(second.time_since_epoch().count()));
+  }
+  return text;
+}
+
+} // namespace
+
 std::string logLineJson(const LogLine& line) {
   using platform::ControlCharacters;
   using platform::printable;
-  const std::chrono::sys_time<std::chrono::microseconds> time{std::chrono::microseconds(line.time)};
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+  const Microseconds time{std::chrono::microseconds(line.time)};
+  const auto second = std::chrono::floor<std::chrono::seconds>(time);
   nlohmann::ordered_json fields;
-  fields["time"] = fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:06}Z", fmt::gmtime(seconds.time_since_epoch().count()),
-                               (time - seconds).count());
   fields["level"] = logLevelName(line.type);
   fields["subsystem"] = printable(line.subsystem, ControlCharacters::kept);
   fields["category"] = printable(line.category, ControlCharacters::kept);
   fields["message"] = printable(line.message, ControlCharacters::kept);
-  return fields.dump();
+  const std::string rest = fields.dump();
+  return fmt::format(R"({{"time":"{}.{:06}Z",{})", secondText(second), (time - second).count(),
+                     std::string_view(rest).substr(1));
 }
 
 } // namespace vel::control
