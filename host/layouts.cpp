@@ -161,6 +161,7 @@ void append(Bytes& bytes, const Bytes& more) {
 
 std::uint64_t encode(const Field& field, const JsonNode& value) {
   const std::size_t bits = field.width * 8;
+  // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a field has a byte at least
   const std::int64_t most = std::numeric_limits<std::int64_t>::max() >> (64 - bits);
   switch (field.kind) {
   case signedNumber:
@@ -197,7 +198,7 @@ Bytes encode(const Layout& layout, const JsonNode& object) {
 
 Bytes encode(const Grid& grid, const JsonNode& list) {
   const auto items = [](const JsonNode& node, std::size_t count) {
-    const std::vector<JsonNode> nodes = node.items(count);
+    std::vector<JsonNode> nodes = node.items(count);
     if (nodes.size() < count) {
       node.fail(fmt::format("has {} items, must have {}", nodes.size(), count));
     }

@@ -19,7 +19,7 @@ std::filesystem::path findDefaultBundle() {
   const std::filesystem::path root = executable.parent_path().parent_path();
   std::vector<std::string> tried;
   for (const char* const place : {"lib", VELSTAT_LIBRARY_FOLDER}) { // as built, as installed
-    const std::filesystem::path bundle = root / place / "TavikVELHIDStatistics.plugin";
+    std::filesystem::path bundle = root / place / "TavikVELHIDStatistics.plugin";
     if (std::filesystem::exists(bundle, error)) {
       return bundle;
     }

@@ -15,7 +15,7 @@ std::u32string codePoints(std::string_view text) {
   std::u32string points;
   while (!text.empty()) {
     const CodePoint point = decodeUTF8(text);
-    points += static_cast<char32_t>(point.value) + (point.valid ? 0 : strayByte);
+    points += static_cast<char32_t>(point.value + (point.valid ? 0 : strayByte));
     text.remove_prefix(point.length);
   }
   return points;

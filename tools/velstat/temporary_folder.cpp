@@ -48,7 +48,7 @@ TemporaryFolder::TemporaryFolder(const fs::path& wanted)
   make(wanted_.string() + ".XXXXXX");
 }
 
-void TemporaryFolder::make(fs::path pattern) {
+void TemporaryFolder::make(const fs::path& pattern) {
   std::string name = pattern.string();
   if (mkdtemp(name.data()) == nullptr) {
     fail(wanted_.empty() ? pattern : wanted_, std::strerror(errno));

@@ -26,7 +26,7 @@ public:
   void moveToWanted();
 
 private:
-  void make(std::filesystem::path pattern);
+  void make(const std::filesystem::path& pattern);
   void remove() noexcept;
 
   std::filesystem::path wanted_;

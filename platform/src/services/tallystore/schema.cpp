@@ -150,10 +150,6 @@ void fill(const fs::path& path) {
   execute(database, "PRAGMA journal_mode = WAL"); // from now on part of the file
 }
 
-} // namespace
-
-namespace {
-
 // A store in the making, and what SQLite puts beside it; nothing is left of it in the end.
 struct Unfinished {
   explicit Unfinished(const fs::path& path) : file(fmt::format("{}.new-{}", path.string(), getpid())) {
