@@ -64,7 +64,14 @@ private:
   }
 
   bool read(Unit& unit, std::uint64_t& turn) {
-    const std::lock_guard lock(readMutex_);
+    // A turn mostly takes microseconds: asking again is quicker than sleeping and being woken.
+    std::unique_lock lock(readMutex_, std::defer_lock);
+    for (int attempt = 0; attempt < 100 && !lock.try_lock(); ++attempt) {
+      std::this_thread::yield();
+    }
+    if (!lock.owns_lock()) {
+      lock.lock();
+    }
     if (ended_ || !stages_.read(unit)) {
       ended_ = true;
       return false;
