@@ -104,7 +104,7 @@ inline PaddedU32 pad_u32(std::uint32_t value) noexcept {
   constexpr std::uint64_t zero_to_blank = 0x1010101010101010;
   const std::uint32_t high = value / 100000000;
   const std::uint64_t digits = eight_digits(value % 100000000);
-  const unsigned zero_bits = high == 0 ? leading_zero_bits(digits) : 0;
+  const unsigned zero_bits = leading_zero_bits(digits | (high != 0)); // none behind a high digit
   const unsigned high_blanks = (high < 10) + (high == 0);
   return {high_digits[high], (digits | ascii_zeros) ^ (zero_to_blank & ((std::uint64_t{1} << zero_bits) - 1)),
           high_blanks + zero_bits / 8};
