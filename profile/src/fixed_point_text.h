@@ -4,6 +4,7 @@
 
 #include "digits.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace vel::profile {
@@ -13,63 +14,80 @@ inline constexpr std::string_view smallest_fixed_points[] = {
     "1.52588e-05", "3.05176e-05", "4.57764e-05", "6.10352e-05", "7.62939e-05", "9.15527e-05",
 };
 
-// How many decimals six significant digits have, for a magnitude of at least 7/65536.
+// The least magnitudes that are not below 0.001, 0.01 and so on up to 10000.
+inline constexpr std::uint32_t powers_of_ten[] = {66, 656, 6554, 65536, 655360, 6553600, 65536000, 655360000};
+
+// How many decimals six significant digits have, for a magnitude of at least 7/65536: 9 to 1. Magnitudes come in all
+// sizes, so nothing here branches on one.
 constexpr unsigned decimals_of(std::uint32_t magnitude) noexcept {
-  const std::uint32_t whole = magnitude >> 16;
-  if (whole != 0) {
-    return whole >= 10000 ? 1 : whole >= 1000 ? 2 : whole >= 100 ? 3 : whole >= 10 ? 4 : 5;
+  unsigned decimals = 9;
+  for (const std::uint32_t power : powers_of_ten) {
+    decimals -= magnitude >= power;
   }
-  // The least magnitudes that are not below 0.1, 0.01 and 0.001.
-  return magnitude >= 6554 ? 6 : magnitude >= 656 ? 7 : magnitude >= 66 ? 8 : 9;
+  return decimals;
 }
 
-inline char* put_magnitude(char* p, std::uint32_t magnitude) noexcept {
-  constexpr std::uint64_t powers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
-  if (magnitude < 7) {
-    const std::string_view text = magnitude == 0 ? std::string_view("0") : smallest_fixed_points[magnitude - 1];
-    std::memcpy(p, text.data(), text.size());
-    return p + text.size();
+// Six significant digits and where the point stands among them.
+struct SixDigits {
+  std::uint64_t text; // the digits in the lowest six bytes
+  unsigned decimals;
+  unsigned trailing_zeros; // of the decimals
+
+  constexpr std::size_t zeros_before() const noexcept { return decimals >= 6 ? decimals - 4 : 0; } // with the point
+  constexpr std::size_t length() const noexcept {
+    const bool is_whole = trailing_zeros == decimals;
+    return (decimals >= 6 ? decimals + 2 : 7) - trailing_zeros - is_whole;
   }
+};
+
+constexpr SixDigits six_digits(std::uint32_t magnitude) noexcept {
+  constexpr std::uint64_t powers[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000, 1000000000};
   unsigned decimals = decimals_of(magnitude);
   const std::uint64_t scaled = magnitude * powers[decimals];
-  const std::uint32_t rest = scaled & 0xffff;
-  std::uint32_t six = static_cast<std::uint32_t>(scaled >> 16);
-  six += rest > 0x8000 || (rest == 0x8000 && (six & 1) != 0);
+  const std::uint64_t odd = (scaled >> 16) & 1;
+  std::uint32_t six = static_cast<std::uint32_t>((scaled + 0x7fff + odd) >> 16);
   if (six == 1000000) { // rounded up to the next power of ten
     six = 100000;
     --decimals;
   }
   const std::uint64_t digits = eight_digits(six); // two zeros, then the six
-  const std::uint64_t text = (digits | ascii_zeros) >> 16;
   const unsigned trailing_zeros = static_cast<unsigned>(std::countl_zero(digits)) / 8;
-  if (decimals >= 6) {
-    std::memcpy(p, "0.000", 5);
-    p += decimals - 4;
-    store(p, text);
-    return p + 6 - trailing_zeros;
-  }
-  const unsigned whole_digits = 6 - decimals;
-  store(p, text);
-  p += whole_digits;
-  if (trailing_zeros >= decimals) {
-    return p;
-  }
-  *p = '.';
-  store(p + 1, text >> (8 * whole_digits));
-  return p + 1 + decimals - trailing_zeros;
+  return {(digits | ascii_zeros) >> 16, decimals, std::min(trailing_zeros, decimals)};
+}
+
+// The digits with their point, or with the zeros and the point before them.
+inline void put_digits(char* p, const SixDigits& digits) noexcept {
+  std::memcpy(p, "0.000", 5);
+  p += digits.zeros_before();
+  const unsigned whole_bits = digits.decimals >= 6 ? 56 : 8 * (6 - digits.decimals);
+  const std::uint64_t whole = (std::uint64_t{1} << whole_bits) - 1;
+  store(p, (digits.text & whole) | (digits.text & ~whole) << 8 | std::uint64_t{'.'} << whole_bits);
+}
+
+// Blanks and a sign; returns where a text of `length` ends that is aligned to the right of width 10.
+inline char* put_opening_width_10(char* p, bool negative, std::size_t length) noexcept {
+  store(p, 0x2020202020202020);
+  std::memcpy(p + 8, "  ", 2);
+  length += negative;
+  char* const end = p + std::max<std::size_t>(10, length);
+  end[-static_cast<std::ptrdiff_t>(length)] = '-'; // overwritten if there is no sign
+  return end;
 }
 
 inline char* put_fixed_point_width_10(char* p, std::uint32_t word) noexcept {
-  char number[24];
   const bool negative = word >> 31 != 0;
-  number[0] = '-';
-  char* const end = put_magnitude(number + negative, negative ? 0 - word : word);
-  const std::size_t length = static_cast<std::size_t>(end - number);
-  store(p, 0x2020202020202020);
-  std::memcpy(p + 8, "  ", 2);
-  p += length < 10 ? 10 - length : 0;
-  std::memcpy(p, number, 16);
-  return p + length;
+  const std::uint32_t magnitude = negative ? 0 - word : word;
+  if (magnitude < 7) {
+    const std::string_view text = magnitude == 0 ? std::string_view("0") : smallest_fixed_points[magnitude - 1];
+    char* const end = put_opening_width_10(p, negative, text.size());
+    std::memcpy(end - text.size(), text.data(), text.size());
+    return end;
+  }
+  const SixDigits digits = six_digits(magnitude);
+  const std::size_t length = digits.length();
+  char* const end = put_opening_width_10(p, negative, length);
+  put_digits(end - length, digits);
+  return end;
 }
 
 } // namespace vel::profile
