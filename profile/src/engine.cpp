@@ -60,13 +60,13 @@ char* put_frame(char* p, const Frame& frame, std::string_view name) noexcept {
   return p + frame.suffix.size();
 }
 
-using LayoutWriter = char* (*)(char*, const unsigned char*, std::string_view) noexcept;
+using LayoutWriter = char* (*)(char*, const unsigned char*, const std::string_view&) noexcept;
 
 // By a layout's place; the absent one writes nothing.
 constexpr auto layout_writers = []<std::size_t... Place>(std::index_sequence<Place...>) {
   return std::array<LayoutWriter, layouts::count + 1>{
-      write_layout<std::uint8_t{Place}>...,
-      [](char* p, const unsigned char*, std::string_view) noexcept { return p; },
+      write_layouts<std::uint8_t{Place}>...,
+      [](char* p, const unsigned char*, const std::string_view&) noexcept { return p; },
   };
 }
 (std::make_index_sequence<layouts::count>{});
@@ -93,17 +93,23 @@ char* write_head(char* p, const unsigned char* record, const HeadNames& names) n
 
 char* write_payload(char* p, const unsigned char* record, Choice choice) noexcept {
   if (choice.first == layouts::zorb_event) {
-    DecimalText digits;
-    return write_zorb_event(
-        p, record, name_of(subtype_table(record[2]), load<std::uint32_t>(record + layouts::action_row.offset), digits));
+    const std::uint32_t action = load<std::uint32_t>(record + layouts::action_row.offset);
+    if (action < 256) {
+      const auto& name = action_pieces.of(action_table_numbers[record[2]], static_cast<std::uint8_t>(action));
+      return write_layouts<layouts::zorb_event, layouts::event>(p, record, name);
+    }
+    DecimalText digits; // no table names so high an id
+    return write_zorb_event(p, record, name_of({}, action, digits));
+  }
+  if (choice.first == layouts::corvane && choice.second == layouts::event) { // they show the same words
+    return write_layouts<layouts::corvane, layouts::event>(p, record, {});
   }
   p = layout_writers[choice.first](p, record, {});
   return layout_writers[choice.second](p, record, {});
 }
 
 char* write_zorb_event(char* p, const unsigned char* record, std::string_view subtype) noexcept {
-  p = write_layout<layouts::zorb_event>(p, record, subtype);
-  return write_layout<layouts::event>(p, record, {});
+  return write_layouts<layouts::zorb_event, layouts::event>(p, record, subtype);
 }
 
 char* write_tail(char* p, const unsigned char* record) noexcept {

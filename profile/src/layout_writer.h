@@ -5,6 +5,7 @@
 #include "digits.h"
 #include "fixed_point_text.h"
 #include "layouts.h"
+#include "pieces.h"
 
 #include <algorithm>
 #include <string_view>
@@ -147,7 +148,8 @@ inline char* put_slice_width_10(char* p, const unsigned char* bytes, std::size_t
   return p;
 }
 
-// A name between apostrophes, padded; of any length. The closing apostrophe belongs to the next literal.
+// A name between apostrophes, padded: any text, or a piece made for the width. The closing apostrophe belongs to the
+// next literal.
 inline char* put_name(char* p, std::string_view name, std::size_t width) noexcept {
   if (name.size() + 2 < width) {
     p = put_blanks(p, width - name.size() - 2);
@@ -157,10 +159,34 @@ inline char* put_name(char* p, std::string_view name, std::size_t width) noexcep
   return p + name.size();
 }
 
-template <std::uint8_t Place, std::size_t Index>
-char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::string_view subtype) noexcept {
+template <std::size_t Size>
+char* put_name(char* p, const Piece<Size>& name, std::size_t) noexcept {
+  return name.copy_to(p) - 1;
+}
+
+// A record whose words are read before any text is written: for all a compiler knows, text could overwrite the record.
+// So a word that is shown several times is converted once.
+struct Source {
+  const unsigned char* bytes;
+  std::uint32_t words[12];
+
+  explicit Source(const unsigned char* record) noexcept : bytes(record) { std::memcpy(words, record, sizeof words); }
+
+  template <std::size_t Offset>
+  std::uint32_t word() const noexcept {
+    if constexpr (Offset % 4 == 0) {
+      return words[Offset / 4];
+    } else {
+      return load<std::uint32_t>(bytes + Offset);
+    }
+  }
+};
+
+template <std::uint8_t Place, std::size_t Index, class Name>
+[[gnu::always_inline]] inline char* put_value(char* p, const Source& record,
+                                              [[maybe_unused]] const Name& subtype) noexcept {
   constexpr const Row& row = layouts::all[Place].rows[Index];
-  [[maybe_unused]] const unsigned char* at = record + row.offset;
+  [[maybe_unused]] const unsigned char* at = record.bytes + row.offset;
   if constexpr (row.kind == FieldKind::number && row.size == 1 && row.width == 0) {
     std::memcpy(p, byte_texts[*at].text, 4);
     return p + byte_lengths[*at];
@@ -170,13 +196,13 @@ char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::stri
   } else if constexpr (row.kind == FieldKind::number && row.size == 8) {
     return put_u64_width_10(p, load<std::uint64_t>(at));
   } else if constexpr (row.kind == FieldKind::number && row.size == 4 && row.width == 10) {
-    return put_u32_width_10(p, load<std::uint32_t>(at));
+    return put_u32_width_10(p, record.word<row.offset>());
   } else if constexpr (row.kind == FieldKind::number && row.size == 2 && row.width == 10) {
     return put_u32_width_10(p, load<std::uint16_t>(at));
   } else if constexpr (row.kind == FieldKind::number && row.size == 2) {
     return put_below_1e8(p, load<std::uint16_t>(at));
   } else if constexpr (row.kind == FieldKind::number || row.kind == FieldKind::quoted_number) {
-    return put_u32(p, load<std::uint32_t>(at));
+    return put_u32(p, record.word<row.offset>());
   } else if constexpr (row.kind == FieldKind::constant) {
     return p;
   } else if constexpr (row.kind == FieldKind::text) {
@@ -189,32 +215,35 @@ char* put_value(char* p, const unsigned char* record, [[maybe_unused]] std::stri
     *p = ']';
     return p + 1;
   } else if constexpr (row.kind == FieldKind::sliced_bytes) {
-    return put_slice_width_10(p, at, std::min<std::size_t>(row.size, load<std::uint16_t>(record + row.parameter)));
+    return put_slice_width_10(p, at,
+                              std::min<std::size_t>(row.size, load<std::uint16_t>(record.bytes + row.parameter)));
   } else if constexpr (row.kind == FieldKind::character) {
     *p = static_cast<char>(*at);
     return p + 1;
   } else {
     static_assert(row.kind == FieldKind::fixed_point);
-    return put_fixed_point_width_10(p, load<std::uint32_t>(at));
+    return put_fixed_point_width_10(p, record.word<row.offset>());
   }
 }
 
-// Text and record never overlap; said so, a word that is shown twice is read and converted once.
-template <std::uint8_t Place, std::size_t... Index>
-char* write_rows(char* __restrict p, const unsigned char* __restrict record, std::string_view subtype,
-                 std::index_sequence<Index...>) noexcept {
+template <std::uint8_t Place, class Name, std::size_t... Index>
+[[gnu::always_inline]] inline char* write_rows(char* p, const Source& record, const Name& subtype,
+                                               std::index_sequence<Index...>) noexcept {
   ((p = put_value<Place, Index>(opening<Place, Index>.copy_to(p), record, subtype)), ...);
-  return p;
-}
-
-// `subtype` is the shown name of an action, for the layout that has one.
-template <std::uint8_t Place>
-char* write_layout(char* p, const unsigned char* record, std::string_view subtype) noexcept {
-  constexpr std::size_t count = layouts::all[Place].rows.size();
-  p = write_rows<Place>(p, record, subtype, std::make_index_sequence<count>{});
-  constexpr std::string_view last = closing(layouts::all[Place].rows[count - 1]);
+  constexpr std::string_view last = closing(layouts::all[Place].rows.back());
   std::memcpy(p, last.data(), last.size());
   return p + last.size();
+}
+
+template <std::uint8_t Place>
+using RowIndexes = std::make_index_sequence<layouts::all[Place].rows.size()>;
+
+// One layout after the other. `subtype` is the shown name of an action, for the layout that has one.
+template <std::uint8_t... Places, class Name = std::string_view>
+char* write_layouts(char* p, const unsigned char* record, const Name& subtype) noexcept {
+  const Source source(record);
+  ((p = write_rows<Places>(p, source, subtype, RowIndexes<Places>())), ...);
+  return p;
 }
 
 // Bytes that a layout takes at most, its action's name not counted.

@@ -4,6 +4,7 @@
 #include "choice.h"
 #include "digits.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -144,6 +145,23 @@ inline constexpr auto event_pieces = make_pieces<48, count_names(event_tables)>(
 
 inline constexpr Tables<1> datatype_tables = {tables::datatypes};
 inline constexpr auto datatype_pieces = make_pieces<48, count_names(datatype_tables)>(datatype_frame, datatype_tables);
+
+// The names of actions, as their layout shows them.
+inline constexpr Frame action_frame = {"", layouts::action_row.width, ""};
+
+inline constexpr Tables<2> action_tables = {tables::zorb_subtypes, tables::zorb_checkpoints};
+inline constexpr auto action_pieces = make_pieces<32, count_names(action_tables)>(action_frame, action_tables);
+static_assert(std::ranges::all_of(tables::zorb_subtypes, [](const NameRow& row) { return row.id < 256; }));
+static_assert(std::ranges::all_of(tables::zorb_checkpoints, [](const NameRow& row) { return row.id < 256; }));
+
+constexpr std::array<std::uint8_t, 256> make_action_table_numbers() {
+  std::array<std::uint8_t, 256> numbers{};
+  for (unsigned component = 0; component < numbers.size(); ++component) {
+    numbers[component] = number_of(action_tables, subtype_table(component));
+  }
+  return numbers;
+}
+inline constexpr std::array<std::uint8_t, 256> action_table_numbers = make_action_table_numbers();
 
 // Which tables name the ids of a category's records. Components from 7 on have the event table of component 7.
 struct TableNumbers {
