@@ -31,40 +31,44 @@ inline void store(char* p, std::uint64_t bytes) noexcept {
   std::memcpy(p, &bytes, sizeof bytes);
 }
 
-// "0" to "255", each with its length.
-struct ByteText {
+// The digits of a byte.
+struct ByteDigits {
+  char text[3];
+  unsigned length;
+};
+
+constexpr ByteDigits spell_byte(unsigned value) {
+  ByteDigits digits{};
+  for (unsigned divisor = 100; divisor != 0; divisor /= 10) {
+    if (value >= divisor || divisor == 1) {
+      digits.text[digits.length++] = static_cast<char>('0' + value / divisor % 10);
+    }
+  }
+  return digits;
+}
+
+// "0," to "255,": four bytes of text, and above them the length, so that one load gives both.
+constexpr std::array<std::uint64_t, 256> make_byte_commas() {
+  std::array<std::uint64_t, 256> commas{};
+  for (unsigned value = 0; value < commas.size(); ++value) {
+    const ByteDigits digits = spell_byte(value);
+    std::uint64_t text = ',';
+    for (unsigned i = digits.length; i-- > 0;) {
+      text = text << 8 | static_cast<unsigned char>(digits.text[i]);
+    }
+    commas[value] = text | std::uint64_t{digits.length + 1} << 32;
+  }
+  return commas;
+}
+inline constexpr std::array<std::uint64_t, 256> byte_commas = make_byte_commas();
+
+// The same numbers in three places, padded on the left.
+struct PaddedByte {
   char text[4];
 };
 
-constexpr std::array<ByteText, 256> make_byte_texts(char after) {
-  std::array<ByteText, 256> texts{};
-  for (unsigned value = 0; value < texts.size(); ++value) {
-    unsigned length = 0;
-    for (unsigned divisor = 100; divisor != 0; divisor /= 10) {
-      if (value >= divisor || divisor == 1) {
-        texts[value].text[length++] = static_cast<char>('0' + value / divisor % 10);
-      }
-    }
-    texts[value].text[length] = after;
-  }
-  return texts;
-}
-
-constexpr std::array<std::uint8_t, 256> make_byte_lengths() {
-  std::array<std::uint8_t, 256> lengths{};
-  for (unsigned value = 0; value < lengths.size(); ++value) {
-    lengths[value] = value >= 100 ? 3 : value >= 10 ? 2 : 1;
-  }
-  return lengths;
-}
-
-// The bytes of a dump, each with its comma.
-inline constexpr std::array<ByteText, 256> byte_texts = make_byte_texts(',');
-inline constexpr std::array<std::uint8_t, 256> byte_lengths = make_byte_lengths();
-
-// The same numbers in three places, padded on the left.
-constexpr std::array<ByteText, 256> make_right_aligned_bytes() {
-  std::array<ByteText, 256> texts{};
+constexpr std::array<PaddedByte, 256> make_right_aligned_bytes() {
+  std::array<PaddedByte, 256> texts{};
   for (unsigned value = 0; value < texts.size(); ++value) {
     texts[value] = {{value >= 100 ? static_cast<char>('0' + value / 100) : ' ',
                      value >= 10 ? static_cast<char>('0' + value / 10 % 10) : ' ', static_cast<char>('0' + value % 10),
@@ -72,12 +76,14 @@ constexpr std::array<ByteText, 256> make_right_aligned_bytes() {
   }
   return texts;
 }
-inline constexpr std::array<ByteText, 256> right_aligned_bytes = make_right_aligned_bytes();
+inline constexpr std::array<PaddedByte, 256> right_aligned_bytes = make_right_aligned_bytes();
 
 // A byte and the comma after it.
 inline char* put_byte_comma(char* p, unsigned char value) noexcept {
-  std::memcpy(p, byte_texts[value].text, 4);
-  return p + byte_lengths[value] + 1;
+  const std::uint64_t comma = byte_commas[value];
+  const auto text = static_cast<std::uint32_t>(comma);
+  std::memcpy(p, &text, sizeof text);
+  return p + (comma >> 32);
 }
 
 // The two digits before the last eight of a u32, padded with blanks; nothing but blanks for 0.
@@ -160,13 +166,22 @@ inline char* put_u64_width_10(char* p, std::uint64_t value) noexcept {
   return put_u64(p, value); // at least ten digits
 }
 
-// "1,2,3": each byte with its comma but the last one without. No bytes give no text.
+// "1,2,3": each byte with its comma but the last one without. No bytes give no text. Loads are what a dump waits for,
+// so bytes come eight at a time.
 inline char* put_byte_list(char* p, const unsigned char* bytes, std::size_t count) noexcept {
   if (count == 0) {
     return p;
   }
-  for (std::size_t i = 0; i < count; ++i) {
-    p = put_byte_comma(p, bytes[i]);
+  std::size_t at = 0;
+  for (; at + 8 <= count; at += 8) {
+    std::uint64_t eight;
+    std::memcpy(&eight, bytes + at, sizeof eight);
+    for (unsigned bit = 0; bit < 64; bit += 8) {
+      p = put_byte_comma(p, static_cast<unsigned char>(eight >> bit));
+    }
+  }
+  for (; at < count; ++at) {
+    p = put_byte_comma(p, bytes[at]);
   }
   return p - 1;
 }

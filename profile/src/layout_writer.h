@@ -188,8 +188,7 @@ template <std::uint8_t Place, std::size_t Index, class Name>
   constexpr const Row& row = layouts::all[Place].rows[Index];
   [[maybe_unused]] const unsigned char* at = record.bytes + row.offset;
   if constexpr (row.kind == FieldKind::number && row.size == 1 && row.width == 0) {
-    std::memcpy(p, byte_texts[*at].text, 4);
-    return p + byte_lengths[*at];
+    return put_byte_comma(p, *at) - 1;
   } else if constexpr (row.kind == FieldKind::number && row.size == 1) {
     std::memcpy(p, right_aligned_bytes[*at].text, 4);
     return p + 3;

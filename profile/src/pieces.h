@@ -88,8 +88,8 @@ template <std::size_t Size, std::size_t Names, std::size_t Count>
 constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const Tables<Count>& tables) {
   PieceSet<Size, Count, Names> set{};
   for (std::size_t id = 0; id < 256; ++id) {
-    const ByteText& number = byte_texts[id];
-    set.pieces[id] = make_piece<Size>(frame, std::string_view(number.text, byte_lengths[id]));
+    const ByteDigits number = spell_byte(static_cast<unsigned>(id));
+    set.pieces[id] = make_piece<Size>(frame, std::string_view(number.text, number.length));
     for (auto& places : set.places) {
       places[id] = static_cast<std::uint16_t>(id);
     }
