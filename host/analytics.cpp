@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t entriesLimit = 65536;
 
 // The firmware's side of the table; two keys have a doubled element, and the data is filed under them.
-constexpr std::string_view keys[] = {
+constexpr std::string_view entryKeys[] = {
     "com.tavik.kip.button.click.count",
     "com.tavik.kip.button.single_click.count",
     "com.tavik.kip.button.double_click.count",
@@ -66,7 +66,7 @@ constexpr std::string_view keys[] = {
     "com.tavik.kip.button.MondelSpk_probe_failure",
     "com.tavik.kip.test",
 };
-static_assert(std::size(keys) == entryVersion); // the version is the number of keys
+static_assert(std::size(entryKeys) == entryVersion); // the version is the number of keys
 
 struct Op {
   std::string_view word;
@@ -91,11 +91,11 @@ std::uint8_t readKey(const JsonNode& key) {
     return static_cast<std::uint8_t>(key.unsignedNumber(0xFF));
   }
   const std::string name = key.text(entriesLimit);
-  const auto* const found = std::find(std::begin(keys), std::end(keys), name);
-  if (found == std::end(keys)) {
+  const auto* const found = std::find(std::begin(entryKeys), std::end(entryKeys), name);
+  if (found == std::end(entryKeys)) {
     key.fail(fmt::format("{} is no metric; docs/records.md has the list", inQuotes(name)));
   }
-  return static_cast<std::uint8_t>(found - std::begin(keys));
+  return static_cast<std::uint8_t>(found - std::begin(entryKeys));
 }
 
 const Op& readOp(const JsonNode& op) {
@@ -146,7 +146,7 @@ Bytes readWordedEntry(const JsonNode& entry) {
 } // namespace
 
 std::span<const std::string_view> metricKeys() {
-  return keys;
+  return entryKeys;
 }
 
 Bytes readAnalyticsBatch(const JsonNode& node) {

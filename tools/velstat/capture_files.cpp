@@ -38,10 +38,6 @@ std::string safeName(std::string_view title) {
   return name;
 }
 
-std::int64_t number(std::size_t count) {
-  return static_cast<std::int64_t>(count);
-}
-
 // What is in the folder, and where it came from.
 std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
   std::string out;
@@ -51,31 +47,31 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
   json.member("device", result.device);
   json.member("model", result.model);
   json.member("plug-in", result.plugIn);
-  json.member("api", std::int64_t{result.api});
-  json.member("handlers", number(result.handlers));
+  json.member("api", result.api);
+  json.member("handlers", result.handlers);
   json.key("records");
   json.beginArray();
   for (std::size_t i = 0; i < result.records.size(); ++i) {
     const host::CapturedRecord& captured = result.records[i];
     json.beginObject();
     json.member("title", captured.record.title);
-    json.member("handler", number(captured.handler));
+    json.member("handler", captured.handler);
     json.member("file", recordNames[i] + ".state");
-    json.member("size", number(captured.record.bytes.size()));
+    json.member("size", captured.record.bytes.size());
     json.member("property list", recordNames[i] + ".plist");
-    json.member("property list size", std::int64_t{captured.record.dataSize});
+    json.member("property list size", captured.record.dataSize);
     json.endObject();
   }
   json.endArray();
   json.key("log");
   json.beginObject();
   json.member("file", logFileName);
-  json.member("lines", number(result.log.size()));
+  json.member("lines", result.log.size());
   json.endObject();
   json.key("tally");
   json.beginObject();
   json.member("file", tallyFileName);
-  json.member("metrics", number(result.metrics.size()));
+  json.member("metrics", result.metrics.size());
   json.endObject();
   json.endObject();
   return out + '\n';

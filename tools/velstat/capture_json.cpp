@@ -2,15 +2,9 @@
 #include <json_writer.h>
 #include <tally_output.h>
 
-#include <cstdint>
-
 namespace vel::stat {
 
 namespace {
-
-std::int64_t number(std::size_t count) {
-  return static_cast<std::int64_t>(count);
-}
 
 void writeServices(JsonWriter& json, const CaptureResult& result) {
   json.beginArray();
@@ -21,18 +15,18 @@ void writeServices(JsonWriter& json, const CaptureResult& result) {
     json.beginArray();
     for (const host::UsageModel& usage : service.usages) {
       json.beginObject();
-      json.member("page", std::int64_t{usage.page});
-      json.member("usage", std::int64_t{usage.usage});
+      json.member("page", usage.page);
+      json.member("usage", usage.usage);
       json.endObject();
     }
     json.endArray();
     json.key("opened");
     json.boolean(service.opened);
     if (service.registration.handlers > 0) {
-      json.member("first handler", number(service.registration.firstHandler));
+      json.member("first handler", service.registration.firstHandler);
     }
-    json.member("handlers", number(service.registration.handlers));
-    json.member("log lines", number(service.logLines));
+    json.member("handlers", service.registration.handlers);
+    json.member("log lines", service.logLines);
     json.endObject();
   }
   json.endArray();
@@ -42,9 +36,9 @@ void writeRecords(JsonWriter& json, const CaptureResult& result) {
   json.beginArray();
   for (const host::CapturedRecord& captured : result.records) {
     json.beginObject();
-    json.member("handler", number(captured.handler));
+    json.member("handler", captured.handler);
     json.member("title", captured.record.title);
-    json.member("data size", std::int64_t{captured.record.dataSize});
+    json.member("data size", captured.record.dataSize);
     json.key("value");
     json.value(captured.record.value);
     json.endObject();
@@ -64,10 +58,10 @@ std::string captureJson(const CaptureResult& result) {
   json.member("identifier", result.plugIn);
   json.member("path", result.path);
   json.endObject();
-  json.member("api", std::int64_t{result.api});
+  json.member("api", result.api);
   json.key("services");
   writeServices(json, result);
-  json.member("handlers", number(result.handlers));
+  json.member("handlers", result.handlers);
   json.key("records");
   writeRecords(json, result);
   json.key("log");

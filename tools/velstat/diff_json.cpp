@@ -30,7 +30,7 @@ void write(JsonWriter& json, const Difference& difference) {
 void write(JsonWriter& json, const RecordDifference& record) {
   json.beginObject();
   json.member("title", record.title);
-  json.member("occurrence", static_cast<std::int64_t>(record.occurrence));
+  json.member("occurrence", record.occurrence);
   json.member("change", changeOf(record.before != nullptr, record.after != nullptr));
   if (record.before != nullptr) {
     json.member("old file", record.before->name);

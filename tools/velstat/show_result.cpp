@@ -52,7 +52,7 @@ void showJson(JsonWriter& json, const ShownFile& shown, bool searched) {
   json.beginObject();
   json.member("file", file.name);
   json.member("kind", file.record ? "state record" : "property list");
-  json.member("size", static_cast<std::int64_t>(file.size));
+  json.member("size", file.size);
   if (file.record) {
     json.member("title", file.record->title);
     json.member("decoder library", file.record->decoderLibrary);

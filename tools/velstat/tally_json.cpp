@@ -35,11 +35,11 @@ void writeTime(JsonWriter& json, const char* name, const std::optional<std::int6
 
 void writeScalar(JsonWriter& json, const control::TallyScalar& scalar) {
   json.member("value", scalar.value);
-  json.member("overflows", static_cast<std::int64_t>(scalar.overflows));
+  json.member("overflows", scalar.overflows);
 }
 
 void writeDistribution(JsonWriter& json, const control::TallyDistribution& distribution) {
-  json.member("count", static_cast<std::int64_t>(distribution.count));
+  json.member("count", distribution.count);
   if (distribution.count != 0) {
     const std::pair<const char*, double> numbers[] = {
         {"sum", distribution.sum},
@@ -58,7 +58,7 @@ void writeDistribution(JsonWriter& json, const control::TallyDistribution& distr
     json.key("exact");
     json.boolean(distribution.exact);
   }
-  json.member("ignored", static_cast<std::int64_t>(distribution.ignored));
+  json.member("ignored", distribution.ignored);
 }
 
 } // namespace

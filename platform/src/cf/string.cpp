@@ -42,7 +42,7 @@ CFStringRef stringOf(CFAllocatorRef allocator, std::string_view utf8, std::size_
   return create<CFStringObject>(allocator, utf8.size() + 1, utf8, length);
 }
 
-constinit Constants<CFStringObject> constants;
+constinit Constants<CFStringObject> stringConstants;
 
 // Copies bytes and a NUL; false when there is no room.
 bool copyOut(std::string_view bytes, char* buffer, CFIndex size) {
@@ -129,7 +129,7 @@ CFStringRef CFStringGetConstantString(const char* text) {
     misuse("CFStringGetConstantString", "null in place of text");
   }
   const std::string_view view = text;
-  return constants.get(
+  return stringConstants.get(
       std::hash<std::string_view>()(view), [view](const CFStringObject& object) { return object.view() == view; },
       [view] {
         const CFStringObject* object = makeString(nullptr, view, kCFStringEncodingUTF8);

@@ -34,7 +34,7 @@ Type CFUUIDObject::kind("CFUUID");
 
 namespace {
 
-constinit Constants<CFUUIDObject> constants;
+constinit Constants<CFUUIDObject> uuidConstants;
 
 // The instances of plug-in factories, by the bytes of the factory's UUID.
 struct Instances {
@@ -89,7 +89,7 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
   const CFUUIDBytes bytes = {byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
                              byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
   const std::string_view view = {reinterpret_cast<const char*>(&bytes), sizeof bytes};
-  return constants.get(
+  return uuidConstants.get(
       std::hash<std::string_view>()(view), [view](const CFUUIDObject& object) { return object.view() == view; },
       [&bytes] {
         CFUUIDRef uuid = makeUUID(nullptr, bytes);

@@ -14,7 +14,7 @@
 
 namespace {
 
-struct Handler {
+struct StateHandler {
   os_state_handle_t handle = 0;
   dispatch_queue_t queue = nullptr;
   vel::platform::SharedBlock<os_state_block_t> block;
@@ -22,7 +22,7 @@ struct Handler {
 
 struct Handlers {
   std::mutex mutex;
-  std::vector<Handler> list;
+  std::vector<StateHandler> list;
   os_state_handle_t last = 0;
 };
 
@@ -30,11 +30,11 @@ Handlers& handlers() {
   return vel::platform::immortal<Handlers>();
 }
 
-Handler find(os_state_handle_t handle) {
+StateHandler find(os_state_handle_t handle) {
   const std::lock_guard lock(handlers().mutex);
   const auto& list = handlers().list;
-  const auto found =
-      std::find_if(list.begin(), list.end(), [handle](const Handler& handler) { return handler.handle == handle; });
+  const auto found = std::find_if(list.begin(), list.end(),
+                                  [handle](const StateHandler& handler) { return handler.handle == handle; });
   if (found == list.end()) {
     throw std::invalid_argument("no state handler " + std::to_string(handle));
   }
@@ -79,7 +79,7 @@ StateRecord captureState(os_state_handle_t handler, std::uint32_t api, const std
 }
 
 void dropStateHandlers() {
-  std::vector<Handler> dropped; // released after the lock: a block's captures may call anything
+  std::vector<StateHandler> dropped; // released after the lock: a block's captures may call anything
   const std::lock_guard lock(handlers().mutex);
   dropped.swap(handlers().list);
 }

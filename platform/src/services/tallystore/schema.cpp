@@ -25,13 +25,13 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kApplication = 0x54414C59; // "TALY"
 constexpr std::uint32_t kFormat = 1;
 
-struct Object {
+struct SchemaObject {
   const char* name;
   const char* sql;
 };
 
 // By name, as SQLite keeps them: a store holds exactly these. Times are microseconds since the Unix epoch.
-constexpr Object kObjects[] = {
+constexpr SchemaObject kObjects[] = {
     {"distribution", R"(CREATE TABLE distribution (
   key TEXT NOT NULL UNIQUE,
   count INTEGER NOT NULL,
@@ -143,7 +143,7 @@ void fill(const fs::path& path) {
   execute(database, "BEGIN");
   execute(database, fmt::format("PRAGMA application_id = {}", kApplication).c_str());
   execute(database, fmt::format("PRAGMA user_version = {}", kFormat).c_str());
-  for (const Object& object : kObjects) {
+  for (const SchemaObject& object : kObjects) {
     execute(database, object.sql);
   }
   execute(database, "COMMIT");
@@ -228,7 +228,7 @@ void requireWhole(const Database& database) {
   // A trigger or a view of somebody else's would run as ours. And first: the check runs what tables ask for.
   const Statement objects =
       prepare(database, "SELECT name, sql FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY name");
-  for (const Object& object : kObjects) {
+  for (const SchemaObject& object : kObjects) {
     if (!step(objects) || textOf(objects, 0) != object.name || textOf(objects, 1) != object.sql) {
       throw DatabaseError("damaged (its tables are not those of a TallyStore)");
     }
