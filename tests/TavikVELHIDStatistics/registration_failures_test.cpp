@@ -49,8 +49,8 @@ using testing::IsEmpty;
 using Calls = std::vector<std::string>;
 
 // What the user clients are asked when nothing fails,
-const Calls kDriverCalls = {"QueryInterface", "open(0)", "Release"};
-const Calls kDeviceCalls = {"QueryInterface", "open(0)", "setDispatchQueue", "setDataCallback", "Release"};
+const Calls kWholeDriverCalls = {"QueryInterface", "open(0)", "Release"};
+const Calls kWholeDeviceCalls = {"QueryInterface", "open(0)", "setDispatchQueue", "setDataCallback", "Release"};
 // and when they have no interface: the driver's plug-in is then left alone, the device's released.
 const Calls kForgotten = {"QueryInterface"};
 const Calls kReleased = {"QueryInterface", "Release"};
@@ -113,52 +113,61 @@ TEST_F(RegistrationFailures, EndAsTheyMust) {
       {"driver plug-in cannot be created",
        [=](Test& t) { t.driverPlugIn.createResult = code; },
        {},
-       kept({}, kDeviceCalls)},
-      {"driver gives no plug-in", [](Test& t) { t.driverPlugIn.createsPlugIn = false; }, {}, kept({}, kDeviceCalls)},
+       kept({}, kWholeDeviceCalls)},
+      {"driver gives no plug-in",
+       [](Test& t) { t.driverPlugIn.createsPlugIn = false; },
+       {},
+       kept({}, kWholeDeviceCalls)},
       {"driver interface refused, yet stored",
        [](Test& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
        {driverRefused},
-       kept(kDriverCalls, kDeviceCalls)},
+       kept(kWholeDriverCalls, kWholeDeviceCalls)},
       {"driver interface refused",
        [](Test& t) {
          t.driverPlugIn.queryResult = E_NOINTERFACE;
          t.driverPlugIn.interface = nullptr;
        },
        {driverRefused, noDriver},
-       kept(kForgotten, kDeviceCalls)},
+       kept(kForgotten, kWholeDeviceCalls)},
       {"driver interface missing",
        [](Test& t) { t.driverPlugIn.interface = nullptr; },
        {noDriver},
-       kept(kForgotten, kDeviceCalls)},
+       kept(kForgotten, kWholeDeviceCalls)},
       {"driver does not open",
        [=](Test& t) { t.driver.openResult = code; },
        {assertionLine("kr == 0 ", "", 280, kCode)},
-       abandoned(2, kDriverCalls)},
+       abandoned(2, kWholeDriverCalls)},
       {"device plug-in cannot be created",
        [=](Test& t) { t.devicePlugIn.createResult = code; },
        {},
-       kept(kDriverCalls, {})},
-      {"device gives no plug-in", [](Test& t) { t.devicePlugIn.createsPlugIn = false; }, {}, kept(kDriverCalls, {})},
+       kept(kWholeDriverCalls, {})},
+      {"device gives no plug-in",
+       [](Test& t) { t.devicePlugIn.createsPlugIn = false; },
+       {},
+       kept(kWholeDriverCalls, {})},
       {"device interface refused, yet stored",
        [](Test& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
        {deviceRefused},
-       kept(kDriverCalls, kDeviceCalls)},
+       kept(kWholeDriverCalls, kWholeDeviceCalls)},
       {"device interface refused",
        [](Test& t) {
          t.devicePlugIn.queryResult = E_NOINTERFACE;
          t.devicePlugIn.interface = nullptr;
        },
        {deviceRefused, noDevice},
-       kept(kDriverCalls, kReleased)},
+       kept(kWholeDriverCalls, kReleased)},
       {"device interface missing",
        [](Test& t) { t.devicePlugIn.interface = nullptr; },
        {noDevice},
-       kept(kDriverCalls, kReleased)},
-      {"device does not open", [=](Test& t) { t.device.openResult = code; }, {}, kept(kDriverCalls, kDeviceCalls)},
+       kept(kWholeDriverCalls, kReleased)},
+      {"device does not open",
+       [=](Test& t) { t.device.openResult = code; },
+       {},
+       kept(kWholeDriverCalls, kWholeDeviceCalls)},
       {"no HID device",
        [](Test&) { control::failCall("IOHIDDeviceCreate", 1); },
        {assertionLine("context->_device._hid", "", 315, 0)},
-       abandoned(2, kDriverCalls, kDeviceCalls)},
+       abandoned(2, kWholeDriverCalls, kWholeDeviceCalls)},
   };
   for (const auto& [name, arrange, log, outcome] : cases) {
     SCOPED_TRACE(name);

@@ -32,7 +32,7 @@ struct Asset {
   std::uint32_t slot = 0;
 };
 
-Bytes entry(const Asset& asset) {
+Bytes assetEntry(const Asset& asset) {
   return Bytes{asset.enable} + le(asset.gain) + le(asset.min) + le(asset.max) + le(asset.slot) +
          Bytes{0xA5, 0xA5, 0xA5, 0xA5};
 }
@@ -49,7 +49,7 @@ Asset numbered(int place) {
 Bytes numberedTable() {
   Bytes table;
   for (int place = 0; place < 51; ++place) {
-    table = table + entry(numbered(place));
+    table = table + assetEntry(numbered(place));
   }
   return table;
 }
@@ -128,7 +128,7 @@ TEST_F(ZORBAssets, Texts) {
   };
   for (const AssetCase& row : cases) {
     Bytes table = numberedTable();
-    const Bytes bytes = entry(row.asset);
+    const Bytes bytes = assetEntry(row.asset);
     std::copy(bytes.begin(), bytes.end(), table.begin() + (17 * 1 + 14) * kEntrySize);
     reply({table});
     const Value state = report();

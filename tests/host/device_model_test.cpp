@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace vel::host;
 
-std::string refusal(const fs::path& file) {
+std::string modelRefusal(const fs::path& file) {
   try {
     readDeviceModel(file);
   } catch (const Error& error) {
@@ -203,7 +203,7 @@ class WrongModels : public testing::TestWithParam<WrongModel> {};
 
 TEST_P(WrongModels, AreRefusedWithFilePlaceAndReason) {
   const fs::path file = fs::path(TEST_MODELS) / GetParam().file;
-  EXPECT_EQ(refusal(file), file.string() + ": " + GetParam().line);
+  EXPECT_EQ(modelRefusal(file), file.string() + ": " + GetParam().line);
 }
 
 INSTANTIATE_TEST_SUITE_P(DeviceModel, WrongModels, testing::ValuesIn(wrongModels));
@@ -224,7 +224,7 @@ TEST(DeviceModel, GoodAndShippedModels_AreAccepted) {
   for (const fs::path& folder : {fs::path(TEST_MODELS) / "good", fs::path(MODELS)}) {
     for (const auto& entry : fs::directory_iterator(folder)) {
       if (entry.path().filename() != "device-model.schema.json") {
-        EXPECT_EQ(refusal(entry.path()), "(accepted)");
+        EXPECT_EQ(modelRefusal(entry.path()), "(accepted)");
       }
     }
   }
@@ -270,11 +270,11 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return info.param.name; });
 
 TEST(DeviceModel, MissingFile_IsNamed) {
-  EXPECT_EQ(refusal("no/such/model.json"), "no/such/model.json: No such file or directory");
+  EXPECT_EQ(modelRefusal("no/such/model.json"), "no/such/model.json: No such file or directory");
 }
 
 TEST(DeviceModel, Folder_IsNoModel) {
-  EXPECT_EQ(refusal(TEST_MODELS), TEST_MODELS ": Is a directory");
+  EXPECT_EQ(modelRefusal(TEST_MODELS), TEST_MODELS ": Is a directory");
 }
 
 // Every layout and key of the reader's table stands in the schema, and none besides.

@@ -9,9 +9,9 @@ using namespace vel::host;
 
 template <class Shape>
 Bytes encode(const Shape& shape, const char* json) {
-  const std::string source = "test";
-  const Json document = parseJson(json, source);
-  return encode(shape, JsonNode(document, source));
+  const std::string origin = "test";
+  const Json document = parseJson(json, origin);
+  return encode(shape, JsonNode(document, origin));
 }
 
 std::uint64_t wordAt(const Bytes& bytes, std::size_t offset, std::size_t width) {

@@ -29,7 +29,7 @@ TEST(BinaryPropertyList, EveryTypeComesBackInItsOrder) {
   EXPECT_EQ(readPropertyList(serialise(value)), value);
 }
 
-std::string refusal(std::string_view text) {
+std::string listRefusal(std::string_view text) {
   try {
     readPropertyList(std::as_bytes(std::span(text)));
   } catch (const PropertyListError& error) {
@@ -39,10 +39,10 @@ std::string refusal(std::string_view text) {
 }
 
 TEST(BinaryPropertyList, OtherBytesAreRefused) {
-  EXPECT_EQ(refusal(""), "offset 0: not a binary property list");
-  EXPECT_EQ(refusal("bplist0"), "offset 0: not a binary property list");
-  EXPECT_EQ(refusal("<plist/>"), "offset 0: not a binary property list");
-  EXPECT_EQ(refusal("bplist00"), "offset 8: ends before a binary property list has its trailer of 32 bytes");
+  EXPECT_EQ(listRefusal(""), "offset 0: not a binary property list");
+  EXPECT_EQ(listRefusal("bplist0"), "offset 0: not a binary property list");
+  EXPECT_EQ(listRefusal("<plist/>"), "offset 0: not a binary property list");
+  EXPECT_EQ(listRefusal("bplist00"), "offset 8: ends before a binary property list has its trailer of 32 bytes");
 }
 
 TEST(XMLPropertyList, IsRead) {

@@ -1,4 +1,5 @@
 // Data, arrays and dictionaries.
+#include "containers.h"
 #include "no_leaks.h"
 
 #include <control/ref.h>
@@ -18,8 +19,6 @@ namespace {
 using CFData = NoLeaks;
 using CFArray = NoLeaks;
 using CFDictionary = NoLeaks;
-using Array = Ref<CFMutableArrayRef>;
-using Dictionary = Ref<CFMutableDictionaryRef>;
 using String = Ref<CFStringRef>;
 
 String makeString(const std::string& text) {
@@ -27,13 +26,6 @@ String makeString(const std::string& text) {
 }
 Ref<CFNumberRef> makeNumber(std::int32_t value) {
   return Ref<CFNumberRef>::adopt(CFNumberCreate(nullptr, kCFNumberSInt32Type, &value));
-}
-Array makeArray(const CFArrayCallBacks* callBacks = &kCFTypeArrayCallBacks) {
-  return Array::adopt(CFArrayCreateMutable(nullptr, 0, callBacks));
-}
-Dictionary makeDictionary() {
-  return Dictionary::adopt(
-      CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
 }
 Dictionary makeRawDictionary() {
   return Dictionary::adopt(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));

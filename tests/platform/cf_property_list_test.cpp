@@ -1,5 +1,6 @@
 // What a property list may hold. That the bytes mean what they should is asked of an outside reader, see
 // cf_property_list_check.py.
+#include "containers.h"
 #include "no_leaks.h"
 
 #include <control/ref.h>
@@ -14,8 +15,6 @@ namespace {
 
 using CFPropertyList = NoLeaks;
 using Object = Ref<CFTypeRef>;
-using Array = Ref<CFMutableArrayRef>;
-using Dictionary = Ref<CFMutableDictionaryRef>;
 
 Ref<CFDataRef> write(CFTypeRef object, CFPropertyListFormat format = kCFPropertyListBinaryFormat_v1_0,
                      CFOptionFlags options = 0) {
@@ -25,13 +24,6 @@ Ref<CFDataRef> write(CFTypeRef object, CFPropertyListFormat format = kCFProperty
   return data;
 }
 
-Array makeArray(const CFArrayCallBacks* callBacks = &kCFTypeArrayCallBacks) {
-  return Array::adopt(CFArrayCreateMutable(nullptr, 0, callBacks));
-}
-Dictionary makeDictionary() {
-  return Dictionary::adopt(
-      CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-}
 Array in(CFTypeRef object) {
   Array array = makeArray();
   CFArrayAppendValue(array.get(), object);

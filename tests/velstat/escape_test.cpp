@@ -7,19 +7,19 @@ namespace {
 
 using vel::stat::escape;
 
-struct Case {
+struct EscapeCase {
   const char* name;
   std::string text;
   const char* escaped;
 };
 
-class Escape : public testing::TestWithParam<Case> {};
+class Escape : public testing::TestWithParam<EscapeCase> {};
 
 TEST_P(Escape, ShowsWhatIsThere) {
   EXPECT_EQ(escape(GetParam().text), GetParam().escaped);
 }
 
-const Case cases[] = {
+const EscapeCase escapeCases[] = {
     {"Empty", "", ""},
     {"Plain", "plain text", "plain text"},
     {"Letters", "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80", "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"},
@@ -46,6 +46,7 @@ const Case cases[] = {
     {"NoSuchLead", "\xFF", "\\xFF"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Table, Escape, testing::ValuesIn(cases), [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Table, Escape, testing::ValuesIn(escapeCases),
+                         [](const auto& info) { return info.param.name; });
 
 } // namespace

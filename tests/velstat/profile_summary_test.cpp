@@ -7,19 +7,19 @@ namespace {
 
 using namespace vel::stat;
 
-struct Case {
+struct BriefCase {
   const char* name;
   const char* line;
   const char* brief;
 };
 
-class ProfileBriefs : public testing::TestWithParam<Case> {};
+class ProfileBriefs : public testing::TestWithParam<BriefCase> {};
 
 TEST_P(ProfileBriefs, TellTimeAndKind) {
   EXPECT_EQ(readProfileLine(GetParam().line).brief(), GetParam().brief);
 }
 
-const Case cases[] = {
+const BriefCase briefCases[] = {
     {"Whole",
      "{  'category':  'uart', 'component': 'uart1', 'event':    'packet', 'type':'short-data', 'timestamp':        12, "
      "'binary-data':[1,2], 'calendar-time':'Nov 08 00:20:05.000000', 'boot-timestamp':17}",
@@ -47,7 +47,7 @@ const Case cases[] = {
     {"Empty", "", "    "},
 };
 
-INSTANTIATE_TEST_SUITE_P(Table, ProfileBriefs, testing::ValuesIn(cases),
+INSTANTIATE_TEST_SUITE_P(Table, ProfileBriefs, testing::ValuesIn(briefCases),
                          [](const auto& info) { return info.param.name; });
 
 const std::vector<std::string_view> lines = {

@@ -102,13 +102,13 @@ TEST(RecordGroups, OtherDictionariesOfOneTitle_AreToldByTheFirst) {
 }
 
 TEST(RecordGroups, TitlesThatDifferInNumbersAlone_AreOneGroup) {
-  const auto lines = [](const char* category) {
+  const auto linesOf = [](const char* category) {
     const std::string line =
         std::string(" 'category':'") + category + "', 'component':'x', 'event':'e', 'timestamp':5,";
     return Value{Array{{line}, {line}}};
   };
-  EXPECT_EQ(folded({record(1, "P 0 ;count=2", lines("a")), record(2, "P 10 ;count=32", lines("b")),
-                    record(3, "Q 0 ;count=2", lines("c"))}),
+  EXPECT_EQ(folded({record(1, "P 0 ;count=2", linesOf("a")), record(2, "P 10 ;count=32", linesOf("b")),
+                    record(3, "Q 0 ;count=2", linesOf("c"))}),
             "\n"
             "  P 0 ;count=2 and 1 more like it  state handlers 1 to 2, 4 lines\n"
             "    categories  a 2, b 2\n"

@@ -11,13 +11,13 @@ namespace vel::stat {
 
 namespace {
 
-struct Case {
+struct FilterCase {
   const char* name;
   SelectionRequest request;
   bool passes;
 };
 
-class Filter : public testing::TestWithParam<Case> {};
+class Filter : public testing::TestWithParam<FilterCase> {};
 
 // category 7 "zorb", component 3 "latency", event 5 "ckp_HaldenStartHaptics", type 3 "event"
 TEST_P(Filter, LetsARecordPassOrNot) {
@@ -27,21 +27,25 @@ TEST_P(Filter, LetsARecordPassOrNot) {
 
 INSTANTIATE_TEST_SUITE_P(
     Filters, Filter,
-    testing::Values(
-        Case{"Nothing", {}, true}, Case{"CategoryName", {.categories = {"zorb"}}, true},
-        Case{"CategoryId", {.categories = {"7"}}, true}, Case{"OtherCategory", {.categories = {"uart"}}, false},
-        Case{"OneOfTwoCategories", {.categories = {"uart", "zorb"}}, true},
-        Case{"ComponentName", {.components = {"latency"}}, true}, Case{"ComponentId", {.components = {"3"}}, true},
-        // Component 3 of other categories: names belong to a category.
-        Case{"NameOfTheIdInAnotherCategory", {.components = {"pressure"}}, false},
-        Case{"EventName", {.events = {"ckp_HaldenStartHaptics"}}, true}, Case{"EventId", {.events = {"5"}}, true},
-        Case{"NameOfTheEventInAnotherComponent", {.events = {"regwrite"}}, false},
-        Case{"TypeName", {.types = {"event"}}, true}, Case{"TypeId", {.types = {"3"}}, true},
-        Case{"OtherType", {.types = {"trigger"}}, false},
-        Case{"AllMustAgree", {.categories = {"zorb"}, .types = {"trigger"}}, false},
-        Case{"SequenceInside", {.sequence = {1000, 1000}}, true},
-        Case{"SequenceBelow", {.sequence = {1001, 2000}}, false}, Case{"SequenceAbove", {.sequence = {0, 999}}, false},
-        Case{"TimeInside", {.time = {50000, 50000}}, true}, Case{"TimeOutside", {.time = {50001, 60000}}, false}),
+    testing::Values(FilterCase{"Nothing", {}, true}, FilterCase{"CategoryName", {.categories = {"zorb"}}, true},
+                    FilterCase{"CategoryId", {.categories = {"7"}}, true},
+                    FilterCase{"OtherCategory", {.categories = {"uart"}}, false},
+                    FilterCase{"OneOfTwoCategories", {.categories = {"uart", "zorb"}}, true},
+                    FilterCase{"ComponentName", {.components = {"latency"}}, true},
+                    FilterCase{"ComponentId", {.components = {"3"}}, true},
+                    // Component 3 of other categories: names belong to a category.
+                    FilterCase{"NameOfTheIdInAnotherCategory", {.components = {"pressure"}}, false},
+                    FilterCase{"EventName", {.events = {"ckp_HaldenStartHaptics"}}, true},
+                    FilterCase{"EventId", {.events = {"5"}}, true},
+                    FilterCase{"NameOfTheEventInAnotherComponent", {.events = {"regwrite"}}, false},
+                    FilterCase{"TypeName", {.types = {"event"}}, true}, FilterCase{"TypeId", {.types = {"3"}}, true},
+                    FilterCase{"OtherType", {.types = {"trigger"}}, false},
+                    FilterCase{"AllMustAgree", {.categories = {"zorb"}, .types = {"trigger"}}, false},
+                    FilterCase{"SequenceInside", {.sequence = {1000, 1000}}, true},
+                    FilterCase{"SequenceBelow", {.sequence = {1001, 2000}}, false},
+                    FilterCase{"SequenceAbove", {.sequence = {0, 999}}, false},
+                    FilterCase{"TimeInside", {.time = {50000, 50000}}, true},
+                    FilterCase{"TimeOutside", {.time = {50001, 60000}}, false}),
     [](const auto& info) { return info.param.name; });
 
 TEST(Names, NumbersNameIdsThatHaveNoName) {

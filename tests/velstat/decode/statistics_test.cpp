@@ -9,13 +9,13 @@ namespace vel::stat {
 
 namespace {
 
-struct Case {
+struct NumbersCase {
   const char* name;
   std::vector<std::uint32_t> numbers;
   SequenceCheck::Counts counts;
 };
 
-class Sequence : public testing::TestWithParam<Case> {};
+class Sequence : public testing::TestWithParam<NumbersCase> {};
 
 TEST_P(Sequence, IsFollowed) {
   SequenceCheck check;
@@ -32,19 +32,21 @@ TEST_P(Sequence, IsFollowed) {
 
 INSTANTIATE_TEST_SUITE_P(
     Orders, Sequence,
-    testing::Values(Case{"Empty", {}, {}}, Case{"One", {5}, {}}, Case{"Rising", {5, 6, 7}, {}},
-                    Case{"Wrapping", {0xFFFFFFFF, 0, 1}, {}}, Case{"Gap", {1, 2, 5}, {.gaps = 1, .missing = 2}},
-                    Case{"GapOverTheWrap", {0xFFFFFFFE, 1}, {.gaps = 1, .missing = 2}},
-                    Case{"Duplicate", {1, 2, 2, 3, 1}, {.duplicates = 2}},
-                    Case{"Swapped", {1, 3, 2, 4}, {.gaps = 1, .missing = 0, .late = 1}},
-                    Case{"LateAndAgain", {1, 3, 2, 2}, {.gaps = 1, .duplicates = 1, .late = 1}},
-                    Case{"BeforeTheFirst", {10, 9, 9, 11}, {.duplicates = 1, .late = 1}},
-                    Case{"Restart", {5000, 5001, 0, 1, 2}, {.restarts = 1}},
-                    Case{"JustInsideTheWindow", {1, 1024, 1}, {.gaps = 1, .missing = 1022, .duplicates = 1}},
-                    Case{"JustOutsideTheWindow", {1, 1025, 1}, {.gaps = 1, .missing = 1023, .restarts = 1}},
+    testing::Values(NumbersCase{"Empty", {}, {}}, NumbersCase{"One", {5}, {}}, NumbersCase{"Rising", {5, 6, 7}, {}},
+                    NumbersCase{"Wrapping", {0xFFFFFFFF, 0, 1}, {}},
+                    NumbersCase{"Gap", {1, 2, 5}, {.gaps = 1, .missing = 2}},
+                    NumbersCase{"GapOverTheWrap", {0xFFFFFFFE, 1}, {.gaps = 1, .missing = 2}},
+                    NumbersCase{"Duplicate", {1, 2, 2, 3, 1}, {.duplicates = 2}},
+                    NumbersCase{"Swapped", {1, 3, 2, 4}, {.gaps = 1, .missing = 0, .late = 1}},
+                    NumbersCase{"LateAndAgain", {1, 3, 2, 2}, {.gaps = 1, .duplicates = 1, .late = 1}},
+                    NumbersCase{"BeforeTheFirst", {10, 9, 9, 11}, {.duplicates = 1, .late = 1}},
+                    NumbersCase{"Restart", {5000, 5001, 0, 1, 2}, {.restarts = 1}},
+                    NumbersCase{"JustInsideTheWindow", {1, 1024, 1}, {.gaps = 1, .missing = 1022, .duplicates = 1}},
+                    NumbersCase{"JustOutsideTheWindow", {1, 1025, 1}, {.gaps = 1, .missing = 1023, .restarts = 1}},
                     // The place of 2 in the window was that of 1026 before.
-                    Case{"OldNumbersAreForgotten", {2, 1025, 1027, 1026}, {.gaps = 2, .missing = 1022, .late = 1}},
-                    Case{"ForgottenOverALongGap", {1, 3000, 2999}, {.gaps = 1, .missing = 2997, .late = 1}}),
+                    NumbersCase{
+                        "OldNumbersAreForgotten", {2, 1025, 1027, 1026}, {.gaps = 2, .missing = 1022, .late = 1}},
+                    NumbersCase{"ForgottenOverALongGap", {1, 3000, 2999}, {.gaps = 1, .missing = 2997, .late = 1}}),
     [](const auto& info) { return info.param.name; });
 
 TEST(BoundedCounts, KeepsAsManyKeysAsItSays) {
