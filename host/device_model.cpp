@@ -3,6 +3,7 @@
 #include <host/files.h>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <limits>
 #include <set>

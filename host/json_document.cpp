@@ -2,6 +2,7 @@
 #include <host/json_document.h>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <optional>

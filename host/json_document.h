@@ -1,13 +1,14 @@
 // A JSON document from a stranger, and how error lines name a place in it.
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 #include <string_view>
 
 namespace vel::host {
 
+// Only named here: its own header costs each file that includes it seconds.
 using Json = nlohmann::ordered_json;
 
 // Far beyond any device's; they bound time, memory and stack for a file that nobody meant well.

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <charconv>
@@ -124,6 +125,22 @@ std::optional<JsonNode> JsonNode::find(std::string_view key) const {
   expect(json_->is_object(), "an object");
   const auto found = json_->find(std::string(key));
   return found == json_->end() ? std::nullopt : std::optional(child(*found));
+}
+
+bool JsonNode::isNull() const {
+  return json_->is_null();
+}
+
+bool JsonNode::isString() const {
+  return json_->is_string();
+}
+
+bool JsonNode::isObject() const {
+  return json_->is_object();
+}
+
+bool JsonNode::isArray() const {
+  return json_->is_array();
 }
 
 std::vector<JsonNode::NamedNode> JsonNode::members() const {

@@ -34,10 +34,10 @@ public:
   std::vector<NamedNode> members() const;
   std::vector<JsonNode> items(std::size_t most) const;
 
-  bool isNull() const { return json_->is_null(); }
-  bool isString() const { return json_->is_string(); }
-  bool isObject() const { return json_->is_object(); }
-  bool isArray() const { return json_->is_array(); }
+  bool isNull() const;
+  bool isString() const;
+  bool isObject() const;
+  bool isArray() const;
   std::string text(std::size_t longest) const;
   bool flag() const;
   // A whole number, also as a string such as "0xE00002BC".

@@ -2,6 +2,7 @@
 #include <host/layouts.h>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 namespace {
 

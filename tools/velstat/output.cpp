@@ -17,7 +17,7 @@ namespace vel::stat {
 
 void writeStandardOutput(std::string_view text) {
   while (!text.empty()) {
-    const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
     if (written >= 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno == EPIPE) {
