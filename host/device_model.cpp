@@ -261,7 +261,7 @@ DeviceModel parseDeviceModel(std::string_view text, const std::string& source) {
 }
 
 DeviceModel readDeviceModel(const std::filesystem::path& path) {
-  return parseDeviceModel(readFile(path, fileLimit), path == "-" ? "standard input" : path.string());
+  return parseDeviceModel(readFile(path, fileLimit), inputName(path));
 }
 
 } // namespace vel::host

@@ -1,12 +1,13 @@
 // Blocks of records to text.
 #include "profile/render.h"
 
+#include <cstring>
+
 #include "engine.h"
-#include "wall_text.h"
 
 namespace vel::profile {
 
-BulkRenderer::BulkRenderer(const TimePolicy& times, Framing framing) noexcept : sync_(times.sync), framing_(framing) {
+BulkRenderer::BulkRenderer(const TimePolicy& times, Framing framing) noexcept : wall_(times.sync), framing_(framing) {
   char scratch[sizeof ending_ + 16];
   if (times.boot) {
     ending_length_ = static_cast<std::uint8_t>(write_boot(scratch, *times.boot) - scratch);
@@ -18,26 +19,12 @@ BulkRenderer::BulkRenderer(const TimePolicy& times, Framing framing) noexcept : 
   }
 }
 
-char* BulkRenderer::write_wall(char* p, std::uint64_t timestamp) noexcept {
-  const std::uint64_t microseconds = wall_microseconds(timestamp, *sync_);
-  const std::uint64_t second = microseconds / 1000000;
-  if (!has_second_ || second != second_) {
-    write_second_text(second, second_text_);
-    second_ = second;
-    has_second_ = true;
-  }
-  char wall[second_text_length + 8];
-  std::memcpy(wall, second_text_, second_text_length);
-  put_six_digits(wall + second_text_length, static_cast<std::uint32_t>(microseconds % 1000000));
-  return write_calendar(p, {wall, second_text_length + 6});
-}
-
 char* BulkRenderer::render_one(const unsigned char* record, char* p) noexcept {
   p = write_head(p, record);
   p = write_payload(p, record, choose(record));
   p = write_tail(p, record);
-  if (sync_) {
-    p = write_wall(p, load<std::uint64_t>(record + 8));
+  if (wall_) {
+    p = write_calendar(p, wall_->text(load<std::uint64_t>(record + 8)));
   }
   std::memcpy(p, ending_, sizeof ending_);
   return p + ending_length_;

@@ -1,15 +1,19 @@
 // Wrap-around conversion, and the text of a local time.
 #include "profile/wall_time.h"
 
-#include "wall_text.h"
+#include <ctime>
+
+#include "digits.h"
 
 namespace vel::profile {
 
-std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) noexcept {
-  return (timestamp * 1000 + static_cast<std::uint64_t>(sync.calendar) - static_cast<std::uint64_t>(sync.vel)) / 1000;
-}
+namespace {
 
-void write_second_text(std::uint64_t second, char (&out)[second_text_length]) noexcept {
+// "Nov 21 08:15:02."
+constexpr std::size_t second_text_length = WallClock::text_length - 6;
+
+// `second` is at most 2^64 / 1000000.
+void write_second(char* out, std::uint64_t second) noexcept {
   const std::time_t time = static_cast<std::time_t>(second);
   std::tm local = {};
   localtime_r(&time, &local); // succeeds: 64 bits of microseconds end long before the years that a tm can hold
@@ -31,13 +35,24 @@ void write_second_text(std::uint64_t second, char (&out)[second_text_length]) no
   out[15] = '.';
 }
 
-std::size_t write_wall_text(std::uint64_t microseconds, char (&out)[wall_text_size]) noexcept {
-  char second[second_text_length];
-  write_second_text(microseconds / 1000000, second);
-  std::memcpy(out, second, sizeof second);
-  char* const end = put_six_digits(out + sizeof second, static_cast<std::uint32_t>(microseconds % 1000000));
-  *end = '\0';
-  return static_cast<std::size_t>(end - out);
+} // namespace
+
+std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) noexcept {
+  return (timestamp * 1000 + static_cast<std::uint64_t>(sync.calendar) - static_cast<std::uint64_t>(sync.vel)) / 1000;
+}
+
+std::string_view WallClock::text(std::uint64_t timestamp) noexcept {
+  const std::uint64_t microseconds = wall_microseconds(timestamp, sync_);
+  const std::uint64_t second = microseconds / 1000000;
+  if (!has_second_ || second != second_) {
+    write_second(text_, second);
+    second_ = second;
+    has_second_ = true;
+  }
+  static_assert(sizeof text_ >= second_text_length + sizeof(std::uint64_t));
+  const std::uint64_t eight = eight_digits(static_cast<std::uint32_t>(microseconds % 1000000)); // two zeros, then six
+  store(text_ + second_text_length, (eight | ascii_zeros) >> 16);
+  return {text_, text_length};
 }
 
 } // namespace vel::profile

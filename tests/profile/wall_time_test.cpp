@@ -29,10 +29,7 @@ protected:
     tzset();
   }
   static std::string text(std::uint64_t timestamp, const TimeSync& sync) {
-    char out[wall_text_size];
-    const std::size_t length = write_wall_text(wall_microseconds(timestamp, sync), out);
-    EXPECT_EQ(out[length], '\0');
-    return std::string(out, length);
+    return std::string(WallClock(sync).text(timestamp));
   }
 };
 

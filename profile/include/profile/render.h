@@ -32,8 +32,8 @@ enum class Framing : std::uint8_t {
 // Bytes of a block that one record can take at most, framing included.
 inline constexpr std::size_t frame_capacity = text_capacity + sizeof(std::uint32_t);
 
-// Renders blocks of records under one policy. Keeps the text of the last wall-clock second, so a new time
-// zone (TZ and tzset) takes effect with the next renderer. [one thread at a time; as many objects as threads]
+// Renders blocks of records under one policy. A new time zone takes effect with the next renderer, as with any
+// WallClock. [one thread at a time; as many objects as threads]
 class BulkRenderer {
 public:
   explicit BulkRenderer(const TimePolicy& times = {}, Framing framing = Framing::newline) noexcept;
@@ -44,15 +44,11 @@ public:
 
 private:
   char* render_one(const unsigned char* record, char* p) noexcept;
-  char* write_wall(char* p, std::uint64_t timestamp) noexcept;
 
-  std::optional<TimeSync> sync_;
+  std::optional<WallClock> wall_;
   Framing framing_;
-  bool has_second_ = false;
   std::uint8_t ending_length_ = 0;
-  std::uint64_t second_ = 0;
-  char second_text_[16]; // of second_
-  char ending_[48];      // boot time, brace and newline: the same for every record
+  char ending_[48]; // boot time, brace and newline: the same for every record
 };
 
 } // namespace vel::profile

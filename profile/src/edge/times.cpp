@@ -49,8 +49,7 @@ bool profile_decoder::vel_time_to_wall_time(unsigned long long timestamp, std::s
   if (!has_clocks) {
     return false;
   }
-  char text[vel::profile::wall_text_size];
-  out.assign(text, vel::profile::write_wall_text(vel::profile::wall_microseconds(timestamp, sync), text));
+  out = vel::profile::WallClock(sync).text(timestamp);
   return true;
 }
 

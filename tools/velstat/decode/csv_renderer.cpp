@@ -3,7 +3,10 @@
 #include <decode/record_header.h>
 #include <decode/renderer.h>
 
+#include <profile/wall_time.h>
+
 #include <algorithm>
+#include <optional>
 
 namespace vel::stat {
 
@@ -46,7 +49,9 @@ private:
     out.append(',');
     appendHex(out, record);
     out.append(',');
-    out.append(wall_.text(timeStamp(record)));
+    if (wall_) {
+      out.append(wall_->text(timeStamp(record)));
+    }
     out.append(ending_.view());
   }
 
@@ -74,7 +79,7 @@ private:
     out.claim(recordSize * 2);
   }
 
-  WallClock wall_;
+  std::optional<profile::WallClock> wall_;
   OutputBuffer payload_;
   OutputBuffer ending_;
 };

@@ -125,21 +125,4 @@ RecordNames::RecordNames(const unsigned char* record) noexcept
       event(name_of(profile::event_names(record[3], record[2]), record[1], digits_[2])),
       type(name_of(profile::datatype_names(), record[0], digits_[3])) {}
 
-std::string_view WallClock::text(std::uint64_t timestamp) noexcept {
-  if (!sync_) {
-    return {};
-  }
-  const std::uint64_t microseconds = profile::wall_microseconds(timestamp, *sync_);
-  if (length_ == 0 || microseconds / 1000000 != second_) {
-    second_ = microseconds / 1000000;
-    length_ = profile::write_wall_text(microseconds, text_);
-  } else {
-    std::uint64_t rest = microseconds % 1000000;
-    for (std::size_t digit = 1; digit <= 6; ++digit, rest /= 10) {
-      text_[length_ - digit] = static_cast<char>('0' + rest % 10);
-    }
-  }
-  return {text_, length_};
-}
-
 } // namespace vel::stat

@@ -4,11 +4,9 @@
 #include <decode/output_buffer.h>
 
 #include <profile/names.h>
-#include <profile/wall_time.h>
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string_view>
 
@@ -41,21 +39,6 @@ public:
 
 private:
   profile::DecimalText digits_[4];
-};
-
-// Local calendar time, with the text of the last second kept: the conversion takes a lock that all threads share.
-class WallClock {
-public:
-  explicit WallClock(const std::optional<profile::TimeSync>& sync) noexcept : sync_(sync) {}
-
-  // Empty without a time sync. [borrowed: until the next call]
-  std::string_view text(std::uint64_t timestamp) noexcept;
-
-private:
-  std::optional<profile::TimeSync> sync_;
-  std::uint64_t second_ = 0;
-  std::size_t length_ = 0;
-  char text_[profile::wall_text_size];
 };
 
 } // namespace vel::stat

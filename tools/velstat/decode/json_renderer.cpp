@@ -3,6 +3,10 @@
 #include <decode/record_header.h>
 #include <decode/renderer.h>
 
+#include <profile/wall_time.h>
+
+#include <optional>
+
 namespace vel::stat {
 
 namespace {
@@ -51,15 +55,15 @@ private:
     out.appendNumber(record[1]);
     out.append(",\"binary-data\":");
     appendJsonList(out, {reinterpret_cast<const char*>(record), recordSize});
-    if (const std::string_view wall = wall_.text(timeStamp(record)); !wall.empty()) {
+    if (wall_) {
       out.append(",\"calendar-time\":\"");
-      out.append(wall);
+      out.append(wall_->text(timeStamp(record)));
       out.append('"');
     }
     out.append(ending_.view());
   }
 
-  WallClock wall_;
+  std::optional<profile::WallClock> wall_;
   OutputBuffer ending_; // the same for every record
 };
 
