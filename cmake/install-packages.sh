@@ -14,4 +14,5 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "installing:$missing" >&2
 export DEBIAN_FRONTEND=noninteractive
-{ apt-get update && apt-get install -y --no-install-recommends $missing; } >&2
+apt() { apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=60 "$@"; } # a busy mirror or another apt ends nothing
+{ apt update && apt install -y --no-install-recommends $missing; } >&2
