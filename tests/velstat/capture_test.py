@@ -329,18 +329,23 @@ class WrongInput(Temporary):
 
 class Usage(Temporary):
     def test_wrong_usage_is_one_line_and_2(self):
-        for arguments in ([], ["capture", "--api", "x"], ["capture", "--api", "-1"], ["capture", "--format", "xml"],
-                          ["capture", "--none"], ["none"]):
-            result = run(*arguments)
-            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
-            self.assertRegex(result.stderr, r"\Avelstat: [^\n]+\n\Z", arguments)
+        for arguments, message in (
+                ("capture --api x", "--api: 'x' is not a number from 0 to 4294967295"),
+                ("capture --api -1", "--api: '-1' is not a number from 0 to 4294967295"),
+                ("capture --api 4294967296", "--api: '4294967296' is not a number from 0 to 4294967295"),
+                ("capture --format xml", "--format: xml not in {text,json}"),
+                ("tally --watch --count 1e3 store", "--count: '1e3' is not a number from 0 to 18446744073709551615")):
+            result = run(*arguments.split())
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (2, "", f"velstat: {message}\n"))
 
     def test_unknown_word_is_named_before_what_is_missing(self):
         for arguments, line in ((["frob"], "'frob' is unknown here"), (["--frob"], "'--frob' is unknown here"),
                                 (["generate", "foo"], "'foo' is unknown here"),
                                 (["tally", "--frob"], "'--frob' is unknown here"),
+                                (["capture", "--none"], "The following argument was not expected: --none"),
                                 ([], "A subcommand is required"), (["tally"], "file is required")):
-            self.assertEqual(run(*arguments).stderr, f"velstat: {line}\n", arguments)
+            result = run(*arguments)
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (2, "", f"velstat: {line}\n"))
 
     def test_help_has_an_example(self):
         for arguments, example in ((["--help"], "capture --model models/default.json"),

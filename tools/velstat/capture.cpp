@@ -3,6 +3,7 @@
 #include <capture_result.h>
 #include <commands.h>
 #include <hosted.h>
+#include <number_option.h>
 #include <number_text.h>
 #include <open_tally.h>
 #include <temporary_folder.h>
@@ -108,6 +109,7 @@ void addCapture(CLI::App& app, int& status) {
       ->type_name("FILE");
   command->add_option("--api", options->api, "Why the capture is asked for: 1 error, 2 fault, 3 request")
       ->type_name("N")
+      ->transform(decimal<std::uint32_t>())
       ->capture_default_str();
   command->add_option("--format", options->format, "How to show it")
       ->check(CLI::IsMember({"text", "json"}))

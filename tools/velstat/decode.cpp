@@ -2,7 +2,7 @@
 
 #include <commands.h>
 #include <decode/decode.h>
-#include <decode/parse_number.h>
+#include <number_option.h>
 
 #include <host/error.h>
 
@@ -37,9 +37,7 @@ profile::TimeSync parseTimeSync(std::string_view text) {
   if (comma == std::string_view::npos) {
     throw std::invalid_argument("expected VEL,CALENDAR: the two clocks' readings at one moment");
   }
-  constexpr const char* what = "a signed 64-bit number";
-  return {parseNumber<std::int64_t>(text.substr(0, comma), what),
-          parseNumber<std::int64_t>(text.substr(comma + 1), what)};
+  return {parseNumber<std::int64_t>(text.substr(0, comma)), parseNumber<std::int64_t>(text.substr(comma + 1))};
 }
 
 // Runs a reading of an option's text; its failure is a wrong usage.
@@ -111,11 +109,11 @@ void addFilters(CLI::App& command, CommandLine& line) {
   command.add_option("--time", line.time, "Only these time stamps")->type_name("A..B")->group("Filters");
   command.add_option("--skip", line.selection.skip, "Leave out the first N records that pass the filters")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber) // or -1 would count as 2^64 - 1
+      ->transform(decimal<std::uint64_t>())
       ->group("Filters");
   command.add_option("--limit", line.selection.limit, "Stop after N records")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber)
+      ->transform(decimal<std::uint64_t>())
       ->group("Filters");
 }
 
@@ -136,7 +134,7 @@ void addFormats(CLI::App& command, CommandLine& line) {
           "--boot", [&line](std::uint64_t boot) { line.decode.times.boot = boot; },
           "Show this boot time, in microseconds since 1970")
       ->type_name("US")
-      ->check(CLI::NonNegativeNumber);
+      ->transform(decimal<std::uint64_t>());
 }
 
 } // namespace
@@ -153,9 +151,9 @@ void addDecode(CLI::App& app, int& status) {
       ->add_flag("--stats{text}", line->statistics,
                  "End with statistics: on stderr, or as the only output with --format none; --stats=json")
       ->check(CLI::IsMember({"text", "json"}));
-  command->add_option("--jobs", line->jobs, "Threads (default: one a core)")
+  command->add_option("--jobs", line->jobs, "Threads, 1 to 256 (default: one a core)")
       ->type_name("N")
-      ->check(CLI::Range(1U, 256U));
+      ->transform(decimal(1U, 256U));
   command->footer("Examples:\n"
                   "  velstat decode --category zorb --event input-packet records.bin\n"
                   "  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");

@@ -1,6 +1,7 @@
 // velstat generate: the command line, and the way of synthetic records to the standard output.
 
 #include <commands.h>
+#include <number_option.h>
 #include <output.h>
 #include <synthetic/record_stream.h>
 
@@ -57,11 +58,11 @@ void addGenerate(CLI::App& app, int& status) {
       "records", "Profile records of 48 bytes each; a seed gives the same ones on every machine");
   records->add_option("--seed", options->seed, "Where the random numbers begin")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber)
+      ->transform(decimal<std::uint64_t>())
       ->capture_default_str();
   records->add_option("--count", options->count, "How many")
       ->type_name("N")
-      ->check(CLI::NonNegativeNumber)
+      ->transform(decimal<std::uint64_t>())
       ->capture_default_str();
   records->add_flag("--random", options->random, "Random payloads under random ids, instead of what a device does");
   records->footer("Example:\n  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");

@@ -2,6 +2,7 @@
 
 #include <commands.h>
 #include <glob.h>
+#include <number_option.h>
 #include <tally_output.h>
 
 #include <host/error.h>
@@ -157,6 +158,7 @@ void addTally(CLI::App& app, int& status) {
       ->capture_default_str();
   command->add_option("--count", options->count, "End after it was shown so many times (0: never)")
       ->type_name("N")
+      ->transform(decimal<std::uint64_t>())
       ->needs(watching)
       ->capture_default_str();
   command->footer("Example:\n  velstat tally --key 'com.tavik.kip.button.*' --watch tally.sqlite\n\n"

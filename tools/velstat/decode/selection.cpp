@@ -1,8 +1,8 @@
 // Names become sets of ids once, so that a record costs a few look-ups whatever was asked for.
 #include <decode/selection.h>
 
-#include <decode/parse_number.h>
 #include <decode/record_header.h>
+#include <parse_number.h>
 
 #include <profile/names.h>
 
@@ -16,10 +16,6 @@ namespace {
 
 using profile::NameTable;
 
-std::uint64_t parseU64(std::string_view text) {
-  return parseNumber<std::uint64_t>(text, "a number from 0 to 18446744073709551615");
-}
-
 bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
@@ -31,7 +27,7 @@ public:
     for (const std::string& entry : entries) {
       if (!isNumber(entry)) {
         names_.push_back({entry, false});
-      } else if (const std::uint64_t id = parseU64(entry); id < ids_.size()) {
+      } else if (const std::uint64_t id = parseNumber<std::uint64_t>(entry); id < ids_.size()) {
         ids_.set(id);
       } else {
         throw std::invalid_argument(fmt::format("{} {} is out of range: ids go from 0 to 255", kind_, entry));
@@ -90,10 +86,10 @@ Range parseRange(std::string_view text) {
     throw std::invalid_argument("a range is A..B, A.., ..B or A");
   }
   if (!first.empty()) {
-    range.first = parseU64(first);
+    range.first = parseNumber<std::uint64_t>(first);
   }
   if (!last.empty()) {
-    range.last = parseU64(last);
+    range.last = parseNumber<std::uint64_t>(last);
   }
   if (range.first > range.last) {
     throw std::invalid_argument(fmt::format("the range {} is empty", text));
