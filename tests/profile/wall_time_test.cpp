@@ -54,6 +54,22 @@ TEST_F(WallTime, SummerTimeOfTheZoneApplies) {
   EXPECT_EQ(text(0, {0, 1'711'846'800'000'000'000}), "Mar 31 03:00:00.000000");
 }
 
+TEST_F(WallTime, OneClockTellsTimesInAnyOrder) {
+  WallClock clock({0, 0});
+  EXPECT_EQ(clock.text(999'999), "Jan 01 05:30:00.999999");
+  EXPECT_EQ(clock.text(1'000'000), "Jan 01 05:30:01.000000");
+  EXPECT_EQ(clock.text(1'000'001), "Jan 01 05:30:01.000001");
+  EXPECT_EQ(clock.text(5), "Jan 01 05:30:00.000005");
+}
+
+TEST_F(WallTime, NewZoneTakesEffectWithTheNextClock) {
+  WallClock clock({0, 0});
+  EXPECT_EQ(clock.text(0), "Jan 01 05:30:00.000000");
+  set_zone("UTC0");
+  EXPECT_EQ(clock.text(1), "Jan 01 05:30:00.000001") << "the same second";
+  EXPECT_EQ(text(1, {0, 0}), "Jan 01 00:00:00.000001");
+}
+
 // 2^64 nanoseconds, from 0 to the end of July 2554.
 TEST_F(WallTime, ArithmeticWrapsAround) {
   EXPECT_EQ(wall_microseconds(UINT64_MAX, {0, 0}), (0 - std::uint64_t{1000}) / 1000);
