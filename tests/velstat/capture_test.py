@@ -121,7 +121,9 @@ class Shown(Temporary):
         self.assertEqual(press["finger detect to button down"], click["button down ts"] - press["finger on ts"])
         self.assertEqual([click[key] for key in ("play asset ts", "button down to play asset", "button up to play asset")],
                          [0, 0, 0])
-        # The error log ends before the presses of the profile log begin: each tells of timeouts of its own.
+        # The error log ends before the profile log begins: each tells of timeouts of its own.
+        stamps = {kind: [int(re.search(r"'timestamp': *(\d+)", line)[1]) for line in lines[kind]] for kind in lines}
+        self.assertLess(max(stamps["err"]), min(stamps["fw"]))
         timeouts = sum("HaldenCLTimeOut" in line for line in lines["err"] + lines["fw"])
         counted = {row["key"]: row for row in document["metrics"]}
         self.assertEqual(timeouts, counted["com.tavik.kip.button.halden.cl_timeout.count"]["value"])
