@@ -8,7 +8,7 @@
 
 namespace vel::host {
 
-// Only named here: its own header costs each file that includes it seconds.
+// Only named here: whoever reads or writes one includes <nlohmann/json.hpp>, which takes a compiler seconds.
 using Json = nlohmann::ordered_json;
 
 // Far beyond any device's; they bound time, memory and stack for a file that nobody meant well.

@@ -127,22 +127,6 @@ std::optional<JsonNode> JsonNode::find(std::string_view key) const {
   return found == json_->end() ? std::nullopt : std::optional(child(*found));
 }
 
-bool JsonNode::isNull() const {
-  return json_->is_null();
-}
-
-bool JsonNode::isString() const {
-  return json_->is_string();
-}
-
-bool JsonNode::isObject() const {
-  return json_->is_object();
-}
-
-bool JsonNode::isArray() const {
-  return json_->is_array();
-}
-
 std::vector<JsonNode::NamedNode> JsonNode::members() const {
   expect(json_->is_object(), "an object");
   std::vector<NamedNode> nodes;
@@ -162,6 +146,22 @@ std::vector<JsonNode> JsonNode::items(std::size_t most) const {
     nodes.push_back(child(value));
   }
   return nodes;
+}
+
+bool JsonNode::isNull() const {
+  return json_->is_null();
+}
+
+bool JsonNode::isString() const {
+  return json_->is_string();
+}
+
+bool JsonNode::isObject() const {
+  return json_->is_object();
+}
+
+bool JsonNode::isArray() const {
+  return json_->is_array();
 }
 
 std::string JsonNode::text(std::size_t longest) const {
