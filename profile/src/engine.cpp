@@ -37,7 +37,7 @@ constexpr std::size_t longest_head = category_pieces.longest() + component_piece
 constexpr std::size_t longest_tail = type_id_key.length + category_id_key.length + component_id_key.length +
                                      event_id_key.length + 4 * std::size("255,") + dump_key.length +
                                      48 * std::size_t{4};
-constexpr std::size_t longest_times = calendar_key.length + WallClock::text_length + 1 + boot_key.length + longest_u64;
+constexpr std::size_t longest_times = calendar_key.length + WallClock::longest_text + 1 + boot_key.length + longest_u64;
 static_assert(longest_head + longest_payload + longest_tail + longest_times + 2 + spill <= text_capacity,
               "a text, its brace and its newline fit");
 

@@ -1,7 +1,10 @@
 // The decoder's OS edge on the platform: both times, and the exported functions.
+#include "process_locale.h"
 #include "record.h"
+#include "support/naive_profile.h"
 
 #include "profile/profile_description.h"
+#include "profile/render.h"
 
 #include <control/calls.h>
 #include <control/cf.h>
@@ -77,6 +80,24 @@ TEST_F(Edge, BothTimes_EndTheText) {
   add_timesync(clocks(5'000'000'000, 1'700'000'000'123'456'789).get());
   EXPECT_EQ(times_of(Record(2, 0, 0, 0).timestamp(5'000'000)),
             "], 'calendar-time':'Nov 15 03:43:20.123456', 'boot-timestamp':1700000000000001}");
+}
+
+TEST_F(Edge, MonthsFollowTheLocale_AlsoInBulk) {
+  const vel::profile::TimeSync sync = {0, 1'700'000'000'000'000'000};
+  add_timesync(clocks(sync.vel, sync.calendar).get());
+  for (const char* name : {"POSIX", "de_DE", "bn_BD"}) {
+    const ProcessLocale locale(name);
+    vel::profile::BulkRenderer bulk({sync, 1'700'000'000'000'001}, vel::profile::Framing::none);
+    for (std::uint64_t month = 0; month < 24; ++month) {
+      const std::uint64_t timestamp = month * 2'629'746'000'001;
+      const Record record = Record(2, 0, 0, 0).timestamp(timestamp);
+      EXPECT_EQ(times_of(record), "], 'calendar-time':'" + naive::wall_time(timestamp, sync.vel, sync.calendar) +
+                                      "', 'boot-timestamp':1700000000000001}")
+          << name;
+      char text[vel::profile::frame_capacity];
+      EXPECT_EQ(std::string(text, bulk.render(record.bytes, 1, text)), text_of(record)) << name;
+    }
+  }
 }
 
 TEST_F(Edge, StampThatOverflows_WrapsAround) {

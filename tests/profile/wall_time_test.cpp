@@ -1,14 +1,13 @@
 // Time stamps as local time, in zones that are not UTC.
+#include "process_locale.h"
 #include "support/naive_profile.h"
 
 #include "profile/wall_time.h"
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <random>
 #include <string>
 
@@ -81,46 +80,84 @@ TEST_F(WallTime, ArithmeticWrapsAround) {
   EXPECT_EQ(text(18446744073709552, {0, 0}), "Jan 01 05:30:00.000000");
 }
 
-// A locale of the machine's own making, so that none need be installed.
-class GermanTime {
-public:
-  GermanTime() {
-    char pattern[] = "/tmp/vel-locale.XXXXXX";
-    folder_ = mkdtemp(pattern);
-    const std::string make = "localedef -i de_DE -f UTF-8 '" + folder_.string() + "/de_DE.UTF-8'";
-    EXPECT_EQ(std::system(make.c_str()), 0);
-    setenv("LOCPATH", folder_.c_str(), 1);
-    EXPECT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
-  }
-  ~GermanTime() {
-    std::setlocale(LC_ALL, "C");
-    unsetenv("LOCPATH");
-    std::filesystem::remove_all(folder_);
-  }
+TEST_F(WallTime, MonthNamesFollowTheLocale) {
+  const ProcessLocale german("de_DE");
+  EXPECT_EQ(text(1'760'000'000'000'000, {0, 0}), "Okt 09 14:23:20.000000");
+  EXPECT_EQ(text(1'766'000'000'000'000, {0, 0}), "Dez 18 01:03:20.000000");
+}
 
-private:
-  std::filesystem::path folder_;
-};
+TEST_F(WallTime, NewLocaleTakesEffectWithTheNextClock) {
+  WallClock clock({0, 0});
+  EXPECT_EQ(clock.text(1'766'000'000'000'000), "Dec 18 01:03:20.000000");
+  const ProcessLocale german("de_DE");
+  EXPECT_EQ(clock.text(1'766'000'100'000'000), "Dec 18 01:05:00.000000") << "the same month";
+  EXPECT_EQ(text(1'766'000'100'000'000, {0, 0}), "Dez 18 01:05:00.000000");
+}
 
-TEST_F(WallTime, MonthNamesAreEnglishInEveryLocale) {
-  const GermanTime german;
-  const std::time_t october = 1'760'000'000;
-  char months[8];
-  ASSERT_EQ(std::string(months, std::strftime(months, sizeof months, "%b", std::localtime(&october))), "Okt");
-  EXPECT_EQ(text(1'760'000'000'000'000, {0, 0}), "Oct 09 14:23:20.000000");
-  EXPECT_EQ(text(1'766'000'000'000'000, {0, 0}), "Dec 18 01:03:20.000000");
+const MonthNames growing_months = {"",
+                                   "a",
+                                   "abcd",
+                                   "abcdefghi",
+                                   "abcdefghij",
+                                   "abcdefghijk",
+                                   "abcdefghijklmnop",
+                                   "abcdefghijklmnopq",
+                                   "abcdefghijklmnopqr",
+                                   "abcdefghijklmnopqrs",
+                                   "abcdefghijklmnopqrstuvwxyzabcd",
+                                   "abcdefghijklmnopqrstuvwxyzabcdefghijklmnopqrstuvwxyz"};
+
+TEST_F(WallTime, LongMonthNames_LoseWhatDoesNotFitTheTwoBuffers) {
+  const ProcessLocale locale(growing_months);
+  set_zone("UTC0");
+  constexpr const char* expected[] = {
+      " 02 00:00:00.000417",
+      "a 02 00:00:00.000417",
+      "abcd 02 00:00:00.000417",
+      "abcdefghi 02 00:00:00.000417",
+      "abcdefghij 02 00:00:00.000417", // 29 bytes, the most that fit
+      "abcdefghijk 02 00:00:00.00041",
+      "abcdefghijklmnop 02 00:00:00.",
+      "abcdefghijklmnopq 02 00:00:00", // the date fills its buffer
+      ".000417",
+      ".000417",
+      ".000417",
+      ".000417",
+  };
+  WallClock clock({0, 0});
+  for (int month = 11; month >= 0; --month) {
+    std::tm day = {};
+    day.tm_year = 100;
+    day.tm_mon = month;
+    day.tm_mday = 2;
+    const std::uint64_t timestamp = static_cast<std::uint64_t>(timegm(&day)) * 1'000'000 + 417;
+    EXPECT_EQ(clock.text(timestamp), expected[month]);
+    EXPECT_EQ(text(timestamp, {0, 0}), expected[month]);
+    EXPECT_EQ(naive::wall_time(timestamp, 0, 0), expected[month]);
+  }
+}
+
+void expect_agreement(const char* zone, std::mt19937_64& random) {
+  for (unsigned i = 0; i < 5000; ++i) {
+    const std::uint64_t timestamp = random();
+    const TimeSync sync = {static_cast<std::int64_t>(random()), static_cast<std::int64_t>(random())};
+    ASSERT_EQ(WallClock(sync).text(timestamp), naive::wall_time(timestamp, sync.vel, sync.calendar)) << zone;
+  }
 }
 
 TEST_F(WallTime, AgreesWithTheLibrarysFormatting) {
   std::mt19937_64 random(11);
   for (const char* zone : {"UTC0", "VST-5:30", "CET-1CEST,M3.5.0,M10.5.0/3", "XST11:59:59"}) {
     set_zone(zone);
-    for (unsigned i = 0; i < 5000; ++i) {
-      const std::uint64_t timestamp = random();
-      const TimeSync sync = {static_cast<std::int64_t>(random()), static_cast<std::int64_t>(random())};
-      ASSERT_EQ(text(timestamp, sync), naive::wall_time(timestamp, sync.vel, sync.calendar)) << zone;
-    }
+    expect_agreement(zone, random);
   }
+}
+
+// Months of 6 to 30 bytes: some texts are whole, some are cut, and some dates do not fit.
+TEST_F(WallTime, AgreesWithTheLibrarysFormatting_InALocaleWithLongMonths) {
+  const ProcessLocale bengali("bn_BD");
+  std::mt19937_64 random(12);
+  expect_agreement("bn_BD", random);
 }
 
 } // namespace

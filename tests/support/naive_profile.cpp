@@ -521,7 +521,9 @@ std::string wall_time(std::uint64_t timestamp, std::int64_t vel, std::int64_t ca
   std::tm local;
   localtime_r(&seconds, &local);
   char date[30];
-  std::strftime(date, sizeof date, "%b %d %T", &local);
+  if (std::strftime(date, sizeof date, "%b %d %T", &local) == 0) {
+    date[0] = '\0'; // it did not fit, and left anything
+  }
   char text[30];
   std::snprintf(text, sizeof text, "%s.%06lld", date, static_cast<long long>(microseconds % 1000000));
   return text;

@@ -20,9 +20,9 @@ enum { VEL_PROFILE_RECORD_SIZE = 48 };
 enum { VEL_PROFILE_TEXT_CAPACITY = 1412 };
 
 // The times that end a text. With flag 1, "calendar-time" is made from the record's time stamp and the readings `vel`
-// and `calendar` of both clocks at one moment, in nanoseconds, the latter since the epoch; it is local time, in the
-// process's time zone as of the last tzset. With flag 2, "boot-timestamp" is `boot`, in microseconds since the epoch. A
-// null pointer in place of a vel_profile_times means neither.
+// and `calendar` of both clocks at one moment, in nanoseconds, the latter since the epoch. It is local time, in the
+// process's time zone as of the last tzset and with the month names of its locale. With flag 2, "boot-timestamp" is
+// `boot`, in microseconds since the epoch. A null pointer in place of a vel_profile_times means neither.
 enum { VEL_PROFILE_CALENDAR = 1, VEL_PROFILE_BOOT = 2 };
 typedef struct vel_profile_times {
   uint32_t flags;

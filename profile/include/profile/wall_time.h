@@ -17,12 +17,16 @@ struct TimeSync {
 // The wall-clock time of a time stamp in microseconds since the epoch. Wraps around: any input has a result.
 std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) noexcept;
 
-// The texts of wall-clock times, such as "Nov 21 08:15:02.000417", in the process's time zone (as of the last tzset).
-// Month names are English whatever the locale. Keeps the text of the last second: its conversion takes a lock that all
-// threads share. So a new zone takes effect with the next object. [one thread at a time; as many objects as threads]
+// The texts of wall-clock times, such as "Nov 21 08:15:02.000417", in the process's time zone (as of the last tzset)
+// and with the month names of its locale. Keeps the text of the last second and the month names it has asked for: both
+// conversions are slow, and that of the second takes a lock that all threads share. So a new zone or locale takes
+// effect with the next object. [one thread at a time; as many objects as threads]
 class WallClock {
 public:
-  static constexpr std::size_t text_length = 22; // bytes
+  // The text goes through two buffers of 30 bytes, terminating NULs included: first the date up to its seconds, then
+  // all of it. A month of up to 10 bytes leaves room for everything; one of 11 to 17 bytes costs the last digits; with
+  // a longer one the date does not fit, and the text is ".000417".
+  static constexpr std::size_t longest_text = 29; // bytes
 
   explicit WallClock(const TimeSync& sync) noexcept : sync_(sync) {}
 
@@ -30,10 +34,22 @@ public:
   std::string_view text(std::uint64_t timestamp) noexcept;
 
 private:
+  // A month's name and a blank.
+  struct Month {
+    static constexpr std::uint8_t not_asked = 0xff;
+
+    std::uint8_t length = not_asked; // 0: too long for a date
+    char text[19];
+  };
+
+  void write_date(std::uint64_t second) noexcept;
+
   TimeSync sync_;
-  bool has_second_ = false;
-  std::uint64_t second_ = 0; // since the epoch
-  char text_[24];            // of the last time; written in words of 8 bytes
+  Month months_[12];
+  std::uint64_t second_ = 0; // of the date, since the epoch
+  bool has_date_ = false;
+  std::uint8_t date_length_ = 0;
+  char text_[40]; // of the last time; the microseconds are written in a word of 8 bytes
 };
 
 } // namespace vel::profile
