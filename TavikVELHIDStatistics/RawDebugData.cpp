@@ -3,7 +3,6 @@
 #include "Assertion.h"
 #include "StateData.h"
 #include "TavikVELHIDStatistics.h"
-
 #include <profile/profile_description.h>
 
 #include <algorithm>

@@ -4,14 +4,12 @@
 // where the time goes; what is left over is the plug-in itself and the way to its queue and back.
 
 #include "allocations.h"
-
-#include <host/session.h>
-
 #include <control/clock.h>
 #include <control/log.h>
 #include <control/ref.h>
 #include <control/registry.h>
 #include <control/state.h>
+#include <host/session.h>
 #include <profile/KIPLogDecoder.h>
 #include <profile/profile_description.h>
 

@@ -5,9 +5,9 @@
 #include "Analytics.h"
 #include "AnalyticsKeys.h"
 #include "support/statistics_fixture.h"
+#include <control/tally.h>
 
 #include <TallyStore/TallyStore.h>
-#include <control/tally.h>
 
 #include <benchmark/benchmark.h>
 

@@ -52,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const NamedServiceModel& service : model.namedServices) {
       ask(service.replies);
     }
-  } catch (const Error& error) {
+  } catch (const vel::formats::Error& error) {
     const std::string_view line = error.what();
     require(line.starts_with("fuzz: ") && line.size() <= longestLine);
   }

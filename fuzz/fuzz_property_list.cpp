@@ -1,13 +1,12 @@
 // Binary property lists and state records from strangers: nothing outside the bytes is read, what is read can be shown
 // and searched, and equals itself.
 
-#include <host/binary_property_list.h>
-#include <host/record.h>
-
-#include <json_writer.h>
-#include <tree.h>
-#include <value_diff.h>
-#include <value_path.h>
+#include <formats/binary_property_list.h>
+#include <formats/state_record.h>
+#include <velstat/diff/value_diff.h>
+#include <velstat/text/json_writer.h>
+#include <velstat/text/tree.h>
+#include <velstat/text/value_path.h>
 
 #include <nlohmann/json.hpp>
 
@@ -27,7 +26,7 @@ void require(bool holds) {
   }
 }
 
-void use(const host::Value& value) {
+void use(const formats::Value& value) {
   std::string text;
   stat::appendTree(text, value, 0, stat::Style(false));
 
@@ -57,12 +56,12 @@ void use(const host::Value& value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto bytes = std::as_bytes(std::span(data, size));
   try {
-    use(host::readBinaryPropertyList(bytes, 0, memory));
-  } catch (const host::PropertyListError&) {
+    use(formats::readBinaryPropertyList(bytes, 0, memory));
+  } catch (const formats::PropertyListError&) {
   }
   try {
-    require(host::parseRecord(bytes).bytes.size() == size);
-  } catch (const host::RecordError&) {
+    require(formats::parseStateRecord(bytes).bytes.size() == size);
+  } catch (const formats::StateRecordError&) {
   }
   return 0;
 }

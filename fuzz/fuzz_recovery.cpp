@@ -1,6 +1,6 @@
 // Any bytes as a damaged file of records: the search takes every byte once, comes to an end, and finds the same records
 // whatever part of the file it sees at a time.
-#include <decode/recovery.h>
+#include <velstat/decode/recovery.h>
 
 #include <algorithm>
 #include <cstdint>

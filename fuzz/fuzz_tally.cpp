@@ -1,8 +1,9 @@
 // Analytics stores from strangers: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
 // is refused and left alone, or holds numbers that can be counted on from.
+#include <control/tally.h>
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <TallyStore/TallyStore.h>
-#include <control/tally.h>
 
 #include <sqlite3.h>
 

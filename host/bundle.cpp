@@ -1,16 +1,17 @@
-#include <host/bundle.h>
-#include <host/error.h>
-#include <host/files.h>
-#include <host/property_list.h>
+#include "host/bundle.h"
 
-#include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
 #include <control/cf.h>
 #include <control/ref.h>
+#include <formats/files.h>
+#include <formats/property_list.h>
+#include <host/error.h>
 
-#include <dlfcn.h>
+#include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <string_view>
 
 namespace vel::host {
@@ -25,10 +26,10 @@ std::string capitals(std::string text) {
 }
 
 // The value under a UUID, in either case of letters.
-const Value* findUUID(const Value* map, const std::string& uuid) {
-  const auto* members = map == nullptr ? nullptr : map->as<Dictionary>();
+const formats::Value* findUUID(const formats::Value* map, const std::string& uuid) {
+  const auto* members = map == nullptr ? nullptr : map->as<formats::Dictionary>();
   if (members != nullptr) {
-    for (const Member& member : *members) {
+    for (const formats::Member& member : *members) {
       if (capitals(member.key) == uuid) {
         return &member.value;
       }
@@ -46,27 +47,27 @@ bool isThere(const std::filesystem::path& path) {
   return found;
 }
 
-Value readInfo(const std::filesystem::path& file) {
+formats::Value readInfo(const std::filesystem::path& file) {
   if (!isThere(file)) {
     throw Error(fmt::format("{}: no such file: the bundle has no property list", file.string()));
   }
-  Value info;
+  formats::Value info;
   try {
-    info = readPropertyListXML(readFile(file, propertyListLimit));
-  } catch (const PropertyListError& error) {
+    info = formats::readPropertyListXML(formats::readFile(file, propertyListLimit));
+  } catch (const formats::PropertyListError& error) {
     throw Error(fmt::format("{}: {}", file.string(), error.what()));
   }
-  if (info.as<Dictionary>() == nullptr) {
+  if (info.as<formats::Dictionary>() == nullptr) {
     throw Error(fmt::format("{}: the property list is of type {}, not a dictionary", file.string(), info.typeName()));
   }
   return info;
 }
 
 // The first factory that the property list names for the session-filter type.
-std::string findFactoryID(const Value& info, const std::string& file) {
+std::string findFactoryID(const formats::Value& info, const std::string& file) {
   const std::string type = control::uuidString(kIOHIDSessionFilterPlugInTypeID);
-  const Value* factories = findUUID(info.find("CFPlugInTypes"), type);
-  const auto* list = factories == nullptr ? nullptr : factories->as<Array>();
+  const formats::Value* factories = findUUID(info.find("CFPlugInTypes"), type);
+  const auto* list = factories == nullptr ? nullptr : factories->as<formats::Array>();
   if (list == nullptr || list->empty()) {
     throw Error(fmt::format("{}: CFPlugInTypes names no factory for the session-filter type {}", file, type));
   }
@@ -82,7 +83,7 @@ std::string findFactoryID(const Value& info, const std::string& file) {
   return control::uuidString(uuid.get());
 }
 
-std::string findString(const Value* value, const std::string& file, std::string_view what) {
+std::string findString(const formats::Value* value, const std::string& file, std::string_view what) {
   const auto* text = value == nullptr ? nullptr : value->as<std::string>();
   if (text == nullptr || text->empty()) {
     throw Error(fmt::format("{}: {}", file, what));
@@ -121,12 +122,12 @@ Bundle Bundle::load(const std::filesystem::path& path) {
     throw Error(fmt::format("{}: not a bundle: a bundle is a folder, this is a file", path.string()));
   }
   const std::filesystem::path infoFile = path / "Info.plist";
-  const Value info = readInfo(infoFile);
+  const formats::Value info = readInfo(infoFile);
   const std::string file = infoFile.string();
 
   Bundle bundle;
   bundle.path_ = path;
-  if (const Value* identifier = info.find("CFBundleIdentifier");
+  if (const formats::Value* identifier = info.find("CFBundleIdentifier");
       identifier != nullptr && identifier->as<std::string>() != nullptr) {
     bundle.identifier_ = *identifier->as<std::string>();
   }

@@ -1,4 +1,5 @@
-#include <host/cf_values.h>
+#include "host/cf_values.h"
+
 #include <host/error.h>
 
 namespace vel::host {
@@ -17,12 +18,12 @@ Ref<CFStringRef> makeString(const std::string& text) {
 }
 
 struct Make {
-  Ref<CFTypeRef> operator()(const Dictionary& dictionary) const {
+  Ref<CFTypeRef> operator()(const formats::Dictionary& dictionary) const {
     return Ref<CFTypeRef>::adopt(makeDictionary(dictionary).release());
   }
-  Ref<CFTypeRef> operator()(const Array& values) const {
+  Ref<CFTypeRef> operator()(const formats::Array& values) const {
     auto array = Ref<CFMutableArrayRef>::adopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
-    for (const Value& value : values) {
+    for (const formats::Value& value : values) {
       CFArrayAppendValue(array.get(), makeObject(value).get());
     }
     return Ref<CFTypeRef>::adopt(array.release());
@@ -37,7 +38,7 @@ struct Make {
   Ref<CFTypeRef> operator()(const bool& flag) const {
     return Ref<CFTypeRef>::share(flag ? kCFBooleanTrue : kCFBooleanFalse);
   }
-  Ref<CFTypeRef> operator()(const Bytes& bytes) const {
+  Ref<CFTypeRef> operator()(const formats::Bytes& bytes) const {
     return Ref<CFTypeRef>::adopt(CFDataCreate(kCFAllocatorDefault, reinterpret_cast<const UInt8*>(bytes.data()),
                                               static_cast<CFIndex>(bytes.size())));
   }
@@ -45,14 +46,14 @@ struct Make {
 
 } // namespace
 
-Ref<CFTypeRef> makeObject(const Value& value) {
+Ref<CFTypeRef> makeObject(const formats::Value& value) {
   return std::visit(Make(), value.content);
 }
 
-Ref<CFDictionaryRef> makeDictionary(const Dictionary& members) {
+Ref<CFDictionaryRef> makeDictionary(const formats::Dictionary& members) {
   auto dictionary = Ref<CFMutableDictionaryRef>::adopt(CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-  for (const Member& member : members) {
+  for (const formats::Member& member : members) {
     CFDictionarySetValue(dictionary.get(), makeString(member.key).get(), makeObject(member.value).get());
   }
   return Ref<CFDictionaryRef>::adopt(dictionary.release());

@@ -1,16 +1,16 @@
 // Trees into CF objects, for the properties of services and registry entries.
 #pragma once
 
-#include <host/value.h>
+#include <control/ref.h>
+#include <formats/value.h>
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <control/ref.h>
 
 namespace vel::host {
 
 // The object of the same type; whole numbers are 64-bit, strings UTF-8. Never empty: a string that is not UTF-8 throws
 // Error.
-control::Ref<CFTypeRef> makeObject(const Value& value);
-control::Ref<CFDictionaryRef> makeDictionary(const Dictionary& dictionary);
+control::Ref<CFTypeRef> makeObject(const formats::Value& value);
+control::Ref<CFDictionaryRef> makeDictionary(const formats::Dictionary& dictionary);
 
 } // namespace vel::host

@@ -1,13 +1,13 @@
-// What a host reports to people: one line that names the place and the cause.
+// A failure to load a bundle, to put a device model in force, or to run a session.
 #pragma once
 
-#include <stdexcept>
+#include <formats/error.h>
 
 namespace vel::host {
 
-class Error : public std::runtime_error {
+class Error : public formats::Error {
 public:
-  using std::runtime_error::runtime_error;
+  using formats::Error::Error;
 };
 
 } // namespace vel::host

@@ -1,9 +1,9 @@
-#include <host/cf_values.h>
-#include <host/machine.h>
+#include "host/machine.h"
 
 #include <control/clock.h>
 #include <control/hid.h>
 #include <control/registry.h>
+#include <host/cf_values.h>
 
 #include <atomic>
 #include <limits>
@@ -53,7 +53,7 @@ Machine::Machine(const DeviceModel& model) : name_(model.name), nextID_(firstID)
     control::attachUserClient(addEntry(service.entry, 0), std::make_shared<ModelledUserClient>(service));
   }
   if (model.timeSync) {
-    Dictionary pair = {{"vel", {model.timeSync->vel}}, {"calendar", {model.timeSync->calendar}}};
+    formats::Dictionary pair = {{"vel", {model.timeSync->vel}}, {"calendar", {model.timeSync->calendar}}};
     addEntry(
         {.name = "TavikVELTimesync", .className = "TavikVELTimesync", .properties = {{"timesync", {std::move(pair)}}}},
         0);

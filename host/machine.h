@@ -1,11 +1,11 @@
 // A device model in force: the platform's registry, clocks and HID services show it while the object lives.
 #pragma once
 
-#include <host/device_model.h>
+#include <control/ref.h>
+#include <host/model/device_model.h>
 #include <host/modelled_device.h>
 
 #include <IOKit/hid/IOHIDService.h>
-#include <control/ref.h>
 
 #include <cstdint>
 #include <memory>

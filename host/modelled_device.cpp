@@ -1,8 +1,8 @@
-#include <host/analytics.h>
-#include <host/modelled_device.h>
+#include "host/modelled_device.h"
 
 #include <control/queue.h>
 #include <control/tally.h>
+#include <host/model/analytics.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -204,12 +204,12 @@ IOReturn ModelledDevice::createDevicePlugIn(IOCFPlugInInterface*** plugIn) {
   return createPlugIn(device_.value().plugIn, Kind::devicePlugIn, plugIn);
 }
 
-const std::vector<Bytes>& ModelledDevice::analytics() const {
-  static const std::vector<Bytes> none;
+const std::vector<formats::Bytes>& ModelledDevice::analytics() const {
+  static const std::vector<formats::Bytes> none;
   return device_ ? device_->analytics : none;
 }
 
-bool ModelledDevice::deliverAnalytics(Bytes batch) {
+bool ModelledDevice::deliverAnalytics(formats::Bytes batch) {
   dispatch_queue_t queue = nullptr;
   {
     const std::scoped_lock lock(channel_->mutex);

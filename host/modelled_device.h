@@ -2,12 +2,12 @@
 // clients, all answering from the model.
 #pragma once
 
-#include <host/device_model.h>
-#include <host/replies.h>
+#include <control/registry.h>
+#include <host/model/device_model.h>
+#include <host/model/replies.h>
 
 #include <IOKit/IOCFPlugIn.h>
 #include <VEL/VELUserClient.h>
-#include <control/registry.h>
 #include <dispatch/dispatch.h>
 
 #include <array>
@@ -46,10 +46,10 @@ public:
   IOReturn createDevicePlugIn(IOCFPlugInInterface*** plugIn);
 
   // The batches that the model has for the data callback.
-  const std::vector<Bytes>& analytics() const;
+  const std::vector<formats::Bytes>& analytics() const;
   // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. A callback that
   // is dropped before the queue gets there is not called. [any thread]
-  bool deliverAnalytics(Bytes batch);
+  bool deliverAnalytics(formats::Bytes batch);
   // Why a batch could not be stored, if one could not, once. [any thread]
   std::optional<std::string> takeFailure();
   bool hasCallback() const;

@@ -1,18 +1,17 @@
-#include <host/error.h>
-#include <host/session.h>
+#include "host/session.h"
 
 #include <control/cf.h>
 #include <control/hid.h>
 #include <control/notify.h>
 #include <control/queue.h>
 #include <control/state.h>
+#include <host/error.h>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include <malloc.h>
-
 #include <atomic>
+#include <malloc.h>
 #include <utility>
 
 namespace vel::host {
@@ -32,16 +31,18 @@ bool isUnknown(const void* object) {
 }
 
 // The handler's record, read from its allocation: it may claim no more than that holds.
-Record readRecord(const os_state_data_s& data) {
+formats::StateRecord readRecord(const os_state_data_s& data) {
   const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
   const auto* bytes = reinterpret_cast<const std::byte*>(&data);
-  if (allocated < recordHeaderSize) {
-    throw RecordError(fmt::format("has {} bytes, less than the header of {}", allocated, recordHeaderSize));
+  if (allocated < formats::recordHeaderSize) {
+    throw formats::StateRecordError(
+        fmt::format("has {} bytes, less than the header of {}", allocated, formats::recordHeaderSize));
   }
-  if (data.dataSize > allocated - recordHeaderSize) {
-    throw RecordError(fmt::format("offset 4: data size {} in an allocation of {} bytes", data.dataSize, allocated));
+  if (data.dataSize > allocated - formats::recordHeaderSize) {
+    throw formats::StateRecordError(
+        fmt::format("offset 4: data size {} in an allocation of {} bytes", data.dataSize, allocated));
   }
-  return parseRecord({bytes, recordHeaderSize + data.dataSize});
+  return formats::parseStateRecord({bytes, formats::recordHeaderSize + data.dataSize});
 }
 
 } // namespace
@@ -160,7 +161,7 @@ std::vector<CapturedRecord> Session::capture(std::uint32_t api, const std::strin
     }
     try {
       records.push_back({number, readRecord(*data)});
-    } catch (const RecordError& error) {
+    } catch (const formats::StateRecordError& error) {
       refuse(fmt::format("state handler {} returned a bad record: {}", number, error.what()));
     }
   }
@@ -172,7 +173,7 @@ std::size_t Session::postNotification(std::string_view name) {
   return control::postNotification(name);
 }
 
-bool Session::deliverAnalytics(const MachineService& service, Bytes batch) {
+bool Session::deliverAnalytics(const MachineService& service, formats::Bytes batch) {
   require(Stage::scheduled, "an analytics batch");
   return service.device->deliverAnalytics(std::move(batch));
 }

@@ -2,12 +2,12 @@
 // through its interface table, and ends so that nothing of the bundle is called after it is unloaded.
 #pragma once
 
+#include <control/ref.h>
+#include <formats/state_record.h>
 #include <host/bundle.h>
 #include <host/machine.h>
-#include <host/record.h>
 
 #include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
-#include <control/ref.h>
 #include <dispatch/dispatch.h>
 
 #include <cstdint>
@@ -20,7 +20,7 @@ namespace vel::host {
 // A record and the state handler that made it, counted from 1 in the order of registration.
 struct CapturedRecord {
   std::size_t handler = 0;
-  Record record;
+  formats::StateRecord record;
 };
 
 // The state handlers that one service brought.
@@ -50,7 +50,7 @@ public:
   std::size_t postNotification(std::string_view name);
   // Queues a batch for the service's device. False when the device has no data callback, or no queue to call it on: the
   // batch is dropped then, as a device drops what nobody wants. What became of a queued one shows in drain().
-  bool deliverAnalytics(const MachineService& service, Bytes batch);
+  bool deliverAnalytics(const MachineService& service, formats::Bytes batch);
   // Returns when everything that was queued before has run. Throws Error when a batch could not be stored.
   void drain();
 

@@ -1,5 +1,5 @@
 // Everything but the button.
-#include <synthetic/flows.h>
+#include "synthetic/flows.h"
 
 #include <algorithm>
 #include <array>

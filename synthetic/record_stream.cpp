@@ -1,4 +1,4 @@
-#include <synthetic/record_stream.h>
+#include "synthetic/record_stream.h"
 
 namespace vel::synthetic {
 

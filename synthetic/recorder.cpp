@@ -1,5 +1,5 @@
 // Keys and names are looked up in the decoder's own tables: a field's place is written once, there.
-#include <synthetic/recorder.h>
+#include "synthetic/recorder.h"
 
 #include <profile/layout.h>
 #include <profile/names.h>

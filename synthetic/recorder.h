@@ -1,9 +1,8 @@
 // The recording side of a modelled co-processor: stamps each record with its clock and its number.
 #pragma once
 
-#include <synthetic/random.h>
-
 #include <profile/VelProfileReport.h>
+#include <synthetic/random.h>
 
 #include <cstdint>
 #include <string_view>

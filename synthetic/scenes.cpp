@@ -1,4 +1,4 @@
-#include <synthetic/scenes.h>
+#include "synthetic/scenes.h"
 
 #include <synthetic/flows.h>
 

@@ -1,9 +1,8 @@
 // The C interface, a thin coat over renderer, fields and names.
-#include "profile/velprofile.h"
-
 #include "choice.h"
 #include "profile/fields.h"
 #include "profile/render.h"
+#include "profile/velprofile.h"
 
 #include <algorithm>
 #include <cstring>

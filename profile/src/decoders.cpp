@@ -1,7 +1,6 @@
 // What the subclasses override: their names, and the payloads of Corvane and ZORB.
-#include "profile/KIPLogDecoder.h"
-
 #include "choice.h"
+#include "profile/KIPLogDecoder.h"
 #include "stream_block.h"
 
 using namespace vel::profile;

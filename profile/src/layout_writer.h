@@ -2,6 +2,7 @@
 // and most values have a fixed place in it.
 #pragma once
 
+#include "byte_reader.h"
 #include "digits.h"
 #include "fixed_point_text.h"
 #include "layouts.h"
@@ -10,8 +11,6 @@
 #include <algorithm>
 #include <string_view>
 #include <utility>
-
-#include "byte_reader.h"
 
 namespace vel::profile {
 

@@ -1,10 +1,9 @@
 // The base decoder: the text of one report, and the helpers that all decoders share.
 #include "profile/profile_decoder.h"
 
+#include "digits.h"
 #include "own_decoder.h"
 #include "stream_block.h"
-
-#include "digits.h"
 
 using namespace vel::profile;
 

@@ -1,9 +1,9 @@
 // Blocks of records to text.
 #include "profile/render.h"
 
-#include <cstring>
-
 #include "engine.h"
+
+#include <cstring>
 
 namespace vel::profile {
 

@@ -2,7 +2,6 @@
 
 #include "Analytics.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 #include <control/tally.h>
 

@@ -1,8 +1,8 @@
 // The five ways to the driver: what they send, what they hand back, and what they log.
 
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
+
 #include <mach/mach_error.h>
 
 #include <gmock/gmock.h>

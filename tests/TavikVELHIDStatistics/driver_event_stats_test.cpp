@@ -3,7 +3,6 @@
 #include "SensorInfo.h"
 #include "StateData.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 
 #include <algorithm>

@@ -1,7 +1,6 @@
 // The object from the factory to its last release, and its small entries.
 
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 #include <control/notify.h>
 #include <control/queue.h>

@@ -1,7 +1,6 @@
 // Lines are written only where the log wants their level, and the plug-in asks before it writes.
 
 #include "support/statistics_fixture.h"
-
 #include <control/notify.h>
 #include <control/queue.h>
 

@@ -2,19 +2,19 @@
 
 #include "RawDebugData.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 #include <control/clock.h>
-#include <mach/mach_error.h>
 #include <profile/KIPLogDecoder.h>
+
+#include <mach/mach_error.h>
 
 #include <cstring>
 
 namespace vel::test {
 namespace {
 
-using host::Array;
-using host::Value;
+using formats::Array;
+using formats::Value;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;

@@ -1,7 +1,6 @@
 // What can go wrong while a service is registered: what is logged, what is asked all the same, and what is left.
 
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 
 // The linker sends the plug-in's new and delete here, so that a test sees which contexts live: where it wants them, the

@@ -1,7 +1,6 @@
 // Which services are kept, what is found behind them, and the calls that this takes.
 
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 #include <control/notify.h>
 #include <control/queue.h>

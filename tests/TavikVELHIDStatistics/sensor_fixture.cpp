@@ -2,8 +2,8 @@
 
 namespace vel::test {
 
-using host::Dictionary;
-using host::Value;
+using formats::Dictionary;
+using formats::Value;
 
 Bytes entry(const Client& client) {
   return text(client.name, 12) + le(client.report) + le(client.batch) + le(client.threshold) + le(client.limit) +
@@ -106,7 +106,7 @@ Value SensorTest::report() const {
 SensorTest::Texts SensorTest::textsOf(const std::string& prefix) const {
   Texts texts;
   const Value state = report();
-  for (const host::Member& member : *state.as<Dictionary>()) {
+  for (const formats::Member& member : *state.as<Dictionary>()) {
     if (member.key.starts_with(prefix)) {
       texts.emplace_back(member.key, *member.value.as<std::string>());
     }

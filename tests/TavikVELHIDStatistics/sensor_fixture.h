@@ -12,10 +12,10 @@ Bytes words(Numbers... numbers) {
   return (Bytes{} + ... + le(static_cast<std::uint32_t>(numbers)));
 }
 
-inline host::Value string(const std::string& text) {
+inline formats::Value string(const std::string& text) {
   return {text};
 }
-inline host::Value integer(std::int64_t value) {
+inline formats::Value integer(std::int64_t value) {
   return {value};
 }
 
@@ -33,7 +33,7 @@ Bytes entry(const Client& client);
 // A reply for every property, each with numbers of its own, and the report of it all: with the counters of
 // SensorTest::addCounters and the clients that it starts with.
 std::map<std::uint32_t, Reply> allReplies();
-host::Dictionary reportOfAllReplies();
+formats::Dictionary reportOfAllReplies();
 
 struct SensorTest : StatisticsTest {
   SensorTest();
@@ -46,7 +46,7 @@ struct SensorTest : StatisticsTest {
 
   control::StateRecord ask(std::uint32_t api = 3) const { return StatisticsTest::ask(handler, api); }
   // The report; an empty dictionary if there is none.
-  host::Value report() const;
+  formats::Value report() const;
   // The keys of the report that begin like this, with their texts.
   using Texts = std::vector<std::pair<std::string, std::string>>;
   Texts textsOf(const std::string& prefix) const;

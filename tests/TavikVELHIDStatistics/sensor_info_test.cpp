@@ -1,15 +1,15 @@
 // The "SensorInfo" report as a whole: what it holds, in which order it asks, and what stops it.
 
 #include "sensor_fixture.h"
-
 #include <control/calls.h>
+
 #include <mach/mach_error.h>
 
 namespace vel::test {
 namespace {
 
-using host::Dictionary;
-using host::Value;
+using formats::Dictionary;
+using formats::Value;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
@@ -20,7 +20,7 @@ constexpr std::uint32_t kPropertiesInOrder[] = {0,  15, 16, 68, 64, 36, 67, 10, 
                                                 25, 11, 26, 24, 29, 56, 57, 58, 59, 60};
 
 Dictionary without(Dictionary dictionary, const std::string& key) {
-  std::erase_if(dictionary, [&](const host::Member& member) { return member.key == key; });
+  std::erase_if(dictionary, [&](const formats::Member& member) { return member.key == key; });
   return dictionary;
 }
 

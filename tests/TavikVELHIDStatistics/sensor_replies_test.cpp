@@ -1,7 +1,6 @@
 // How the replies of a sensor read in its report.
 
 #include "sensor_fixture.h"
-
 #include <control/calls.h>
 
 #include <algorithm>
@@ -9,7 +8,7 @@
 namespace vel::test {
 namespace {
 
-using host::Value;
+using formats::Value;
 using testing::IsEmpty;
 using Texts = SensorTest::Texts;
 

@@ -2,7 +2,6 @@
 
 #include "StateData.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 
 #include <gmock/gmock.h>
@@ -23,7 +22,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
 namespace vel::test {
 namespace {
 
-using host::Value;
+using formats::Value;
 
 Ref<CFMutableDictionaryRef> dictionary() {
   return Ref<CFMutableDictionaryRef>::adopt(createDictionary());
@@ -48,7 +47,7 @@ TEST_F(StateData, Helpers_SetValuesOfTheirTypes) {
   EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(CFDictionaryGetValue(state.get(), CFSTR("widest")))),
             kCFNumberSInt64Type);
   const control::StateRecord record(copyStateData(state.get(), "title"));
-  EXPECT_EQ(parse(*record).value, (Value{host::Dictionary{
+  EXPECT_EQ(parse(*record).value, (Value{formats::Dictionary{
                                       {"minus one", {std::int64_t{-1}}},
                                       {"least", {std::int64_t{INT32_MIN}}},
                                       {"wide minus one", {std::int64_t{-1}}},

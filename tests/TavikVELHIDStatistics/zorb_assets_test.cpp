@@ -2,7 +2,6 @@
 
 #include "ZORBAssets.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 
 #include <cinttypes>
@@ -10,8 +9,8 @@
 namespace vel::test {
 namespace {
 
-using host::Dictionary;
-using host::Value;
+using formats::Dictionary;
+using formats::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -2,7 +2,6 @@
 
 #include "ZORBStatistics.h"
 #include "support/statistics_fixture.h"
-
 #include <control/calls.h>
 
 #include <gmock/gmock.h>
@@ -12,8 +11,8 @@
 namespace vel::test {
 namespace {
 
-using host::Dictionary;
-using host::Value;
+using formats::Dictionary;
+using formats::Value;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -74,7 +73,7 @@ Value expectedReport(const Bytes& record) {
 Value withoutClick(const Value& report, std::size_t click) {
   Dictionary state = *report.as<Dictionary>();
   Dictionary press = *state.front().value.as<Dictionary>();
-  std::erase_if(press, [&](const host::Member& member) { return member.key == "click " + std::to_string(click); });
+  std::erase_if(press, [&](const formats::Member& member) { return member.key == "click " + std::to_string(click); });
   state.front().value = {press};
   return {state};
 }

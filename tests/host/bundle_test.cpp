@@ -1,6 +1,5 @@
 // What makes a bundle, and the whole line for each thing that does not.
 #include "temporary_bundle.h"
-
 #include <host/bundle.h>
 #include <host/error.h>
 
@@ -20,7 +19,7 @@ protected:
   std::string refusal(const fs::path& path) {
     try {
       Bundle::load(path);
-    } catch (const Error& error) {
+    } catch (const vel::formats::Error& error) {
       std::string line = error.what();
       for (std::size_t at = 0; (at = line.find(path.string(), at)) != std::string::npos; ++at) {
         line.replace(at, path.string().size(), "B");

@@ -1,16 +1,14 @@
 // What many captures leave behind: nothing.
-#include <host/session.h>
-
 #include <control/cf.h>
 #include <control/log.h>
 #include <control/registry.h>
 #include <control/state.h>
+#include <host/session.h>
 
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-
 #include <filesystem>
+#include <malloc.h>
 #include <map>
 #include <string>
 

@@ -1,12 +1,12 @@
 // Property trees as CF objects.
-#include <host/cf_values.h>
-
 #include <control/cf.h>
+#include <host/cf_values.h>
 
 #include <gtest/gtest.h>
 
 namespace {
 
+using namespace vel::formats;
 using namespace vel::host;
 using vel::control::Ref;
 

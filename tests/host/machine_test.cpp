@@ -1,4 +1,6 @@
 // A device model in force: what the platform's own functions then find.
+#include <control/cf.h>
+#include <control/registry.h>
 #include <host/error.h>
 #include <host/machine.h>
 
@@ -7,12 +9,10 @@
 #include <IOKit/hid/IOHIDDevice.h>
 #include <IOKit/hid/IOHIDService.h>
 #include <VEL/VELUserClient.h>
-#include <control/cf.h>
-#include <control/registry.h>
-#include <sys/sysctl.h>
 
 #include <gtest/gtest.h>
 
+#include <sys/sysctl.h>
 #include <sys/time.h>
 
 namespace {
@@ -221,7 +221,7 @@ TEST(Machine, OneThatCannotBeMade_LeavesNothingBehind) {
   DeviceModel model =
       parse(R"({"boot-time": 1000000, "named-services": [{"name": "n"}], "services": [{"name": "s"}]})");
   model.services[0].properties.push_back({"text", {std::string("\xFF")}});
-  EXPECT_THROW(Machine{model}, Error);
+  EXPECT_THROW(Machine{model}, vel::host::Error);
   EXPECT_EQ(vel::control::liveObjects(), objects);
   EXPECT_EQ(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching("n")), 0U);
   EXPECT_NE(bootSeconds(), 1) << "the kernel's own again";

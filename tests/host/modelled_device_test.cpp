@@ -1,9 +1,9 @@
 // A modelled device's user clients, called as a plug-in calls them.
+#include <control/queue.h>
+#include <control/tally.h>
 #include <host/modelled_device.h>
 
 #include <TallyStore/TallyStore.h>
-#include <control/queue.h>
-#include <control/tally.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,6 +17,7 @@
 
 namespace {
 
+using namespace vel::formats;
 using namespace vel::host;
 
 Bytes bytes(std::string_view text) {

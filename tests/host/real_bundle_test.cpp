@@ -1,21 +1,20 @@
 // The plug-in itself, as a loaded bundle on a modelled device.
-#include <host/session.h>
-
 #include <control/cf.h>
 #include <control/log.h>
 #include <control/notify.h>
 #include <control/registry.h>
 #include <control/state.h>
+#include <host/session.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-
 #include <filesystem>
 
 namespace {
 
+using namespace vel::formats;
 using namespace vel::host;
 
 const DeviceModel& model() {
@@ -56,7 +55,7 @@ TEST_F(RealBundle, Capture_HasTheStatisticsOfTheModel) {
   const auto records = session.capture(3, "test");
   ASSERT_FALSE(records.empty());
   EXPECT_EQ(records[0].handler, 1U);
-  const Record& record = records[0].record;
+  const StateRecord& record = records[0].record;
   EXPECT_EQ(record.title, "ZORB Statistics");
   const Value* press = record.value.find("last button press");
   ASSERT_NE(press, nullptr);

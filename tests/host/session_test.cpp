@@ -1,19 +1,16 @@
 // A session with plug-ins of the tests' own: which are refused, the order of calls, and the end.
 #include "temporary_bundle.h"
-
-#include <host/error.h>
-#include <host/session.h>
-
 #include <control/cf.h>
 #include <control/log.h>
 #include <control/notify.h>
 #include <control/state.h>
+#include <host/error.h>
+#include <host/session.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
-
 #include <memory>
 
 namespace {
@@ -35,7 +32,7 @@ std::vector<std::string> calls() {
 std::string refusal(const std::function<void()>& work) {
   try {
     work();
-  } catch (const Error& error) {
+  } catch (const vel::formats::Error& error) {
     return error.what();
   }
   return "(done)";

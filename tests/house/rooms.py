@@ -33,8 +33,11 @@ def kind(name):
         return "control"
     if name.startswith("profile/"):
         return "profile"
-    if name.startswith("host/"):
-        return "host"
+    if name.startswith("host/model/"):
+        return "model"
+    for room in ("formats", "host", "velstat"):
+        if name.startswith(room + "/"):
+            return room
     if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
         return "plug-in"
     if name.startswith(("tests/", "support/", "bench/", "fuzz/")):
@@ -51,8 +54,10 @@ ROOMS = [
     ("platform/control", {"standard", "platform", "control"}),
     ("platform/src", {"standard", "platform", "control", "library"}),
     ("synthetic", {"standard", "profile", "synthetic"}),
-    ("host", {"standard", "platform", "control", "host", "synthetic", "library"}),
-    ("tools", {"standard", "control", "host", "profile", "synthetic", "library"}),
+    ("formats", {"standard", "platform", "formats", "library"}),
+    ("host/model", {"standard", "platform", "formats", "model", "synthetic", "library"}),
+    ("host", {"standard", "platform", "control", "formats", "model", "host", "synthetic", "library"}),
+    ("tools", {"standard", "control", "formats", "model", "host", "profile", "synthetic", "velstat", "library"}),
 ]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)

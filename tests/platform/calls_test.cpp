@@ -1,6 +1,5 @@
 // What the services' functions look like in recordings, and how they fail on demand.
 #include "services_fixture.h"
-
 #include <control/hid.h>
 
 #include <IOKit/IOCFPlugIn.h>
@@ -14,15 +13,14 @@
 #include <notify.h>
 #include <os/log.h>
 #include <os/state.h>
-#include <sys/sysctl.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <functional>
-#include <thread>
-
+#include <sys/sysctl.h>
 #include <sys/time.h>
+#include <thread>
 
 using namespace vel::control;
 

@@ -1,6 +1,5 @@
 // How the object system shows up in recordings, and fails on demand.
 #include "no_leaks.h"
-
 #include <control/calls.h>
 #include <control/ref.h>
 

@@ -1,7 +1,6 @@
 // Data, arrays and dictionaries.
 #include "containers.h"
 #include "no_leaks.h"
-
 #include <control/ref.h>
 
 #include <CoreFoundation/CoreFoundation.h>

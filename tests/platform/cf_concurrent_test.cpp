@@ -1,6 +1,5 @@
 // The object system on several threads at once; meant for the thread sanitizer.
 #include "no_leaks.h"
-
 #include <control/ref.h>
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,6 +1,5 @@
 // Reference counts, types, allocators.
 #include "no_leaks.h"
-
 #include <control/cf.h>
 #include <control/ref.h>
 

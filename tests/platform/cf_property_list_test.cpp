@@ -2,7 +2,6 @@
 // cf_property_list_check.py.
 #include "containers.h"
 #include "no_leaks.h"
-
 #include <control/ref.h>
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,5 +1,4 @@
 #include "no_leaks.h"
-
 #include <control/ref.h>
 
 #include <CoreFoundation/CFString.h>

@@ -1,6 +1,5 @@
 // UUIDs and the plug-in instances counted by them.
 #include "no_leaks.h"
-
 #include <control/ref.h>
 
 #include <CoreFoundation/CFPlugIn.h>

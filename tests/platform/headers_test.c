@@ -25,6 +25,7 @@
 #include <os/log.h>
 #include <os/object.h>
 #include <os/state.h>
+
 #include <sys/sysctl.h>
 
 int main(void) {

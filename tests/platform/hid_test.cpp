@@ -1,6 +1,5 @@
 // HID services, sessions and devices.
 #include "services_fixture.h"
-
 #include <control/hid.h>
 
 #include <IOKit/IOKitLib.h>

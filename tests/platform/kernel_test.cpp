@@ -1,12 +1,10 @@
 // Boot time, result texts and the process's port.
 #include "services_fixture.h"
-
 #include <control/clock.h>
 
 #include <IOKit/IOTypes.h>
 #include <mach/mach.h>
 #include <mach/mach_error.h>
-#include <sys/sysctl.h>
 
 #include <array>
 #include <cerrno>
@@ -14,7 +12,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
-
+#include <sys/sysctl.h>
 #include <sys/time.h>
 
 using namespace vel::control;

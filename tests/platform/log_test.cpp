@@ -12,9 +12,8 @@
 #include <memory>
 #include <stdexcept>
 #include <thread>
-#include <utility>
-
 #include <unistd.h>
+#include <utility>
 
 using namespace vel::control;
 

@@ -1,7 +1,7 @@
 // Notifications: registered by name, handled on queues, dropped by the host.
 #include "services_fixture.h"
-
 #include <control/queue.h>
+
 #include <notify.h>
 
 #include <atomic>

@@ -1,5 +1,6 @@
 // Serial queues and one-time initialisation, under threads.
 #include <control/queue.h>
+
 #include <dispatch/dispatch.h>
 
 #include <gtest/gtest.h>

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "no_leaks.h"
-
 #include <control/calls.h>
 #include <control/log.h>
 #include <control/notify.h>

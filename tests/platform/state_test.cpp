@@ -1,7 +1,7 @@
 // State capture: handlers are listed, asked on their queues, and dropped by the host.
 #include "services_fixture.h"
-
 #include <control/queue.h>
+
 #include <os/state.h>
 
 #include <cstdlib>

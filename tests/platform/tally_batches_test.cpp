@@ -1,13 +1,12 @@
 // Batches: whole or not at all, seen by others, and what happens when they cannot be written.
 #include "tally_fixture.h"
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <sys/resource.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace vel::control;
 

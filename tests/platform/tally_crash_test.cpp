@@ -1,14 +1,13 @@
 // What a returned batch wrote survives the end of the process at any point; no batch is ever seen in part.
 #include "tally_fixture.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <random>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace vel::control;
 

@@ -1,11 +1,10 @@
 // Which files are stores, and that all others are refused and left alone.
 #include "tally_fixture.h"
 
+#include <functional>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <functional>
 
 using namespace vel::control;
 

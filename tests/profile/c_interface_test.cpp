@@ -1,7 +1,6 @@
 // The C interface, as the shared library exports it.
-#include "sample_records.h"
-
 #include "profile/velprofile.h"
+#include "sample_records.h"
 
 #include <gtest/gtest.h>
 

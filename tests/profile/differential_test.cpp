@@ -1,9 +1,8 @@
 // The engine against the naive rendering: to_string, the bulk path and the C interface give the same bytes.
 #include "given_times.h"
+#include "profile/velprofile.h"
 #include "sample_records.h"
 #include "support/naive_profile.h"
-
-#include "profile/velprofile.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,9 @@
 // The decoder's OS edge on the platform: both times, and the exported functions.
 #include "process_locale.h"
-#include "record.h"
-#include "support/naive_profile.h"
-
 #include "profile/profile_description.h"
 #include "profile/render.h"
-
+#include "record.h"
+#include "support/naive_profile.h"
 #include <control/calls.h>
 #include <control/cf.h>
 #include <control/clock.h>

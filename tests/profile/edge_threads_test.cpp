@@ -1,8 +1,6 @@
 // The exported function on many threads at once, with a time-sync service to ask.
-#include "sample_records.h"
-
 #include "profile/profile_description.h"
-
+#include "sample_records.h"
 #include <control/cf.h>
 #include <control/clock.h>
 #include <control/registry.h>

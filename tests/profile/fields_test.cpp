@@ -1,7 +1,6 @@
 // Fields as typed values: they say all that the text says, in its order.
-#include "sample_records.h"
-
 #include "profile/fields.h"
+#include "sample_records.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,6 @@
 // The registry and the name tables.
-#include "record.h"
-
 #include "profile/names.h"
+#include "record.h"
 
 #include <gtest/gtest.h>
 

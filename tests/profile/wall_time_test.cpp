@@ -1,8 +1,7 @@
 // Time stamps as local time, in zones that are not UTC.
 #include "process_locale.h"
-#include "support/naive_profile.h"
-
 #include "profile/wall_time.h"
+#include "support/naive_profile.h"
 
 #include <gtest/gtest.h>
 

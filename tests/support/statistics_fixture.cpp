@@ -70,8 +70,9 @@ std::vector<std::string> logMessages() {
   return messages;
 }
 
-host::Record parse(const os_state_data_s& record) {
-  return host::parseRecord({reinterpret_cast<const std::byte*>(&record), sizeof(os_state_data_s) + record.dataSize});
+formats::StateRecord parse(const os_state_data_s& record) {
+  return formats::parseStateRecord(
+      {reinterpret_cast<const std::byte*>(&record), sizeof(os_state_data_s) + record.dataSize});
 }
 
 std::uint64_t failEachCall(const std::function<void()>& work) {

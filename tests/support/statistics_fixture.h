@@ -3,14 +3,13 @@
 
 #include "TavikVELHIDStatistics.h"
 #include "user_client.h"
-
 #include <control/cf.h>
 #include <control/hid.h>
 #include <control/log.h>
 #include <control/ref.h>
 #include <control/registry.h>
 #include <control/state.h>
-#include <host/record.h>
+#include <formats/state_record.h>
 
 #include <gmock/gmock.h>
 
@@ -43,7 +42,7 @@ testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, 
 std::vector<std::string> logMessages();
 
 // What a state record holds.
-host::Record parse(const os_state_data_s& record);
+formats::StateRecord parse(const os_state_data_s& record);
 
 // Does the work with its first call of the platform failing, then with its second, until none is left to fail, and
 // expects that it leaves no object, registry reference or connection behind but the one whose return failed. Returns

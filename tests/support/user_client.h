@@ -2,9 +2,10 @@
 // asked.
 #pragma once
 
+#include <control/registry.h>
+
 #include <IOKit/IOCFPlugIn.h>
 #include <VEL/VELUserClient.h>
-#include <control/registry.h>
 
 #include <cstddef>
 #include <cstdint>

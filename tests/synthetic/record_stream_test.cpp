@@ -1,10 +1,8 @@
 // The same seed, the same bytes; and flows that look like a device's.
-#include <synthetic/record_stream.h>
-
-#include <synthetic/flows.h>
-
 #include <profile/fields.h>
 #include <profile/names.h>
+#include <synthetic/flows.h>
+#include <synthetic/record_stream.h>
 
 #include <gmock/gmock.h>
 

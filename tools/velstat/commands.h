@@ -1,5 +1,5 @@
-// The subcommands, each in a file of its own. A function adds its subcommand to the command line; when it was chosen,
-// its callback runs and sets `status`, which must outlive the parse. Errors for people are thrown as host::Error.
+// The subcommands, one folder each. A function adds its subcommand to the command line; when the subcommand is chosen,
+// its callback runs and sets `status`, which must outlive the parse. Failures are thrown as formats::Error.
 #pragma once
 
 namespace CLI {
@@ -8,12 +8,8 @@ class App;
 
 namespace vel::stat {
 
-void addCapture(CLI::App& app, int& status);
-void addDecode(CLI::App& app, int& status);
-void addGenerate(CLI::App& app, int& status);
-void addDiff(CLI::App& app, int& status);
-void addPublish(CLI::App& app, int& status);
-void addShow(CLI::App& app, int& status);
-void addTally(CLI::App& app, int& status);
+#define VELSTAT_SUBCOMMAND(add) void add(CLI::App& app, int& status);
+#include <subcommands.inc> // from velstat_subcommand() in CMakeLists.txt
+#undef VELSTAT_SUBCOMMAND
 
 } // namespace vel::stat

@@ -1,21 +1,19 @@
 // velstat: the command line, and what all subcommands do when something is wrong.
 
-#include <commands.h>
-#include <output.h>
-
-#include <host/error.h>
+#include <formats/error.h>
+#include <velstat/commands.h>
+#include <velstat/text/output.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <sstream>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -41,13 +39,9 @@ int run(int argc, char** argv) {
   app.footer("Example:\n  velstat capture --model models/default.json\n\n"
              "Exit status: 0 success, 1 an input or the operation failed, 2 wrong usage.");
   int status = done;
-  vel::stat::addCapture(app, status);
-  vel::stat::addDecode(app, status);
-  vel::stat::addGenerate(app, status);
-  vel::stat::addShow(app, status);
-  vel::stat::addTally(app, status);
-  vel::stat::addPublish(app, status);
-  vel::stat::addDiff(app, status);
+#define VELSTAT_SUBCOMMAND(add) vel::stat::add(app, status);
+#include <subcommands.inc>
+#undef VELSTAT_SUBCOMMAND
 
   try {
     app.parse(argc, argv);
@@ -77,7 +71,7 @@ int main(int argc, char** argv) {
     return run(argc, argv);
   } catch (const vel::stat::ReaderGone&) {
     return done;
-  } catch (const vel::host::Error& error) {
+  } catch (const vel::formats::Error& error) {
     complain(error.what());
   } catch (const std::exception& error) {
     complain(fmt::format("unexpected: {}", error.what()));

@@ -1,8 +1,9 @@
 // HID services and sessions from the outside.
 #pragma once
 
-#include <IOKit/hid/IOHIDService.h>
 #include <control/ref.h>
+
+#include <IOKit/hid/IOHIDService.h>
 
 #include <cstdint>
 #include <optional>

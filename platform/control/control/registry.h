@@ -2,10 +2,11 @@
 // resetRegistry. [any thread]
 #pragma once
 
+#include <control/ref.h>
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
-#include <control/ref.h>
 
 #include <cstddef>
 #include <cstdint>

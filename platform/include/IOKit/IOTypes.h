@@ -2,6 +2,7 @@
 #pragma once
 
 #include <mach/mach.h>
+
 #include <stdint.h>
 
 typedef kern_return_t IOReturn;

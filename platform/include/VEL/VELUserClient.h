@@ -4,6 +4,7 @@
 #include <CoreFoundation/CFPlugInCOM.h>
 #include <IOKit/IOTypes.h>
 #include <dispatch/dispatch.h>
+
 #include <stddef.h>
 
 #define kVELDriverUserClientTypeID                                                                                     \

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <os/object.h>
+
 #include <stdbool.h>
 #include <stdint.h>
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <dispatch/dispatch.h>
+
 #include <stdint.h>
 
 #ifdef __cplusplus

@@ -1,10 +1,11 @@
 #include "cf/encoding.h"
 
+#include <iconv.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <iconv.h>
 #include <iterator>
 
 namespace vel::platform {

@@ -1,6 +1,7 @@
 // Recording and failure plans. One mutex guards both; the flag in front of it says whether there is anything to do.
 #include "announce.h"
 
+#include "services/immortal.h"
 #include <control/calls.h>
 #include <control/cf.h>
 
@@ -8,8 +9,6 @@
 
 #include <mutex>
 #include <utility>
-
-#include "services/immortal.h"
 
 namespace vel::platform {
 

@@ -1,9 +1,9 @@
 // The process's port, and texts for the result codes of IOKit/IOTypes.h.
+#include "announce.h"
+
 #include <IOKit/IOTypes.h>
 #include <mach/mach.h>
 #include <mach/mach_error.h>
-
-#include "announce.h"
 
 namespace {
 

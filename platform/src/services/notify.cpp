@@ -1,15 +1,15 @@
 // Notifications by name, within the process.
+#include "announce.h"
+#include "services/block.h"
+#include "services/immortal.h"
 #include <control/notify.h>
 #include <control/queue.h>
+
 #include <notify.h>
 
 #include <mutex>
 #include <string>
 #include <vector>
-
-#include "announce.h"
-#include "services/block.h"
-#include "services/immortal.h"
 
 namespace {
 

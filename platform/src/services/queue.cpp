@@ -2,7 +2,11 @@
 //
 // The pool starts with the first work and is joined when the process exits. A thread of it that waits for another queue
 // is replaced for as long as it waits, so that queues which wait for each other's work never run out of threads.
+#include "announce.h"
+#include "cf/object.h"
+#include "services/immortal.h"
 #include <control/queue.h>
+
 #include <dispatch/dispatch.h>
 
 #include <asio/executor_work_guard.hpp>
@@ -19,10 +23,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include "announce.h"
-#include "cf/object.h"
-#include "services/immortal.h"
 
 namespace {
 

@@ -1,16 +1,16 @@
 // State capture: the handlers in the order of their registration, each asked on its queue.
+#include "announce.h"
+#include "services/block.h"
+#include "services/immortal.h"
 #include <control/queue.h>
 #include <control/state.h>
+
 #include <os/state.h>
 
 #include <algorithm>
 #include <mutex>
 #include <stdexcept>
 #include <vector>
-
-#include "announce.h"
-#include "services/block.h"
-#include "services/immortal.h"
 
 namespace {
 

@@ -1,17 +1,15 @@
 // The one kernel state that is asked for: the boot time, from Linux's own record of it.
+#include "announce.h"
+#include "services/immortal.h"
 #include <control/clock.h>
-#include <sys/sysctl.h>
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <mutex>
 #include <string>
-
+#include <sys/sysctl.h>
 #include <sys/time.h>
-
-#include "announce.h"
-#include "services/immortal.h"
 
 namespace {
 

@@ -5,6 +5,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
+
 #include <sys/sysctl.h>
 #include <sys/time.h>
 

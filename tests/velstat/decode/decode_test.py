@@ -18,10 +18,9 @@ import time
 import tty
 import unittest
 
-HERE = pathlib.Path(__file__).parent
-sys.path.insert(0, str(HERE.parent))
-from command import VELSTAT, run_on_terminal  # noqa: E402
+from command import VELSTAT, run_on_terminal
 
+HERE = pathlib.Path(__file__).parent
 NAIVE = sys.argv.pop(1)
 TIMES = ("2000000000", "1700000000000000000", "1699999999123456")
 

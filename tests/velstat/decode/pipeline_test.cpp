@@ -1,12 +1,11 @@
 // Many threads, one order; what goes wrong in one of them ends all.
-#include <decode/pipeline.h>
-
-#include <decode/input.h>
-#include <decode/record_header.h>
-#include <decode/renderer.h>
+#include <synthetic/record_stream.h>
+#include <velstat/decode/input.h>
+#include <velstat/decode/pipeline.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/renderer.h>
 
 #include <gmock/gmock.h>
-#include <synthetic/record_stream.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,8 +1,8 @@
 // Records and files for the tests of `velstat decode`.
 #pragma once
 
-#include <decode/record_header.h>
-#include <decode/record_source.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/record_source.h>
 
 #include <cstdint>
 #include <cstdio>

@@ -1,6 +1,5 @@
 // Damage of every kind, and what is left of the records around it.
 #include "records.h"
-
 #include <synthetic/record_stream.h>
 
 #include <gmock/gmock.h>

@@ -1,7 +1,6 @@
 // Filters by name and id, ranges, skip and limit.
 #include "records.h"
-
-#include <decode/selection.h>
+#include <velstat/decode/selection.h>
 
 #include <gmock/gmock.h>
 

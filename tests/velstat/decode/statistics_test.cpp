@@ -1,7 +1,6 @@
 // Sequence numbers in every order, bounded counts, and the whole text and JSON of a small stream.
 #include "records.h"
-
-#include <decode/statistics.h>
+#include <velstat/decode/statistics.h>
 
 #include <gmock/gmock.h>
 

@@ -1,10 +1,8 @@
 // JSON and CSV read back by a reader that is not ours: nothing of a record is lost.
 #include "records.h"
-
-#include <decode/renderer.h>
-#include <synthetic/record_stream.h>
-
 #include <profile/fields.h>
+#include <synthetic/record_stream.h>
+#include <velstat/decode/renderer.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>

@@ -1,5 +1,5 @@
 // A table of open addressing that never grows.
-#include <decode/bounded_counts.h>
+#include "velstat/decode/bounded_counts.h"
 
 #include <algorithm>
 

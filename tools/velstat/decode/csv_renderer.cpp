@@ -1,9 +1,8 @@
 // One line of comma-separated values a record: the same columns in every file, the payload as one column of JSON.
-#include <decode/json_fields.h>
-#include <decode/record_header.h>
-#include <decode/renderer.h>
-
 #include <profile/wall_time.h>
+#include <velstat/decode/json_fields.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/renderer.h>
 
 #include <algorithm>
 #include <optional>

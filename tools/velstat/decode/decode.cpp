@@ -1,14 +1,14 @@
 // Puts the parts together: source, selection and statistics one after the other on whichever thread reads, renderers on
 // all threads, and the standard output.
-#include <decode/decode.h>
+#include "velstat/decode/decode.h"
 
-#include <decode/pipeline.h>
-#include <decode/progress.h>
-#include <decode/record_header.h>
-#include <decode/record_source.h>
-#include <decode/renderer.h>
-#include <decode/statistics.h>
-#include <output.h>
+#include <velstat/decode/pipeline.h>
+#include <velstat/decode/progress.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/record_source.h>
+#include <velstat/decode/renderer.h>
+#include <velstat/decode/statistics.h>
+#include <velstat/text/output.h>
 
 #include <cstdio>
 #include <cstring>

@@ -1,9 +1,8 @@
 // Profile records from files to the standard output: what `velstat decode` does once its command line is understood.
 #pragma once
 
-#include <decode/selection.h>
-
 #include <profile/render.h>
+#include <velstat/decode/selection.h>
 
 #include <string>
 #include <vector>

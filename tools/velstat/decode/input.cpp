@@ -1,8 +1,8 @@
 // read(2) into the caller's buffer; no mapping, so that a growing or shrinking file does no harm and memory stays flat.
-#include <decode/input.h>
+#include "velstat/decode/input.h"
 
-#include <host/files.h>
-#include <output.h>
+#include <formats/files.h>
+#include <velstat/text/output.h>
 
 #include <fmt/format.h>
 
@@ -47,7 +47,7 @@ bool Input::nextFile() {
   while (next_ < names_.size()) {
     const std::string& name = names_[next_++];
     const bool standardInput = name == "-";
-    shownName_ = host::inputName(name);
+    shownName_ = formats::inputName(name);
     // Not blocking: a named pipe that nobody writes yet is waited for in wait(), as any other.
     descriptor_ = standardInput ? STDIN_FILENO : open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     failed_ = false;

@@ -1,7 +1,7 @@
 // The bytes of several files, one after the other. [one thread at a time]
 #pragma once
 
-#include <decode/complaints.h>
+#include <velstat/decode/complaints.h>
 
 #include <cstddef>
 #include <cstdint>

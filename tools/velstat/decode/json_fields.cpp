@@ -1,5 +1,5 @@
 // Typed fields become JSON values: one switch over the kinds, for every layout there is.
-#include <decode/json_fields.h>
+#include "velstat/decode/json_fields.h"
 
 #include <profile/fields.h>
 

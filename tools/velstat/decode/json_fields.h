@@ -1,9 +1,8 @@
 // The parts of a record that JSON and CSV share. docs/velstat-decode.md describes both formats.
 #pragma once
 
-#include <decode/output_buffer.h>
-
 #include <profile/names.h>
+#include <velstat/decode/output_buffer.h>
 
 #include <array>
 #include <cstdint>

@@ -1,9 +1,8 @@
 // One JSON object a line.
-#include <decode/json_fields.h>
-#include <decode/record_header.h>
-#include <decode/renderer.h>
-
 #include <profile/wall_time.h>
+#include <velstat/decode/json_fields.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/renderer.h>
 
 #include <optional>
 

@@ -2,9 +2,9 @@
 // own, and hands it over. Whoever hands over the unit whose turn it is writes it, and all that are ready behind it; the
 // others go on to the next. So a slow reader of the output holds up one thread, until all units wait for it, and the
 // text goes out while it is still in a cache.
-#include <decode/pipeline.h>
+#include "velstat/decode/pipeline.h"
 
-#include <decode/record_header.h>
+#include <velstat/decode/record_header.h>
 
 #include <condition_variable>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // Reads, renders and writes on all cores at once, and keeps the order.
 #pragma once
 
-#include <decode/output_buffer.h>
+#include <velstat/decode/output_buffer.h>
 
 #include <cstddef>
 #include <functional>

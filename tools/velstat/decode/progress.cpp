@@ -1,5 +1,5 @@
 // One line that is written over and over.
-#include <decode/progress.h>
+#include "velstat/decode/progress.h"
 
 #include <fmt/format.h>
 

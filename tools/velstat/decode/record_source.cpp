@@ -1,7 +1,7 @@
 // The plain source: every 48 bytes are a record.
-#include <decode/record_source.h>
+#include "velstat/decode/record_source.h"
 
-#include <decode/record_header.h>
+#include <velstat/decode/record_header.h>
 
 #include <fmt/format.h>
 

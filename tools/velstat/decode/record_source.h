@@ -1,7 +1,7 @@
 // Bytes of the input as whole records, with damage reported on the way. [one thread at a time]
 #pragma once
 
-#include <decode/input.h>
+#include <velstat/decode/input.h>
 
 #include <memory>
 #include <span>

@@ -1,8 +1,7 @@
 // The recovering source: slides a window over each file and reports each damage once, when its end is known.
-#include <decode/record_source.h>
-
-#include <decode/record_header.h>
-#include <decode/recovery.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/record_source.h>
+#include <velstat/decode/recovery.h>
 
 #include <fmt/format.h>
 

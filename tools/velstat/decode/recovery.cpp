@@ -1,5 +1,5 @@
 // The judgement of records, and the search after damage.
-#include <decode/recovery.h>
+#include "velstat/decode/recovery.h"
 
 #include <profile/names.h>
 

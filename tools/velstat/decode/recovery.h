@@ -5,7 +5,7 @@
 // the first one's. docs/velstat-decode.md describes the rules to users.
 #pragma once
 
-#include <decode/record_header.h>
+#include <velstat/decode/record_header.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,8 @@
 // Records to bytes in one of the output formats.
 #pragma once
 
-#include <decode/output_buffer.h>
-
 #include <profile/render.h>
+#include <velstat/decode/output_buffer.h>
 
 #include <cstddef>
 #include <memory>

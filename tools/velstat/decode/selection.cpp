@@ -1,10 +1,9 @@
 // Names become sets of ids once, so that a record costs a few look-ups whatever was asked for.
-#include <decode/selection.h>
-
-#include <decode/record_header.h>
-#include <parse_number.h>
+#include "velstat/decode/selection.h"
 
 #include <profile/names.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/text/parse_number.h>
 
 #include <fmt/format.h>
 

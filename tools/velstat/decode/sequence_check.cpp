@@ -1,5 +1,5 @@
 // Everything but the expected number.
-#include <decode/sequence_check.h>
+#include "velstat/decode/sequence_check.h"
 
 namespace vel::stat {
 

@@ -1,10 +1,9 @@
 // Counting, and the two forms of the result.
-#include <decode/statistics.h>
-
-#include <decode/record_header.h>
-#include <json_writer.h>
+#include "velstat/decode/statistics.h"
 
 #include <profile/names.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/text/json_writer.h>
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 // What a stream of records holds, in bounded memory however long it is. [one thread at a time]
 #pragma once
 
-#include <decode/bounded_counts.h>
-#include <decode/sequence_check.h>
+#include <velstat/decode/bounded_counts.h>
+#include <velstat/decode/sequence_check.h>
 
 #include <array>
 #include <cstdint>

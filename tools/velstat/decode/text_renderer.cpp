@@ -1,9 +1,7 @@
 // The text of each record, exact or fit for a terminal.
-#include <decode/renderer.h>
-
-#include <decode/record_header.h>
-
-#include <escape.h>
+#include <velstat/decode/record_header.h>
+#include <velstat/decode/renderer.h>
+#include <velstat/text/escape.h>
 
 #include <cstdint>
 

@@ -1,12 +1,12 @@
 // Connections to user clients: opened on an entry, called by selector, closed.
+#include "announce.h"
+#include "services/iokit/registry.h"
+
 #include <IOKit/IOKitLib.h>
 #include <mach/mach.h>
 
 #include <cstddef>
 #include <span>
-
-#include "announce.h"
-#include "services/iokit/registry.h"
 
 using vel::platform::announce;
 

@@ -1,13 +1,13 @@
 // Entries by handle: navigation, names, properties, references, and the plug-ins in front of them.
+#include "announce.h"
+#include "services/iokit/registry.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
 
 #include <algorithm>
 #include <string_view>
-
-#include "announce.h"
-#include "services/iokit/registry.h"
 
 using vel::control::Ref;
 using vel::platform::announce;

@@ -1,15 +1,15 @@
 // HID services, sessions and devices: CF objects that hold what the host said about them.
-#include <CoreFoundation/CoreFoundation.h>
-#include <IOKit/hid/IOHIDDevice.h>
-#include <IOKit/hid/IOHIDService.h>
-#include <control/hid.h>
-
-#include <algorithm>
-
 #include "announce.h"
 #include "cf/make.h"
 #include "cf/object.h"
 #include "services/iokit/registry.h"
+#include <control/hid.h>
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/hid/IOHIDDevice.h>
+#include <IOKit/hid/IOHIDService.h>
+
+#include <algorithm>
 
 using vel::control::Ref;
 using vel::platform::announce;

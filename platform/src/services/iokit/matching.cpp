@@ -1,16 +1,16 @@
 // Matching: a dictionary of criteria, all of which an entry must meet, and the search for the first that does.
-#include <CoreFoundation/CoreFoundation.h>
-#include <IOKit/IOKitLib.h>
-
-#include <optional>
-#include <string>
-
 #include "announce.h"
 #include "cf/dictionary.h"
 #include "cf/make.h"
 #include "cf/number.h"
 #include "cf/string.h"
 #include "services/iokit/registry.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOKitLib.h>
+
+#include <optional>
+#include <string>
 
 using vel::control::Ref;
 using vel::platform::announce;

@@ -1,11 +1,11 @@
 // The tables of the registry, and how a host fills them.
 #include "services/iokit/registry.h"
 
+#include "services/immortal.h"
+
 #include <numeric>
 #include <stdexcept>
 #include <string>
-
-#include "services/immortal.h"
 
 namespace vel::platform {
 

@@ -4,8 +4,9 @@
 // yields the entry adds a reference to it.
 #pragma once
 
-#include <IOKit/IOTypes.h>
 #include <control/registry.h>
+
+#include <IOKit/IOTypes.h>
 
 #include <cstdint>
 #include <functional>

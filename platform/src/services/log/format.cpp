@@ -2,8 +2,11 @@
 // snprintf with one argument of the type that it names.
 #include "services/log/format.h"
 
-#include <CoreFoundation/CoreFoundation.h>
+#include "cf/number.h"
+#include "cf/object.h"
 #include <control/cf.h>
+
+#include <CoreFoundation/CoreFoundation.h>
 
 #include <fmt/format.h>
 
@@ -14,9 +17,6 @@
 #include <cstring>
 #include <limits>
 #include <string_view>
-
-#include "cf/number.h"
-#include "cf/object.h"
 
 namespace vel::platform {
 namespace {

@@ -1,5 +1,11 @@
 // The unified log: log objects, levels, the lines in memory, and the way of a line to the sinks.
+#include "announce.h"
+#include "cf/object.h"
+#include "services/immortal.h"
+#include "services/log/format.h"
+#include "services/log/sinks.h"
 #include <control/log.h>
+
 #include <os/log.h>
 #include <os/object.h>
 
@@ -13,12 +19,6 @@
 #include <mutex>
 #include <optional>
 #include <utility>
-
-#include "announce.h"
-#include "cf/object.h"
-#include "services/immortal.h"
-#include "services/log/format.h"
-#include "services/log/sinks.h"
 
 struct os_log_s {
   std::string subsystem;

@@ -1,6 +1,8 @@
 // The sinks: a file, and spdlog's for stderr and journal. What is ours is the form of a line.
 #include "services/log/sinks.h"
 
+#include "cf/encoding.h"
+
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -16,8 +18,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-
-#include "cf/encoding.h"
 
 namespace vel::platform {
 namespace {

@@ -1,9 +1,9 @@
 // The six operations of TallyStore, each one call of the sink.
-#include <TallyStore/TallyStore.h>
-
 #include "announce.h"
 #include "cf/string.h"
 #include "services/tallystore/sink.h"
+
+#include <TallyStore/TallyStore.h>
 
 using vel::control::TallyOp;
 

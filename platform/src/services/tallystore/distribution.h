@@ -6,7 +6,6 @@
 #pragma once
 
 #include "services/tallystore/histogram.h"
-
 #include <control/tally.h>
 
 #include <string>

@@ -1,15 +1,14 @@
 #include "services/tallystore/reader.h"
 
-#include <fmt/format.h>
+#include "services/tallystore/rows.h"
+#include "services/tallystore/schema.h"
 
-#include <sys/stat.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <functional>
+#include <sys/stat.h>
 #include <tuple>
-
-#include "services/tallystore/rows.h"
-#include "services/tallystore/schema.h"
 
 namespace vel::platform {
 namespace {

@@ -3,7 +3,6 @@
 
 #include "services/tallystore/database.h"
 #include "services/tallystore/distribution.h"
-
 #include <control/tally.h>
 
 #include <functional>

@@ -1,6 +1,10 @@
 // Keeps the operations in memory, in their order, and in the store that is open.
 #include "services/tallystore/sink.h"
 
+#include "services/immortal.h"
+#include "services/tallystore/reader.h"
+#include "services/tallystore/store.h"
+
 #include <fmt/format.h>
 
 #include <chrono>
@@ -9,10 +13,6 @@
 #include <mutex>
 #include <stdexcept>
 #include <utility>
-
-#include "services/immortal.h"
-#include "services/tallystore/reader.h"
-#include "services/tallystore/store.h"
 
 namespace vel::platform {
 namespace {

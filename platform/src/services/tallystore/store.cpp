@@ -1,10 +1,10 @@
 #include "services/tallystore/store.h"
 
-#include <bit>
-#include <system_error>
-
 #include "services/tallystore/reader.h"
 #include "services/tallystore/schema.h"
+
+#include <bit>
+#include <system_error>
 
 namespace vel::platform {
 

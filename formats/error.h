@@ -1,0 +1,14 @@
+// A failure as people are told of it: one line that names the file, the place and the cause.
+#pragma once
+
+#include <stdexcept>
+
+namespace vel::formats {
+
+// Thrown by every reader here. The rooms above derive their own from it, so that one handler reports them all.
+class Error : public std::runtime_error {
+public:
+  using std::runtime_error::runtime_error;
+};
+
+} // namespace vel::formats

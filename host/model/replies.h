@@ -1,0 +1,65 @@
+// What a modelled driver answers: replies by property id and by command, each a list that is worked off in order.
+#pragma once
+
+#include <formats/json_node.h>
+#include <formats/value.h>
+
+#include <IOKit/IOTypes.h>
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace vel::host {
+
+struct Reply {
+  std::optional<formats::Bytes> content; // none: the output stays as it is
+  std::optional<std::uint64_t> length;   // reported instead of what was written
+  IOReturn result = kIOReturnSuccess;
+};
+
+// The last reply of a list repeats.
+using ReplyLists = std::map<std::uint32_t, std::vector<Reply>>;
+
+struct ReplyModel {
+  ReplyLists properties;
+  ReplyLists commands;
+};
+
+// What all replies of a model may take: a few words make many of them, and large ones.
+class ReplyBudget {
+public:
+  void take(const Reply& reply, const formats::JsonNode& node);
+
+private:
+  std::size_t left_ = std::size_t{32} << 20; // bytes
+};
+
+// Reads the keys "property-replies" and "command-replies" of an object that may have other keys.
+ReplyModel readReplies(const formats::JsonNode& object, ReplyBudget& budget);
+
+// The lists of one driver, with the place in each. [any thread]
+class ReplyBook {
+public:
+  explicit ReplyBook(ReplyModel model) : model_(std::move(model)) {}
+
+  // Writes the next reply to `output`, never more than fits, and its length, true or not, to `reported`. A property or
+  // command that has no reply is kIOReturnUnsupported.
+  IOReturn property(std::uint32_t id, std::span<std::byte> output, std::size_t& reported);
+  IOReturn command(std::uint32_t id, std::span<std::byte> output, std::size_t& reported);
+
+private:
+  using Places = std::map<std::uint32_t, std::size_t>;
+  IOReturn answer(const ReplyLists& lists, Places& places, std::uint32_t id, std::span<std::byte> output,
+                  std::size_t& reported);
+
+  const ReplyModel model_;
+  std::mutex mutex_;
+  Places nextProperty_;
+  Places nextCommand_;
+};
+
+} // namespace vel::host

@@ -1,0 +1,63 @@
+// Typed layouts: byte-packed little-endian records of the co-processor, written in a device model by key instead of
+// as hex. One table of rows for all of them; docs/device-model.md lists the same keys.
+#pragma once
+
+#include <formats/json_node.h>
+#include <formats/value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace vel::host {
+
+enum class ReplyFieldKind {
+  unsignedNumber,
+  signedNumber,
+  fraction, // signed, with 16 fraction bits; written in decimals
+  text,     // zero behind it; one that fills its field has no NUL
+};
+
+struct ReplyField {
+  std::string_view key;
+  std::size_t offset;
+  std::size_t width; // in bytes; of a number 1, 2, 4 or 8
+  ReplyFieldKind kind;
+  unsigned shift = 0;            // the value stands this many bits up in its word
+  std::uint64_t unlessGiven = 0; // what a record that does not have the key holds
+};
+
+struct ReplyLayout {
+  std::string_view name;
+  std::size_t size; // of a record; bytes that no field covers are zero
+  std::span<const ReplyField> fields;
+};
+
+// Numbers of one kind one behind the other: a list, or a list of rows.
+struct Grid {
+  std::string_view name;
+  std::size_t rows; // 1: not a list of lists
+  std::size_t columns;
+  ReplyField element; // whose offset is that of the first
+};
+
+// All of them, for the schema.
+std::span<const ReplyLayout> layouts();
+// By name, which must be that of one.
+const ReplyLayout& layout(std::string_view name);
+const Grid& grid(std::string_view name);
+// An entry of an analytics batch.
+const ReplyLayout& analyticsEntry();
+
+// The record that the object describes. Refuses keys that the layout does not have and values that do not fit.
+formats::Bytes encode(const ReplyLayout& layout, const formats::JsonNode& object);
+// The numbers of a list that has as many as the grid.
+formats::Bytes encode(const Grid& grid, const formats::JsonNode& list);
+// One number.
+std::uint64_t encode(const ReplyField& field, const formats::JsonNode& value);
+void store(std::uint64_t number, std::size_t width, std::span<std::byte> at);
+void append(formats::Bytes& bytes, std::uint64_t number, std::size_t width);
+void append(formats::Bytes& bytes, const formats::Bytes& more);
+
+} // namespace vel::host

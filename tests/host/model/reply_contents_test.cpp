@@ -1,0 +1,126 @@
+// What replies hold that a model describes: the bytes of each content, field by field.
+#include <host/error.h>
+#include <host/model/device_model.h>
+#include <profile/VelProfileReport.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+using namespace vel::formats;
+using namespace vel::host;
+
+class Contents : public testing::Test {
+protected:
+  const std::vector<Reply>& replies(std::uint32_t id) const {
+    return model.services.at(0).driver->replies.properties.at(id);
+  }
+  std::string hex(std::uint32_t id) const {
+    std::string text;
+    for (const std::byte byte : replies(id).at(0).content.value()) {
+      constexpr char digits[] = "0123456789abcdef";
+      text += digits[std::to_integer<unsigned>(byte) >> 4];
+      text += digits[std::to_integer<unsigned>(byte) & 15];
+    }
+    return text;
+  }
+
+  const DeviceModel model = readDeviceModel(std::filesystem::path(TEST_MODELS) / "good/contents.json");
+};
+
+TEST_F(Contents, Assets_StandBySpeedThenEvent) {
+  const Bytes& table = replies(1).at(0).content.value();
+  ASSERT_EQ(table.size(), 1479U);
+  EXPECT_EQ(hex(1).substr(0, 2 * 29), "01"
+                                      "00800100"         // 1.5
+                                      "ffffffffffffffff" // -1
+                                      "0200000000000000"
+                                      "ffffffff" // slot
+                                      "00000000");
+  EXPECT_EQ(hex(1).substr(2 * 50 * 29, 10), "ff0000ffff"); // gain -1
+  EXPECT_EQ(std::count(table.begin() + 29, table.end() - 29, std::byte{0}), 49 * 29);
+}
+
+TEST_F(Contents, SmallRecords) {
+  EXPECT_EQ(hex(2), "41feffffff");
+  EXPECT_EQ(hex(3), "01000000020000000300000004000000ffffffff");
+}
+
+TEST_F(Contents, MatricesAreRowsOfFractions) {
+  EXPECT_EQ(hex(4), "000001000000ffff00800000"
+                    "00000000ffffff7f00000080"
+                    "000000000000000000000100");
+}
+
+TEST_F(Contents, WholeNumbersOfAGrid) {
+  EXPECT_EQ(hex(5), "01000000feffffffffffff7f");
+  EXPECT_EQ(hex(6), "7f80000001000000ff");
+}
+
+TEST_F(Contents, Registers_StandBehindTheirNumber) {
+  EXPECT_EQ(hex(7), "02000000"
+                    "20005700"
+                    "21000201");
+}
+
+TEST_F(Contents, TextStream_IsTaggedElements) {
+  EXPECT_EQ(hex(8), "02783d00"
+                    "00ff000000"
+                    "04"
+                    "010807060504030201"
+                    "03"
+                    "05"
+                    "0200");
+}
+
+TEST_F(Contents, ClientSlots_ThatAreNullOrInactiveAreNotInUse) {
+  EXPECT_EQ(hex(9), std::string(2 * 31, '0') +
+                        "7477656c76652d6368617273" // no NUL: it fills its field
+                        "01000000feffffff0300000004000000"
+                        "010000" +
+                        std::string(2 * 31, '0'));
+}
+
+_VelProfileReport recordAt(const Bytes& bytes, std::size_t index) {
+  _VelProfileReport record;
+  std::memcpy(&record, bytes.data() + index * sizeof record, sizeof record);
+  return record;
+}
+
+TEST_F(Contents, ProfileRecords_GoOnFromBatchToBatch) {
+  const auto& batches = replies(10);
+  ASSERT_EQ(batches.size(), 4U) << "three batches, and the reply behind them";
+  std::uint32_t sequence = 0;
+  std::uint64_t clock = 1000;
+  for (std::size_t batch = 0; batch < 3; ++batch) {
+    EXPECT_EQ(batches[batch].result, 7);
+    ASSERT_EQ(batches[batch].content->size(), 2 * sizeof(_VelProfileReport));
+    for (std::size_t i = 0; i < 2; ++i) {
+      const _VelProfileReport record = recordAt(*batches[batch].content, i);
+      EXPECT_EQ(record.sequence_num, sequence++);
+      EXPECT_GE(record.timestamp, clock);
+      clock = record.timestamp;
+    }
+  }
+  EXPECT_LT(clock, 100000U) << "the clock begins where the model says";
+  EXPECT_EQ(batches[3].content, Bytes());
+  EXPECT_EQ(batches[3].result, 0);
+}
+
+TEST_F(Contents, ProfileRecords_Are32OfOneBatchUnlessGiven) {
+  ASSERT_EQ(replies(11).size(), 1U);
+  EXPECT_EQ(replies(11)[0].content->size(), 32 * sizeof(_VelProfileReport));
+}
+
+TEST_F(Contents, ProfileRecords_OfASeedAreAlwaysTheSame) {
+  const DeviceModel again = readDeviceModel(std::filesystem::path(TEST_MODELS) / "good/contents.json");
+  for (const std::uint32_t id : {10U, 11U}) {
+    EXPECT_EQ(again.services.at(0).driver->replies.properties.at(id).at(0).content, replies(id).at(0).content);
+  }
+}
+
+} // namespace

@@ -1,0 +1,77 @@
+// Paths into trees: which places a set of patterns finds, in which order.
+#include <velstat/text/value_path.h>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace vel::stat;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// {"a": {"b": 1, "c": [2, {"b": 3}]}, "x/y": {"": 4, "*": 5}, "b": 6}
+Value tree() {
+  const auto number = [](std::int64_t value) { return Value{value}; };
+  return {Dictionary{
+      {"a", {Dictionary{{"b", number(1)}, {"c", {Array{number(2), {Dictionary{{"b", number(3)}}}}}}}}},
+      {"x/y", {Dictionary{{"", number(4)}, {"*", number(5)}}}},
+      {"b", number(6)},
+  }};
+}
+
+std::vector<std::string> pathsOf(const std::vector<std::string>& patterns, std::vector<bool>* found = nullptr) {
+  const std::vector<PathPattern> list(patterns.begin(), patterns.end());
+  const Value value = tree();
+  const PathMatches result = findPaths(value, list);
+  if (found != nullptr) {
+    *found = result.found;
+  }
+  std::vector<std::string> paths;
+  for (const PathMatch& match : result.matches) {
+    paths.push_back(match.path);
+  }
+  return paths;
+}
+
+TEST(Paths, SegmentsAreKeysOrPositions) {
+  EXPECT_THAT(pathsOf({"b"}), ElementsAre("b"));
+  EXPECT_THAT(pathsOf({"a/b"}), ElementsAre("a/b"));
+  EXPECT_THAT(pathsOf({"a/c/1/b"}), ElementsAre("a/c/1/b"));
+  EXPECT_THAT(pathsOf({"a/c/01"}), IsEmpty());
+  EXPECT_THAT(pathsOf({"a/c/2"}), IsEmpty());
+  EXPECT_THAT(pathsOf({"a/b/0"}), IsEmpty());
+  EXPECT_THAT(pathsOf({""}), IsEmpty());
+}
+
+TEST(Paths, SlashesInKeysAreEscaped) {
+  EXPECT_THAT(pathsOf({"x\\/y/\\*"}), ElementsAre("x\\/y/*"));
+  EXPECT_THAT(pathsOf({"x\\/y/"}), ElementsAre("x\\/y/"));
+  EXPECT_THAT(pathsOf({"x/y"}), IsEmpty());
+  EXPECT_EQ(joinPath({"a/b", "c\\", "d"}), "a\\/b/c\\\\/d");
+}
+
+TEST(Paths, GlobsStayInTheirSegment) {
+  EXPECT_THAT(pathsOf({"*"}), ElementsAre("a", "x\\/y", "b"));
+  EXPECT_THAT(pathsOf({"?/*"}), ElementsAre("a/b", "a/c"));
+  EXPECT_THAT(pathsOf({"a/[!b]/[0-9]"}), ElementsAre("a/c/0", "a/c/1"));
+}
+
+TEST(Paths, TwoStarsStandForAnyNumberOfSegments) {
+  EXPECT_THAT(pathsOf({"**/b"}), ElementsAre("a/b", "a/c/1/b", "b"));
+  EXPECT_THAT(pathsOf({"a/**/b"}), ElementsAre("a/b", "a/c/1/b"));
+  EXPECT_THAT(pathsOf({"a/**/**/c/**/b"}), ElementsAre("a/c/1/b"));
+  EXPECT_THAT(pathsOf({"a/**"}), ElementsAre("a"));
+  EXPECT_THAT(pathsOf({"**"}), ElementsAre(""));
+}
+
+TEST(Paths, AValueIsFoundOnce_AndNothingInside) {
+  EXPECT_THAT(pathsOf({"a/b", "**/b", "a/c"}), ElementsAre("a/b", "a/c", "b"));
+}
+
+TEST(Paths, EachPatternIsToldWhetherItFoundAnything) {
+  std::vector<bool> found;
+  pathsOf({"none", "b", "*/none", "?"}, &found);
+  EXPECT_THAT(found, ElementsAre(false, true, false, true));
+}
+
+} // namespace

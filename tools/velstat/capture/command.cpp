@@ -1,0 +1,124 @@
+// velstat capture: hosts a plug-in on a device model and shows what it registers and reports.
+
+#include <velstat/capture/result.h>
+#include <velstat/capture/temporary_folder.h>
+#include <velstat/commands.h>
+#include <velstat/options/hosted.h>
+#include <velstat/options/number_option.h>
+#include <velstat/options/open_tally.h>
+#include <velstat/text/number_text.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <memory>
+#include <optional>
+#include <utility>
+
+namespace vel::stat {
+
+namespace {
+
+struct CaptureOptions {
+  std::string plugIn;
+  std::string model;
+  std::uint32_t api = 3;
+  std::string format = "text";
+  std::string out;
+  bool all = false;
+};
+
+CapturedService registerService(host::Session& session, const host::MachineService& service) {
+  const std::size_t linesBefore = control::logLines().size();
+  CapturedService captured{.name = service.name, .usages = service.usages};
+  captured.registration = session.registerService(service);
+  const host::References held = service.device->references();
+  captured.opened = held.drivers + held.devices > 0;
+  captured.logLines = control::logLines().size() - linesBefore;
+  return captured;
+}
+
+void deliverAnalytics(host::Session& session, const host::MachineService& service) {
+  std::size_t dropped = 0;
+  for (const formats::Bytes& batch : service.device->analytics()) {
+    dropped += session.deliverAnalytics(service, batch) ? 0 : 1;
+  }
+  if (dropped > 0) {
+    complain(fmt::format("service '{}': {} of analytics dropped: the plug-in takes none from it", service.name,
+                         countText(dropped, "batch", "batches")));
+  }
+}
+
+// Leaves the store of what was published in `folder`.
+CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle,
+                      const std::filesystem::path& folder) {
+  CaptureResult result{.api = options.api};
+  result.device = model.name;
+  result.model = modelName(options.model);
+  result.version = VELSTAT_VERSION;
+  result.plugIn = bundle.identifier();
+  result.path = bundle.path().string();
+
+  control::clearLog();
+  OpenTally tally(folder / tallyFileName);
+  host::Machine machine(model);
+  host::Session session(std::move(bundle), machine);
+  session.open();
+  session.schedule();
+  for (const host::MachineService& service : machine.services()) {
+    result.services.push_back(registerService(session, service));
+  }
+  for (const host::MachineService& service : machine.services()) {
+    deliverAnalytics(session, service);
+  }
+  session.drain();
+  result.records = session.capture(options.api, "velstat");
+  result.handlers = session.stateHandlers();
+  session.close();
+  result.log = control::logLines();
+  result.metrics = tally.closeAndRead();
+  return result;
+}
+
+int run(const CaptureOptions& options) {
+  const host::DeviceModel model = readModel(options.model);
+  host::Bundle bundle = loadBundle(options.plugIn);
+  // The folder appears whole or not at all.
+  std::optional<TemporaryFolder> folder;
+  options.out.empty() ? folder.emplace() : folder.emplace(std::filesystem::path(options.out));
+  const CaptureResult result = capture(options, model, std::move(bundle), folder->path());
+  if (!options.out.empty()) {
+    writeCapture(result, folder->path());
+    folder->moveToWanted();
+  }
+  writeStandardOutput(options.format == "json"
+                          ? captureJson(result)
+                          : captureText(result, options.all ? Detail::all : Detail::folded, Style::ofStandardOutput()));
+  return 0;
+}
+
+} // namespace
+
+void addCapture(CLI::App& app, int& status) {
+  auto options = std::make_shared<CaptureOptions>();
+  CLI::App* const command =
+      app.add_subcommand("capture", "Register a modelled device's services with the plug-in and capture its state");
+  command->add_option("--plugin", options->plugIn, "The plug-in bundle (default: the one beside this command)")
+      ->type_name("BUNDLE");
+  command->add_option("--model", options->model, "The device model, - for standard input (default: built in)")
+      ->type_name("FILE");
+  command->add_option("--api", options->api, "Why the capture is asked for: 1 error, 2 fault, 3 request")
+      ->type_name("N")
+      ->transform(decimal<std::uint32_t>())
+      ->capture_default_str();
+  command->add_option("--format", options->format, "How to show it")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+  command->add_option("--out", options->out, "Also write records, log, metrics and a manifest into this new folder")
+      ->type_name("DIR");
+  command->add_flag("--all", options->all, "Show every value, line and message, however many");
+  command->footer("Example:\n  velstat capture --model models/default.json --api 3 --out snapshot");
+  command->callback([options, &status] { status = run(*options); });
+}
+
+} // namespace vel::stat

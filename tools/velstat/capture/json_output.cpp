@@ -1,0 +1,79 @@
+#include <velstat/capture/result.h>
+#include <velstat/tally/output.h>
+#include <velstat/text/json_writer.h>
+
+namespace vel::stat {
+
+namespace {
+
+void writeServices(JsonWriter& json, const CaptureResult& result) {
+  json.beginArray();
+  for (const CapturedService& service : result.services) {
+    json.beginObject();
+    json.member("name", service.name);
+    json.key("usages");
+    json.beginArray();
+    for (const host::UsageModel& usage : service.usages) {
+      json.beginObject();
+      json.member("page", usage.page);
+      json.member("usage", usage.usage);
+      json.endObject();
+    }
+    json.endArray();
+    json.key("opened");
+    json.boolean(service.opened);
+    if (service.registration.handlers > 0) {
+      json.member("first handler", service.registration.firstHandler);
+    }
+    json.member("handlers", service.registration.handlers);
+    json.member("log lines", service.logLines);
+    json.endObject();
+  }
+  json.endArray();
+}
+
+void writeRecords(JsonWriter& json, const CaptureResult& result) {
+  json.beginArray();
+  for (const host::CapturedRecord& captured : result.records) {
+    json.beginObject();
+    json.member("handler", captured.handler);
+    json.member("title", captured.record.title);
+    json.member("data size", captured.record.dataSize);
+    json.key("value");
+    json.value(captured.record.value);
+    json.endObject();
+  }
+  json.endArray();
+}
+
+} // namespace
+
+std::string captureJson(const CaptureResult& result) {
+  std::string out;
+  JsonWriter json(out);
+  json.beginObject();
+  json.member("device", result.device);
+  json.key("plug-in");
+  json.beginObject();
+  json.member("identifier", result.plugIn);
+  json.member("path", result.path);
+  json.endObject();
+  json.member("api", result.api);
+  json.key("services");
+  writeServices(json, result);
+  json.member("handlers", result.handlers);
+  json.key("records");
+  writeRecords(json, result);
+  json.key("log");
+  json.beginArray();
+  for (const control::LogLine& line : result.log) {
+    json.json(control::logLineJson(line));
+  }
+  json.endArray();
+  json.key("metrics");
+  writeTally(json, result.metrics);
+  json.endObject();
+  return out + '\n';
+}
+
+} // namespace vel::stat

@@ -1,0 +1,97 @@
+#include <velstat/capture/result.h>
+#include <velstat/text/error.h>
+#include <velstat/text/json_writer.h>
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <span>
+#include <string_view>
+
+namespace vel::stat {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* logFileName = "log.jsonl";
+
+void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) {
+    throw Error(fmt::format("{}: {}", path.string(), std::strerror(errno)));
+  }
+}
+
+// A title as part of a file name: what a file name cannot hold, or a shell would stumble over, becomes "_".
+std::string safeName(std::string_view title) {
+  std::string name;
+  for (const char c : title) {
+    const bool plain = c >= ' ' && c < 0x7F && std::strchr("/\\\"'`$*?<>|&", c) == nullptr;
+    name += plain ? c : '_';
+  }
+  return name;
+}
+
+// What is in the folder, and where it came from.
+std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
+  std::string out;
+  JsonWriter json(out);
+  json.beginObject();
+  json.member("version", result.version);
+  json.member("device", result.device);
+  json.member("model", result.model);
+  json.member("plug-in", result.plugIn);
+  json.member("api", result.api);
+  json.member("handlers", result.handlers);
+  json.key("records");
+  json.beginArray();
+  for (std::size_t i = 0; i < result.records.size(); ++i) {
+    const host::CapturedRecord& captured = result.records[i];
+    json.beginObject();
+    json.member("title", captured.record.title);
+    json.member("handler", captured.handler);
+    json.member("file", recordNames[i] + ".state");
+    json.member("size", captured.record.bytes.size());
+    json.member("property list", recordNames[i] + ".plist");
+    json.member("property list size", captured.record.dataSize);
+    json.endObject();
+  }
+  json.endArray();
+  json.key("log");
+  json.beginObject();
+  json.member("file", logFileName);
+  json.member("lines", result.log.size());
+  json.endObject();
+  json.key("tally");
+  json.beginObject();
+  json.member("file", tallyFileName);
+  json.member("metrics", result.metrics.size());
+  json.endObject();
+  json.endObject();
+  return out + '\n';
+}
+
+} // namespace
+
+void writeCapture(const CaptureResult& result, const fs::path& folder) {
+  std::vector<std::string> names;
+  for (const host::CapturedRecord& captured : result.records) {
+    names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
+    writeFile(folder / (names.back() + ".state"), captured.record.bytes);
+    writeFile(folder / (names.back() + ".plist"), captured.record.data());
+  }
+  std::string log;
+  for (const control::LogLine& line : result.log) {
+    log += control::logLineJson(line) + '\n';
+  }
+  writeFile(folder / logFileName, std::as_bytes(std::span(log)));
+  const std::string list = manifest(result, names);
+  writeFile(folder / "manifest.json", std::as_bytes(std::span(list)));
+}
+
+} // namespace vel::stat

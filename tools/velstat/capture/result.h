@@ -1,0 +1,52 @@
+// What one capture has brought, and its three ways out: text for people, JSON, a folder of files.
+#pragma once
+
+#include <control/log.h>
+#include <control/tally.h>
+#include <host/machine.h>
+#include <host/session.h>
+#include <velstat/text/output.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+struct CapturedService {
+  std::string name;
+  std::vector<host::UsageModel> usages;
+  host::Registration registration;
+  bool opened = false;      // whether the plug-in holds one of its interfaces
+  std::size_t logLines = 0; // written while it was registered
+};
+
+struct CaptureResult {
+  std::string device;
+  std::string model;   // where it was read from
+  std::string plugIn;  // identifier of the bundle
+  std::string path;    // of the bundle
+  std::string version; // of the command
+  std::uint32_t api = 0;
+  std::vector<CapturedService> services;
+  std::size_t handlers = 0;
+  std::vector<host::CapturedRecord> records;
+  std::vector<control::LogLine> log;
+  std::vector<control::TallyRow> metrics; // what was published, as the store holds it
+};
+
+// Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
+enum class Detail { folded, all };
+
+std::string captureText(const CaptureResult& result, Detail detail, const Style& style);
+std::string captureJson(const CaptureResult& result);
+
+// The name of the store in the folder.
+constexpr const char* tallyFileName = "tally.sqlite";
+// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl and manifest.json into a
+// folder that exists. Throws Error.
+void writeCapture(const CaptureResult& result, const std::filesystem::path& folder);
+
+} // namespace vel::stat

@@ -1,0 +1,152 @@
+#include <velstat/capture/record_groups.h>
+#include <velstat/capture/result.h>
+#include <velstat/tally/output.h>
+#include <velstat/text/escape.h>
+#include <velstat/text/number_text.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <utility>
+
+namespace vel::stat {
+
+namespace {
+
+constexpr std::size_t shownLogLines = 6; // different ones of a level
+
+std::string usagesText(const CapturedService& service) {
+  std::string text;
+  for (const host::UsageModel& usage : service.usages) {
+    text += fmt::format("{}{:#04x}/{:#04x}", text.empty() ? "" : " ", usage.page, usage.usage);
+  }
+  return text.empty() ? "no usages" : text;
+}
+
+// As far as the outside can tell what the plug-in made of a service.
+std::string outcome(const CapturedService& service) {
+  const host::Registration& registration = service.registration;
+  std::string text;
+  if (registration.handlers == 1) {
+    text = fmt::format("taken: state handler {}", registration.firstHandler);
+  } else if (registration.handlers > 1) {
+    text = fmt::format("taken: state handlers {} to {}", registration.firstHandler,
+                       registration.firstHandler + registration.handlers - 1);
+  } else {
+    text = service.opened ? "opened, no state handlers" : "not taken";
+  }
+  if (service.logLines > 0) {
+    text += fmt::format(" ({})", countText(service.logLines, "log line"));
+  }
+  return text;
+}
+
+void appendServices(std::string& out, const CaptureResult& result, const Style& style) {
+  out += style.bold("Services") + '\n';
+  std::size_t nameWidth = 0;
+  std::size_t usagesWidth = 0;
+  for (const CapturedService& service : result.services) {
+    nameWidth = std::max(nameWidth, columns(escape(service.name)));
+    usagesWidth = std::max(usagesWidth, usagesText(service).size());
+  }
+  for (const CapturedService& service : result.services) {
+    const std::string name = escape(service.name);
+    out += fmt::format("  {}{}  {:{}}  {}\n", name, std::string(nameWidth - columns(name), ' '), usagesText(service),
+                       usagesWidth, outcome(service));
+  }
+  if (result.services.empty()) {
+    out += "  none\n";
+  }
+}
+
+// A line without the newline at its end.
+std::string_view trimmed(std::string_view message) {
+  if (message.ends_with('\n')) {
+    message.remove_suffix(1);
+  }
+  return message;
+}
+
+// Lines that differ in nothing, at the place of the first.
+struct RepeatedLine {
+  const control::LogLine* line;
+  std::size_t times;
+};
+
+std::vector<RepeatedLine> fold(const std::vector<control::LogLine>& log) {
+  std::vector<RepeatedLine> folded;
+  std::map<std::pair<os_log_type_t, std::string_view>, std::size_t> places;
+  for (const control::LogLine& line : log) {
+    const auto [place, isNew] = places.try_emplace({line.type, line.message}, folded.size());
+    if (isNew) {
+      folded.push_back({&line, 0});
+    }
+    ++folded[place->second].times;
+  }
+  return folded;
+}
+
+// The worst first.
+constexpr std::array levels = {OS_LOG_TYPE_FAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO,
+                               OS_LOG_TYPE_DEBUG};
+
+void appendLog(std::string& out, const CaptureResult& result, Detail detail, const Style& style) {
+  out += style.bold("Log") + fmt::format(": {}\n", countText(result.log.size(), "line"));
+  const std::vector<RepeatedLine> folded = fold(result.log);
+  for (const os_log_type_t level : levels) {
+    std::size_t shown = 0;
+    std::size_t hidden = 0;
+    for (const auto& [line, times] : folded) {
+      if (line->type != level) {
+        continue;
+      }
+      if (detail == Detail::folded && shown == shownLogLines) {
+        hidden += times;
+        continue;
+      }
+      ++shown;
+      const std::string name = fmt::format("{:7}", control::logLevelName(level));
+      const bool severe = level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT;
+      out += fmt::format("  {}  {}", severe ? style.red(name) : name, escape(trimmed(line->message)));
+      out += times == 1 ? "\n" : style.dim(fmt::format(" × {}", times)) + '\n';
+    }
+    if (hidden > 0) {
+      out += "           " + style.dim(fmt::format("… {} more (--all)", hidden)) + '\n';
+    }
+  }
+}
+
+void appendMetrics(std::string& out, const CaptureResult& result, const Style& style) {
+  out += style.bold("Metrics") + fmt::format(": {}\n", countText(result.metrics.size(), "key"));
+  if (!result.metrics.empty()) {
+    // Behind the margin that everything here has.
+    const std::string table = tallyTable(result.metrics, style, TallyTimes::hidden);
+    for (std::size_t begin = 0; begin < table.size();) {
+      const std::size_t end = table.find('\n', begin) + 1;
+      out += end - begin == 1 ? "" : "  ";
+      out += table.substr(begin, end - begin);
+      begin = end;
+    }
+  }
+}
+
+} // namespace
+
+std::string captureText(const CaptureResult& result, Detail detail, const Style& style) {
+  std::string out =
+      fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
+                  escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
+  appendServices(out, result, style);
+  out += '\n' + style.bold("Records") +
+         fmt::format(": {} from {}\n", result.records.size(), countText(result.handlers, "state handler"));
+  (detail == Detail::folded ? appendRecordGroups : appendRecords)(out, result.records, style);
+  out += '\n';
+  appendLog(out, result, detail, style);
+  out += '\n';
+  appendMetrics(out, result, style);
+  return out;
+}
+
+} // namespace vel::stat

@@ -1,0 +1,162 @@
+// velstat decode: the command line.
+
+#include <velstat/commands.h>
+#include <velstat/decode/decode.h>
+#include <velstat/options/number_option.h>
+#include <velstat/text/error.h>
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+namespace vel::stat {
+
+namespace {
+
+struct CommandLine {
+  DecodeOptions decode;
+  SelectionRequest selection;
+  std::string format = "text";
+  std::string statistics;
+  std::string sequence;
+  std::string time;
+  std::string timeSync;
+  unsigned jobs = 0; // one a core
+  bool framed = false;
+  bool raw = false;
+  bool escape = false;
+};
+
+profile::TimeSync parseTimeSync(std::string_view text) {
+  const std::size_t comma = text.find(',');
+  if (comma == std::string_view::npos) {
+    throw std::invalid_argument("expected VEL,CALENDAR: the two clocks' readings at one moment");
+  }
+  return {parseNumber<std::int64_t>(text.substr(0, comma)), parseNumber<std::int64_t>(text.substr(comma + 1))};
+}
+
+// Runs a reading of an option's text; its failure is a wrong usage.
+template <class Read>
+auto readOption(const char* option, Read read) {
+  try {
+    return read();
+  } catch (const std::invalid_argument& error) {
+    throw CLI::ValidationError(option, error.what());
+  }
+}
+
+DecodeFormat chooseFormat(const CommandLine& line) {
+  if (line.format == "json") {
+    return DecodeFormat::json;
+  }
+  if (line.format == "csv") {
+    return DecodeFormat::csv;
+  }
+  if (line.format == "none") {
+    return DecodeFormat::none;
+  }
+  if (line.framed) {
+    return DecodeFormat::framedText;
+  }
+  const bool escapes = line.escape || (!line.raw && isatty(STDOUT_FILENO) != 0);
+  return escapes ? DecodeFormat::escapedText : DecodeFormat::text;
+}
+
+int run(CommandLine& line) {
+  if (line.framed && line.format != "text") {
+    throw CLI::ValidationError("--framed", "only texts are framed; lines of JSON and CSV frame themselves");
+  }
+  if (line.framed && !line.raw && isatty(STDOUT_FILENO) != 0) {
+    throw Error("standard output: will not write framed texts to a terminal without --raw");
+  }
+  line.decode.format = chooseFormat(line);
+  if (!line.sequence.empty()) {
+    line.selection.sequence = readOption("--sequence", [&] { return parseRange(line.sequence); });
+  }
+  if (!line.time.empty()) {
+    line.selection.time = readOption("--time", [&] { return parseRange(line.time); });
+  }
+  if (!line.timeSync.empty()) {
+    line.decode.times.sync = readOption("--timesync", [&] { return parseTimeSync(line.timeSync); });
+  }
+  if (!line.statistics.empty()) {
+    line.decode.statistics = line.statistics == "json" ? StatisticsFormat::json : StatisticsFormat::text;
+  }
+  if (line.decode.files.empty()) {
+    line.decode.files = {"-"};
+  }
+  line.decode.jobs = line.jobs != 0 ? line.jobs : std::clamp(std::thread::hardware_concurrency(), 1U, 64U);
+  Selection selection = readOption("decode", [&] { return Selection(line.selection); });
+  return decode(line.decode, std::move(selection)) ? 0 : 1;
+}
+
+void addFilters(CLI::App& command, CommandLine& line) {
+  const auto add = [&](const char* name, std::vector<std::string>& into, const char* description) {
+    command.add_option(name, into, description)->type_name("NAME|ID")->allow_extra_args(false)->group("Filters");
+  };
+  add("--category", line.selection.categories, "Only records of this category; may be repeated, as the next three");
+  add("--component", line.selection.components, "Only records of this component");
+  add("--event", line.selection.events, "Only records of this event");
+  add("--type", line.selection.types, "Only records of this datatype");
+  command.add_option("--sequence", line.sequence, "Only these sequence numbers; A.. and ..B leave an end open")
+      ->type_name("A..B")
+      ->group("Filters");
+  command.add_option("--time", line.time, "Only these time stamps")->type_name("A..B")->group("Filters");
+  command.add_option("--skip", line.selection.skip, "Leave out the first N records that pass the filters")
+      ->type_name("N")
+      ->transform(decimal<std::uint64_t>())
+      ->group("Filters");
+  command.add_option("--limit", line.selection.limit, "Stop after N records")
+      ->type_name("N")
+      ->transform(decimal<std::uint64_t>())
+      ->group("Filters");
+}
+
+void addFormats(CLI::App& command, CommandLine& line) {
+  command.add_option("--format", line.format, "text; json: an object a line; csv; none: check and count only")
+      ->check(CLI::IsMember({"text", "json", "csv", "none"}))
+      ->capture_default_str();
+  CLI::Option* const framed = command.add_flag("--framed", line.framed,
+                                               "Put each text's length before it (32 bits, little-endian), no newline");
+  CLI::Option* const raw = command.add_flag("--raw", line.raw, "Write the exact bytes to a terminal too");
+  command.add_flag("--escape", line.escape, "Escape what is not printable in files and pipes too")
+      ->excludes(framed)
+      ->excludes(raw);
+  command.add_option("--timesync", line.timeSync, "Show calendar times: both clocks at one moment, in nanoseconds")
+      ->type_name("VEL,CALENDAR");
+  command
+      .add_option_function<std::uint64_t>(
+          "--boot", [&line](std::uint64_t boot) { line.decode.times.boot = boot; },
+          "Show this boot time, in microseconds since 1970")
+      ->type_name("US")
+      ->transform(decimal<std::uint64_t>());
+}
+
+} // namespace
+
+void addDecode(CLI::App& app, int& status) {
+  auto line = std::make_shared<CommandLine>();
+  CLI::App* const command = app.add_subcommand("decode", "Show profile records as text, JSON or CSV");
+  command->add_option("files", line->decode.files, "Files of 48-byte records; - or none: standard input")
+      ->type_name("FILE");
+  addFormats(*command, *line);
+  addFilters(*command, *line);
+  command->add_flag("--recover", line->decode.recover, "Go on after damage at the next place where records agree");
+  command
+      ->add_flag("--stats{text}", line->statistics,
+                 "End with statistics: on stderr, or as the only output with --format none; --stats=json")
+      ->check(CLI::IsMember({"text", "json"}));
+  command->add_option("--jobs", line->jobs, "Threads, 1 to 256 (default: one a core)")
+      ->type_name("N")
+      ->transform(decimal(1U, 256U));
+  command->footer("Examples:\n"
+                  "  velstat decode --category zorb --event input-packet records.bin\n"
+                  "  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");
+  command->callback([line, &status] { status = run(*line); });
+}
+
+} // namespace vel::stat

@@ -1,0 +1,67 @@
+#include "velstat/diff/capture_folder.h"
+
+#include <velstat/text/error.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <system_error>
+#include <utility>
+
+namespace vel::stat {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// By the number that the name begins with: "1000-" is behind "999-".
+std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
+  const std::string name = path.filename().string();
+  std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
+  std::from_chars(name.data(), name.data() + name.size(), number);
+  return {number, name};
+}
+
+std::vector<fs::path> recordFiles(const fs::path& folder) {
+  std::vector<fs::path> files;
+  bool isCapture = false;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    // A capture in which no handler answered has its log alone.
+    isCapture = isCapture || entry->path().filename() == "log.jsonl";
+    if (entry->path().extension() == ".state") {
+      files.push_back(entry->path());
+    }
+  }
+  if (error) {
+    throw Error(fmt::format("{}: {}", folder.string(), error.message()));
+  }
+  if (!isCapture && files.empty()) {
+    throw Error(fmt::format("{}: no capture: it holds neither .state files nor log.jsonl", folder.string()));
+  }
+  std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
+  return files;
+}
+
+} // namespace
+
+CaptureFolder readCaptureFolder(const fs::path& folder) {
+  CaptureFolder capture;
+  std::map<std::string, std::size_t> occurrences;
+  for (const fs::path& path : recordFiles(folder)) {
+    try {
+      ValueFile file = readValueFile(path);
+      const std::string title = file.record ? file.record->title : path.filename().string();
+      capture.records.push_back({title, ++occurrences[title], std::move(file)});
+    } catch (const formats::Error& error) {
+      capture.troubles.emplace_back(error.what());
+    }
+  }
+  return capture;
+}
+
+} // namespace vel::stat

@@ -1,0 +1,11 @@
+# Writes the file IN as a C++ string into OUT, in pieces, since a string literal may not be too long.
+file(READ "${IN}" text)
+set(code "#include <velstat/options/hosted.h>\n\nnamespace vel::stat {\n\nconst std::string_view defaultModel =")
+string(LENGTH "${text}" length)
+set(at 0)
+while(at LESS length)
+  string(SUBSTRING "${text}" ${at} 8000 piece)
+  string(APPEND code "\n    R\"MODEL(${piece})MODEL\"")
+  math(EXPR at "${at} + 8000")
+endwhile()
+file(WRITE "${OUT}" "${code};\n\n} // namespace vel::stat\n")

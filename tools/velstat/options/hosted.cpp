@@ -1,0 +1,51 @@
+#include "velstat/options/hosted.h"
+
+#include <velstat/text/error.h>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+namespace {
+
+// The bundle beside the running executable, in a build tree or installed.
+std::filesystem::path findDefaultBundle() {
+  std::error_code error;
+  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) {
+    throw Error("the plug-in is looked for beside this command, whose place is unknown: name it with --plugin");
+  }
+  const std::filesystem::path root = executable.parent_path().parent_path();
+  std::vector<std::string> tried;
+  for (const char* const place : {"lib", VELSTAT_LIBRARY_FOLDER}) { // as built, as installed
+    std::filesystem::path bundle = root / place / "TavikVELHIDStatistics.plugin";
+    if (std::filesystem::exists(bundle, error)) {
+      return bundle;
+    }
+    if (tried.empty() || tried.back() != bundle) { // the two can be one
+      tried.push_back(bundle.string());
+    }
+  }
+  throw Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", fmt::join(tried, ", ")));
+}
+
+} // namespace
+
+host::DeviceModel readModel(const std::string& named) {
+  return named.empty() ? host::parseDeviceModel(defaultModel, modelName(named)) : host::readDeviceModel(named);
+}
+
+host::Bundle loadBundle(const std::string& named) {
+  return host::Bundle::load(named.empty() ? findDefaultBundle() : std::filesystem::path(named));
+}
+
+std::string modelName(const std::string& named) {
+  return named.empty() ? "(built-in model)" : named;
+}
+
+} // namespace vel::stat

@@ -1,0 +1,25 @@
+// Options that take a whole number.
+#pragma once
+
+#include <velstat/text/parse_number.h>
+
+#include <CLI/CLI.hpp>
+
+namespace vel::stat {
+
+// For Option::transform. The option parser alone takes 010 for eight, and a number that is too large for the largest.
+template <class Number>
+CLI::Validator decimal(Number least = std::numeric_limits<Number>::min(),
+                       Number most = std::numeric_limits<Number>::max()) {
+  const auto parse = [=](std::string& text) {
+    try {
+      text = std::to_string(parseNumber(text, least, most));
+      return std::string();
+    } catch (const std::invalid_argument& error) {
+      return std::string(error.what());
+    }
+  };
+  return {parse, ""};
+}
+
+} // namespace vel::stat

@@ -1,0 +1,174 @@
+// velstat tally: what the analytics store holds, once or whenever it changes.
+
+#include <velstat/commands.h>
+#include <velstat/options/number_option.h>
+#include <velstat/tally/output.h>
+#include <velstat/text/error.h>
+#include <velstat/text/wildcard.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <csignal>
+#include <ctime>
+#include <memory>
+#include <stdexcept>
+
+namespace vel::stat {
+
+namespace {
+
+using control::TallyRow;
+
+struct TallyOptions {
+  std::string file;
+  std::string format = "table";
+  std::vector<std::string> keys;
+  bool watch = false;
+  double interval = 1;
+  std::uint64_t count = 0;
+};
+
+// What is wrong with a pattern, for the parser of the command line: empty for nothing.
+std::string checkGlob(const std::string& text) {
+  try {
+    const Wildcard glob(text);
+  } catch (const std::invalid_argument& error) {
+    return fmt::format("'{}' has {}", text, error.what());
+  }
+  return {};
+}
+
+// A range alone takes what is no number for one that lies in it.
+std::string checkNumber(const std::string& text) {
+  double number = 0;
+  const bool isNumber = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
+  return isNumber ? std::string() : fmt::format("'{}' is no number", text);
+}
+
+std::vector<TallyRow> read(const TallyOptions& options) {
+  std::vector<TallyRow> rows;
+  try {
+    rows = control::readTallyStore(options.file);
+  } catch (const std::runtime_error& error) {
+    throw Error(error.what());
+  }
+  if (!options.keys.empty()) {
+    const std::vector<Wildcard> globs(options.keys.begin(), options.keys.end());
+    std::erase_if(rows, [&](const TallyRow& row) {
+      return std::none_of(globs.begin(), globs.end(), [&](const Wildcard& glob) { return glob.matches(row.key); });
+    });
+  }
+  return rows;
+}
+
+std::string render(const TallyOptions& options, const std::vector<TallyRow>& rows) {
+  if (options.format == "json") {
+    return tallyJson(rows, options.watch ? TallyJson::oneLine : TallyJson::indented);
+  }
+  if (options.format == "openmetrics") {
+    return tallyOpenMetrics(rows);
+  }
+  return tallyTable(rows, Style::ofStandardOutput());
+}
+
+int show(const TallyOptions& options) {
+  const std::vector<TallyRow> rows = read(options);
+  writeStandardOutput(render(options, rows));
+  int status = 0;
+  for (const std::string& key : options.keys) {
+    const Wildcard glob(key);
+    if (std::none_of(rows.begin(), rows.end(), [&](const TallyRow& row) { return glob.matches(row.key); })) {
+      complain(fmt::format("--key '{}': nothing matches", key));
+      status = 1;
+    }
+  }
+  return status;
+}
+
+// Waits for the interval to pass, or for somebody to end the command: a signal that arrives at any other time is
+// noticed here as well, so that no output is cut.
+class Pause {
+public:
+  Pause() {
+    sigemptyset(&endings_);
+    sigaddset(&endings_, SIGINT);
+    sigaddset(&endings_, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &endings_, nullptr);
+  }
+  // False when the command shall end.
+  bool wait(double seconds) const {
+    timespec time{};
+    time.tv_sec = static_cast<std::time_t>(seconds);
+    time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
+    return sigtimedwait(&endings_, nullptr, &time) < 0;
+  }
+
+private:
+  sigset_t endings_{};
+};
+
+int watch(const TallyOptions& options) {
+  const Pause pause;
+  const bool redraw = isTerminalWithEscapes();
+  std::string shown;
+  std::uint64_t times = 0;
+  do {
+    std::string text = render(options, read(options));
+    if (text == shown) {
+      continue;
+    }
+    const char* const before = redraw ? "\x1B[H\x1B[2J" : times == 0 || options.format == "json" ? "" : "\n";
+    writeStandardOutput(before + text);
+    shown = std::move(text);
+    if (++times == options.count) {
+      return 0;
+    }
+  } while (pause.wait(options.interval));
+  return 0;
+}
+
+} // namespace
+
+void addTally(CLI::App& app, int& status) {
+  auto options = std::make_shared<TallyOptions>();
+  CLI::App* const command = app.add_subcommand("tally", "Show what an analytics store has counted");
+  command->add_option("file", options->file, "The store, also while another process writes to it")
+      ->type_name("FILE")
+      ->required();
+  CLI::Option* const format = command->add_option("--format", options->format, "How to show it")
+                                  ->check(CLI::IsMember({"table", "json", "openmetrics"}))
+                                  ->capture_default_str();
+  command
+      ->add_option("--key", options->keys,
+                   "Only keys that match this glob: *, ?, [...], \\ before a character that means itself; repeatable")
+      ->type_name("GLOB")
+      ->allow_extra_args(false)
+      ->check(checkGlob);
+  CLI::Option* const watching = command->add_flag("--watch", options->watch, "Show it again whenever it has changed");
+  command->add_option("--interval", options->interval, "How often to look for changes, in seconds")
+      ->type_name("S")
+      ->check(CLI::Range(0.001, 86400.0))
+      ->check(checkNumber)
+      ->needs(watching)
+      ->capture_default_str();
+  command->add_option("--count", options->count, "End after it was shown so many times (0: never)")
+      ->type_name("N")
+      ->transform(decimal<std::uint64_t>())
+      ->needs(watching)
+      ->capture_default_str();
+  command->footer("Example:\n  velstat tally --key 'com.tavik.kip.button.*' --watch tally.sqlite\n\n"
+                  "Exit status: 0 success, 1 the file cannot be read or a glob matches nothing (with --watch it may "
+                  "later), 2 wrong usage.");
+  command->callback([options, format, &status] {
+    if (options->watch && options->format == "openmetrics") {
+      throw CLI::ValidationError(format->get_name(), "openmetrics is one document and cannot be watched");
+    }
+    status = options->watch ? watch(*options) : show(*options);
+  });
+}
+
+} // namespace vel::stat

@@ -1,0 +1,56 @@
+// JSON, written piece by piece: indented for people, still one valid document for programs.
+#pragma once
+
+#include <formats/value.h>
+
+#include <concepts>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::stat {
+
+// The caller opens and closes objects and arrays in pairs, and gives each member of an object its key.
+class JsonWriter {
+public:
+  enum class Form { indented, oneLine };
+
+  // Appends to `out`, which must outlive the writer.
+  explicit JsonWriter(std::string& out, Form form = Form::indented) : out_(out), form_(form) {}
+
+  void beginObject() { open('{'); }
+  void endObject() { close('}'); }
+  void beginArray() { open('['); }
+  void endArray() { close(']'); }
+  void key(std::string_view name);
+
+  void string(std::string_view text); // bytes that are not UTF-8 become U+FFFD
+  void integer(std::int64_t number);
+  void real(double number); // null for what is no number in JSON
+  void boolean(bool flag);
+  void json(std::string_view value); // one that is written already
+  // A property list; data as {"$data": "hex"}, as device models have it.
+  void value(const formats::Value& value);
+
+  // Short for a key and its value.
+  void member(std::string_view name, std::string_view text);
+  template <std::integral Number>
+  void member(std::string_view name, Number number) {
+    key(name);
+    integer(static_cast<std::int64_t>(number));
+  }
+
+private:
+  void open(char bracket);
+  void close(char bracket);
+  void separate();
+  void newLine();
+
+  std::string& out_;
+  const Form form_;
+  std::vector<bool> hasItems_; // of each open object or array
+  bool afterKey_ = false;
+};
+
+} // namespace vel::stat

@@ -1,0 +1,45 @@
+// What every subcommand needs to write: the standard output, and colours where there is a terminal.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vel::stat {
+
+// Whoever read the standard output has gone: nothing more to do, and nothing wrong.
+class ReaderGone : public std::runtime_error {
+public:
+  ReaderGone() : std::runtime_error("nobody reads the standard output any more") {}
+};
+
+// Writes all of it. Throws ReaderGone, or Error for a full disk and its like.
+void writeStandardOutput(std::string_view text);
+
+// A line on stderr. The message may hold names and texts from anywhere.
+void remark(std::string_view message);
+// The same about what is wrong.
+void complain(std::string_view message);
+
+// Whether the standard output is a terminal that does what escape sequences say.
+bool isTerminalWithEscapes();
+
+// Marks up text, or leaves it alone.
+class Style {
+public:
+  explicit Style(bool colour) : colour_(colour) {}
+  // Colour on such a terminal, unless NO_COLOR is set.
+  static Style ofStandardOutput();
+
+  std::string bold(std::string_view text) const { return mark("1", text); }
+  std::string dim(std::string_view text) const { return mark("2", text); }
+  std::string green(std::string_view text) const { return mark("32", text); }
+  std::string red(std::string_view text) const { return mark("31", text); }
+
+private:
+  std::string mark(std::string_view code, std::string_view text) const;
+
+  bool colour_;
+};
+
+} // namespace vel::stat

@@ -1,0 +1,21 @@
+// Text in columns: cells below each other, no wider than a terminal bears.
+#pragma once
+
+#include <velstat/text/output.h>
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+// Already escaped text, cut to so many columns.
+std::string cut(std::string text, std::size_t width);
+// The same to the width that a cell may have.
+std::string cell(std::string text);
+
+// A header and lines.
+using Cells = std::vector<std::vector<std::string>>;
+void appendCells(std::string& out, const Cells& cells, std::size_t indent, const Style& style);
+
+} // namespace vel::stat

@@ -1,0 +1,130 @@
+#include "velstat/text/value_path.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace vel::stat {
+
+namespace {
+
+// Splits at each "/" that has no backslash before it. Escapes stay: they are the globs'.
+std::vector<std::string> splitPath(std::string_view text) {
+  std::vector<std::string> segments(1);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '/') {
+      segments.emplace_back();
+      continue;
+    }
+    segments.back() += text[i];
+    if (text[i] == '\\' && i + 1 < text.size()) {
+      segments.back() += text[++i];
+    }
+  }
+  return segments;
+}
+
+} // namespace
+
+std::string joinPath(const Keys& keys) {
+  std::string path;
+  for (const std::string& key : keys) {
+    path += &key == keys.data() ? "" : "/";
+    for (const char c : key) {
+      path += c == '/' || c == '\\' ? "\\" : "";
+      path += c;
+    }
+  }
+  return path;
+}
+
+PathPattern::PathPattern(const std::string& text) : text_(text) {
+  for (const std::string& segment : splitPath(text)) {
+    segments_.push_back({segment == "**", Wildcard(segment)});
+  }
+}
+
+// Goes through the tree once with, for each pattern, the numbers of the segments that the next key may match.
+class PathSearch {
+public:
+  explicit PathSearch(std::span<const PathPattern> patterns) : patterns_(patterns) {
+    result_.found.resize(patterns.size());
+  }
+
+  PathMatches run(const formats::Value& value) {
+    Places places;
+    for (std::size_t i = 0; i < patterns_.size(); ++i) {
+      add(places, i, 0);
+    }
+    visit(value, places);
+    return std::move(result_);
+  }
+
+private:
+  using Place = std::pair<std::size_t, std::size_t>; // pattern, segment
+  using Places = std::vector<Place>;
+
+  // "**" may also stand for no segment at all.
+  void add(Places& places, std::size_t pattern, std::size_t segment) const {
+    const auto& segments = patterns_[pattern].segments_;
+    for (;; ++segment) {
+      if (std::find(places.begin(), places.end(), Place(pattern, segment)) != places.end()) {
+        return;
+      }
+      places.emplace_back(pattern, segment);
+      if (segment == segments.size() || !segments[segment].anyNumber) {
+        return;
+      }
+    }
+  }
+
+  void visit(const formats::Value& value, const Places& places) {
+    bool matched = false;
+    for (const auto& [pattern, segment] : places) {
+      if (segment == patterns_[pattern].segments_.size()) {
+        result_.found[pattern] = true;
+        matched = true;
+      }
+    }
+    if (matched) {
+      result_.matches.push_back({joinPath(keys_), &value});
+      return;
+    }
+    if (const auto* members = value.as<formats::Dictionary>()) {
+      for (const formats::Member& member : *members) {
+        descend(member.key, member.value, places);
+      }
+    } else if (const auto* items = value.as<formats::Array>()) {
+      for (std::size_t i = 0; i < items->size(); ++i) {
+        descend(std::to_string(i), (*items)[i], places);
+      }
+    }
+  }
+
+  void descend(const std::string& key, const formats::Value& value, const Places& places) {
+    Places inner;
+    for (const auto& [pattern, segment] : places) {
+      const PathPattern::Segment& wanted = patterns_[pattern].segments_[segment];
+      if (wanted.anyNumber) {
+        add(inner, pattern, segment);
+      } else if (wanted.glob.matches(key)) {
+        add(inner, pattern, segment + 1);
+      }
+    }
+    if (!inner.empty()) {
+      keys_.push_back(key);
+      visit(value, inner);
+      keys_.pop_back();
+    }
+  }
+
+  const std::span<const PathPattern> patterns_;
+  Keys keys_; // from the root to the value that is visited
+  PathMatches result_;
+};
+
+PathMatches findPaths(const formats::Value& value, std::span<const PathPattern> patterns) {
+  return PathSearch(patterns).run(value);
+}
+
+} // namespace vel::stat
