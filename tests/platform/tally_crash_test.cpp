@@ -210,4 +210,26 @@ TEST_F(TallyCrash, SeveralProcesses_ReadWholeBatches_WhileOneWrites) {
   EXPECT_EQ(writer.end(), SIGKILL);
 }
 
+TEST_F(TallyCrash, SeveralProcesses_WaitForOneAnothersBatches) {
+  constexpr int kBatches = 200;
+  openTallyStore(path);
+  closeTallyStore();
+  const auto write = [this] {
+    openTallyStore(path);
+    for (int i = 0; i < kBatches; ++i) {
+      beginTallyBatch();
+      add("key", 1);
+      EXPECT_EQ(errorOf(endTallyBatch), "");
+    }
+    closeTallyStore();
+  };
+  Child other = start([&](int) {
+    write();
+    _exit(HasFailure() ? 1 : 0);
+  });
+  write();
+  EXPECT_EQ(other.end(), 0);
+  EXPECT_EQ(scalar("key"), 2 * kBatches);
+}
+
 } // namespace

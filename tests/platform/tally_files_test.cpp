@@ -159,6 +159,18 @@ TEST_F(TallyFiles, MoreKeysThanAnyPlugInHas_AreWrittenToButNotRead) {
   EXPECT_EQ(sql(path, "SELECT value FROM scalar WHERE key = 'key'"), "2\n");
 }
 
+TEST_F(TallyFiles, TextsAndSamples_AreReadUpTo16MiB) {
+  fill();
+  const auto keyOf = [this](int size) {
+    const std::string key = "substr(hex(zeroblob(10000000)), 1, " + std::to_string(size) + ")";
+    statement(("UPDATE scalar SET key = " + key + " WHERE value = 7").c_str())(path);
+  };
+  keyOf(1 << 24);
+  EXPECT_EQ(rows().size(), 202U);
+  keyOf((1 << 24) + 1);
+  expectRefusal("string or blob too big");
+}
+
 TEST_F(TallyFiles, MissingFile_CannotBeRead_AndIsNotMade) {
   EXPECT_EQ(errorOf([&] { readTallyStore(path); }), path.string() + ": No such file or directory");
   EXPECT_TRUE(files().empty());
@@ -167,6 +179,60 @@ TEST_F(TallyFiles, MissingFile_CannotBeRead_AndIsNotMade) {
 TEST_F(TallyFiles, MissingFolder_IsNamedAsTheCause) {
   path = folder_ / "missing" / "tally.sqlite";
   EXPECT_EQ(errorOf([&] { openTallyStore(path); }), path.string() + ": No such file or directory");
+}
+
+// What a function throws when its user has no rights but those that the folder's mode gives to all.
+template <class Function>
+std::string errorOfAnotherUser(Function function) {
+  int ends[2];
+  EXPECT_EQ(pipe(ends), 0);
+  const pid_t other = fork();
+  if (other == 0) {
+    constexpr uid_t nobody = 65534;
+    const bool isOther = geteuid() != 0 || (setgid(nobody) == 0 && setuid(nobody) == 0); // root may do anything
+    const std::string error = isOther ? function() : "cannot become another user";
+    _exit(write(ends[1], error.data(), error.size()) == static_cast<ssize_t>(error.size()) ? 0 : 1);
+  }
+  close(ends[1]);
+  std::string error;
+  for (char byte = 0; read(ends[0], &byte, 1) == 1;) {
+    error += byte;
+  }
+  close(ends[0]);
+  int status = 0;
+  waitpid(other, &status, 0);
+  EXPECT_EQ(status, 0);
+  return error;
+}
+
+TEST_F(TallyFiles, FolderThatOneMayNotAddTo_IsNamedAsTheCause) {
+  for (const mode_t mode : {0555U, 0666U, 0444U}) { // without writing, without entering, without both
+    chmod(folder_.c_str(), mode);
+    EXPECT_EQ(errorOfAnotherUser([&] { return errorOf([&] { openTallyStore(path); }); }),
+              path.string() + ": Permission denied")
+        << std::oct << mode;
+  }
+  chmod(folder_.c_str(), 0777);
+  EXPECT_EQ(errorOfAnotherUser([&] { return errorOf([&] { openTallyStore(path); }); }), "");
+  EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+TEST_F(TallyFiles, RemainsOfAStoreThatWasNotFinished_AreReplaced) {
+  const std::string unfinished =
+      path.string() + ".new-" + std::to_string(getpid()); // an earlier process had the number
+  openTallyStore(path);
+  add("old", 1);
+  writeFile(unfinished, contentOf(path));
+  writeFile(unfinished + "-journal", "old");
+  for (const char* const companion : {"-wal", "-shm"}) {
+    writeFile(unfinished + companion, contentOf(path.string() + companion));
+  }
+  closeTallyStore();
+  std::filesystem::remove(path);
+  openTallyStore(path);
+  EXPECT_EQ(rows().size(), 0U);
+  closeTallyStore();
+  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite"});
 }
 
 TEST_F(TallyFiles, WhatIsNoFile_IsRefusedWithoutWaiting) {

@@ -127,11 +127,11 @@ Histogram Histogram::unpack(Unpacker& unpacker) {
       histogram.countIn(values.back().weight);
     } else {
       const std::uint64_t step = unpacker.count();
-      if (step == 0 || step > 2 * std::uint64_t{kLast} + 1) {
+      if (step == 0 || step > static_cast<std::uint64_t>(kLast - previous)) {
         throw Unpackable();
       }
       previous += static_cast<std::int64_t>(step);
-      if (previous > kLast || (previous != 0 && std::abs(previous) < kFirst)) {
+      if (previous != 0 && std::abs(previous) < kFirst) {
         throw Unpackable();
       }
       auto& buckets = histogram.buckets_;

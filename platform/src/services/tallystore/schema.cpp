@@ -160,7 +160,7 @@ struct Unfinished {
 
   void remove() const {
     std::error_code ignored;
-    for (const char* const companion : {"", "-journal", "-wal", "-shm"}) {
+    for (const char* const companion : {"", "-shm"}) { // SQLite drops a journal or a log without its file
       fs::remove(file + companion, ignored);
     }
   }
