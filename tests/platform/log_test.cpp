@@ -25,7 +25,6 @@ protected:
   void TearDown() override {
     setLogFile({});
     setLogToStderr(false);
-    setLogToJournal(false);
     keepLogInMemory(true);
     for (const auto type : {OS_LOG_TYPE_INFO, OS_LOG_TYPE_DEBUG}) {
       setLogLevel(type, false);
@@ -242,14 +241,6 @@ TEST_F(Log, Stderr_ShowsALineWithoutItsLastNewline) {
                                                     "error KIP:test: two\n\n"
                                                     "fault KIP:test: bell \\x07 escape \\x1B[31m tab \t bad \\xFF "
                                                     "good \xC3\xA9\n");
-}
-
-TEST_F(Log, Journal_ThereOrNotLeavesTheOthersAlone) {
-  testing::internal::CaptureStderr();
-  setLogToJournal(true);
-  os_log_error(log_, "a line of a test");
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(logLines().size(), 1U);
 }
 
 TEST_F(Log, ManyThreads_LoseNoLine) {

@@ -217,14 +217,30 @@ TEST_F(Registry, ReleasingWhatIsNone_IsABadArgument) {
 
 TEST_F(Registry, AddingAndChanging_RefuseWhatCannotBe) {
   addRegistryEntry({.name = "n", .id = 7});
-  EXPECT_THROW(addRegistryEntry({.name = "again", .id = 7}), std::invalid_argument);
-  EXPECT_THROW(addRegistryEntry({.name = "orphan", .parent = 8}), std::invalid_argument);
-  EXPECT_THROW(breakParent(8, 0), std::invalid_argument);
-  EXPECT_THROW(setRegistryProperties(8, {}), std::invalid_argument);
-  EXPECT_THROW(attachUserClient(8, nullptr), std::invalid_argument);
-  EXPECT_THROW(attachPlugIn(8, kIOCFPlugInInterfaceID, {}), std::invalid_argument);
+  struct Row {
+    std::function<void()> act;
+    const char* error;
+  };
+  const Row rows[] = {
+      {[] { addRegistryEntry({.name = "again", .id = 7}); }, "registry id 7 is taken"},
+      {[] { addRegistryEntry({.name = "orphan", .parent = 8, .id = 9}); }, "no registry entry 8 to be a parent"},
+      {[] { addRegistryEntry({.name = "own parent", .parent = 9, .id = 9}); }, "no registry entry 9 to be a parent"},
+      {[] { breakParent(8, 0); }, "no registry entry 8"},
+      {[] { setRegistryProperties(8, {}); }, "no registry entry 8"},
+      {[] { attachUserClient(8, nullptr); }, "no registry entry 8"},
+      {[] { attachPlugIn(8, kIOCFPlugInInterfaceID, {}); }, "no registry entry 8"},
+  };
+  for (const auto& row : rows) {
+    try {
+      row.act();
+      ADD_FAILURE() << row.error;
+    } catch (const std::invalid_argument& error) {
+      EXPECT_STREQ(error.what(), row.error);
+    }
+  }
   EXPECT_EQ(findName("again"), 0U);
   EXPECT_EQ(findName("orphan"), 0U);
+  EXPECT_EQ(addRegistryEntry({.name = "new", .id = 9}), 9U) << "a refused entry takes no id";
 }
 
 TEST_F(Registry, FreeIDs_SkipThoseThatAreTaken) {

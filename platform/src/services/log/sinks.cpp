@@ -1,4 +1,4 @@
-// The sinks: a file, and spdlog's for stderr and journal. What is ours is the form of a line.
+// The sinks: a file, spdlog's for stderr, and the journal.
 #include "services/log/sinks.h"
 
 #include "cf/encoding.h"
@@ -8,7 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
-#include <spdlog/sinks/systemd_sink.h>
+#include <systemd/sd-journal.h>
 
 #include <cerrno>
 #include <chrono>
@@ -17,21 +17,22 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <sys/syslog.h>
 #include <utility>
 
 namespace vel::platform {
 namespace {
 
-spdlog::level::level_enum spdlogLevel(os_log_type_t type) {
+int journalPriority(os_log_type_t type) {
   switch (type) {
   case OS_LOG_TYPE_DEBUG:
-    return spdlog::level::debug;
+    return LOG_DEBUG;
   case OS_LOG_TYPE_ERROR:
-    return spdlog::level::err;
+    return LOG_ERR;
   case OS_LOG_TYPE_FAULT:
-    return spdlog::level::critical;
+    return LOG_CRIT;
   default:
-    return spdlog::level::info;
+    return LOG_INFO;
   }
 }
 
@@ -104,20 +105,31 @@ private:
   std::unique_ptr<std::FILE, CloseFile> file_;
 };
 
-class SpdlogSink final : public LogSink {
+class StderrSink final : public LogSink {
 public:
-  explicit SpdlogSink(std::unique_ptr<spdlog::sinks::sink> sink) : sink_(std::move(sink)) {
-    sink_->set_formatter(std::make_unique<spdlog::pattern_formatter>("%v"));
-  }
+  StderrSink() { sink_.set_formatter(std::make_unique<spdlog::pattern_formatter>("%v")); }
 
   void write(const control::LogLine& line) override {
     const auto text = plainLine(line);
-    sink_->log({line.subsystem, spdlogLevel(line.type), text});
-    sink_->flush();
+    sink_.log({line.subsystem, spdlog::level::info, text}); // the form shows no level of spdlog's
+    sink_.flush();
   }
 
 private:
-  std::unique_ptr<spdlog::sinks::sink> sink_;
+  spdlog::sinks::stderr_sink_st sink_;
+};
+
+// Not spdlog's: its error names whatever errno holds, not why the journal refused the line.
+class JournalSink final : public LogSink {
+public:
+  void write(const control::LogLine& line) override {
+    // In parentheses the function, not the macro, which adds this place in the source.
+    const int result = (sd_journal_send)("MESSAGE=%s", plainLine(line).c_str(), "PRIORITY=%d",
+                                         journalPriority(line.type), "SYSLOG_IDENTIFIER=velplatform", nullptr);
+    if (result < 0) {
+      throw std::runtime_error(fmt::format("journal: {}", std::strerror(-result)));
+    }
+  }
 };
 
 } // namespace
@@ -127,11 +139,11 @@ std::unique_ptr<LogSink> makeFileSink(const std::filesystem::path& path) {
 }
 
 std::unique_ptr<LogSink> makeStderrSink() {
-  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::stderr_sink_st>());
+  return std::make_unique<StderrSink>();
 }
 
 std::unique_ptr<LogSink> makeJournalSink() {
-  return std::make_unique<SpdlogSink>(std::make_unique<spdlog::sinks::systemd_sink_st>("velplatform"));
+  return std::make_unique<JournalSink>();
 }
 
 } // namespace vel::platform
