@@ -24,7 +24,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 F_SETPIPE_SZ = 1031
 MEBIBYTE = 1 << 20
 
-# Stands between this process and the measured one, whose peak memory would otherwise count what this one holds.
+# Runs between this process and the measured one, whose peak memory would otherwise include the memory of this one.
 RUN = """
 import os, resource, subprocess, sys, time
 begin = time.monotonic()

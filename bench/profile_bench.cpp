@@ -1,5 +1,5 @@
 // Profile records to text: the naive stream rendering, to_string, and the bulk path with and without times. Prints the
-// ratios of one run behind the table.
+// ratios of one run after the table.
 //
 // to_string is measured with time functions that answer at once (tests/profile/given_times.cpp): what the platform
 // takes for its registry look-up is not the decoder's.

@@ -10,7 +10,7 @@ set(installed_bundle ${CMAKE_INSTALL_LIBDIR}/TavikVELHIDStatistics.plugin)
 install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle})
 install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/TavikVELHIDStatistics.plugin/Info.plist DESTINATION ${installed_bundle})
 
-# The C interface alone: the other headers include those of the host OS.
+# Only the C interface: the other headers include those of the host OS.
 install(FILES profile/include/profile/velprofile.h profile/include/profile/export.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/profile)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/velprofile)

@@ -1,5 +1,5 @@
-// Device models from strangers: one is refused with a line of bearable length, or can be put in force and answers
-// within the caller's buffer.
+// Hostile device models: a model is refused in one line of bounded length, or it can be put in force and writes only
+// inside the caller's buffer.
 #include <host/error.h>
 #include <host/machine.h>
 

@@ -46,7 +46,7 @@ void check(const unsigned char* record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (std::size_t at = 0; at + 48 <= size; at += 48) {
-    // A copy of its own, so that a read beyond the record is seen.
+    // A separate allocation, so that AddressSanitizer sees a read beyond the record.
     const std::unique_ptr<unsigned char[]> record(new unsigned char[48]);
     std::memcpy(record.get(), data + at, 48);
     check(record.get());

@@ -27,7 +27,7 @@ std::vector<std::size_t> find(std::span<const unsigned char> file, std::size_t m
   bool moved = true;
   for (std::size_t at = 0; at < file.size();) {
     const std::size_t size = std::min(most, file.size() - at);
-    // A copy of its own, so that a read beyond the window is seen.
+    // A separate allocation, so that AddressSanitizer sees a read beyond the window.
     const std::unique_ptr<unsigned char[]> window(new unsigned char[size]);
     std::copy_n(file.begin() + static_cast<std::ptrdiff_t>(at), size, window.get());
     const RecordFinder::Step step = finder.next({window.get(), size}, at + size == file.size());

@@ -71,7 +71,7 @@ void change(std::string& store, const std::uint8_t* data, std::size_t size) {
   }
 }
 
-// The bytes as the samples of a distribution; the first tells how many samples they are said to be.
+// The bytes as the packed samples of a distribution; the first byte is the count that the row claims.
 void putSamples(const fs::path& file, const std::uint8_t* data, std::size_t size) {
   sqlite3* database = nullptr;
   sqlite3_stmt* statement = nullptr;

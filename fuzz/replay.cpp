@@ -1,4 +1,4 @@
-// Stands in for libFuzzer: runs a target on every file of the folders given, and on the empty input.
+// Replaces libFuzzer in ordinary builds: runs a target on every file in the given folders, and on the empty input.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

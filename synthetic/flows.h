@@ -1,4 +1,4 @@
-// What a co-processor does, as the records that it leaves behind. Each function records one occurrence and lets the
+// What a co-processor does, as the records that it writes. Each function records one occurrence and lets the
 // recorder's clock go on. An expression draws one random number at most, as the order within one is the compiler's.
 #pragma once
 

@@ -30,7 +30,7 @@ public:
     return result;
   }
 
-  // From 0 to `bound` - 1; `bound` is not 0. Large bounds are not perfectly even, which nobody here needs.
+  // From 0 to `bound` - 1; `bound` is not 0. Large bounds are slightly uneven, which does not matter here.
   std::uint32_t below(std::uint32_t bound) noexcept { return static_cast<std::uint32_t>((next() >> 32) * bound >> 32); }
   std::uint32_t between(std::uint32_t least, std::uint32_t most) noexcept { return least + below(most - least + 1); }
   bool oneIn(std::uint32_t times) noexcept { return below(times) == 0; }

@@ -22,7 +22,7 @@ private:
   std::size_t taken_ = 0; // of the recorder's records
 };
 
-// Any bytes, but for the ids: all that have names and a few that have none, in equal shares. [one thread at a time]
+// Random bytes with plausible ids: every named id and a few unnamed ones, equally often. [one thread at a time]
 class RandomStream {
 public:
   explicit RandomStream(std::uint64_t seed) : random_(seed) {}

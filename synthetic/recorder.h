@@ -10,7 +10,7 @@
 
 namespace vel::synthetic {
 
-// What a record is about, by the names that the decoder shows. An id without a name stands as its number.
+// What a record is about, by the names that the decoder shows. An id without a name is given as its number.
 struct Kind {
   std::string_view category;
   std::string_view component;

@@ -1,4 +1,4 @@
-// What a device is at, by name. Scenes are repeated for as long as somebody wants records.
+// What a device is doing, by name. Scenes repeat for as long as records are asked for.
 #pragma once
 
 #include <synthetic/recorder.h>

@@ -15,8 +15,8 @@ namespace vel::platform {
 extern std::atomic<bool> watching;
 
 // How an argument is written in a recorded call.
-std::string describe(const char* text);    // as it stands
-std::string describe(CFStringRef string);  // as it stands
+std::string describe(const char* text);    // unchanged
+std::string describe(CFStringRef string);  // unchanged
 std::string describe(CFUUIDRef uuid);      // canonical text
 std::string describe(std::uint32_t value); // hexadecimal (0x2, 0), as usages, selectors and options are written
 std::string describe(std::uint64_t value); // decimal, as sizes and registry ids are written

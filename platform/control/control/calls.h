@@ -3,7 +3,7 @@
 // Every platform function that can fail or whose order matters announces itself here under its own name, before it
 // does anything. Calls that the platform makes to itself are not announced. [any thread]
 //
-// A recorded call is the function's name and its telling arguments: texts and CF strings as they stand (null:
+// A recorded call is the function's name and its telling arguments: texts and CF strings unchanged (null:
 // "(null)"), usages, selectors and options in hexadecimal with 0x (0 as "0"), other numbers in decimal. Objects,
 // handles, buffers, blocks and queues are left out. For example:
 //
@@ -36,7 +36,7 @@ enum class Failing { once, onwards };
 
 // Makes the nth call (from 1, counted from now) of the function named `function` fail, once or from then on, the way
 // that function fails: with `code` if it returns one, else with null, 0 or false (sysctl: -1, with errno EIO). A call
-// that is made to fail has no effect, except that IOServiceGetMatchingService consumes its dictionary all the same.
+// that is made to fail has no effect, except that IOServiceGetMatchingService still consumes its dictionary.
 // Plans add up; each counts its own calls, also those that another plan makes fail. The earliest plan gives the code.
 void failCall(std::string_view function, std::uint64_t nth, Failing how = Failing::once, std::int32_t code = -1);
 // The same for the nth call of all functions together that can fail.

@@ -46,7 +46,7 @@ std::optional<std::string> logFileFailure();
 // "error KIP:TavikVELHIDStatistics: message" without the message's last newline. Control characters, except tabs and
 // newlines, and bytes that are not UTF-8 are written as \xNN, so that a message cannot steer a terminal.
 void setLogToStderr(bool on);
-// The system journal, in the form of stderr; nothing happens where there is none.
+// The system journal, in the same form as on stderr. Does nothing on a machine without a journal.
 void setLogToJournal(bool on);
 
 // How often os_release was called on log objects. [any thread]

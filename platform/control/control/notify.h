@@ -8,8 +8,8 @@ namespace vel::control {
 
 // Queues every handler of this name on its queue; returns how many there were. [any thread]
 std::size_t postNotification(std::string_view name);
-// Registrations that exist now, and the end of all of them. A post that is still queued runs all the same, with a block
-// of its own: drain the queue before unloading the code behind it.
+// The number of registrations, and a way to drop them all. A post that is already queued still runs, on its own copy of
+// the block: drain the queue before unloading the code that the block calls.
 std::size_t notificationRegistrations();
 void dropNotifications();
 

@@ -1,7 +1,7 @@
 // Serial queues from the outside: each runs one block at a time, in order, on one of a few threads that all queues
 // share. An exception that escapes from work ends the process with the queue's label and its text. At the end of the
-// process what runs is waited for and what is queued is dropped (whoever waits for it goes on); from then on work runs
-// at once, on the calling thread. [any thread]
+// process, running work is waited for and queued work is dropped (those waiting for it continue); from then on work
+// runs at once, on the calling thread. [any thread]
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -13,7 +13,7 @@ namespace vel::control {
 
 // A serial queue, until destroyQueue.
 dispatch_queue_t createQueue(std::string label);
-// Waits for what is queued and frees the queue. Whoever still holds the handle must not use it.
+// Waits for what is queued and frees the queue. The handle must not be used afterwards.
 void destroyQueue(dispatch_queue_t queue);
 
 // Runs `work` on the queue, later or before returning. On a null queue both run it at once, on the calling thread, and

@@ -17,7 +17,7 @@ public:
     ref.object_ = object;
     return ref;
   }
-  // Adds a reference of its own (results of Get).
+  // Adds a reference (results of Get).
   static Ref share(T object) {
     if (object != nullptr) {
       CFRetain(object);

@@ -1,5 +1,5 @@
-// The I/O registry from the outside: add entries, and what stands behind them. Everything here is dropped by
-// resetRegistry. [any thread]
+// The I/O registry from the outside: add entries, plug-ins and user clients. resetRegistry drops everything that was
+// added here. [any thread]
 #pragma once
 
 #include <control/ref.h>
@@ -31,8 +31,7 @@ std::uint64_t addRegistryEntry(RegistryEntry entry);
 // Replaces an entry's properties (a counter that moved, a new time-sync pair). Here and below an unknown id throws
 // std::invalid_argument.
 void setRegistryProperties(std::uint64_t id, Ref<CFDictionaryRef> properties);
-// What the entry answers when it is asked for its parent and a read of the parent is to fail: `result`, or success with
-// parent 0 when `result` is 0.
+// Makes reads of the entry's parent fail with `result`; with 0 they succeed and store parent 0.
 void breakParent(std::uint64_t id, IOReturn result);
 
 // Stores the plug-in through `plugin` (a reference for the caller) and returns 0, or returns why not.

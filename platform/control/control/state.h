@@ -18,7 +18,7 @@ using StateRecord = std::unique_ptr<os_state_data_s, FreeRecord>;
 
 // The registered handlers, oldest first. [any thread]
 std::vector<os_state_handle_t> stateHandlers();
-// The queue that was given with it. [get: borrowed, from whoever made the queue; any thread]
+// The queue that was given with it. [get: borrowed from the maker of the queue; any thread]
 dispatch_queue_t stateHandlerQueue(os_state_handle_t handler);
 // Runs one handler on its queue and waits; empty when it returned none. An unknown handle throws
 // std::invalid_argument. [create: the caller's; any thread but that queue's]

@@ -24,14 +24,14 @@ void clearTally(); // [any thread]
 // Whether calls are kept in memory (the default). [any thread]
 void keepTallyInMemory(bool keep);
 
-// The file of every later operation, made when there is none; it replaces the one that was open. Throws
+// Opens the file that keeps every later operation, in place of the one that was open; creates it if needed. Throws
 // std::runtime_error with path and cause, and then changes nothing: no file that is not a whole store is touched.
 // docs/tally-store.md has the format. [any thread]
 void openTallyStore(const std::filesystem::path& path);
 // Operations reach no file any more. A batch that was not ended is dropped. [any thread]
 void closeTallyStore();
 
-// The operations from begin to end, of whatever thread, are written as one: all of them or none. When endTallyBatch has
+// The operations from begin to end, on any thread, are written as one: all of them or none. When endTallyBatch has
 // returned they survive the end of this process, however it ends. Outside a batch each operation is written at once;
 // one that cannot be written is lost, with a line on stderr for the first. Both do nothing when no store is open.
 // endTallyBatch throws std::runtime_error with path and cause when the batch could not be written, and drops it.
@@ -61,7 +61,7 @@ struct TallyDistribution {
   double p90 = 0;
   double p99 = 0;
   bool exact = true;         // whether the three percentiles are samples, or within 1 % of one
-  std::uint64_t ignored = 0; // samples since the last clear that are no numbers, or too large to add up
+  std::uint64_t ignored = 0; // samples since the last clear that are not numbers, or too large to add up
 };
 
 // One key of a store. A key may name a scalar and a distribution at once. Times are in microseconds since the Unix

@@ -52,7 +52,7 @@ extern const CFAllocatorRef kCFAllocatorSystemDefault;
 // `size` bytes from `allocator` (null: the system allocator), aligned for any type; null when it has none or
 // when the size is not positive. The hint is not used.
 void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
-// Gives back what CFAllocatorAllocate returned for the same allocator. A null pointer is ignored.
+// Frees memory that CFAllocatorAllocate returned for the same allocator. A null pointer is ignored.
 void CFAllocatorDeallocate(CFAllocatorRef allocator, void* pointer);
 
 // Adds a reference; returns the object. Null aborts.
@@ -63,7 +63,7 @@ void CFRelease(CFTypeRef object);
 Boolean CFEqual(CFTypeRef a, CFTypeRef b);
 // A hash that equal objects share.
 CFHashCode CFHash(CFTypeRef object);
-// The type of an object, to compare with CFStringGetTypeID() and its like. Null aborts.
+// The type of an object, to compare with CFStringGetTypeID() and similar. Null aborts.
 CFTypeID CFGetTypeID(CFTypeRef object);
 
 CF_EXTERN_C_END

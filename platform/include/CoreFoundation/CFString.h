@@ -29,7 +29,7 @@ CFIndex CFStringGetLength(CFStringRef string);
 // The most bytes that `length` UTF-16 code units need in `encoding`, without the NUL; -1 for an unknown encoding.
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 
-// The one constant string with this text; lives for the life of the process. Use CFSTR. [get: borrowed]
+// The one constant string with this text; never freed. Use CFSTR. [get: borrowed]
 CFStringRef CFStringGetConstantString(const char* text);
 #define CFSTR(literal) CFStringGetConstantString("" literal "")
 

@@ -14,7 +14,7 @@ typedef struct {
 CFTypeID CFUUIDGetTypeID(void);
 // [create: caller releases]
 CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef allocator, CFUUIDBytes bytes);
-// The one constant UUID with these bytes; lives for the life of the process. [get: borrowed]
+// The one constant UUID with these bytes; never freed. [get: borrowed]
 CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef allocator, UInt8 byte0, UInt8 byte1, UInt8 byte2, UInt8 byte3,
                                          UInt8 byte4, UInt8 byte5, UInt8 byte6, UInt8 byte7, UInt8 byte8, UInt8 byte9,
                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,

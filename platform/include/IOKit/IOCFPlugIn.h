@@ -10,7 +10,7 @@ CF_EXTERN_C_BEGIN
   CFUUIDGetConstantUUIDWithBytes(NULL, 0xC2, 0x44, 0xE8, 0x58, 0x10, 0x9C, 0x11, 0xD4, 0x91, 0xD4, 0x00, 0x50, 0xE4,   \
                                  0xC6, 0x42, 0x6F)
 
-// What stands between a driver's plug-in and its interfaces: QueryInterface yields the interface wanted.
+// The interface that every driver plug-in starts with; QueryInterface yields the others.
 typedef struct IOCFPlugInInterface {
   IUNKNOWN_C_GUTS;
 } IOCFPlugInInterface;

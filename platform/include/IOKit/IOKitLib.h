@@ -19,12 +19,12 @@ CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID);
 CFMutableDictionaryRef IOServiceNameMatching(const char* name);
 CFMutableDictionaryRef IOServiceMatching(const char* className);
 
-// The first entry, in the order of their appearance, that meets all that `matching` asks, or 0. Always consumes a
+// The first entry, in the order of registration, that meets every condition in `matching`, or 0. Always consumes a
 // reference to `matching`; null is allowed and matches nothing. [create: caller releases]
 io_service_t IOServiceGetMatchingService(mach_port_t masterPort, CFDictionaryRef matching);
 
 // The parent and the first child of an entry in a plane ("IOService" is the one there is, another one is
-// kIOReturnBadArgument). Stores 0 and returns kIOReturnNoDevice when there is none. [create: caller releases]
+// kIOReturnBadArgument). Stores 0 and returns kIOReturnNoDevice if the entry has none. [create: caller releases]
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent);
 kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child);
 // The entry's name, cut to its buffer and NUL-terminated.
@@ -32,7 +32,7 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 // A property's value, or null. Options are not used. [create: caller releases]
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits options);
-// Gives back a reference; 0, or an object without references, is kIOReturnBadArgument.
+// Drops a reference; 0, or an object without references, is kIOReturnBadArgument.
 kern_return_t IOObjectRelease(io_object_t object);
 
 // Opens a connection to the service's user client; `type` is for the client, the owning task is not used. Stores 0 and

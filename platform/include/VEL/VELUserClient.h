@@ -21,9 +21,9 @@
                                  0x9E, 0xF9, 0x0C, 0x4A, 0x6E, 0x75, 0x77)
 
 // An interface comes from QueryInterface of the plug-in in front of a registry entry, and carries a reference for
-// whoever asked. It is opened by who registers the service; commands and batches then belong to one queue.
+// the caller. The plug-in that registers the service opens it; commands and batches then belong to one queue.
 
-// The driver's table; entries that nobody here calls are slots.
+// The driver's table; entries that are never called here are slots.
 typedef struct VELDriverInterface {
   IUNKNOWN_C_GUTS;
   void* slot4;
@@ -60,7 +60,7 @@ typedef struct VELDeviceInterface {
   void* slot14;
   void* slot15;
   void* slot16;
-  // Entry 17: who gets the batches from now on. `refcon` is handed to the callback as it stands; the device neither
+  // Entry 17: sets the callback for batches. `refcon` is passed to the callback unchanged; the device neither
   // retains nor releases it, so it must live for as long as batches come. [event system]
   void (*setDataCallback)(void* self, VELDataCallback callback, void* refcon);
   // Entry 18: where the callback runs; comes before setDataCallback. The queue stays its maker's. [event system]

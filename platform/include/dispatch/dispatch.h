@@ -1,4 +1,4 @@
-// Serial queues as handles, and one-time initialisation. Queues are made and drained by whoever hosts a plug-in.
+// Serial queues as handles, and one-time initialisation. The host of a plug-in makes and drains the queues.
 #pragma once
 
 #ifdef __cplusplus
@@ -10,7 +10,7 @@ typedef void (^dispatch_block_t)(void);
 
 // Zero before the first use; must have static storage.
 typedef long dispatch_once_t;
-// Runs the block if none was run for this predicate; returns when it has run, whoever ran it. [any thread]
+// Runs the block once per predicate; returns when it has run, on whichever thread. [any thread]
 void dispatch_once(dispatch_once_t* predicate, dispatch_block_t block);
 
 #ifdef __cplusplus

@@ -20,14 +20,14 @@ enum {
   OS_LOG_TYPE_FAULT = 0x11,
 };
 
-// The log object of a subsystem and category; the same one for the same names. Lives for the life of the process,
-// whoever releases it. [create: os_release is counted, nothing more] [any thread]
+// The log object of a subsystem and category; the same one for the same names. It is never
+// freed. [create: os_release is only counted] [any thread]
 os_log_t os_log_create(const char* subsystem, const char* category);
 // Whether a line of this level would be kept. A null log object keeps none. [any thread]
 bool os_log_type_enabled(os_log_t log, os_log_type_t type);
 // Writes one line, if its level is enabled. The format is printf's (integers, floating point, characters, strings and
 // pointers), with "%@" for a CF object and with privacy words in braces, which are accepted and not needed
-// ("%{public}s"). A null string or object prints as (null). A conversion that is none of these is copied as it stands,
+// ("%{public}s"). A null string or object prints as (null). Any other conversion is copied unchanged,
 // with the rest of the format. [any thread]
 void os_log_with_type(os_log_t log, os_log_type_t type, const char* format, ...);
 

@@ -5,8 +5,8 @@
 extern "C" {
 #endif
 
-// Drops a reference to a system object. Log objects are immortal: their releases are counted, nothing more. Null is
-// ignored; what is no log object aborts. [any thread]
+// Drops a reference to a system object. Log objects are immortal: their releases are only counted. Null is
+// ignored; anything but a log object aborts. [any thread]
 void os_release(void* object);
 
 #ifdef __cplusplus

@@ -21,7 +21,7 @@ typedef struct os_state_hints_s {
 
 enum { OS_STATE_DATA_SERIALIZED_PROPERTY_LIST = 1 };
 
-// A state record: a header of 200 bytes, and the data right behind it.
+// A state record: a header of 200 bytes, and the data right after it.
 typedef struct os_state_data_s {
   uint32_t type;     // OS_STATE_DATA_...
   uint32_t dataSize; // bytes of data
@@ -35,7 +35,7 @@ typedef uint64_t os_state_handle_t;
 // Returns a record on the C heap that the caller frees, or null for none.
 typedef os_state_data_s* (^os_state_block_t)(os_state_hints_s* hints);
 
-// Registers a copy of the block, to be called on `queue` for every capture. The handle stands for the registration; 0
+// Registers a copy of the block, to be called on `queue` for every capture. The handle identifies the registration; 0
 // is none. [any thread]
 os_state_handle_t os_state_add_handler(dispatch_queue_t queue, os_state_block_t block);
 

@@ -1,4 +1,4 @@
-// Byte strings: the bytes lie behind their object.
+// Byte strings: the bytes are allocated right after their object.
 #pragma once
 
 #include "cf/object.h"
@@ -11,7 +11,7 @@
 struct CFDataObject final : vel::platform::Object {
   static vel::platform::Type kind;
 
-  // The bytes fit behind the object.
+  // The bytes fit after the object.
   CFDataObject(CFAllocatorRef allocator, std::span<const std::uint8_t> bytes);
 
   bool equals(const Object& other) const override;

@@ -1,4 +1,4 @@
-// Dictionaries: pairs in the order in which they were set, with a hash index beside them once they are many.
+// Dictionaries: pairs in the order in which they were set; large ones also have a hash index.
 #pragma once
 
 #include "cf/object.h"

@@ -19,7 +19,7 @@ namespace vel::platform {
 // Ends the process with "function: ..." on stderr: the caller broke the rules of the interface.
 [[noreturn]] void misuse(const char* function, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
-// A class of objects. Lives for the life of the process and enters the list of all types when it is constructed.
+// A class of objects. Never destroyed; its constructor adds it to the list of all types.
 class Type {
 public:
   explicit Type(const char* name);
@@ -81,12 +81,12 @@ private:
   static constexpr std::uint32_t poison = 0xDEADDEAD;
 
   CFAllocatorRef allocator_;
-  // At offset 16: the heap scribbles over the first 16 bytes of freed memory, and the poison is to stay readable.
+  // At offset 16: the heap overwrites the first 16 bytes of freed memory, and the poison must stay readable.
   mutable std::atomic<std::uint32_t> count_ = 1;
   Type* type_;
 };
 
-// A new object with `extra` bytes behind it, or null when the allocator has no memory for it.
+// A new object followed by `extra` bytes, or null when the allocator has no memory for it.
 template <class T, class... Arguments>
 T* create(CFAllocatorRef allocator, std::size_t extra, Arguments&&... arguments) {
   void* memory = allocate(allocator, sizeof(T) + extra);
@@ -110,7 +110,7 @@ union Static {
   T object;
 };
 
-// The object behind a reference that `function` was given; null or a destroyed object is misuse.
+// The object of a reference passed to `function`; null or a destroyed object is misuse.
 inline const Object& objectAt(CFTypeRef reference, const char* function) {
   if (reference == nullptr) {
     misuse(function, "null in place of an object");

@@ -1,4 +1,4 @@
-// Property lists, which are written in the binary format alone.
+// Property lists, written only in the binary format.
 
 #include "announce.h"
 #include "cf/binary_list.h"

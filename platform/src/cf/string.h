@@ -10,7 +10,7 @@
 struct CFStringObject final : vel::platform::Object {
   static vel::platform::Type kind;
 
-  // `utf8` is valid UTF-8 of `length` UTF-16 units; its bytes and a NUL fit behind the object.
+  // `utf8` is valid UTF-8 of `length` UTF-16 units; its bytes and a NUL fit after the object.
   CFStringObject(CFAllocatorRef allocator, std::string_view utf8, std::size_t length);
 
   bool equals(const Object& other) const override;

@@ -47,7 +47,7 @@ Instances& instances() {
   return all;
 }
 
-// A dash stands before these bytes of the canonical text.
+// A dash precedes these bytes in the canonical text.
 constexpr bool dashBefore(std::size_t byte) {
   return byte == 4 || byte == 6 || byte == 8 || byte == 10;
 }

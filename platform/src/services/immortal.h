@@ -1,4 +1,4 @@
-// State that a service keeps for the life of the process.
+// State that a service keeps until the process ends.
 #pragma once
 
 namespace vel::platform {

@@ -38,7 +38,7 @@ public:
   }
 
   asio::io_context& context() { return context_; }
-  // After shutDown there is nobody left to run anything, nor to run beside.
+  // After shutDown there is no thread left to run work, or to run it concurrently.
   bool isDown() const { return down_.load(); }
 
   // Work that somebody waits for; of its states the pool's mutex guards each change.
@@ -59,7 +59,7 @@ public:
     }
     waiting_ -= isOwnThread_ ? 1 : 0;
   }
-  // False when nobody waits for it any more.
+  // False when the caller no longer waits for it.
   bool begin(Awaited& work) {
     const std::lock_guard lock(mutex_);
     if (work.state == Awaited::State::dropped) {
@@ -129,7 +129,7 @@ struct dispatch_queue_s {
 
 namespace {
 
-// Nobody above the work could handle what escapes from it: the caller has gone on long ago.
+// No caller could handle an exception that escapes from the work: the caller has long moved on.
 void runOrDie(const char* where, const std::function<void()>& work) {
   try {
     work();

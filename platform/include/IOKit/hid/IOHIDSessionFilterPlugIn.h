@@ -17,7 +17,7 @@
 
 // The 18 entries, whose positions are fixed. The event system skips a slot that is null. It calls them one at a time,
 // on its own thread or on the queue that it gave [event system]. Session, service and queue stay its own [borrowed: for
-// the call]; the queue alone may be kept, until the last Release.
+// the call]; only the queue may be kept, until the last Release.
 typedef struct IOHIDSessionFilterPlugInInterface {
   IUNKNOWN_C_GUTS;
   void* slot4;
@@ -32,7 +32,7 @@ typedef struct IOHIDSessionFilterPlugInInterface {
   // Called once for every service of the session.
   void (*registerService)(void* self, IOHIDServiceRef service);
   void* slot12;
-  // The queue on which the plug-in's handlers are to run; called before the first registerService.
+  // The queue on which the plug-in's handlers run; called before the first registerService.
   void (*scheduleWithDispatchQueue)(void* self, dispatch_queue_t queue);
   // What the plug-in has registered on the queue stays until the event system drops it.
   void (*unscheduleFromDispatchQueue)(void* self, dispatch_queue_t queue);

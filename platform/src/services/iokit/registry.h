@@ -47,20 +47,20 @@ public:
   // The first entry, in the order of adding, that `matches`; null when there is none.
   Entry* first(const std::function<bool(const Entry&)>& matches);
 
-  // The entry's handle, with one more reference that the caller gives back.
+  // The entry's handle, with one more reference that the caller drops.
   io_object_t reference(Entry& entry);
-  // False for what is no handle with references.
+  // False unless this is a handle with references.
   bool dereference(io_object_t handle);
 
   io_connect_t connect(std::shared_ptr<control::UserClient> client);
-  // Null for what is no connection.
+  // Null unless this is a connection.
   std::shared_ptr<control::UserClient> client(io_connect_t connection);
   bool disconnect(io_connect_t connection);
 
   std::size_t references() const;
   std::size_t connections() const { return connections_.size(); }
 
-  // Gives up all entries, handles and connections; the caller destroys them when it no longer holds the mutex.
+  // Hands all entries, handles and connections to the caller, who destroys them after releasing the mutex.
   struct Contents {
     std::map<std::uint64_t, Entry> entries;
     std::unordered_map<io_connect_t, std::shared_ptr<control::UserClient>> connections;

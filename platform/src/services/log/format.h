@@ -15,7 +15,7 @@ namespace vel::platform {
 //   in angle brackets (<CFArray>). Width and precision are not used.
 // - Words in braces right after the % are skipped: %{public}s.
 // - A null string or object is written as (null), whatever the precision.
-// - What is none of this is copied as it stands, and so is the rest of the format, since it is not known any more which
+// - Anything else is copied unchanged, and so is the rest of the format, since it is no longer known which
 //   argument belongs to what.
 std::string formatLog(const char* format, std::va_list arguments);
 

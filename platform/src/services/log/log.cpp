@@ -46,7 +46,7 @@ enum SinkKind { fileSink, stderrSink, journalSink };
 struct Log {
   std::atomic<std::uint32_t> enabled = bit(OS_LOG_TYPE_DEFAULT) | bit(OS_LOG_TYPE_ERROR) | bit(OS_LOG_TYPE_FAULT);
 
-  std::mutex mutex; // guards all that follows
+  std::mutex mutex; // guards everything below
   std::list<os_log_s> objects;
   std::size_t releases = 0;
   bool keep = true;

@@ -24,7 +24,7 @@ void check(const Statement& statement, int code) {
   check(sqlite3_db_handle(statement.get()), code);
 }
 
-// A name in which no character of the path has a meaning of its own.
+// The path as a URI, with special characters escaped.
 std::string uriOf(const std::filesystem::path& path, const char* query) {
   std::string uri = "file:";
   for (const char c : path.string()) {
@@ -62,7 +62,7 @@ Database openDatabase(const std::filesystem::path& path, Access access) {
   if (code != SQLITE_OK) {
     throw DatabaseError(opened == nullptr ? "out of memory" : sqlite3_errmsg(opened));
   }
-  // Whoever else writes does so in short transactions.
+  // Other writers hold the lock only for short transactions.
   check(opened, sqlite3_busy_timeout(opened, 5000));
   // The file may be anybody's.
   check(opened, sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));

@@ -22,7 +22,7 @@ struct FinalizeStatement {
 };
 using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>; // goes before its database
 
-// A cause without a file; whoever knows the path adds it.
+// A cause without a file; the caller that knows the path adds it.
 class DatabaseError : public std::runtime_error {
 public:
   using std::runtime_error::runtime_error;
@@ -32,7 +32,7 @@ enum class Access {
   create, // a new file
   write,
   read,   // other processes may write; needs the file's companions, or the right to make them
-  settled // nobody writes: reads the one file alone and makes none
+  settled // for a store that is not in use: reads only the one file and creates none
 };
 // The path is absolute: SQLite sees special names in others, such as ":memory:".
 Database openDatabase(const std::filesystem::path& path, Access access);

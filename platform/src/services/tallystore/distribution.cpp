@@ -22,7 +22,7 @@ void Distribution::Moments::add(double sample, std::uint64_t weight) {
 }
 
 bool Distribution::takes(double sample) {
-  return std::fabs(sample) <= Histogram::kLargest; // false for what is no number
+  return std::fabs(sample) <= Histogram::kLargest; // false for NaN
 }
 
 void Distribution::push(double sample, std::uint64_t weight) {

@@ -15,7 +15,7 @@ namespace vel::platform {
 
 class Distribution {
 public:
-  // Samples that are no finite number, or beyond Histogram::kLargest, are counted and otherwise ignored.
+  // Samples that are not finite, or beyond Histogram::kLargest, are counted and otherwise ignored.
   static bool takes(double sample);
   void push(double sample, std::uint64_t weight);
   // Holds this one sample from now on. An ignored sample changes nothing.
@@ -26,7 +26,7 @@ public:
   bool empty() const { return histogram_.count() == 0; }
 
   std::string pack() const;
-  // Throws Unpackable. The ignored samples are kept beside the packed ones.
+  // Throws Unpackable. The count of ignored samples is not part of the packed ones.
   static Distribution unpack(std::string_view bytes, std::uint64_t ignored);
 
 private:

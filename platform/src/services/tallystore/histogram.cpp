@@ -116,7 +116,7 @@ Histogram Histogram::unpack(Unpacker& unpacker) {
     throw Unpackable();
   }
   std::int64_t previous = -kLast - 1;
-  for (std::uint64_t i = 0; i < slots; ++i) { // ends with the bytes, whatever the number says
+  for (std::uint64_t i = 0; i < slots; ++i) { // ends with the bytes, even if the count claims more
     if (histogram.exact_) {
       const double value = unpacker.number();
       auto& values = histogram.values_;

@@ -1,6 +1,6 @@
 // How often which sample came, so that percentiles can be told: every distinct value while there are few, afterwards
 // counts in buckets, each 2 % wider than the one below it, so that a bucket's middle is within 1 % of what is in it.
-// Which of the two, and what is in it, depends on the samples alone, not on their order or grouping.
+// Which of the two, and what is in it, depends only on the samples, not on their order or grouping.
 #pragma once
 
 #include "services/tallystore/packing.h"

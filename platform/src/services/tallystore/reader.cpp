@@ -48,7 +48,7 @@ bool checkRows(const fs::path& path, Access access) {
   return true;
 }
 
-// Tells whether a file is the same as before and nobody has it in use.
+// Checks that a file is the same as before and not in use.
 struct Settled {
   dev_t device = 0;
   ino_t file = 0;

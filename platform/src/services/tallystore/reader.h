@@ -8,7 +8,7 @@
 
 namespace vel::platform {
 
-// Both refuse what is no whole store with a DatabaseError.
+// Both throw DatabaseError for anything but a whole store.
 
 // By key, the scalar before the distribution. Refuses more keys than any plug-in has.
 std::vector<control::TallyRow> readStore(const std::filesystem::path& path);

@@ -130,7 +130,7 @@ Header readHeader(const fs::path& path) {
   return header;
 }
 
-// The folder that is to hold a new store.
+// The folder for a new store.
 void requireFolder(const fs::path& folder) {
   if (access(folder.c_str(), W_OK | X_OK) != 0) {
     throw DatabaseError(std::strerror(errno));
@@ -149,7 +149,7 @@ void fill(const fs::path& path) {
   execute(database, "PRAGMA journal_mode = WAL"); // from now on part of the file
 }
 
-// A store in the making, and what SQLite puts beside it; nothing is left of it in the end.
+// A store under construction, with the files that SQLite puts next to it; the destructor removes them all.
 struct Unfinished {
   explicit Unfinished(const fs::path& path) : file(fmt::format("{}.new-{}", path.string(), getpid())) {
     remove(); // that of a process which ended too early and had the same number

@@ -5,16 +5,16 @@
 
 namespace vel::platform {
 
-// The file itself, without links on the way: SQLite follows none, and puts its companions beside the file.
+// The file itself, without links on the way: SQLite follows none, and puts its companions next to the file.
 std::filesystem::path fileOf(const std::filesystem::path& path);
-// What SQLite puts beside the file while it is in use: what was written and is not in the file yet.
+// The files that SQLite puts next to the store while it is in use; they hold what is not in the store yet.
 std::filesystem::path writeAheadLogOf(const std::filesystem::path& path);
 
-// Makes a store without keys. It appears whole; one that another process makes in the meantime is left alone.
+// Makes a store without keys. It appears whole; one that another process makes in the meantime stays untouched.
 void createStore(const std::filesystem::path& path);
 
-// Refuses, with a DatabaseError, what is no store of this version. Looks at the header alone and opens no database, so
-// that nothing appears beside a foreign file.
+// Throws DatabaseError unless the file is a store of this version. Reads only the header and opens no database, so that
+// no file appears next to a foreign one.
 void requireStore(const std::filesystem::path& path);
 // Refuses a store that is damaged, or holds anything but our tables.
 void requireWhole(const Database& database);

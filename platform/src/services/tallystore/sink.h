@@ -1,4 +1,4 @@
-// Where TallyStore's operations go: the one way from the six functions to whatever keeps them.
+// Where TallyStore's operations go: the one way from the six functions to the sinks that keep them.
 #pragma once
 
 #include <control/tally.h>

@@ -62,7 +62,7 @@ void Store::take(std::string_view key, const Operation& operation) {
   if (!pending_.empty()) {
     auto& [kept, last] = pending_.back();
     if (kept->row.kind == kind && kept->row.key == key) {
-      // The firmware's way to say a sample's weight is to have it pushed so many times.
+      // The firmware gives a sample weight by pushing it that many times.
       const bool again = operation.op == TallyOp::pushDistribution && last.op == operation.op &&
                          std::bit_cast<std::uint64_t>(last.sample) == std::bit_cast<std::uint64_t>(operation.sample);
       if (again) {

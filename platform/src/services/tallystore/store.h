@@ -14,7 +14,7 @@ namespace vel::platform {
 // Not for several threads at once.
 class Store {
 public:
-  // Opens the store at `path`, and makes it first when there is no such file. Throws DatabaseError.
+  // Opens the store at `path`, creating it if needed. Throws DatabaseError.
   explicit Store(const std::filesystem::path& path);
 
   // Remembers an operation for the next write.
@@ -43,7 +43,7 @@ private:
   Statement commit_;
   Statement dataVersion_;
 
-  // Rows stay in memory from batch to batch, while nobody else writes.
+  // Rows stay in memory between batches until another process writes.
   std::unordered_map<std::string, std::unique_ptr<Kept>> kept_[2]; // by kind
   std::int64_t knownVersion_ = 0;
   std::vector<Pending> pending_;
