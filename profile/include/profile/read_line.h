@@ -1,0 +1,62 @@
+// The way back: text to records. The bytes come from the dump at a line's end; the line is then rendered again, and one
+// comparison tells whether any of its words contradicts them.
+#pragma once
+
+#include "profile/render.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+namespace vel::profile {
+
+// What every line begins with, and what precedes its 48 bytes.
+inline constexpr std::string_view line_beginning = "{  'category':";
+inline constexpr std::string_view dump_beginning = " 'binary-data':[";
+
+struct FoundLine {
+  std::array<unsigned char, sizeof(_VelProfileReport)> record;
+  std::size_t begin; // of the line in the text
+  std::size_t end;   // just after the line, its times and its brace included as far as they are there
+  bool sound;        // the words say what the bytes say; the record is what the bytes say either way
+  std::size_t fault; // where the words begin to differ, if they do
+
+  // The times that follow the bytes. They are not part of the record and are not judged here.
+  std::string_view calendar; // [borrowed: from the text] empty if there is none
+  std::optional<std::uint64_t> boot;
+};
+
+// Finds lines in text of any kind: one after the other, or inside other logs, with anything before and after each.
+// Texts of records may hold newlines and NULs, so that lines are not split at either. [one thread at a time; as many
+// objects as threads]
+class LineReader {
+public:
+  // The next line that begins at or after `from` and holds all of its bytes; false if there is none.
+  bool next(std::string_view text, std::size_t from, FoundLine& line) noexcept;
+
+private:
+  bool agrees(std::string_view text, std::size_t from, std::size_t dump_end, FoundLine& line) noexcept;
+  void find_fault(std::string_view text, std::size_t from, std::size_t dump_end, FoundLine& line) noexcept;
+
+  BulkRenderer renderer_{{}, Framing::none};
+  char rendered_[frame_capacity];
+  std::size_t rendered_length_ = 0; // of the record that was compared last
+};
+
+// Lines that begin in a text, such as one between two lines, but whose bytes cannot be read.
+struct UnreadLines {
+  std::size_t truncated = 0;     // the line ends before its bytes do
+  std::size_t damaged = 0;       // its dump is not one of 48 bytes
+  std::size_t first_damaged = 0; // where that line begins
+};
+UnreadLines count_unread_lines(std::string_view text) noexcept;
+
+// How much of a text can be passed to LineReader and count_unread_lines when more of it is to come: what lies before
+// the result holds lines as a whole, as long as no line is longer than longest_line. At least the text less
+// longest_line.
+inline constexpr std::size_t longest_line = 4096;
+std::size_t whole_lines(std::string_view text) noexcept;
+
+} // namespace vel::profile
