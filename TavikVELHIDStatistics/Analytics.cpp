@@ -1,3 +1,4 @@
+// Publishes analytics entries to TallyStore, one call for each entry.
 #include "Analytics.h"
 
 #include "Assertion.h"

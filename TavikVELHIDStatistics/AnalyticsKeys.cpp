@@ -1,3 +1,4 @@
+// The table of metric names, by index.
 #include "AnalyticsKeys.h"
 
 // Keys 21 and 28 begin with "com.tavik.com.kip.": the aggregated data is filed under them, doubled element and all.

@@ -1,3 +1,4 @@
+// Fetches one batch of profile records and reports each as a line of text.
 #include "RawDebugData.h"
 
 #include "Assertion.h"

@@ -1,3 +1,4 @@
+// Reads a sensor's properties one after another and reports them as one dictionary.
 #include "SensorInfo.h"
 
 #include "Assertion.h"

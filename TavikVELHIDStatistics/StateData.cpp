@@ -1,3 +1,4 @@
+// Fills dictionaries, and serialises a property list into a state record.
 #include "StateData.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// Walks the tagged elements, with a limit on the text and zeros beyond the reply.
 #include "TextStream.h"
 
 #include <algorithm>

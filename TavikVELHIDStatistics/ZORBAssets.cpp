@@ -1,3 +1,4 @@
+// Reads the asset table and reports each slot as a line of text.
 #include "ZORBAssets.h"
 
 #include "Assertion.h"

@@ -1,3 +1,4 @@
+// Reads the statistics record and reports it as nested dictionaries.
 #include "ZORBStatistics.h"
 
 #include "Assertion.h"

@@ -1,3 +1,4 @@
+// Replaces the allocation functions with counting ones.
 #include "allocations.h"
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Checks the head and the trailer of a binary property list before anything uses their numbers.
 #include "formats/binary_layout.h"
 
 #include <formats/binary_values.h>

@@ -1,3 +1,4 @@
+// Converts the bytes of numbers, dates and text in a binary property list.
 #include "formats/binary_values.h"
 
 #include <fmt/format.h>

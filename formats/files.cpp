@@ -1,3 +1,4 @@
+// Reads with stdio, up to a limit, so that a file that grows cannot exhaust memory.
 #include "formats/files.h"
 
 #include <formats/error.h>

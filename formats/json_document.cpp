@@ -1,3 +1,4 @@
+// Builds the document from the parser's events, within limits; a JSON pointer is only made for an error.
 #include "formats/json_document.h"
 
 #include <formats/error.h>

@@ -1,3 +1,4 @@
+// Typed reads of JSON values; each refusal names the place and what was expected.
 #include "formats/json_node.h"
 
 #include <fmt/format.h>

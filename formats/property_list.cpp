@@ -1,3 +1,4 @@
+// The binary format by our reader, XML by libplist.
 #include "formats/property_list.h"
 
 #include <formats/binary_property_list.h>

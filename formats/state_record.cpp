@@ -1,3 +1,4 @@
+// Reads the header field by field and the property list after it.
 #include "formats/state_record.h"
 
 #include <formats/property_list.h>

@@ -1,3 +1,4 @@
+// Type names, look-up and equality of values.
 #include "formats/value.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reads Info.plist, loads the executable and finds the factory, with an error line for each step.
 #include "host/bundle.h"
 
 #include <control/cf.h>

@@ -1,3 +1,4 @@
+// Adds the model's entries, clocks, user clients and services to the platform, and removes them at the end.
 #include "host/machine.h"
 
 #include <control/clock.h>

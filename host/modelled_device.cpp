@@ -1,3 +1,4 @@
+// The interface tables of the modelled user clients, and the reference counts behind them.
 #include "host/modelled_device.h"
 
 #include <control/queue.h>

@@ -1,3 +1,4 @@
+// Drives the plug-in through its interface table, and checks the order of calls and what it returns.
 #include "host/session.h"
 
 #include <control/cf.h>

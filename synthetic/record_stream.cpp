@@ -1,3 +1,4 @@
+// Repeats a scene, or draws random records, until the buffer is full.
 #include "synthetic/record_stream.h"
 
 namespace vel::synthetic {

@@ -1,3 +1,4 @@
+// The table of scenes, each a sequence of flows.
 #include "synthetic/scenes.h"
 
 #include <synthetic/flows.h>

@@ -1,3 +1,4 @@
+// The rows of operations and metrics, and the reader of batches.
 #include "host/model/analytics.h"
 
 #include <host/model/reply_layouts.h>

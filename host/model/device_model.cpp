@@ -1,3 +1,4 @@
+// One reader for each object of the document; every key is checked.
 #include "host/model/device_model.h"
 
 #include <formats/files.h>

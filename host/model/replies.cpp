@@ -1,3 +1,4 @@
+// Reads reply lists, and answers from them in order.
 #include "host/model/replies.h"
 
 #include <host/model/reply_contents.h>

@@ -1,3 +1,4 @@
+// One reader for each content, and the table of them.
 #include "host/model/reply_contents.h"
 
 #include <host/model/reply_layouts.h>

@@ -1,3 +1,4 @@
+// The tables of layouts, and the encoder that walks their rows.
 #include "host/model/reply_layouts.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// The system allocator on the C heap, and allocators with hooks.
 #include "cf/allocator.h"
 
 #include "announce.h"

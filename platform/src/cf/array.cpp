@@ -1,3 +1,4 @@
+// Arrays on an allocator, and the functions of CFArray.h.
 #include "cf/array.h"
 
 #include "announce.h"

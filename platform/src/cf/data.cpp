@@ -1,3 +1,4 @@
+// The functions of CFData.h.
 #include "cf/data.h"
 
 #include "announce.h"

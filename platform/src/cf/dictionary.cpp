@@ -1,3 +1,4 @@
+// Dictionaries on an allocator, their hash index, and the functions of CFDictionary.h.
 #include "cf/dictionary.h"
 
 #include "announce.h"

@@ -1,3 +1,4 @@
+// Conversions between UTF-8 and the encodings that strings can have.
 #include "cf/encoding.h"
 
 #include <iconv.h>

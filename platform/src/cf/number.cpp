@@ -1,3 +1,4 @@
+// Numbers and booleans, and the conversions between number types.
 #include "cf/number.h"
 
 #include "announce.h"

@@ -1,3 +1,4 @@
+// Reference counts, types and misuse checks, and the functions of CFBase.h.
 #include "cf/object.h"
 
 #include "control/cf.h"

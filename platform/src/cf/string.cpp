@@ -1,3 +1,4 @@
+// Strings, constant strings, and the functions of CFString.h.
 #include "cf/string.h"
 
 #include "announce.h"

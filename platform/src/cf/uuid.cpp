@@ -1,3 +1,4 @@
+// UUIDs, constant UUIDs, and the functions of CFUUID.h.
 #include "announce.h"
 #include "cf/constants.h"
 #include "cf/make.h"

@@ -1,3 +1,4 @@
+// A capture as one JSON document.
 #include <velstat/capture/result.h>
 #include <velstat/tally/output.h>
 #include <velstat/text/json_writer.h>

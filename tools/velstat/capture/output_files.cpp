@@ -1,3 +1,4 @@
+// A capture as files: a record each, log, metrics and manifest.
 #include <velstat/capture/result.h>
 #include <velstat/text/error.h>
 #include <velstat/text/json_writer.h>

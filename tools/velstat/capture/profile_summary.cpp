@@ -1,3 +1,4 @@
+// Finds keys in the text of a line, and counts lines by name.
 #include "velstat/capture/profile_summary.h"
 
 #include <fmt/format.h>

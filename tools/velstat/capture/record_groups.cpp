@@ -1,3 +1,4 @@
+// Groups records of one kind, and folds what the records of a group have in common.
 #include "velstat/capture/record_groups.h"
 
 #include <velstat/capture/profile_summary.h>

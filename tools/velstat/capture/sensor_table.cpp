@@ -1,3 +1,4 @@
+// One row for each sensor's record, with the columns that matter.
 #include "velstat/capture/sensor_table.h"
 
 #include <velstat/text/number_text.h>

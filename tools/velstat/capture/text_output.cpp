@@ -1,3 +1,4 @@
+// A capture as text: services, records, metrics and log.
 #include <velstat/capture/record_groups.h>
 #include <velstat/capture/result.h>
 #include <velstat/tally/output.h>

@@ -1,3 +1,4 @@
+// Lists and reads the records of a capture folder in their order.
 #include "velstat/diff/capture_folder.h"
 
 #include <velstat/text/error.h>

@@ -1,3 +1,4 @@
+// Differences as one JSON document.
 #include <velstat/diff/result.h>
 #include <velstat/text/json_writer.h>
 

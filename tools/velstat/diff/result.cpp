@@ -1,3 +1,4 @@
+// Compares two files, or two capture folders record by record.
 #include "velstat/diff/result.h"
 
 #include <algorithm>

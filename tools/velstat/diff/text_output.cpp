@@ -1,3 +1,4 @@
+// Differences as lines of text.
 #include <velstat/diff/result.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/tree.h>

@@ -1,3 +1,4 @@
+// Walks two trees at once and collects the leaves that differ.
 #include "velstat/diff/value_diff.h"
 
 #include <velstat/text/value_path.h>

@@ -1,3 +1,4 @@
+// Finds the bundle next to the running command, and the model that is built in.
 #include "velstat/options/hosted.h"
 
 #include <velstat/text/error.h>

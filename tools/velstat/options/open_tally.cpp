@@ -1,3 +1,4 @@
+// Opens and closes the process's store.
 #include "velstat/options/open_tally.h"
 
 #include <velstat/text/error.h>

@@ -1,3 +1,4 @@
+// A file as a tree or JSON, whole or only the paths that match.
 #include "velstat/show/result.h"
 
 #include <velstat/text/escape.h>

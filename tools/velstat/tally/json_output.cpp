@@ -1,3 +1,4 @@
+// A store as JSON.
 #include <velstat/tally/output.h>
 #include <velstat/text/json_writer.h>
 

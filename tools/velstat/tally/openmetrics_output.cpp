@@ -1,3 +1,4 @@
+// A store as OpenMetrics text.
 #include <velstat/tally/output.h>
 #include <velstat/text/escape.h>
 

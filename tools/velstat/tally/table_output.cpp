@@ -1,3 +1,4 @@
+// A store as a table.
 #include <velstat/tally/output.h>
 #include <velstat/text/escape.h>
 

@@ -1,3 +1,4 @@
+// Escapes control characters and invalid UTF-8, and measures text in columns.
 #include "velstat/text/escape.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Quotes, separates and indents.
 #include "velstat/text/json_writer.h"
 
 #include <velstat/text/escape.h>

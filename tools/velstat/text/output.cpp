@@ -1,3 +1,4 @@
+// Writes to standard output and stderr, and decides about colours.
 #include "velstat/text/output.h"
 
 #include <velstat/text/error.h>

@@ -1,3 +1,4 @@
+// Cuts and pads cells.
 #include "velstat/text/table.h"
 
 #include <velstat/text/escape.h>

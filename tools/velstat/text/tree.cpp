@@ -1,3 +1,4 @@
+// Lays out nested dictionaries and arrays, keys aligned.
 #include "velstat/text/tree.h"
 
 #include <velstat/text/escape.h>

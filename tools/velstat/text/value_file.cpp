@@ -1,3 +1,4 @@
+// Recognises the kind of a file by its first bytes.
 #include "velstat/text/value_file.h"
 
 #include <formats/files.h>

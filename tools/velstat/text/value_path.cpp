@@ -1,3 +1,4 @@
+// Parses path patterns, and finds the places in a tree that match.
 #include "velstat/text/value_path.h"
 
 #include <algorithm>

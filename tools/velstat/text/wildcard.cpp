@@ -1,3 +1,4 @@
+// Compiles a pattern into steps, and matches them without recursion.
 #include "velstat/text/wildcard.h"
 
 #include <velstat/text/escape.h>

@@ -1,3 +1,4 @@
+// Opens SQLite for each kind of access, and turns its codes into exceptions.
 #include "services/tallystore/database.h"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// Running moments and percentiles of samples, and their packed form.
 #include "services/tallystore/distribution.h"
 
 #include <algorithm>

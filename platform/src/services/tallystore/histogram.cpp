@@ -1,3 +1,4 @@
+// Exact values first, then buckets of 1 %, and their packed form.
 #include "services/tallystore/histogram.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Reads a store through a snapshot, or as one file when it is not in use.
 #include "services/tallystore/reader.h"
 
 #include "services/tallystore/rows.h"

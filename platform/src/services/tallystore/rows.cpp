@@ -1,3 +1,4 @@
+// Reads and writes rows, and checks every column of a row that is read.
 #include "services/tallystore/rows.h"
 
 #include <limits>

@@ -1,3 +1,4 @@
+// Reads a store's header, and makes a new store that appears whole.
 #include "services/tallystore/schema.h"
 
 #include <fmt/format.h>

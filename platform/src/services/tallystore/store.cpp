@@ -1,3 +1,4 @@
+// Keeps rows in memory and writes the changed ones once a batch.
 #include "services/tallystore/store.h"
 
 #include "services/tallystore/reader.h"
