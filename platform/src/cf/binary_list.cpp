@@ -1,4 +1,4 @@
-// Numbers the objects, each equal one once, and writes them with their offsets.
+// Numbers the objects, equal strings, numbers and booleans once, and writes them with their offsets.
 #include "cf/binary_list.h"
 
 #include "cf/data.h"

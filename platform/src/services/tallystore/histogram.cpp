@@ -1,4 +1,4 @@
-// Exact values first, then buckets of 1 %, and their packed form.
+// Exact values first, then buckets that grow by 2 %, and the packed form of both.
 #include "services/tallystore/histogram.h"
 
 #include <algorithm>
