@@ -155,6 +155,7 @@ Bundle Bundle::load(const std::filesystem::path& path) {
   if (bundle.handle_ == nullptr) {
     throw Error(fmt::format("{}: cannot be loaded: {}", (path / executable).string(), loaderError(binary)));
   }
+  bundle.files_ = {infoFile, path / executable};
   void* const symbol = dlsym(bundle.handle_.get(), bundle.factoryName_.c_str());
   if (symbol == nullptr) {
     throw Error(fmt::format("{}: has no function {}, which Info.plist names as its factory",

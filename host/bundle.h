@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace vel::host {
 
@@ -20,6 +21,8 @@ public:
   static Bundle load(const std::filesystem::path& path);
 
   const std::filesystem::path& path() const { return path_; }
+  // What was read of it: its property list, and the shared object, which stays mapped.
+  const std::vector<std::filesystem::path>& files() const { return files_; }
   const std::string& identifier() const { return identifier_; } // may be empty
   const std::string& factoryID() const { return factoryID_; }   // as a UUID in capitals
   const std::string& factoryName() const { return factoryName_; }
@@ -37,6 +40,7 @@ private:
   Bundle() = default;
 
   std::filesystem::path path_;
+  std::vector<std::filesystem::path> files_;
   std::string identifier_;
   std::string factoryID_;
   std::string factoryName_;

@@ -28,6 +28,9 @@ void keepTallyInMemory(bool keep);
 // std::runtime_error with path and cause, and then changes nothing: no file that is not a whole store is touched.
 // docs/tally-store.md has the format. [any thread]
 void openTallyStore(const std::filesystem::path& path);
+// The files that a store at this path has or would have: itself first, then those that are next to it while it is in
+// use. Symbolic links to the store are followed. [any thread]
+std::vector<std::filesystem::path> tallyStoreFiles(const std::filesystem::path& path);
 // Operations reach no file any more. A batch that was not ended is dropped. [any thread]
 void closeTallyStore();
 

@@ -1,12 +1,14 @@
 // velstat publish: analytics entries from a file, through the plug-in's data callback, into a store.
 
 #include <control/log.h>
+#include <control/tally.h>
 #include <formats/files.h>
 #include <host/model/analytics.h>
 #include <host/session.h>
 #include <velstat/commands.h>
 #include <velstat/options/hosted.h>
 #include <velstat/options/open_tally.h>
+#include <velstat/options/own_files.h>
 #include <velstat/text/error.h>
 #include <velstat/text/number_text.h>
 #include <velstat/text/output.h>
@@ -19,8 +21,8 @@
 #include <memory>
 #include <span>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
+#include <vector>
 
 namespace vel::stat {
 
@@ -84,29 +86,17 @@ void publish(host::Session& session, const host::MachineService& taker, formats:
   session.drain();
 }
 
-bool isSameFile(const fs::path& a, const fs::path& b) {
-  std::error_code error;
-  if (fs::equivalent(a, b, error)) {
-    return true;
+// The log is written from its start, and SQLite writes to any of the store's files.
+void refuseSharedFiles(const PublishOptions& options, const host::Bundle& bundle) {
+  std::vector<WrittenFile> written = {{options.log, "the log", "--log"}};
+  for (const fs::path& file : control::tallyStoreFiles(options.tally)) {
+    written.push_back({file, written.size() == 1 ? "the store" : "one of the store's files", "--tally"});
   }
-  // One that is yet to be made.
-  error.clear();
-  const fs::path whole = fs::weakly_canonical(fs::absolute(a, error), error);
-  return whole == fs::weakly_canonical(fs::absolute(b, error), error) && !error;
-}
-
-// The log is written anew, whatever was in the file.
-void requireLogOfItsOwn(const PublishOptions& options) {
-  struct Other {
-    const std::string& path;
-    const char* what;
-  };
-  for (const auto& [path, what] :
-       {Other{options.tally, "the store"}, Other{options.entries, "the entries"}, Other{options.model, "the model"}}) {
-    if (path != "-" && !path.empty() && !options.log.empty() && isSameFile(options.log, path)) {
-      throw Error(fmt::format("{}: is {}, which --log would overwrite", options.log, what));
-    }
+  std::vector<ReadFile> read = {{options.entries, "the entries"}, {options.model, "the model"}};
+  for (const fs::path& file : bundle.files()) {
+    read.push_back({file, "one of the plug-in's files"});
   }
+  requireOwnFiles(written, read);
 }
 
 void logTo(const std::string& path) {
@@ -121,10 +111,10 @@ void logTo(const std::string& path) {
 }
 
 int run(const PublishOptions& options) {
-  requireLogOfItsOwn(options);
   const std::string entries = readEntries(options.entries);
   const host::DeviceModel model = readModel(options.model);
   host::Bundle bundle = loadBundle(options.plugIn);
+  refuseSharedFiles(options, bundle);
   const OpenTally tally(options.tally); // before the log: an old one is kept when the store is refused
   logTo(options.log);
   host::Machine machine(model);

@@ -181,6 +181,14 @@ fs::path writeAheadLogOf(const fs::path& path) {
   return path.string() + "-wal";
 }
 
+std::vector<fs::path> filesOf(const fs::path& path) {
+  std::vector<fs::path> files;
+  for (const char* const ending : {"", "-journal", "-shm", "-wal"}) {
+    files.emplace_back(path.string() + ending);
+  }
+  return files;
+}
+
 void createStore(const fs::path& path) {
   requireFolder(path.parent_path());
   if (fs::exists(writeAheadLogOf(path))) {

@@ -3,12 +3,16 @@
 
 #include "services/tallystore/database.h"
 
+#include <vector>
+
 namespace vel::platform {
 
 // The file itself, without links on the way: SQLite follows none, and puts its companions next to the file.
 std::filesystem::path fileOf(const std::filesystem::path& path);
-// The files that SQLite puts next to the store while it is in use; they hold what is not in the store yet.
+// Where SQLite puts what was written and is not in the file yet.
 std::filesystem::path writeAheadLogOf(const std::filesystem::path& path);
+// The file and all that SQLite may put next to it while it is in use.
+std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path);
 
 // Makes a store without keys. It appears whole; one that another process makes in the meantime stays untouched.
 void createStore(const std::filesystem::path& path);

@@ -3,6 +3,7 @@
 
 #include "services/immortal.h"
 #include "services/tallystore/reader.h"
+#include "services/tallystore/schema.h"
 #include "services/tallystore/store.h"
 
 #include <fmt/format.h>
@@ -103,6 +104,10 @@ void openTallyStore(const std::filesystem::path& path) {
   tally.path = path;
   tally.inBatch = false;
   tally.complained = false;
+}
+
+std::vector<std::filesystem::path> tallyStoreFiles(const std::filesystem::path& path) {
+  return platform::filesOf(platform::fileOf(path));
 }
 
 void closeTallyStore() {
