@@ -39,7 +39,7 @@ Value convertDictionary(plist_t node, int depth) {
     if (item == nullptr) {
       return {std::move(members)};
     }
-    members.push_back({key == nullptr ? "" : key, convert(item, depth + 1)});
+    members.push_back({key, convert(item, depth + 1)});
   }
 }
 

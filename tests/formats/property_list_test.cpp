@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <limits>
+#include <sys/mman.h>
+
 namespace {
 
 using namespace vel::formats;
@@ -45,15 +49,87 @@ TEST(BinaryPropertyList, OtherBytesAreRefused) {
   EXPECT_EQ(listRefusal("bplist00"), "offset 8: ends before a binary property list has its trailer of 32 bytes");
 }
 
-TEST(XMLPropertyList, IsRead) {
-  EXPECT_EQ(readPropertyListXML(
-                "<plist version=\"1.0\"><dict><key>k</key><array><integer>-3</integer></array></dict></plist>"),
-            (Value{Dictionary{{"k", {Array{{std::int64_t{-3}}}}}}}));
+Value readXML(const std::string& value) {
+  return readPropertyListXML("<plist version=\"1.0\">" + value + "</plist>");
+}
+
+TEST(XMLPropertyList, EveryTypeIsRead) {
+  const std::pair<const char*, Value> rows[] = {
+      {"<string>caf\u00E9 &amp; more</string>", {std::string("caf\u00E9 & more")}},
+      {"<string></string>", {std::string()}},
+      {"<integer>-3</integer>", {std::int64_t{-3}}},
+      {"<integer>9223372036854775807</integer>", {std::numeric_limits<std::int64_t>::max()}},
+      {"<integer>-9223372036854775808</integer>", {std::numeric_limits<std::int64_t>::min()}},
+      {"<real>-2.5</real>", {-2.5}},
+      {"<true/>", {true}},
+      {"<false/>", {false}},
+      {"<data>AP8H</data>", {Bytes{std::byte{0}, std::byte{0xFF}, std::byte{7}}}},
+      {"<data></data>", {Bytes()}},
+      {"<array></array>", {Array()}},
+      {"<array><integer>1</integer><true/></array>", {Array{{std::int64_t{1}}, {true}}}},
+      {"<dict></dict>", {Dictionary()}},
+      {"<dict><key>z</key><integer>1</integer><key></key><array><string>t</string></array></dict>",
+       {Dictionary{{"z", {std::int64_t{1}}}, {"", {Array{{std::string("t")}}}}}}},
+  };
+  for (const auto& [text, value] : rows) {
+    EXPECT_EQ(readXML(text), value) << text;
+  }
+}
+
+std::string refusalOfXML(const std::string& value) {
+  try {
+    readXML(value);
+  } catch (const PropertyListError& error) {
+    return error.what();
+  }
+  return "(accepted)";
+}
+
+TEST(XMLPropertyList, DatesAreNotRead) {
+  EXPECT_EQ(refusalOfXML("<array><date>2024-02-29T12:00:00Z</date></array>"),
+            "property list holds a value of a type that is not read here");
+}
+
+TEST(XMLPropertyList, DepthEndsWhereTheTreesLimitIs) {
+  for (const auto& [open, close] : {std::pair("<array>", "</array>"), {"<dict><key>k</key>", "</dict>"}}) {
+    const auto nested = [open = open, close = close](int levels) {
+      std::string text = "<true/>";
+      for (int i = 0; i < levels; ++i) {
+        text = open + text + close;
+      }
+      return text;
+    };
+    EXPECT_EQ(refusalOfXML(nested(64)), "(accepted)");
+    EXPECT_EQ(refusalOfXML(nested(65)), "property list nested too deep");
+  }
+}
+
+// The library takes a length of 32 bits. The text is at the start of that many bytes, nearly all of them never touched.
+TEST(XMLPropertyList, TextOf4GiB_IsTooLong) {
+  constexpr std::size_t size = std::size_t{1} << 32;
+  void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+  ASSERT_NE(memory, MAP_FAILED);
+  auto* const text = static_cast<char*>(memory);
+  std::strcpy(text, "<plist version=\"1.0\"><true/></plist>");
+  EXPECT_EQ(readPropertyListXML({text, size - 1}), Value{true});
+  try {
+    readPropertyListXML({text, size});
+    ADD_FAILURE() << "accepted";
+  } catch (const PropertyListError& error) {
+    EXPECT_STREQ(error.what(), "property list too long");
+  }
+  munmap(memory, size);
 }
 
 TEST(XMLPropertyList, OtherTextIsRefused) {
-  EXPECT_THROW(readPropertyListXML("no property list"), PropertyListError);
-  EXPECT_THROW(readPropertyListXML(""), PropertyListError);
+  for (const char* const text : {"no property list", "", "<plist><dict><string>no key</string></dict></plist>"}) {
+    try {
+      readPropertyListXML(text);
+      ADD_FAILURE() << text;
+    } catch (const PropertyListError& error) {
+      EXPECT_STREQ(error.what(), "malformed property list: not an XML property list") << text;
+    }
+  }
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <unistd.h>
 
 namespace {
 
@@ -145,6 +146,8 @@ const WrongModel wrongModels[] = {
      "/services/0/driver/property-replies/9/0/clients/1/name: has 13 bytes, at most 12 are allowed"},
     {"bad/records_without_flow.json",
      "/services/0/driver/property-replies/9/0/profile-records: lacks the key \"flow\""},
+    {"bad/records_unknown_key.json", "/services/0/driver/property-replies/9/0/profile-records: unknown key \"start\"; "
+                                     "allowed: flow, seed, clock, count, batches"},
     {"bad/records_unknown_flow.json",
      "/services/0/driver/property-replies/9/0/profile-records/flow: \"quadruple-click\" is not one of mix, idle, "
      "click, double-click, long-press, actuator-timeout, driver, retries, errors, random"},
@@ -174,6 +177,8 @@ const WrongModel wrongModels[] = {
     {"unjudged/clients_too_many.json",
      "/services/0/driver/property-replies/9/0/clients: makes 65565 bytes, at most 65536 are allowed"},
     {"bad/time_sync_incomplete.json", "/time-sync: lacks the key \"calendar\""},
+    {"bad/time_sync_without_vel.json", "/time-sync: lacks the key \"vel\""},
+    {"bad/time_sync_unknown_key.json", "/time-sync: unknown key \"boot\"; allowed: vel, calendar"},
     {"bad/boot_time_text.json", "/boot-time: \"now\" is not a number; a number in a string is written as \"0x2A\""},
     {"bad/named_service_without_name.json", "/named-services/0: lacks the key \"name\""},
     {"bad/named_service_selector.json",
@@ -269,6 +274,15 @@ INSTANTIATE_TEST_SUITE_P(
         LargeReplies{"Records", R"({"profile-records": {"flow": "random", "count": 1365, "batches": 48}})", 9},
         LargeReplies{"EmptyBatches", R"({"profile-records": {"flow": "idle", "count": 0, "batches": 4096}})", 145}),
     [](const auto& info) { return info.param.name; });
+
+TEST(DeviceModel, FileOf16MiB_IsTheLargest) {
+  const fs::path file = fs::path(testing::TempDir()) / ("large-model-" + std::to_string(getpid()) + ".json");
+  std::ofstream(file) << "{}" << std::string((16 << 20) - 2, ' ');
+  EXPECT_EQ(modelRefusal(file), "(accepted)");
+  std::ofstream(file, std::ios::app) << ' ';
+  EXPECT_EQ(modelRefusal(file), file.string() + ": longer than the 16777216 bytes that are allowed");
+  fs::remove(file);
+}
 
 TEST(DeviceModel, MissingFile_IsNamed) {
   EXPECT_EQ(modelRefusal("no/such/model.json"), "no/such/model.json: No such file or directory");

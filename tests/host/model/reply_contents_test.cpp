@@ -45,6 +45,26 @@ TEST_F(Contents, Assets_StandBySpeedThenEvent) {
   EXPECT_EQ(std::count(table.begin() + 29, table.end() - 29, std::byte{0}), 49 * 29);
 }
 
+TEST(AssetContents, EveryNameHasItsPlace) {
+  const char* const speeds[] = {"Slow", "Medium", "Fast"};
+  const char* const events[] = {"SingleDown",  "SingleUp",     "DoubleDown",   "DoubleUp",    "TripleDown",
+                                "TripleUp",    "SingleTapOn",  "SingleTapOff", "DoubleTapOn", "DoubleTapOff",
+                                "TripleTapOn", "TripleTapOff", "DeepDown",     "DeepUp",      "LongPress",
+                                "LongPressUp", "(null)"};
+  std::size_t place = 0;
+  for (const std::string speed : speeds) {
+    for (const std::string event : events) {
+      const std::string text =
+          R"({"services": [{"name": "s", "driver": {"property-replies": {"1": [{"zorb-assets": {")" + speed + "-" +
+          event + R"(": {"enable": 1}}}]}}}]})";
+      const DeviceModel model = parseDeviceModel(text, "test");
+      Bytes expected(std::size_t{51} * 29);
+      expected.at(29 * place++) = std::byte{1};
+      EXPECT_EQ(model.services.at(0).driver->replies.properties.at(1).at(0).content, expected) << speed << event;
+    }
+  }
+}
+
 TEST_F(Contents, SmallRecords) {
   EXPECT_EQ(hex(2), "41feffffff");
   EXPECT_EQ(hex(3), "01000000020000000300000004000000ffffffff");
@@ -120,6 +140,48 @@ TEST_F(Contents, ProfileRecords_OfASeedAreAlwaysTheSame) {
   const DeviceModel again = readDeviceModel(std::filesystem::path(TEST_MODELS) / "good/contents.json");
   for (const std::uint32_t id : {10U, 11U}) {
     EXPECT_EQ(again.services.at(0).driver->replies.properties.at(id).at(0).content, replies(id).at(0).content);
+  }
+}
+
+// The bytes of the profile records that some keys describe.
+Bytes profileRecords(const std::string& keys) {
+  const std::string text =
+      R"({"services": [{"name": "s", "driver": {"property-replies": {"1": [{"profile-records": {)" + keys + "}}]}}}]}";
+  return parseDeviceModel(text, "test").services.at(0).driver->replies.properties.at(1).at(0).content.value();
+}
+
+TEST(ProfileRecordContents, EveryKeyCounts_AndHasAStandardValue) {
+  const std::string given = R"("flow": "click", "seed": 1, "clock": 2000000, "count": 32)";
+  EXPECT_EQ(profileRecords(given), profileRecords(R"("flow": "click")"));
+  for (const char* const other :
+       {R"("flow": "idle")", R"("flow": "click", "seed": 2)", R"("flow": "click", "clock": 2000001)",
+        R"("flow": "click", "count": 31)", R"("flow": "random")", R"("flow": "random", "seed": 2)"}) {
+    EXPECT_NE(profileRecords(other), profileRecords(given)) << other;
+  }
+  EXPECT_NE(profileRecords(R"("flow": "random")"), profileRecords(R"("flow": "random", "seed": 2)"));
+  EXPECT_EQ(profileRecords(R"("flow": "click", "count": 1365)").size(), 65520U); // no more records fit into a reply
+}
+
+TEST(ProfileRecordContents, NumbersAndNamesHaveLimits) {
+  const std::string place = "test: /services/0/driver/property-replies/1/0/profile-records";
+  const std::string flow(64, 'x');
+  const std::pair<std::string, std::string> rows[] = {
+      {R"("flow": "click", "count": 1024, "batches": 64)", ""},
+      {R"("flow": "click", "count": 0, "batches": 4096)", ""},
+      {R"("flow": "click", "count": 0, "batches": 4097)", place + "/batches: is out of range: 0 to 4096"},
+      {R"("flow": ")" + flow + "\"",
+       place + "/flow: \"" + flow +
+           "\" is not one of mix, idle, click, double-click, long-press, actuator-timeout, "
+           "driver, retries, errors, random"},
+      {R"("flow": ")" + flow + "x\"", place + "/flow: has 65 bytes, at most 64 are allowed"},
+  };
+  for (const auto& [keys, refusal] : rows) {
+    try {
+      profileRecords(keys);
+      EXPECT_EQ("", refusal);
+    } catch (const vel::formats::Error& error) {
+      EXPECT_EQ(error.what(), refusal);
+    }
   }
 }
 
