@@ -11,8 +11,15 @@
 
 namespace vel::platform {
 
-// True while anybody records or a failure plan is set; otherwise announcing costs one relaxed load.
-extern std::atomic<bool> watching;
+// What is watched for, as bits; 0 most of the time: announcing then costs one relaxed load.
+inline constexpr std::uint8_t watchingCalls = 1;   // somebody records, or a failure plan is set
+inline constexpr std::uint8_t watchingDetails = 2; // somebody records everything
+extern std::atomic<std::uint8_t> watching;
+
+// A handle to a registry entry, which is described by its name.
+struct EntryHandle {
+  std::uint32_t handle;
+};
 
 // How an argument is written in a recorded call.
 std::string describe(const char* text);    // unchanged
@@ -22,6 +29,29 @@ std::string describe(std::uint32_t value); // hexadecimal (0x2, 0), as usages, s
 std::string describe(std::uint64_t value); // decimal, as sizes and registry ids are written
 std::string describe(std::int32_t value);
 std::string describe(CFIndex value);
+std::string describe(CFAllocatorRef allocator); // "default", "system" or "other"
+std::string describe(CFNumberRef number);       // decimal, cut to an integer
+std::string describe(EntryHandle entry);        // "none" for what is not a handle
+
+// An argument that only a recording of everything shows.
+template <class T>
+struct Detail {
+  T value;
+};
+template <class T>
+Detail(T) -> Detail<T>;
+
+template <class Argument>
+void addArgument(std::string& text, const Argument& argument) {
+  text += text.empty() ? "" : ", ";
+  text += describe(argument);
+}
+template <class T>
+void addArgument(std::string& text, const Detail<T>& detail) {
+  if ((watching.load(std::memory_order_relaxed) & watchingDetails) != 0) {
+    addArgument(text, detail.value);
+  }
+}
 
 // Records "function(arguments)". Returns the code with which the call must fail, if the plan says so; a function that
 // returns no code then answers with null, 0 or false. `canFail` is false for functions that cannot fail.
@@ -29,21 +59,29 @@ std::optional<std::int32_t> announceCall(const char* function, bool canFail, std
 
 template <class... Arguments>
 std::optional<std::int32_t> announce(const char* function, const Arguments&... arguments) {
-  if (!watching.load(std::memory_order_relaxed)) {
+  if (watching.load(std::memory_order_relaxed) == 0) {
     return std::nullopt;
   }
   std::string text;
-  ((text += text.empty() ? "" : ", ", text += describe(arguments)), ...);
+  (addArgument(text, arguments), ...);
   return announceCall(function, true, std::move(text));
 }
 
 // For functions that cannot fail.
 template <class... Arguments>
 void note(const char* function, const Arguments&... arguments) {
-  if (watching.load(std::memory_order_relaxed)) {
+  if (watching.load(std::memory_order_relaxed) != 0) {
     std::string text;
-    ((text += text.empty() ? "" : ", ", text += describe(arguments)), ...);
+    (addArgument(text, arguments), ...);
     announceCall(function, false, std::move(text));
+  }
+}
+
+// For functions that cannot fail and that only a recording of everything shows.
+template <class... Arguments>
+void noteDetail(const char* function, const Arguments&... arguments) {
+  if ((watching.load(std::memory_order_relaxed) & watchingDetails) != 0) {
+    note(function, arguments...);
   }
 }
 

@@ -316,20 +316,26 @@ TEST_F(Calls, FromManyThreads_EveryCallIsRecordedAndOneFails) {
   constexpr int threads = 4;
   constexpr int each = 500;
   failCall("mach_error_string", threads * each / 2);
-  startRecording();
+  startRecording(Recording::everything);
   std::atomic<int> failures{0};
   std::vector<std::thread> running;
   for (int t = 0; t < threads; ++t) {
     running.emplace_back([&] {
       for (int i = 0; i < each; ++i) {
         failures += mach_error_string(0) == nullptr ? 1 : 0;
+        addToRecording("the host's own");
+        IOObjectRelease(0);
+        CFRelease(CFSTR("constant"));
       }
     });
   }
   for (auto& thread : running) {
     thread.join();
   }
-  EXPECT_EQ(stopRecording().size(), std::size_t{threads * each});
+  const auto calls = stopRecording();
+  for (const char* call : {"mach_error_string(0)", "the host's own", "IOObjectRelease(none)", "CFRelease(CFString)"}) {
+    EXPECT_EQ(occurrences(calls, call), std::size_t{threads * each}) << call;
+  }
   EXPECT_EQ(failures, 1);
 }
 

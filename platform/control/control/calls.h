@@ -15,7 +15,18 @@
 //   os_log_create(KIP, Statistics)            os_state_add_handler()
 //   notify_register_dispatch(com.name)        TSClientAddValueForScalarKey(com.key)
 //
-// Never announced: os_log_type_enabled and os_log_with_type (they can be called at any time and in any number).
+// A recording of everything is one list of calls, log lines and what the host adds. It also holds what is not announced
+// otherwise, none of which can fail: CFRelease with the object's type, constant identifiers, and each log line that was
+// written. Calls show more arguments, at their places: the allocator ("default" for null, "system", or "other"), the
+// registry entry by its name ("none" for no entry), the task port, the sizes of a method's inputs and output, and the
+// value of a number that is read. For example:
+//
+//   CFRelease(CFString)                       IOHIDDeviceCreate(default, device)
+//   os_log(default, the whole message)        IOServiceOpen(device, 0x103, 0)
+//   CFNumberGetValue(17, 4)                   IOConnectCallMethod(0x2, 1, 0, 1536)
+//   CFUUIDGetConstantUUIDWithBytes(system, 3BC5CC87-845E-48AB-A9C2-9436001BA68A)
+//
+// Never announced: os_log_type_enabled (it can be called at any time and in any number).
 // Announced, but unable to fail: CFAllocatorDeallocate, CFArrayAppendValue, CFPlugInAddInstanceForFactory,
 // CFPlugInRemoveInstanceForFactory, os_release, dispatch_once, mach_task_self and the TSClient functions.
 #pragma once
@@ -27,10 +38,14 @@
 
 namespace vel::control {
 
+enum class Recording { calls, everything };
+
 // From now on remembers every call as "name(arguments)"; what was remembered before is dropped.
-void startRecording();
+void startRecording(Recording what = Recording::calls);
 // The calls since startRecording, oldest first; recording ends.
 std::vector<std::string> stopRecording();
+// Adds a line of the host's own to a recording of everything, such as what a user client was asked.
+void addToRecording(std::string line);
 
 enum class Failing { once, onwards };
 

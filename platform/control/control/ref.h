@@ -7,6 +7,10 @@
 
 namespace vel::control {
 
+// Drops a reference as CFRelease does, but unrecorded (see calls.h): it is a host's, a test's or the platform's own.
+// [any thread]
+void dropReference(CFTypeRef object);
+
 template <class T>
 class Ref {
 public:
@@ -32,7 +36,7 @@ public:
   }
   ~Ref() {
     if (object_ != nullptr) {
-      CFRelease(object_);
+      dropReference(object_);
     }
   }
 

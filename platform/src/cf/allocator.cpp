@@ -49,6 +49,13 @@ void deallocate(CFAllocatorRef allocator, void* pointer) {
   }
 }
 
+std::string describe(CFAllocatorRef allocator) {
+  if (allocator == nullptr) {
+    return "default";
+  }
+  return allocator == kCFAllocatorSystemDefault ? "system" : "other";
+}
+
 } // namespace vel::platform
 
 using namespace vel::platform;
@@ -56,14 +63,14 @@ using namespace vel::platform;
 const CFAllocatorRef kCFAllocatorSystemDefault = &systemAllocator.object;
 
 void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint) {
-  if (announce("CFAllocatorAllocate", size, hint) || size <= 0) {
+  if (announce("CFAllocatorAllocate", Detail{allocator}, size, hint) || size <= 0) {
     return nullptr;
   }
   return allocate(allocator, static_cast<std::size_t>(size));
 }
 
 void CFAllocatorDeallocate(CFAllocatorRef allocator, void* pointer) {
-  note("CFAllocatorDeallocate");
+  note("CFAllocatorDeallocate", Detail{allocator});
   deallocate(allocator, pointer);
 }
 

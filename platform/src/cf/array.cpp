@@ -3,6 +3,7 @@
 
 #include "announce.h"
 #include "cf/make.h"
+#include "control/ref.h"
 
 #include <algorithm>
 
@@ -10,7 +11,7 @@ using namespace vel::platform;
 
 Type CFArrayObject::kind("CFArray");
 
-extern const CFArrayCallBacks kCFTypeArrayCallBacks = {CFRetain, CFRelease, CFEqual};
+extern const CFArrayCallBacks kCFTypeArrayCallBacks = {CFRetain, vel::control::dropReference, CFEqual};
 
 CFArrayObject::CFArrayObject(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks)
     : Object(kind, allocator), callBacks_(callBacks == nullptr ? CFArrayCallBacks{} : *callBacks),
@@ -70,7 +71,7 @@ CFTypeID CFArrayGetTypeID(void) {
 }
 
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks) {
-  if (announce("CFArrayCreateMutable", capacity)) {
+  if (announce("CFArrayCreateMutable", Detail{allocator}, capacity)) {
     return nullptr;
   }
   return makeArray(allocator, capacity, callBacks);

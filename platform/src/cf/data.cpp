@@ -34,7 +34,7 @@ CFTypeID CFDataGetTypeID(void) {
 }
 
 CFDataRef CFDataCreate(CFAllocatorRef allocator, const UInt8* bytes, CFIndex length) {
-  if (announce("CFDataCreate", length) || length < 0 || (bytes == nullptr && length > 0)) {
+  if (announce("CFDataCreate", Detail{allocator}, length) || length < 0 || (bytes == nullptr && length > 0)) {
     return nullptr;
   }
   return makeData(allocator, {bytes, static_cast<std::size_t>(length)});

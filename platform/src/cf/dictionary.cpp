@@ -3,6 +3,7 @@
 
 #include "announce.h"
 #include "cf/make.h"
+#include "control/ref.h"
 
 #include <algorithm>
 #include <bit>
@@ -12,8 +13,10 @@ using namespace vel::platform;
 
 Type CFDictionaryObject::kind("CFDictionary");
 
-extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {CFRetain, CFRelease, CFEqual, CFHash};
-extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {CFRetain, CFRelease, CFEqual};
+extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {CFRetain, vel::control::dropReference, CFEqual,
+                                                                       CFHash};
+extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {CFRetain, vel::control::dropReference,
+                                                                           CFEqual};
 
 namespace {
 
@@ -155,7 +158,7 @@ CFTypeID CFDictionaryGetTypeID(void) {
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef allocator, CFIndex capacity,
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks) {
-  if (announce("CFDictionaryCreateMutable", capacity)) {
+  if (announce("CFDictionaryCreateMutable", Detail{allocator}, capacity)) {
     return nullptr;
   }
   return makeDictionary(allocator, capacity, keyCallBacks, valueCallBacks);

@@ -92,6 +92,10 @@ CFNumberRef makeNumber(CFAllocatorRef allocator, double value) {
   return create<CFNumberObject>(allocator, 0, value);
 }
 
+std::string describe(CFNumberRef number) {
+  return std::to_string(number->isReal() ? cutToInteger(number->real()) : number->integer());
+}
+
 } // namespace vel::platform
 
 CFTypeID CFNumberGetTypeID(void) {
@@ -99,7 +103,7 @@ CFTypeID CFNumberGetTypeID(void) {
 }
 
 CFNumberRef CFNumberCreate(CFAllocatorRef allocator, CFNumberType type, const void* value) {
-  if (announce("CFNumberCreate", type) || value == nullptr) {
+  if (announce("CFNumberCreate", Detail{allocator}, type) || value == nullptr) {
     return nullptr;
   }
   switch (type) {
@@ -121,7 +125,7 @@ CFNumberType CFNumberGetType(CFNumberRef number) {
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value) {
   const CFNumberObject& object = expect(number, "CFNumberGetValue");
-  if (announce("CFNumberGetValue", type) || value == nullptr) {
+  if (announce("CFNumberGetValue", Detail{number}, type) || value == nullptr) {
     return false;
   }
   if (type == kCFNumberDoubleType) {

@@ -1,7 +1,9 @@
 // Reference counts, types and misuse checks, and the functions of CFBase.h.
 #include "cf/object.h"
 
+#include "announce.h"
 #include "control/cf.h"
+#include "control/ref.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -100,7 +102,9 @@ CFTypeRef CFRetain(CFTypeRef object) {
 }
 
 void CFRelease(CFTypeRef object) {
-  objectAt(object, "CFRelease").release();
+  const Object& released = objectAt(object, "CFRelease");
+  noteDetail("CFRelease", released.type().name());
+  released.release();
 }
 
 Boolean CFEqual(CFTypeRef a, CFTypeRef b) {
@@ -118,6 +122,10 @@ CFTypeID CFGetTypeID(CFTypeRef object) {
 }
 
 namespace vel::control {
+
+void dropReference(CFTypeRef object) {
+  objectAt(object, "CFRelease").release();
+}
 
 std::map<std::string, std::size_t> liveObjects() {
   std::map<std::string, std::size_t> counts;

@@ -17,7 +17,7 @@ constexpr int mostLevels = 512;
 
 CFDataRef CFPropertyListCreateData(CFAllocatorRef allocator, CFPropertyListRef propertyList,
                                    CFPropertyListFormat format, CFOptionFlags options, CFErrorRef*) {
-  if (announce("CFPropertyListCreateData", format, options) || propertyList == nullptr ||
+  if (announce("CFPropertyListCreateData", Detail{allocator}, format, options) || propertyList == nullptr ||
       format != kCFPropertyListBinaryFormat_v1_0 || options != 0) {
     return nullptr;
   }

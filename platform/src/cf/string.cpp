@@ -81,7 +81,7 @@ CFTypeID CFStringGetTypeID(void) {
 }
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef allocator, const char* text, CFStringEncoding encoding) {
-  if (announce("CFStringCreateWithCString", text, encoding) || text == nullptr) {
+  if (announce("CFStringCreateWithCString", Detail{allocator}, text, encoding) || text == nullptr) {
     return nullptr;
   }
   // NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount): the new object's one reference is the caller's

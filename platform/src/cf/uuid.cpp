@@ -76,13 +76,13 @@ CFTypeID CFUUIDGetTypeID(void) {
 }
 
 CFUUIDRef CFUUIDCreateFromUUIDBytes(CFAllocatorRef allocator, CFUUIDBytes bytes) {
-  if (announce("CFUUIDCreateFromUUIDBytes")) {
+  if (announce("CFUUIDCreateFromUUIDBytes", Detail{allocator})) {
     return nullptr;
   }
   return makeUUID(allocator, bytes);
 }
 
-CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte1, UInt8 byte2, UInt8 byte3,
+CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef allocator, UInt8 byte0, UInt8 byte1, UInt8 byte2, UInt8 byte3,
                                          UInt8 byte4, UInt8 byte5, UInt8 byte6, UInt8 byte7, UInt8 byte8, UInt8 byte9,
                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,
                                          UInt8 byte15) {
@@ -90,16 +90,18 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
   const CFUUIDBytes bytes = {byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
                              byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
   const std::string_view view = {reinterpret_cast<const char*>(&bytes), sizeof bytes};
-  return uuidConstants.get(
+  CFUUIDRef uuid = uuidConstants.get(
       std::hash<std::string_view>()(view), [view](const CFUUIDObject& object) { return object.view() == view; },
       [&bytes] {
-        CFUUIDRef uuid = makeUUID(nullptr, bytes);
-        if (uuid == nullptr) {
+        CFUUIDRef made = makeUUID(nullptr, bytes);
+        if (made == nullptr) {
           misuse("CFUUIDGetConstantUUIDWithBytes", "out of memory");
         }
-        uuid->makeConstant();
-        return uuid;
+        made->makeConstant();
+        return made;
       });
+  noteDetail("CFUUIDGetConstantUUIDWithBytes", allocator, uuid);
+  return uuid;
 }
 
 CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef uuid) {

@@ -12,7 +12,7 @@
 
 namespace vel::platform {
 
-std::atomic<bool> watching{false};
+std::atomic<std::uint8_t> watching{0};
 
 namespace {
 
@@ -26,13 +26,17 @@ struct Plan {
 
 struct Calls {
   std::mutex mutex;
-  bool recording = false;
+  std::optional<control::Recording> recording;
   bool failed = false;
   std::vector<std::string> recorded;
   std::vector<Plan> plans;
 
   // Under the mutex.
-  void updateWatching() { watching.store(recording || !plans.empty(), std::memory_order_relaxed); }
+  void updateWatching() {
+    const bool details = recording == control::Recording::everything;
+    const bool any = recording || !plans.empty();
+    watching.store((any ? watchingCalls : 0) | (details ? watchingDetails : 0), std::memory_order_relaxed);
+  }
 };
 
 void addPlan(Plan plan) {
@@ -98,20 +102,28 @@ namespace vel::control {
 using platform::Calls;
 using platform::immortal;
 
-void startRecording() {
+void startRecording(Recording what) {
   auto& calls = immortal<Calls>();
   const std::lock_guard lock(calls.mutex);
   calls.recorded.clear();
-  calls.recording = true;
+  calls.recording = what;
   calls.updateWatching();
 }
 
 std::vector<std::string> stopRecording() {
   auto& calls = immortal<Calls>();
   const std::lock_guard lock(calls.mutex);
-  calls.recording = false;
+  calls.recording.reset();
   calls.updateWatching();
   return std::exchange(calls.recorded, {});
+}
+
+void addToRecording(std::string line) {
+  auto& calls = immortal<Calls>();
+  const std::lock_guard lock(calls.mutex);
+  if (calls.recording == Recording::everything) {
+    calls.recorded.push_back(std::move(line));
+  }
 }
 
 void failCall(std::string_view function, std::uint64_t nth, Failing how, std::int32_t code) {

@@ -9,6 +9,8 @@
 #include <span>
 
 using vel::platform::announce;
+using vel::platform::Detail;
+using vel::platform::EntryHandle;
 
 namespace {
 
@@ -20,8 +22,8 @@ std::shared_ptr<vel::control::UserClient> clientOf(io_connect_t connection) {
 
 } // namespace
 
-kern_return_t IOServiceOpen(io_service_t service, mach_port_t /*owningTask*/, uint32_t type, io_connect_t* connection) {
-  if (const auto failure = announce("IOServiceOpen", type)) {
+kern_return_t IOServiceOpen(io_service_t service, mach_port_t owningTask, uint32_t type, io_connect_t* connection) {
+  if (const auto failure = announce("IOServiceOpen", Detail{EntryHandle{service}}, Detail{owningTask}, type)) {
     return *failure;
   }
   if (connection == nullptr) {
@@ -63,7 +65,9 @@ kern_return_t IOConnectCallMethod(io_connect_t connection, uint32_t selector, co
                                   uint32_t inputCount, const void* inputStruct, size_t inputStructSize,
                                   uint64_t* /*output*/, uint32_t* outputCount, void* outputStruct,
                                   size_t* outputStructSize) {
-  if (const auto failure = announce("IOConnectCallMethod", selector)) {
+  const std::uint64_t room = outputStructSize == nullptr ? 0 : *outputStructSize;
+  if (const auto failure = announce("IOConnectCallMethod", selector, Detail{std::uint64_t{inputCount}},
+                                    Detail{std::uint64_t{inputStructSize}}, Detail{room})) {
     return *failure;
   }
   const auto client = clientOf(connection);

@@ -11,16 +11,21 @@
 
 using vel::control::Ref;
 using vel::platform::announce;
+using vel::platform::Detail;
 using vel::platform::Entry;
+using vel::platform::EntryHandle;
 using vel::platform::Registry;
 
 namespace {
+
+// kIOCFPlugInInterfaceID as text: made here, the constant would be recorded as the caller's.
+constexpr std::string_view plugInInterface = "C244E858-109C-11D4-91D4-0050E4C6426F";
 
 // Stores a reference to what `step` finds from the entry, or 0.
 template <class Step>
 kern_return_t navigate(const char* function, io_registry_entry_t handle, const char* plane, io_registry_entry_t* found,
                        Step step) {
-  if (const auto failure = announce(function, plane)) {
+  if (const auto failure = announce(function, Detail{EntryHandle{handle}}, plane)) {
     return *failure;
   }
   if (found == nullptr || plane == nullptr || std::string_view(plane) != kIOServicePlane) {
@@ -57,7 +62,7 @@ kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char
 }
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) {
-  if (const auto failure = announce("IORegistryEntryGetName")) {
+  if (const auto failure = announce("IORegistryEntryGetName", Detail{EntryHandle{entry}})) {
     return *failure;
   }
   auto& registry = vel::platform::registry();
@@ -70,9 +75,9 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name) 
   return kIOReturnSuccess;
 }
 
-CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef /*allocator*/,
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits /*options*/) {
-  if (announce("IORegistryEntryCreateCFProperty", key)) {
+  if (announce("IORegistryEntryCreateCFProperty", Detail{EntryHandle{entry}}, key, Detail{allocator})) {
     return nullptr;
   }
   Ref<CFDictionaryRef> properties;
@@ -90,7 +95,7 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
 }
 
 kern_return_t IOObjectRelease(io_object_t object) {
-  if (const auto failure = announce("IOObjectRelease")) {
+  if (const auto failure = announce("IOObjectRelease", Detail{EntryHandle{object}})) {
     return *failure;
   }
   auto& registry = vel::platform::registry();
@@ -100,7 +105,7 @@ kern_return_t IOObjectRelease(io_object_t object) {
 
 kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef pluginType, CFUUIDRef interfaceType,
                                                 IOCFPlugInInterface*** plugin, SInt32* score) {
-  if (const auto failure = announce("IOCreatePlugInInterfaceForService", pluginType)) {
+  if (const auto failure = announce("IOCreatePlugInInterfaceForService", Detail{EntryHandle{service}}, pluginType)) {
     return *failure;
   }
   if (pluginType == nullptr || interfaceType == nullptr || plugin == nullptr) {
@@ -110,7 +115,7 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
   if (score != nullptr) {
     *score = 0;
   }
-  if (!CFEqual(interfaceType, kIOCFPlugInInterfaceID)) {
+  if (vel::platform::describe(interfaceType) != plugInInterface) {
     return kIOReturnUnsupported;
   }
   vel::control::PlugInFactory factory;

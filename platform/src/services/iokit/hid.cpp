@@ -13,6 +13,8 @@
 
 using vel::control::Ref;
 using vel::platform::announce;
+using vel::platform::Detail;
+using vel::platform::EntryHandle;
 using vel::platform::expect;
 using vel::platform::Object;
 using vel::platform::Type;
@@ -88,7 +90,7 @@ CFTypeRef IOHIDServiceGetRegistryID(IOHIDServiceRef service) {
 }
 
 IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef allocator, io_service_t service) {
-  if (announce("IOHIDDeviceCreate")) {
+  if (announce("IOHIDDeviceCreate", Detail{allocator}, Detail{EntryHandle{service}})) {
     return nullptr;
   }
   {

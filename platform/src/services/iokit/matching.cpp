@@ -122,7 +122,7 @@ io_service_t IOServiceGetMatchingService(mach_port_t masterPort, CFDictionaryRef
   const auto consumed = Ref<CFDictionaryRef>::adopt(matching);
   const auto wanted =
       matching == nullptr ? Criteria{} : criteria(vel::platform::expect(matching, "IOServiceGetMatchingService"));
-  const auto described = watching.load(std::memory_order_relaxed) ? describeMatching(wanted) : std::string();
+  const auto described = watching.load(std::memory_order_relaxed) != 0 ? describeMatching(wanted) : std::string();
   if (announce("IOServiceGetMatchingService", described.c_str()) || masterPort != kIOMasterPortDefault) {
     return 0;
   }

@@ -1,6 +1,7 @@
 // The tables of the registry, and how a host fills them.
 #include "services/iokit/registry.h"
 
+#include "announce.h"
 #include "services/immortal.h"
 
 #include <numeric>
@@ -11,6 +12,12 @@ namespace vel::platform {
 
 Registry& registry() {
   return immortal<Registry>();
+}
+
+std::string describe(EntryHandle entry) {
+  const std::lock_guard lock(registry().mutex);
+  const auto* const found = registry().byHandle(entry.handle);
+  return found == nullptr ? "none" : found->facts.name;
 }
 
 Entry& Registry::add(control::RegistryEntry facts) {

@@ -125,6 +125,7 @@ void os_log_with_type(os_log_t object, os_log_type_t type, const char* format, .
   va_start(arguments, format);
   auto message = vel::platform::formatLog(format, arguments);
   va_end(arguments);
+  vel::platform::noteDetail("os_log", vel::control::logLevelName(type), message.c_str());
   vel::platform::write(
       {.type = type, .subsystem = object->subsystem, .category = object->category, .message = std::move(message)});
 }
