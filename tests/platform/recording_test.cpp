@@ -1,6 +1,5 @@
 // What a recording of everything holds beside the calls that are always recorded.
 #include "services_fixture.h"
-
 #include <control/hid.h>
 
 #include <IOKit/IOKitLib.h>

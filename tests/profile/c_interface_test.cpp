@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <ctime>
+
 extern "C" int c_program_renders_a_record(const void* record, const char* expected, size_t length);
 
 namespace {
@@ -24,6 +27,40 @@ TEST(CInterface, SmallCapacity_WritesNothingAndSaysWhatIsNeeded) {
   EXPECT_EQ(out, std::string(expected.size() + 1, '#'));
   EXPECT_EQ(vel_profile_render(record.bytes, nullptr, out.data(), expected.size() + 1), expected.size());
   EXPECT_EQ(out, expected + '\0');
+}
+
+struct TimesCase {
+  const char* name;
+  std::uint32_t flags;
+  const char* end; // of the text
+};
+
+TEST(CInterface, Times_EachIsShownByItsOwnFlag) {
+  const TimesCase cases[] = {
+      {"neither", 0, "]}"},
+      {"calendar", VEL_PROFILE_CALENDAR, "], 'calendar-time':'Jan 02 00:00:00.000002'}"},
+      {"boot", VEL_PROFILE_BOOT, "], 'boot-timestamp':17}"},
+      {"both", VEL_PROFILE_CALENDAR | VEL_PROFILE_BOOT,
+       "], 'calendar-time':'Jan 02 00:00:00.000002', 'boot-timestamp':17}"},
+      {"other flags", 4, "]}"},
+      {"calendar and others", 0xFFFFFFFC | VEL_PROFILE_CALENDAR, "], 'calendar-time':'Jan 02 00:00:00.000002'}"},
+      {"boot and others", 0xFFFFFFFC | VEL_PROFILE_BOOT, "], 'boot-timestamp':17}"},
+  };
+  setenv("TZ", "UTC0", 1);
+  tzset();
+  const Record record = Record(0, 0, 0, 5).timestamp(5);
+  const auto end_of = [&](const vel_profile_times* times) {
+    char out[VEL_PROFILE_TEXT_CAPACITY];
+    const std::string_view text(out, vel_profile_render(record.bytes, times, out, sizeof out));
+    return std::string(text.substr(text.find(']')));
+  };
+  for (const TimesCase& row : cases) {
+    const vel_profile_times times = {row.flags, 3000, 86'400'000'000'000, 17};
+    EXPECT_EQ(end_of(&times), row.end) << row.name;
+  }
+  EXPECT_EQ(end_of(nullptr), "]}");
+  unsetenv("TZ");
+  tzset();
 }
 
 TEST(CInterface, Many_RendersAsManyAsSurelyFit) {

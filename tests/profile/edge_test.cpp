@@ -180,35 +180,43 @@ INSTANTIATE_TEST_SUITE_P(, BrokenTimesync,
                                          BrokenSync{"CalendarIsText", BrokenTimesync::calendar_is_text}),
                          [](const auto& info) { return info.param.name; });
 
-TEST_F(Edge, CallsInTheirOrder_AndNothingKept) {
-  add_timesync(clocks(0, 0).get());
+// Its names and its payload are lines of the recording.
+class RecordedDecoder : public profile_decoder {
+public:
+  std::string event_name(unsigned, unsigned) override {
+    vel::control::addToRecording("event_name");
+    return "event";
+  }
+  void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override {
+    vel::control::addToRecording("parse_datatype");
+    profile_decoder::parse_datatype(out, report);
+  }
+};
+
+TEST_F(Edge, NamesThenWallTimeThenBootTimeThenPayload) {
+  add_timesync(clocks(5, 7).get());
   const auto objects = vel::control::liveObjects();
-  vel::control::startRecording();
-  std::string wall;
-  EXPECT_TRUE(KIPLogDecoder::_default.vel_time_to_wall_time(0, wall));
+  RecordedDecoder decoder;
+  const Record record(2, 0, 0, 0);
+  vel::control::startRecording(vel::control::Recording::everything);
+  decoder.to_string(record.report());
   EXPECT_THAT(vel::control::stopRecording(),
-              testing::ElementsAre("IOServiceMatching(TavikVELTimesync)"s,
-                                   "IOServiceGetMatchingService(IOProviderClass=TavikVELTimesync)"s,
-                                   "IORegistryEntryCreateCFProperty(timesync)"s, "CFNumberGetValue(11)"s,
-                                   "CFNumberGetValue(11)"s, "IOObjectRelease()"s));
+              testing::ElementsAre("event_name", "IOServiceMatching(TavikVELTimesync)",
+                                   "IOServiceGetMatchingService(IOProviderClass=TavikVELTimesync)",
+                                   "IORegistryEntryCreateCFProperty(timesync, timesync, default)",
+                                   "CFNumberGetValue(5, 11)", "CFNumberGetValue(7, 11)", "CFRelease(CFDictionary)",
+                                   "IOObjectRelease(timesync)", "sysctl(kern.boottime)", "parse_datatype"));
   EXPECT_EQ(vel::control::registryReferences(), 0U);
   EXPECT_EQ(vel::control::liveObjects(), objects);
 }
 
-class AskedForNames : public profile_decoder {
-public:
-  std::string event_name(unsigned, unsigned) override {
-    calls_before = vel::control::stopRecording();
-    return "event";
-  }
-  std::vector<std::string> calls_before;
-};
-
-TEST_F(Edge, NamesAreAskedForBeforeTheTimes) {
-  AskedForNames decoder;
-  vel::control::startRecording();
-  EXPECT_THAT(decoder.to_string(Record(2, 0, 0, 0).report()), testing::HasSubstr(" 'event':     'event',"));
-  EXPECT_THAT(decoder.calls_before, testing::IsEmpty());
+TEST_F(Edge, WithoutATimesyncService_NothingIsReleased) {
+  std::string wall;
+  vel::control::startRecording(vel::control::Recording::everything);
+  EXPECT_FALSE(KIPLogDecoder::_default.vel_time_to_wall_time(0, wall));
+  EXPECT_THAT(vel::control::stopRecording(),
+              testing::ElementsAre("IOServiceMatching(TavikVELTimesync)",
+                                   "IOServiceGetMatchingService(IOProviderClass=TavikVELTimesync)"));
 }
 
 struct FailingCall {
@@ -275,14 +283,57 @@ TEST_F(Edge, Print_WritesTheTextAndANewline) {
   EXPECT_EQ(printed(record), text_of(record) + "\n");
 }
 
+const Record not_ascii = Record(2, 0, 9, 8).u8(32, '1').u8(33, '2').u8(34, '3').text(35, "Br\xc3\xbc\x63ke");
+
 TEST_F(Edge, Print_WithoutADirectPointer_CopiesTheText) {
-  const Record record = Record(2, 0, 9, 8).u8(32, '1').u8(33, '2').u8(34, '3').text(35, "Br\xc3\xbc\x63ke");
-  EXPECT_EQ(printed(record), text_of(record) + "\n");
-  EXPECT_THAT(printed(record), testing::HasSubstr("'Br\xc3\xbc\x63ke'"));
+  EXPECT_EQ(printed(not_ascii), text_of(not_ascii) + "\n");
+  EXPECT_THAT(printed(not_ascii), testing::HasSubstr("'Br\xc3\xbc\x63ke'"));
 }
 
 TEST_F(Edge, Print_WithoutAString_WritesNothing) {
   EXPECT_EQ(printed(Record(2, 0, 9, 8).text(35, "\xff")), "");
+}
+
+// What is called to print a record, its own strings shortened to "text".
+std::vector<std::string> calls_to_print(const Record& record) {
+  const std::string text = text_of(record);
+  vel::control::startRecording(vel::control::Recording::everything);
+  printed(record);
+  std::vector<std::string> calls = vel::control::stopRecording();
+  std::erase_if(calls, [](const std::string& call) { return call.starts_with("IO") || call.starts_with("sysctl"); });
+  for (std::string& call : calls) {
+    if (const std::size_t found = call.find(text); found != std::string::npos) {
+      call.replace(found, text.size(), "text");
+    }
+  }
+  return calls;
+}
+
+TEST_F(Edge, Print_AsksForADirectPointerInMacRomanAndReleasesTheString) {
+  EXPECT_THAT(calls_to_print(Record(0, 0, 0, 4)),
+              testing::ElementsAre("CFStringCreateWithCString(default, text, 0x8000100)", "CFStringGetCStringPtr(0)",
+                                   "CFRelease(CFString)"));
+  // Three bytes for each UTF-16 unit, of which the two bytes of the one other character are one, and the NUL.
+  const std::size_t room = 3 * (text_of(not_ascii).size() - 1) + 1;
+  EXPECT_THAT(calls_to_print(not_ascii),
+              testing::ElementsAre("CFStringCreateWithCString(default, text, 0x8000100)", "CFStringGetCStringPtr(0)",
+                                   "CFStringGetCString(" + std::to_string(room) + ", 0x8000100)",
+                                   "CFRelease(CFString)"));
+}
+
+TEST_F(Edge, Print_WhenTheDirectPointerFails_CopiesTheText) {
+  const Record record(0, 0, 0, 4);
+  vel::control::failCall("CFStringGetCStringPtr", 1);
+  EXPECT_EQ(printed(record), text_of(record) + "\n");
+  EXPECT_TRUE(vel::control::clearFailures());
+}
+
+TEST_F(Edge, Print_WhenTheCopyFails_WritesNothing) {
+  const auto objects = vel::control::liveObjects();
+  vel::control::failCall("CFStringGetCString", 1);
+  EXPECT_EQ(printed(not_ascii), "");
+  EXPECT_TRUE(vel::control::clearFailures());
+  EXPECT_EQ(vel::control::liveObjects(), objects);
 }
 
 TEST_F(Edge, DeltaFlag_IsOffAndReadByNobody) {

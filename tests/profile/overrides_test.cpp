@@ -53,6 +53,45 @@ TEST(OutsideDecoder, NamesOfAnyLengthAreWrittenWhole) {
       << "the latency component's actions are named by the object's own event_name";
 }
 
+// One name that is longer than any buffer of its own.
+class OneLongName : public profile_decoder {
+public:
+  explicit OneLongName(unsigned which) : which_(which) {}
+  std::string category_name(unsigned int) override { return name(0); }
+  std::string component_name(unsigned int) override { return name(1); }
+  std::string event_name(unsigned int, unsigned int) override { return name(2); }
+  std::string name(unsigned place) const { return place == which_ ? std::string(100'000, 'n') : "name"; }
+
+private:
+  unsigned which_;
+};
+
+TEST(OutsideDecoder, AnyOneNameMayBeLong) {
+  for (unsigned which = 0; which < 3; ++which) {
+    OneLongName decoder(which);
+    const std::string text = decoder.to_string(Record(7, 0, 0, 4).report());
+    const auto shown = [&](unsigned place, std::size_t width) {
+      const std::string quoted = "'" + decoder.name(place) + "'";
+      return std::string(quoted.size() < width ? width - quoted.size() : 0, ' ') + quoted;
+    };
+    EXPECT_EQ(text.substr(0, text.find(" 'type':")),
+              "{  'category':" + shown(0, 8) + ", 'component':" + shown(1, 8) + ", 'event':" + shown(2, 12) + ",")
+        << which;
+  }
+}
+
+class HidesSubtypeName : public zorb_decoder {
+public:
+  std::string subtype_name(unsigned int, unsigned int) { return "hidden"; }
+};
+
+TEST(OutsideDecoder, SubtypeName_IsNotVirtual) {
+  HidesSubtypeName decoder;
+  EXPECT_EQ(decoder.subtype_name(0, 1), "hidden");
+  const std::string payload = payload_of(decoder.to_string(Record(7, 0, 0, 3).u32(16, 1).report()));
+  EXPECT_EQ(payload.substr(0, payload.find(',')), " 'trace':                'Command'");
+}
+
 class OtherCheckpoints : public zorb_decoder {
 public:
   std::string event_name(unsigned int component, unsigned int event) override {

@@ -34,6 +34,24 @@ TEST(Registry, SlotsStandInTheirOrder) {
   EXPECT_EQ(slot_of(&profile_decoder::parse_datatype), 4U);
 }
 
+// A virtual member of its own comes behind those of the class that it is derived from.
+template <class Decoder>
+class WithAnotherSlot : public Decoder {
+public:
+  virtual void another() {}
+};
+
+template <class... Decoder>
+std::vector<std::size_t> numbers_of_slots() {
+  return {slot_of(&WithAnotherSlot<Decoder>::another)...};
+}
+
+TEST(Registry, NoDecoderHasASixthSlot) {
+  EXPECT_EQ((numbers_of_slots<profile_decoder, execution_decoder, trace_decoder, sensor_decoder, lantor_decoder,
+                              corvane_decoder, interrupt_decoder, uart_decoder, zorb_decoder, scm_decoder>()),
+            std::vector<std::size_t>(10, 5));
+}
+
 TEST(Registry, DecodersStandInTheOrderOfTheirCategories) {
   const profile_decoder* const expected[] = {
       &KIPLogDecoder::_exec,    &KIPLogDecoder::_trace,     &KIPLogDecoder::_sensor, &KIPLogDecoder::_lantor,
