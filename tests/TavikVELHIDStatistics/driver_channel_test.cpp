@@ -116,6 +116,15 @@ TEST_F(DriverChannel, PerformCommand_Failing_LogsTheResult) {
   EXPECT_THAT(logMessages(), ElementsAre(assertionLine("result == 0 ", "", 1130, 0xE00002D5)));
 }
 
+// By design: the reports that send a command have looked at the interface.
+TEST_F(DriverChannel, PerformCommand_DoesNotTestForTheInterface) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  context._driver._interface = nullptr;
+  std::uint8_t output[16];
+  std::size_t length = sizeof output;
+  EXPECT_DEATH(plugin->performCommand(&context, 57, nullptr, 0, output, &length), "");
+}
+
 struct NamedService : DriverChannel {
   NamedService() { control::attachUserClient(control::addRegistryEntry({.name = "KIP_profile"}), service); }
   ~NamedService() override {
@@ -159,16 +168,27 @@ TEST_F(NamedService, Command_IsTheSelectorWithoutScalars) {
   EXPECT_THAT(logMessages(), IsEmpty());
 }
 
+// A request's calls up to the look-up, and through the open.
+std::vector<std::string> lookUp(const std::string& name) {
+  return {"IOServiceNameMatching(" + name + ")", "IOServiceGetMatchingService(IONameMatch=" + name + ")"};
+}
+std::vector<std::string> open(const std::string& name) {
+  std::vector<std::string> calls = lookUp(name);
+  calls.insert(calls.end(), {"mach_task_self()", "IOServiceOpen(" + name + ", 0x103, 0)"});
+  return calls;
+}
+const std::string kPropertyCall = "IOConnectCallMethod(0x2, 1, 0, 8)"; // one scalar, no input
+const std::string kCommandCall = "IOConnectCallMethod(0x9, 0, 3, 8)";  // no scalar, the caller's input
+
 TEST_F(NamedService, EveryRequest_LooksUpOpensAndCloses) {
-  control::startRecording();
-  read();
-  perform();
-  EXPECT_THAT(control::stopRecording(),
-              ElementsAre("IOServiceNameMatching(KIP_profile)", "IOServiceGetMatchingService(IONameMatch=KIP_profile)",
-                          "mach_task_self()", "IOServiceOpen(0)", "IOConnectCallMethod(0x2)", "IOServiceClose()",
-                          "IOObjectRelease()", "IOServiceNameMatching(KIP_profile)",
-                          "IOServiceGetMatchingService(IONameMatch=KIP_profile)", "mach_task_self()",
-                          "IOServiceOpen(0)", "IOConnectCallMethod(0x9)", "IOServiceClose()", "IOObjectRelease()"));
+  const std::vector<std::string> calls = recordingOf([this] {
+    read();
+    length = sizeof buffer;
+    perform();
+  });
+  const std::vector<std::string> closed = {"IOServiceClose()", "IOObjectRelease(KIP_profile)"};
+  EXPECT_THAT(calls, ElementsAreArray(open("KIP_profile") + kPropertyCall + closed + open("KIP_profile") +
+                                      kCommandCall + closed));
 }
 
 struct NamedFailure {
@@ -212,6 +232,83 @@ TEST_F(NamedService, UnknownName_IsAnError) {
   EXPECT_EQ(perform("KIP"), static_cast<IOReturn>(0xE00002BC));
   EXPECT_EQ(length, 5U);
   EXPECT_THAT(logMessages(), ElementsAre(assertionLine("service", "", 1207, 0), assertionLine("service", "", 1181, 0)));
+}
+
+// How far a request comes before it fails, and what it then gives back: what it got, after the line that says so.
+struct FailingRequest {
+  const char* name;
+  std::function<void(NamedService&)> arrange;
+  const char* service;
+  std::function<std::vector<std::string>(const std::string& call)> begins;
+  const char* expression;
+  int propertyLine;
+  int commandLine;
+  std::vector<std::string> ends;
+};
+
+TEST_F(NamedService, FailingRequests_LogAndThenGiveBackOnlyWhatTheyGot) {
+  const std::string released = "IOObjectRelease(KIP_profile)";
+  const std::string asked = "mach_error_string(0xe00002d5)";
+  const auto fails = [](const char* function) {
+    return [=](NamedService&) { control::failCall(function, 1, control::Failing::once, kFailure); };
+  };
+  const FailingRequest cases[] = {
+      {"no service",
+       [](NamedService&) {},
+       "KIP",
+       [](const std::string&) { return lookUp("KIP"); },
+       "service",
+       1207,
+       1181,
+       {}},
+      {"the service does not open",
+       [](NamedService& t) { t.service->openResult = kFailure; },
+       "KIP_profile",
+       [&](const std::string&) { return open("KIP_profile") + asked; },
+       "kr == 0 ",
+       1210,
+       1184,
+       {released}},
+      {"the open fails",
+       fails("IOServiceOpen"),
+       "KIP_profile",
+       [&](const std::string&) { return open("KIP_profile") + asked; },
+       "kr == 0 ",
+       1210,
+       1184,
+       {released}},
+      {"the call fails",
+       fails("IOConnectCallMethod"),
+       "KIP_profile",
+       [&](const std::string& call) { return open("KIP_profile") + call + asked; },
+       "kr == 0 ",
+       1214,
+       1188,
+       {"IOServiceClose()", released}},
+  };
+  for (const FailingRequest& row : cases) {
+    const auto expected = [&](const std::string& call, int line) {
+      const bool hasCode = row.expression != std::string("service");
+      return row.begins(call) +
+             ("os_log(default, " +
+              assertionLine(row.expression, hasCode ? mach_error_string(kFailure) : "", line,
+                            hasCode ? static_cast<std::uint32_t>(kFailure) : 0) +
+              ")") +
+             row.ends;
+    };
+    SCOPED_TRACE(row.name);
+    row.arrange(*this);
+    const auto property = recordingOf([&] { read(row.service); });
+    control::clearFailures();
+    EXPECT_THAT(property, ElementsAreArray(expected(kPropertyCall, row.propertyLine)));
+
+    row.arrange(*this);
+    length = sizeof buffer;
+    const auto command = recordingOf([&] { perform(row.service); });
+    control::clearFailures();
+    EXPECT_THAT(command, ElementsAreArray(expected(kCommandCall, row.commandLine)));
+    service->openResult = 0;
+  }
 }
 
 } // namespace

@@ -34,9 +34,20 @@ struct DriverEventStats : StatisticsTest {
     driverID = count > 1 ? control::addRegistryEntry({.name = "driver", .parent = interfaceID}) : 0;
     clientID = count > 2 ? control::addRegistryEntry({.name = "client", .parent = driverID}) : 0;
   }
+  io_service_t deviceEntry() const {
+    return IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(deviceID));
+  }
+  // What is called to add them, and logged.
+  std::vector<std::string> recorded() const {
+    const io_service_t entry = deviceEntry();
+    const auto state = Ref<CFMutableDictionaryRef>::adopt(createDictionary());
+    const auto calls = recordingOf([&] { copyDriverEventStats(state.get(), entry); });
+    IOObjectRelease(entry);
+    return calls;
+  }
   // The "APEvents" that are added to an empty report; none if it stays empty.
   std::optional<std::string> events() const {
-    const io_service_t entry = IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(deviceID));
+    const io_service_t entry = deviceEntry();
     const auto state = Ref<CFMutableDictionaryRef>::adopt(createDictionary());
     copyDriverEventStats(state.get(), entry);
     IOObjectRelease(entry);
@@ -90,6 +101,16 @@ TEST_F(DriverEventStats, Counters) {
       {"low 32 bits of wide numbers", debugState({{"_num_events", cfNumber(0x100000005)}}),
        debugState({{"EnqueueEventCount", cfNumber(0x700000006)}, {"DroppedEventCount", cfNumber(0x2FFFFFFFE)}}),
        "5 [enqueued=6 dropped=-2; event_delta=0.000000 dropped_delta=0.000000]\n"},
+      {"counts above 16 bits", debugState({{"_num_events", cfNumber(70000)}}),
+       debugState({{"EnqueueEventCount", cfNumber(0x7FFFFFFF)}, {"DroppedEventCount", cfNumber(65536)}}),
+       "70000 [enqueued=2147483647 dropped=65536; event_delta=0.000000 dropped_delta=0.000000]\n"},
+      {"the longest line", debugState({{"_num_events", cfNumber(INT32_MIN)}}),
+       debugState({{"EnqueueEventCount", cfNumber(INT32_MIN)},
+                   {"DroppedEventCount", cfNumber(INT32_MIN)},
+                   {"LastEventTime", cfNumber(-1)},
+                   {"LastDroppedEventTime", cfNumber(-1)}}),
+       "-2147483648 [enqueued=-2147483648 dropped=-2147483648; event_delta=18446744073.709553 "
+       "dropped_delta=18446744073.709553]\n"},
       {"counts are signed", debugState({{"_num_events", cfNumber(0x80000000)}}),
        debugState({{"EnqueueEventCount", cfNumber(0xFFFFFFFF)}, {"DroppedEventCount", cfNumber(-3)}}),
        "-2147483648 [enqueued=-1 dropped=-3; event_delta=0.000000 dropped_delta=0.000000]\n"},
@@ -156,13 +177,44 @@ TEST_F(DriverEventStats, EntryThatCannotBeReached_CountsAsMissing) {
   }
 }
 
-TEST_F(DriverEventStats, WalksDownTheServicePlane) {
+TEST_F(DriverEventStats, CallsInTheirOrder_TheDriversStateBeforeTheClients) {
   addEntries(3);
-  control::startRecording();
-  events();
-  const std::vector<std::string> calls = control::stopRecording();
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "IORegistryEntryGetChildEntry(IOService)"), 3);
-  EXPECT_EQ(std::count(calls.begin(), calls.end(), "IORegistryEntryCreateCFProperty(DebugState)"), 2);
+  control::setRegistryProperties(driverID, debugState({{"_num_events", cfNumber(7)}}));
+  control::setRegistryProperties(clientID, debugState({{"EnqueueEventCount", cfNumber(8)},
+                                                       {"DroppedEventCount", cfNumber(9)},
+                                                       {"LastEventTime", cfNumber(10)},
+                                                       {"LastDroppedEventTime", cfNumber(11)}}));
+  EXPECT_THAT(recorded(),
+              ElementsAre("IORegistryEntryGetChildEntry(device, IOService)",
+                          "IORegistryEntryGetChildEntry(interface, IOService)",
+                          "IORegistryEntryGetChildEntry(driver, IOService)",
+                          "IORegistryEntryCreateCFProperty(driver, DebugState, default)", "CFNumberGetValue(7, 3)",
+                          "CFRelease(CFDictionary)", "IORegistryEntryCreateCFProperty(client, DebugState, default)",
+                          "CFNumberGetValue(8, 4)", "CFNumberGetValue(9, 3)", "CFNumberGetValue(10, 4)",
+                          "CFNumberGetValue(11, 4)",
+                          "CFStringCreateWithCString(default, 7 [enqueued=8 dropped=9; event_delta=0.000000 "
+                          "dropped_delta=0.000000]\n, 0x600)",
+                          "CFRelease(CFString)", "CFRelease(CFDictionary)", "IOObjectRelease(client)",
+                          "IOObjectRelease(driver)", "IOObjectRelease(interface)"));
+}
+
+TEST_F(DriverEventStats, MissingEntry_IsLoggedAndThenWhatWasFoundIsReleased) {
+  const std::vector<std::string> walk = {"IORegistryEntryGetChildEntry(device, IOService)",
+                                         "IORegistryEntryGetChildEntry(interface, IOService)",
+                                         "IORegistryEntryGetChildEntry(driver, IOService)"};
+  const std::vector<std::string> releases = {"IOObjectRelease(driver)", "IOObjectRelease(interface)"};
+  for (std::ptrdiff_t count = 0; count < 3; ++count) {
+    control::resetRegistry();
+    deviceID = control::addRegistryEntry({.name = "device"});
+    addEntries(static_cast<int>(count));
+    const std::vector<std::string> calls = recorded();
+    const auto logged = std::find_if(calls.begin(), calls.end(),
+                                     [](const std::string& call) { return call.starts_with("os_log(default, "); });
+    ASSERT_NE(logged, calls.end());
+    EXPECT_EQ(std::vector<std::string>(calls.begin(), logged),
+              std::vector<std::string>(walk.begin(), walk.begin() + count + 1));
+    EXPECT_EQ(std::vector<std::string>(logged + 1, calls.end()), lastOf(releases, static_cast<std::size_t>(count)));
+  }
 }
 
 TEST_F(DriverEventStats, DebugState_IsReleased) {
@@ -179,7 +231,7 @@ TEST_F(DriverEventStats, AnyCallMayFail_NothingIsLeaked) {
   addEntries(3);
   control::setRegistryProperties(driverID, debugState({{"_num_events", cfNumber(7)}}));
   control::setRegistryProperties(clientID, debugState({{"EnqueueEventCount", cfNumber(8)}}));
-  const io_service_t entry = IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(deviceID));
+  const io_service_t entry = deviceEntry();
   EXPECT_GT(failEachCall([&] {
               if (const auto state = Ref<CFMutableDictionaryRef>::adopt(createDictionary())) {
                 copyDriverEventStats(state.get(), entry);

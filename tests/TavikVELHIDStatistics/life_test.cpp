@@ -1,9 +1,7 @@
-// The object from the factory to its last release, and its small entries.
+// The object from the factory to its last release, and its table.
 
 #include "support/statistics_fixture.h"
 #include <control/calls.h>
-#include <control/notify.h>
-#include <control/queue.h>
 
 #include <gmock/gmock.h>
 
@@ -21,6 +19,24 @@ using testing::IsEmpty;
 Ref<CFUUIDRef> uuid(const char* text) {
   return Ref<CFUUIDRef>::adopt(control::createUUID(text));
 }
+
+// An allocator on the C heap, and what went through it.
+struct WatchedAllocator {
+  std::vector<void*> given;
+  std::vector<void*> takenBack;
+  Ref<CFAllocatorRef> allocator = Ref<CFAllocatorRef>::adopt(control::createAllocator({
+      .allocate =
+          [this](std::size_t size) {
+            given.push_back(std::malloc(size));
+            return given.back();
+          },
+      .deallocate =
+          [this](void* memory) {
+            takenBack.push_back(memory);
+            std::free(memory);
+          },
+  }));
+};
 
 struct Life : StatisticsTest {
   static std::size_t instances() {
@@ -66,17 +82,6 @@ TEST_F(Life, Table_CountsReferences) {
   EXPECT_EQ(table.Release(plugin), 1U);
 }
 
-TEST_F(Life, Table_SetsAndClearsTheQueue) {
-  const IOHIDSessionFilterPlugInInterface& table = TavikVELHIDStatistics::vtbl;
-  plugin->_queue = nullptr;
-  control::startRecording();
-  table.scheduleWithDispatchQueue(plugin, queue);
-  EXPECT_EQ(plugin->_queue, queue);
-  table.unscheduleFromDispatchQueue(plugin, queue);
-  EXPECT_EQ(plugin->_queue, nullptr);
-  EXPECT_THAT(control::stopRecording(), ElementsAre("notify_register_dispatch(com.tavik.tavikvelhidstatistics.fault)"));
-}
-
 TEST_F(Life, QueryInterface_KnownInterfaces_RaiseTheCount) {
   for (const char* known : {"19D77441-BBC4-4511-9149-60572A0B015C", "3DC35AA6-D35C-445B-9A59-CA03DA408B97",
                             "00000000-0000-0000-C000-000000000046"}) {
@@ -96,13 +101,25 @@ TEST_F(Life, QueryInterface_OtherInterface_FailsAndLeavesTheCount) {
   EXPECT_EQ(plugin->_refCount, 1U);
 }
 
-TEST_F(Life, QueryInterface_ReleasesTheIdentifierThatItMade) {
-  const std::size_t before = control::liveObjects()["CFUUID"];
-  void* found = nullptr;
-  plugin->QueryInterface(CFUUIDGetUUIDBytes(IUnknownUUID), &found);
-  plugin->Release();
-  plugin->QueryInterface(CFUUIDGetUUIDBytes(kVELDeviceInterfaceID), &found);
-  EXPECT_EQ(control::liveObjects()["CFUUID"], before);
+TEST_F(Life, QueryInterface_ComparesInOrderAndReleasesWhatItMade) {
+  const auto constant = [](const std::string& id) { return "CFUUIDGetConstantUUIDWithBytes(system, " + id + ")"; };
+  const std::string first = "19D77441-BBC4-4511-9149-60572A0B015C";
+  const std::string second = "3DC35AA6-D35C-445B-9A59-CA03DA408B97";
+  const std::string unknown = "00000000-0000-0000-C000-000000000046";
+  const std::string made = "CFUUIDCreateFromUUIDBytes(default)";
+  const std::string released = "CFRelease(CFUUID)";
+  const auto callsFor = [&](const std::string& id) {
+    const REFIID wanted = CFUUIDGetUUIDBytes(uuid(id.c_str()).get());
+    void* found = nullptr;
+    return recordingOf([&] { plugin->QueryInterface(wanted, &found); });
+  };
+  EXPECT_THAT(callsFor(first), ElementsAre(made, constant(first), released));
+  EXPECT_THAT(callsFor(second), ElementsAre(made, constant(first), constant(second), released));
+  EXPECT_THAT(callsFor(unknown), ElementsAre(made, constant(first), constant(second), constant(unknown), released));
+  EXPECT_THAT(callsFor("7F1A3AE6-3E3D-470A-BD15-A2DD7E1BB719"),
+              ElementsAre(made, constant(first), constant(second), constant(unknown), released));
+  EXPECT_EQ(plugin->_refCount, 4U);
+  plugin->_refCount = 1;
 }
 
 TEST_F(Life, Release_CountsDownAndDestroysAtZero) {
@@ -117,11 +134,10 @@ TEST_F(Life, Release_CountsDownAndDestroysAtZero) {
 
 TEST_F(Life, LastRelease_GivesBackTheInstanceThenTheLogThenTheMemory) {
   CFMutableArrayRef contexts = plugin->_contexts;
-  control::startRecording();
-  std::exchange(plugin, nullptr)->Release();
-  EXPECT_THAT(control::stopRecording(),
-              ElementsAre("CFPlugInRemoveInstanceForFactory(75F07127-BB06-490A-B1B9-81AE65DF0646)", "os_release()",
-                          "CFAllocatorDeallocate()"));
+  EXPECT_THAT(recordingOf([this] { std::exchange(plugin, nullptr)->Release(); }),
+              ElementsAre("CFUUIDGetConstantUUIDWithBytes(system, 75F07127-BB06-490A-B1B9-81AE65DF0646)",
+                          "CFPlugInRemoveInstanceForFactory(75F07127-BB06-490A-B1B9-81AE65DF0646)", "os_release()",
+                          "CFAllocatorDeallocate(system)"));
   CFRelease(contexts);
 }
 
@@ -137,153 +153,39 @@ TEST_F(Life, EveryDestructor_ReleasesTheOneLogObject) {
   EXPECT_EQ(control::logObjectReleases(), releases + 3);
 }
 
-TEST_F(Life, Object_LivesInTheMemoryOfItsAllocator) {
-  std::vector<void*> given;
-  std::vector<void*> takenBack;
-  const CFAllocatorRef allocator = control::createAllocator({.allocate =
-                                                                 [&](std::size_t size) {
-                                                                   given.push_back(std::malloc(size));
-                                                                   return given.back();
-                                                                 },
-                                                             .deallocate =
-                                                                 [&](void* memory) {
-                                                                   takenBack.push_back(memory);
-                                                                   std::free(memory);
-                                                                 }});
-  TavikVELHIDStatistics* object = TavikVELHIDStatistics::alloc(allocator);
-  CFMutableArrayRef contexts = object->_contexts;
-  EXPECT_THAT(given, ElementsAre(static_cast<void*>(object), static_cast<void*>(contexts)));
-  EXPECT_EQ(object->_allocator, allocator);
-  object->Release();
-  EXPECT_THAT(takenBack, ElementsAre(given.at(0))) << "not the array of contexts, which stays by design";
-  CFRelease(contexts);
-  EXPECT_EQ(takenBack, given);
-  CFRelease(allocator);
+TEST_F(Life, Object_LivesInTheMemoryOfTheGivenAllocator) {
+  using Make = TavikVELHIDStatistics* (*)(CFAllocatorRef);
+  const Make byFactory = [](CFAllocatorRef allocator) {
+    return static_cast<TavikVELHIDStatistics*>(
+        TavikVELHIDStatisticsFactory(allocator, uuid("7F1A3AE6-3E3D-470A-BD15-A2DD7E1BB719").get()));
+  };
+  for (Make make : {byFactory, Make{TavikVELHIDStatistics::alloc}}) {
+    WatchedAllocator memory;
+    TavikVELHIDStatistics* object = make(memory.allocator.get());
+    CFMutableArrayRef contexts = object->_contexts;
+    EXPECT_THAT(memory.given, ElementsAre(static_cast<void*>(object), static_cast<void*>(contexts)));
+    EXPECT_EQ(object->_allocator, memory.allocator.get());
+    object->Release();
+    EXPECT_THAT(memory.takenBack, ElementsAre(memory.given.at(0)))
+        << "not the array of contexts, which stays by design";
+    CFRelease(contexts);
+    EXPECT_EQ(memory.takenBack, memory.given);
+  }
 }
 
 TEST_F(Life, Construction_RegistersTheInstanceBeforeItMakesTheArray) {
-  control::startRecording();
-  TavikVELHIDStatistics* object = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
-  EXPECT_THAT(control::stopRecording(),
-              ElementsAre("CFAllocatorAllocate(" + std::to_string(sizeof(TavikVELHIDStatistics)) + ", 0)",
+  WatchedAllocator memory;
+  TavikVELHIDStatistics* object = nullptr;
+  EXPECT_THAT(recordingOf([&] { object = TavikVELHIDStatistics::alloc(memory.allocator.get()); }),
+              ElementsAre("CFAllocatorAllocate(other, " + std::to_string(sizeof(TavikVELHIDStatistics)) + ", 0)",
+                          "CFUUIDGetConstantUUIDWithBytes(system, 75F07127-BB06-490A-B1B9-81AE65DF0646)",
                           "CFPlugInAddInstanceForFactory(75F07127-BB06-490A-B1B9-81AE65DF0646)",
-                          "CFArrayCreateMutable(0)"));
+                          "CFArrayCreateMutable(other, 0)"));
   EXPECT_EQ(object->_refCount, 1U);
   EXPECT_FALSE(object->_rawDebugInstalled);
   EXPECT_EQ(CFArrayGetCount(object->_contexts), 0);
   CFRelease(object->_contexts);
   object->Release();
-}
-
-TEST_F(Life, TableOpen_IsTrueWhateverTheSession) {
-  EXPECT_EQ(TavikVELHIDStatistics::vtbl.open(plugin, nullptr, 0xFFFFFFFF), 1U);
-}
-
-TEST_F(Life, Close_DoesNothing) {
-  control::startRecording();
-  TavikVELHIDStatistics::vtbl.close(plugin, nullptr, 0);
-  EXPECT_THAT(control::stopRecording(), IsEmpty());
-  EXPECT_EQ(plugin->_refCount, 1U);
-}
-
-TEST_F(Life, Open_NamesAll48Keys) {
-  for (int i = 0; i < 48; ++i) {
-    EXPECT_EQ(control::utf8(plugin->_keys[i]), kTallyStoreKeyNames[static_cast<std::size_t>(i)]);
-  }
-  EXPECT_EQ(control::utf8(plugin->_keys[0]), "com.tavik.kip.button.click.count");
-  EXPECT_EQ(control::utf8(plugin->_keys[21]), "com.tavik.com.kip.prox.baseline_to_trigger.time");
-  EXPECT_EQ(control::utf8(plugin->_keys[28]), "com.tavik.com.kip.prox.baseline_to_trigger.time.dist");
-  EXPECT_EQ(control::utf8(plugin->_keys[47]), "com.tavik.kip.test");
-}
-
-TEST_F(Life, SecondOpen_MakesTheKeysAnewAndKeepsTheFirst) {
-  std::vector<CFStringRef> first(plugin->_keys, plugin->_keys + 48);
-  const std::size_t before = control::liveObjects()["CFString"];
-  plugin->open(nullptr, 0);
-  EXPECT_EQ(control::liveObjects()["CFString"], before + 48);
-  EXPECT_NE(plugin->_keys[0], first[0]);
-  for (CFStringRef key : first) {
-    CFRelease(key);
-  }
-}
-
-TEST_F(Life, Open_MakesTheLogAndThenTheKeysInMacRoman) {
-  std::vector<std::string> calls = {"dispatch_once()"};
-  for (const char* name : kTallyStoreKeyNames) {
-    calls.push_back("CFStringCreateWithCString(" + std::string(name) + ", 0)");
-  }
-  control::startRecording();
-  plugin->open(nullptr, 0);
-  EXPECT_THAT(control::stopRecording(), testing::ElementsAreArray(calls));
-}
-
-struct TallyStoreProperty {
-  const char* name;
-  Ref<CFTypeRef> value;
-  bool supports;
-};
-
-TEST_F(Life, SupportsTallyStore_OnlyForTheBooleanTrue) {
-  const TallyStoreProperty cases[] = {
-      {"none", {}, false},
-      {"true", Ref<CFTypeRef>::share(kCFBooleanTrue), true},
-      {"false", Ref<CFTypeRef>::share(kCFBooleanFalse), false},
-      {"the number 1", cfNumber(1), false},
-      {"a string", cfString("true"), false},
-  };
-  for (const TallyStoreProperty& row : cases) {
-    Service service;
-    service.supportsTallyStore = row.value;
-    EXPECT_EQ(TavikVELHIDStatistics::IOHIDServiceSupportsTallyStore(addService(service).get()), row.supports)
-        << row.name;
-  }
-  EXPECT_THAT(logMessages(), IsEmpty());
-}
-
-TEST_F(Life, RegistryID_IsTheServicesOwnOrZero) {
-  control::HIDService with;
-  with.registryID = 0x1000002A7;
-  EXPECT_EQ(TavikVELHIDStatistics::getIOHIDServiceRegistryID(
-                Ref<IOHIDServiceRef>::adopt(control::createHIDService(with)).get()),
-            0x1000002A7U);
-  EXPECT_EQ(TavikVELHIDStatistics::getIOHIDServiceRegistryID(
-                Ref<IOHIDServiceRef>::adopt(control::createHIDService({})).get()),
-            0U);
-  EXPECT_THAT(logMessages(), IsEmpty());
-}
-
-TEST_F(Life, RegistryID_BorrowsTheNumber) {
-  control::HIDService description;
-  description.registryID = 7;
-  auto service = Ref<IOHIDServiceRef>::adopt(control::createHIDService(description));
-  const std::size_t count = control::retainCount(IOHIDServiceGetRegistryID(service.get()));
-  TavikVELHIDStatistics::getIOHIDServiceRegistryID(service.get());
-  EXPECT_EQ(control::retainCount(IOHIDServiceGetRegistryID(service.get())), count);
-}
-
-TEST_F(Life, FaultNotification_LogsOneFault) {
-  control::postNotification("com.tavik.tavikvelhidstatistics.fault");
-  control::drain(queue);
-  ASSERT_THAT(logMessages(), ElementsAre("fault!"));
-  EXPECT_EQ(control::logLines()[0].type, OS_LOG_TYPE_FAULT);
-}
-
-TEST_F(Life, FaultNotification_OutlivesUnscheduling) {
-  plugin->unscheduleFromDispatchQueue(queue);
-  EXPECT_EQ(plugin->_queue, nullptr);
-  control::postNotification("com.tavik.tavikvelhidstatistics.fault");
-  control::drain(queue);
-  EXPECT_THAT(logMessages(), ElementsAre("fault!"));
-}
-
-TEST_F(Life, FaultNotification_RunsOnTheQueueThatWasGiven) {
-  EXPECT_EQ(plugin->_queue, queue);
-  control::sync(queue, [] {
-    control::postNotification("com.tavik.tavikvelhidstatistics.fault");
-    EXPECT_THAT(logMessages(), IsEmpty()) << "the queue is busy with this block";
-  });
-  control::drain(queue);
-  EXPECT_THAT(logMessages(), ElementsAre("fault!"));
 }
 
 TEST_F(Life, AThousandObjects_LeaveOnlyWhatIsKeptByDesign) {

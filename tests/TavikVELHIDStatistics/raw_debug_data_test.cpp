@@ -297,6 +297,29 @@ TEST_F(RawDebugData, Failures_AreLoggedByTheChannelAndOnceMore) {
   }
 }
 
+TEST_F(RawDebugData, ServiceIsGivenBackBeforeTheHandlersOwnLine) {
+  kernel->reply = {.result = kFailure};
+  const Line logged = testing::StartsWith("os_log(default, ");
+  EXPECT_THAT(recordingOf([] { EXPECT_EQ(ask(49, 3), nullptr); }),
+              ElementsAre("IOServiceNameMatching(TavikVELProfileDriver)",
+                          "IOServiceGetMatchingService(IONameMatch=TavikVELProfileDriver)", "mach_task_self()",
+                          "IOServiceOpen(TavikVELProfileDriver, 0x103, 0)", "IOConnectCallMethod(0x9, 0, 0, 1536)",
+                          "mach_error_string(0xe00002d5)", logged, "IOServiceClose()",
+                          "IOObjectRelease(TavikVELProfileDriver)", logged));
+}
+
+TEST_F(RawDebugData, EachLine_IsReleasedWhenItIsInTheArray) {
+  reply({record(1) + kNotText + record(3)});
+  std::vector<std::string> calls = recordingOf([] { ask(1, 3); });
+  std::erase_if(calls, [](const std::string& call) {
+    return !call.starts_with("CFArray") && !call.starts_with("CFRelease") && !call.starts_with("CFPropertyList");
+  });
+  EXPECT_THAT(calls,
+              ElementsAre("CFArrayCreateMutable(default, 0)", "CFArrayAppendValue()", "CFRelease(CFString)",
+                          "CFArrayAppendValue()", "CFRelease(CFString)", "CFPropertyListCreateData(default, 200, 0)",
+                          "CFRelease(CFData)", "CFRelease(CFArray)"));
+}
+
 TEST_F(RawDebugData, NoArray_LogsAndYieldsNothing) {
   reply({records(1)});
   control::failCall("CFArrayCreateMutable", 1);

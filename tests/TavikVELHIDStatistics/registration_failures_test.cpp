@@ -1,5 +1,6 @@
 // What can go wrong while a service is registered: what is logged, what is asked all the same, and what is left.
 
+#include "registration_outcome.h"
 #include "support/statistics_fixture.h"
 #include <control/calls.h>
 
@@ -9,8 +10,8 @@ namespace {
 thread_local std::vector<void*>* liveBlocks = nullptr;
 
 void forget(const void* block) {
-  if (liveBlocks != nullptr) {
-    std::erase(*liveBlocks, block);
+  if (liveBlocks != nullptr && std::erase(*liveBlocks, block) != 0) {
+    vel::control::addToRecording("delete context");
   }
 }
 } // namespace
@@ -44,30 +45,6 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-
-using Calls = std::vector<std::string>;
-
-// What the user clients are asked when nothing fails,
-const Calls kWholeDriverCalls = {"QueryInterface", "open(0)", "Release"};
-const Calls kWholeDeviceCalls = {"QueryInterface", "open(0)", "setDispatchQueue", "setDataCallback", "Release"};
-// and when they have no interface: the driver's plug-in is then left alone, the device's released.
-const Calls kForgotten = {"QueryInterface"};
-const Calls kReleased = {"QueryInterface", "Release"};
-
-// What becomes of a service: what its user clients were asked, and how many registry references stay.
-struct Outcome {
-  bool kept;
-  std::size_t references;
-  Calls driverCalls;
-  Calls deviceCalls;
-};
-Outcome kept(const Calls& driverCalls, const Calls& deviceCalls) {
-  return {true, 2, driverCalls, deviceCalls};
-}
-// The context is deleted, but nothing that it held by then is given back.
-Outcome abandoned(std::size_t references, const Calls& driverCalls = {}, const Calls& deviceCalls = {}) {
-  return {false, references, driverCalls, deviceCalls};
-}
 
 // One row of what can go wrong: how, the lines that say so, and what becomes of the service.
 struct FailureCase {
@@ -112,61 +89,72 @@ TEST_F(RegistrationFailures, EndAsTheyMust) {
       {"driver plug-in cannot be created",
        [=](Test& t) { t.driverPlugIn.createResult = code; },
        {},
-       kept({}, kWholeDeviceCalls)},
+       kept({}, kAnalyticsDeviceCalls)},
       {"driver gives no plug-in",
        [](Test& t) { t.driverPlugIn.createsPlugIn = false; },
        {},
-       kept({}, kWholeDeviceCalls)},
+       kept({}, kAnalyticsDeviceCalls)},
       {"driver interface refused, yet stored",
        [](Test& t) { t.driverPlugIn.queryResult = E_NOINTERFACE; },
        {driverRefused},
-       kept(kWholeDriverCalls, kWholeDeviceCalls)},
+       kept(kDriverCalls, kAnalyticsDeviceCalls)},
       {"driver interface refused",
        [](Test& t) {
          t.driverPlugIn.queryResult = E_NOINTERFACE;
          t.driverPlugIn.interface = nullptr;
        },
        {driverRefused, noDriver},
-       kept(kForgotten, kWholeDeviceCalls)},
+       kept(kForgotten, kAnalyticsDeviceCalls)},
       {"driver interface missing",
        [](Test& t) { t.driverPlugIn.interface = nullptr; },
        {noDriver},
-       kept(kForgotten, kWholeDeviceCalls)},
+       kept(kForgotten, kAnalyticsDeviceCalls)},
       {"driver does not open",
        [=](Test& t) { t.driver.openResult = code; },
        {assertionLine("kr == 0 ", "", 280, kCode)},
-       abandoned(2, kWholeDriverCalls)},
+       abandoned(2, kDriverCalls)},
       {"device plug-in cannot be created",
        [=](Test& t) { t.devicePlugIn.createResult = code; },
        {},
-       kept(kWholeDriverCalls, {})},
-      {"device gives no plug-in",
-       [](Test& t) { t.devicePlugIn.createsPlugIn = false; },
-       {},
-       kept(kWholeDriverCalls, {})},
+       kept(kDriverCalls, {})},
+      {"device gives no plug-in", [](Test& t) { t.devicePlugIn.createsPlugIn = false; }, {}, kept(kDriverCalls, {})},
       {"device interface refused, yet stored",
        [](Test& t) { t.devicePlugIn.queryResult = E_NOINTERFACE; },
        {deviceRefused},
-       kept(kWholeDriverCalls, kWholeDeviceCalls)},
+       kept(kDriverCalls, kAnalyticsDeviceCalls)},
       {"device interface refused",
        [](Test& t) {
          t.devicePlugIn.queryResult = E_NOINTERFACE;
          t.devicePlugIn.interface = nullptr;
        },
        {deviceRefused, noDevice},
-       kept(kWholeDriverCalls, kReleased)},
+       kept(kDriverCalls, kReleased)},
       {"device interface missing",
        [](Test& t) { t.devicePlugIn.interface = nullptr; },
        {noDevice},
-       kept(kWholeDriverCalls, kReleased)},
+       kept(kDriverCalls, kReleased)},
+      {"device plug-in stored despite a failure",
+       [=](Test& t) {
+         t.devicePlugIn.createResult = code;
+         t.devicePlugIn.storesDespiteFailure = true;
+       },
+       {},
+       kept(kDriverCalls, {"Release"})}, // by the clean-up, which finds it
+      {"driver plug-in stored despite a failure",
+       [=](Test& t) {
+         t.driverPlugIn.createResult = code;
+         t.driverPlugIn.storesDespiteFailure = true;
+       },
+       {},
+       kept({}, kAnalyticsDeviceCalls)}, // forgotten: the device's takes its place
       {"device does not open",
        [=](Test& t) { t.device.openResult = code; },
        {},
-       kept(kWholeDriverCalls, kWholeDeviceCalls)},
+       kept(kDriverCalls, kAnalyticsDeviceCalls)},
       {"no HID device",
        [](Test&) { control::failCall("IOHIDDeviceCreate", 1); },
        {assertionLine("context->_device._hid", "", 315, 0)},
-       abandoned(2, kWholeDriverCalls, kWholeDeviceCalls)},
+       abandoned(2, kDriverCalls, kAnalyticsDeviceCalls)},
   };
   for (const auto& [name, arrange, log, outcome] : cases) {
     SCOPED_TRACE(name);
@@ -192,6 +180,71 @@ TEST_F(RegistrationFailures, EndAsTheyMust) {
     EXPECT_EQ(control::stateHandlers().size() > handlers, outcome.kept);
     ASSERT_EQ(contexts().size(), count + (outcome.kept ? 1 : 0));
     EXPECT_EQ(blocks, outcome.kept ? std::vector<void*>{contexts().back()} : std::vector<void*>{});
+  }
+}
+
+// How a registration ends: the last of everything that was recorded.
+struct EndingCase {
+  const char* name;
+  std::function<void(StatisticsTest&, StatisticsTest::Service&)> arrange;
+  Calls ending;
+};
+
+TEST_F(RegistrationFailures, LogLines_ComeBeforeTheCleanUp) {
+  using Test = StatisticsTest;
+  constexpr std::uint32_t kCode = 0xE00002BE;
+  const auto code = static_cast<IOReturn>(kCode);
+  const auto line = [](const std::string& expression, int number, std::uint32_t value = 0) {
+    return "os_log(default, " + assertionLine(expression, "", number, value) + ")";
+  };
+  const std::string transport = "CFRelease(CFString)";
+  const std::string parent = "IOObjectRelease(interface)";
+  const std::string context = "delete context";
+  const EndingCase cases[] = {
+      {"no string",
+       [](Test&, Service& service) { service.transport = cfNumber(1); },
+       {"IOHIDServiceCopyProperty(Transport)", line("CFGetTypeID(transport) == CFStringGetTypeID()", 230),
+        "CFRelease(CFNumber)"}},
+      {"another transport",
+       [](Test&, Service& service) { service.transport = cfString("SPI"); },
+       {"IOHIDServiceCopyProperty(Transport)", transport}},
+      {"neither class",
+       [](Test&, Service& service) { service.usages = {}; },
+       {"IOHIDServiceConformsTo(0x20, 0x31)", transport}},
+      {"not in the registry",
+       [](Test&, Service&) { control::failCall("IOServiceGetMatchingService", 1); },
+       {line("context->_driver._service", 255), transport, context}},
+      {"parent cannot be read",
+       [=](Test&, Service&) { control::failCall("IORegistryEntryGetParentEntry", 1, control::Failing::once, code); },
+       {line("kr == 0 ", 262, kCode), transport, context}},
+      {"grandparent cannot be read",
+       [=](Test&, Service&) { control::failCall("IORegistryEntryGetParentEntry", 2, control::Failing::once, code); },
+       {line("kr == 0 ", 267, kCode), transport, parent, context}},
+      {"driver does not open",
+       [=](Test& t, Service&) { t.driver.openResult = code; },
+       {"driver.open(0)", line("kr == 0 ", 280, kCode), transport, "driver plug-in.Release", parent, context}},
+      {"device plug-in stored despite a failure",
+       [=](Test& t, Service&) {
+         t.devicePlugIn.createResult = code;
+         t.devicePlugIn.storesDespiteFailure = true;
+       },
+       {"os_state_add_handler()", "CFArrayAppendValue()", transport, "device plug-in.Release", parent}},
+      {"no HID device",
+       [](Test&, Service& service) { service.isHIDDevice = false; },
+       {"IOHIDDeviceCreate(default, device)", line("context->_device._hid", 315), transport, parent, context}},
+  };
+  for (const EndingCase& row : cases) {
+    SCOPED_TRACE(row.name);
+    resetUserClients();
+    Service service{.usages = button};
+    row.arrange(*this, service);
+    auto hid = addService(service);
+    std::vector<void*> blocks;
+    liveBlocks = &blocks;
+    const Calls all = recordingOf([&] { plugin->registerService(hid.get()); });
+    liveBlocks = nullptr;
+    control::clearFailures();
+    EXPECT_THAT(lastOf(all, row.ending.size()), ElementsAreArray(row.ending));
   }
 }
 

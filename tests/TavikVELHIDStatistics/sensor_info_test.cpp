@@ -47,16 +47,16 @@ TEST_F(SensorInfo, Driver_IsAskedInThisOrder) {
 }
 
 TEST_F(SensorInfo, Registry_IsAskedInThisOrder) {
-  control::startRecording();
-  ask();
-  std::vector<std::string> calls = control::stopRecording();
+  std::vector<std::string> calls = recordingOf([this] { ask(); });
   std::erase_if(calls, [](const std::string& call) { return !call.starts_with("IO"); });
   EXPECT_THAT(calls,
-              ElementsAre("IORegistryEntryGetParentEntry(IOService)", "IORegistryEntryGetName()", "IOObjectRelease()",
-                          "IORegistryEntryGetChildEntry(IOService)", "IORegistryEntryGetChildEntry(IOService)",
-                          "IORegistryEntryGetChildEntry(IOService)", "IORegistryEntryCreateCFProperty(DebugState)",
-                          "IORegistryEntryCreateCFProperty(DebugState)", "IOObjectRelease()", "IOObjectRelease()",
-                          "IOObjectRelease()"));
+              ElementsAre("IORegistryEntryGetParentEntry(device, IOService)", "IORegistryEntryGetName(accelerometer)",
+                          "IOObjectRelease(accelerometer)", "IORegistryEntryGetChildEntry(device, IOService)",
+                          "IORegistryEntryGetChildEntry(interface, IOService)",
+                          "IORegistryEntryGetChildEntry(service, IOService)",
+                          "IORegistryEntryCreateCFProperty(service, DebugState, default)",
+                          "IORegistryEntryCreateCFProperty(uc, DebugState, default)", "IOObjectRelease(uc)",
+                          "IOObjectRelease(service)", "IOObjectRelease(interface)"));
 }
 
 TEST_F(SensorInfo, AnswersRequestsAlone) {
@@ -130,6 +130,47 @@ TEST_F(SensorInfo, WhatStopsTheReport) {
     EXPECT_EQ(control::registryReferences(), references);
     EXPECT_THAT(logMessages(), ElementsAreArray(row.log));
     EXPECT_EQ(driver.propertiesRead.size(), row.propertiesRead);
+  }
+}
+
+TEST_F(SensorInfo, WithoutDriverInterface_NothingIsMadeOrAsked) {
+  contexts().back()->_driver._interface = nullptr;
+  EXPECT_THAT(recordingOf([this] { EXPECT_EQ(ask(), nullptr); }), ElementsAre(testing::StartsWith("os_log(default, ")));
+}
+
+struct EndingCase {
+  const char* name;
+  std::function<void(SensorInfo&)> arrange;
+  std::vector<Line> ending; // the last of everything that was recorded
+};
+
+TEST_F(SensorInfo, LogLines_ComeBeforeTheDictionaryIsReleased) {
+  const Line logged = testing::StartsWith("os_log(default, ");
+  const EndingCase cases[] = {
+      {"property 0 cannot be read",
+       [](SensorInfo& t) { t.replies[0].result = kFailure; },
+       {"driver.command(10, 4, 4)", "mach_error_string(0xe00002d5)", logged, "CFRelease(CFDictionary)"}},
+      {"the parent cannot be read",
+       [](SensorInfo& t) { control::breakParent(t.deviceID, kFailure); },
+       {"IORegistryEntryGetParentEntry(device, IOService)", "mach_error_string(0xe00002d5)", logged,
+        "CFRelease(CFDictionary)"}},
+      {"no parent",
+       [](SensorInfo& t) { control::breakParent(t.deviceID, 0); },
+       {"IORegistryEntryGetParentEntry(device, IOService)", logged, "CFRelease(CFDictionary)"}},
+      {"no list of clients",
+       [](SensorInfo& t) { t.clients.result = kFailure; },
+       {"driver.command(57, 0, 496)", logged, logged, "CFRelease(CFDictionary)"}},
+      {"nothing",
+       [](SensorInfo&) {},
+       {"CFPropertyListCreateData(default, 200, 0)", "CFRelease(CFData)", "CFRelease(CFDictionary)"}},
+  };
+  for (const EndingCase& row : cases) {
+    SCOPED_TRACE(row.name);
+    replies = allReplies();
+    clients = {};
+    addSensor();
+    row.arrange(*this);
+    EXPECT_THAT(lastOf(recordingOf([this] { ask(); }), row.ending.size()), ElementsAreArray(row.ending));
   }
 }
 

@@ -107,6 +107,18 @@ TEST_F(StateData, Title_IsCutTo63Characters) {
   }
 }
 
+TEST_F(StateData, Title_IsTakenAsItStands) {
+  auto state = dictionary();
+  const control::StateRecord record(copyStateData(state.get(), "100% of %s, %d%% %n"));
+  EXPECT_STREQ(record->title, "100% of %s, %d%% %n");
+}
+
+TEST_F(StateData, Packing_SerialisesAndReleasesTheData) {
+  auto state = dictionary();
+  EXPECT_THAT(recordingOf([&] { control::StateRecord(copyStateData(state.get(), "title")); }),
+              testing::ElementsAre("CFPropertyListCreateData(default, 200, 0)", "CFRelease(CFData)"));
+}
+
 TEST_F(StateData, ListThatCannotBeSerialised_YieldsNull) {
   auto uuid = Ref<CFUUIDRef>::adopt(CFUUIDCreateFromUUIDBytes(nullptr, {}));
   auto list = dictionary();

@@ -122,6 +122,8 @@ TEST_F(ZORBAssets, Texts) {
       {{.gain = INT32_MAX}, "enable=0 slot=0 gain=32767.999985 min=0 max=0"}, // 32768 in single precision
       {{.enable = 255, .gain = INT32_MIN, .min = INT64_MIN, .max = INT64_MAX, .slot = INT32_MAX},
        "enable=255 slot=2147483647 gain=-32768.000000 min=-9223372036854775808 max=9223372036854775807"},
+      {{.enable = 255, .gain = INT32_MIN, .min = INT64_MIN, .max = INT64_MIN, .slot = 0x80000000}, // the longest
+       "enable=255 slot=-2147483648 gain=-32768.000000 min=-9223372036854775808 max=-9223372036854775808"},
       {{.min = INT64_MAX, .max = INT64_MIN},
        "enable=0 slot=0 gain=0.000000 min=9223372036854775807 max=-9223372036854775808"},
   };

@@ -70,6 +70,26 @@ std::vector<std::string> logMessages() {
   return messages;
 }
 
+std::vector<std::string> recordingOf(const std::function<void()>& work) {
+  control::startRecording(control::Recording::everything);
+  work();
+  return control::stopRecording();
+}
+
+std::vector<std::string> lastOf(const std::vector<std::string>& calls, std::size_t count) {
+  return {calls.end() - static_cast<std::ptrdiff_t>(std::min(count, calls.size())), calls.end()};
+}
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+std::vector<std::string> operator+(std::vector<std::string> a, const std::string& b) {
+  a.push_back(b);
+  return a;
+}
+
 formats::StateRecord parse(const os_state_data_s& record) {
   return formats::parseStateRecord(
       {reinterpret_cast<const std::byte*>(&record), sizeof(os_state_data_s) + record.dataSize});
@@ -108,7 +128,7 @@ const std::vector<control::HIDUsage> StatisticsTest::sensor = {{0xFF00, 0x03}};
 StatisticsTest::StatisticsTest() : queue(control::createQueue("statistics")) {
   control::clearLog();
   resetUserClients();
-  plugin = TavikVELHIDStatistics::alloc(kCFAllocatorDefault);
+  plugin = TavikVELHIDStatistics::alloc(kCFAllocatorSystemDefault); // recordings tell it from the default one
   plugin->open(nullptr, 0);
   plugin->scheduleWithDispatchQueue(queue);
 }
@@ -147,9 +167,11 @@ void StatisticsTest::resetUserClients() {
   driver = {};
   device = {};
   driverPlugIn = {};
+  driverPlugIn.name = "driver plug-in";
   driverPlugIn.interface = &driver;
   driverPlugIn.calls = &driver.calls;
   devicePlugIn = {};
+  devicePlugIn.name = "device plug-in";
   devicePlugIn.interface = &device;
   devicePlugIn.calls = &device.calls;
 }

@@ -41,6 +41,14 @@ testing::Matcher<std::string> assertionOnAnyLine(const std::string& expression, 
 // The messages in the log, which are all of the plug-in's log object.
 std::vector<std::string> logMessages();
 
+// Everything that is called and logged while the work runs, in one list (control/calls.h says how it is written), and
+// the last of such a list; all of it if it is shorter.
+std::vector<std::string> recordingOf(const std::function<void()>& work);
+std::vector<std::string> lastOf(const std::vector<std::string>& calls, std::size_t count);
+// Lists of calls put together.
+std::vector<std::string> operator+(std::vector<std::string> a, const std::vector<std::string>& b);
+std::vector<std::string> operator+(std::vector<std::string> a, const std::string& b);
+
 // What a state record holds.
 formats::StateRecord parse(const os_state_data_s& record);
 

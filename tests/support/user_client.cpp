@@ -1,5 +1,7 @@
 #include "user_client.h"
 
+#include <control/calls.h>
+
 #include <algorithm>
 #include <cstring>
 
@@ -17,11 +19,16 @@ FakeDevice& device(void* self) {
   return *static_cast<FakeDevice*>(self);
 }
 
+void remember(std::vector<std::string>& calls, const char* who, const std::string& call) {
+  calls.push_back(call);
+  control::addToRecording(std::string(who) + "." + call);
+}
+
 IOCFPlugInInterface plugInTable = {
     ._reserved = nullptr,
     .QueryInterface =
         [](void* self, REFIID iid, LPVOID* ppv) {
-          plugIn(self).calls->emplace_back("QueryInterface");
+          remember(*plugIn(self).calls, plugIn(self).name, "QueryInterface");
           plugIn(self).queried = iid;
           *ppv = plugIn(self).interface;
           return plugIn(self).queryResult;
@@ -29,7 +36,7 @@ IOCFPlugInInterface plugInTable = {
     .AddRef = nullptr, // nobody has a reason to
     .Release =
         [](void* self) {
-          plugIn(self).calls->emplace_back("Release");
+          remember(*plugIn(self).calls, plugIn(self).name, "Release");
           return ULONG{0};
         },
 };
@@ -37,13 +44,14 @@ IOCFPlugInInterface plugInTable = {
 VELDriverInterface driverTable = [] {
   VELDriverInterface table = {};
   table.open = [](void* self, std::uint32_t options) {
-    driver(self).calls.push_back("open(" + std::to_string(options) + ")");
+    remember(driver(self).calls, "driver", "open(" + std::to_string(options) + ")");
     return driver(self).openResult;
   };
   table.command = [](void* self, std::uint32_t command, const void* input, std::size_t inputSize, void* output,
                      std::size_t* outputSize) {
-    driver(self).calls.push_back("command(" + std::to_string(command) + ", " + std::to_string(inputSize) + ", " +
-                                 std::to_string(*outputSize) + ")");
+    remember(driver(self).calls, "driver",
+             "command(" + std::to_string(command) + ", " + std::to_string(inputSize) + ", " +
+                 std::to_string(*outputSize) + ")");
     const auto* bytes = static_cast<const std::uint8_t*>(input);
     driver(self).input.assign(bytes, bytes + inputSize);
     if (command != 10) {
@@ -60,16 +68,16 @@ VELDriverInterface driverTable = [] {
 VELDeviceInterface deviceTable = [] {
   VELDeviceInterface table = {};
   table.open = [](void* self, std::uint32_t options) {
-    device(self).calls.push_back("open(" + std::to_string(options) + ")");
+    remember(device(self).calls, "device", "open(" + std::to_string(options) + ")");
     return device(self).openResult;
   };
   table.setDataCallback = [](void* self, VELDataCallback callback, void* refcon) {
-    device(self).calls.emplace_back("setDataCallback");
+    remember(device(self).calls, "device", "setDataCallback");
     device(self).callback = callback;
     device(self).refcon = refcon;
   };
   table.setDispatchQueue = [](void* self, dispatch_queue_t queue) {
-    device(self).calls.emplace_back("setDispatchQueue");
+    remember(device(self).calls, "device", "setDispatchQueue");
     device(self).queue = queue;
   };
   return table;
@@ -82,7 +90,7 @@ FakeDriver::FakeDriver() : vtbl(&driverTable) {}
 FakeDevice::FakeDevice() : vtbl(&deviceTable) {}
 
 kern_return_t FakePlugIn::create(IOCFPlugInInterface*** plugin) {
-  if (createResult == 0 && createsPlugIn) {
+  if (createsPlugIn && (createResult == 0 || storesDespiteFailure)) {
     *plugin = &vtbl;
   }
   return createResult;

@@ -1,5 +1,5 @@
 // Driver, device and named-service user clients for white-box tests: answer what the test says, remember what they were
-// asked.
+// asked. Plug-ins, driver and device also add it to a recording of everything, as "driver.open(0)".
 #pragma once
 
 #include <control/registry.h>
@@ -19,9 +19,11 @@ namespace vel::test {
 // The plug-in in front of a user client. Stands in the registry under a plug-in type.
 struct FakePlugIn {
   FakePlugIn();
-  IOCFPlugInInterface* vtbl; // first
+  IOCFPlugInInterface* vtbl;    // first
+  const char* name = "plug-in"; // in recordings
   kern_return_t createResult = 0;
   bool createsPlugIn = true;
+  bool storesDespiteFailure = false;
   HRESULT queryResult = S_OK;
   void* interface = nullptr;                 // what QueryInterface stores; null: nothing is there
   CFUUIDBytes queried = {};                  // the last interface that was asked for
