@@ -1,4 +1,4 @@
-// Where things are in a binary property list: the frame around its objects.
+// The frame of a binary property list: where its objects and its offset table are.
 #pragma once
 
 #include <formats/property_list.h>
@@ -13,13 +13,13 @@
 
 namespace vel::formats {
 
-// The bytes, and how errors name places in them: by the offset in the file, in which the list begins at `base`.
+// The bytes. The list begins at offset `base` of its file, and errors name offsets in the file.
 class BinarySource {
 public:
   BinarySource(std::span<const std::byte> bytes, std::size_t base) : bytes_(bytes), base_(base) {}
 
   std::size_t size() const { return bytes_.size(); }
-  // The caller has made sure that these are inside.
+  // The caller has checked that these are inside the bytes.
   unsigned byteAt(std::size_t offset) const { return std::to_integer<unsigned>(bytes_[offset]); }
   std::uint64_t numberAt(std::size_t offset, std::size_t width) const; // of at most 8 bytes
   std::string_view textAt(std::size_t offset, std::size_t length) const;
@@ -27,7 +27,7 @@ public:
     return bytes_.subspan(offset, length);
   }
 
-  // An offset in the list, which may be any number that was read, as one in the file.
+  // Converts an offset in the list, which may be any number that was read, to one in the file.
   std::string inFile(std::uint64_t offset) const;
 
   template <class... Arguments>
@@ -44,12 +44,12 @@ private:
 struct BinaryLayout {
   std::size_t referenceWidth = 0; // of references to objects in arrays and dictionaries; at most 8
   std::uint64_t topObject = 0;    // its number, not checked
-  std::size_t topReference = 0;   // where that number stands
-  std::size_t objectsEnd = 0;     // the objects lie between the head and this offset
-  std::uint64_t objects = 0;      // how many
+  std::size_t topReference = 0;   // where that number is
+  std::size_t objectsEnd = 0;     // the objects are between the head and this offset
+  std::uint64_t objects = 0;      // their number
   std::size_t offsetWidth = 0;    // of the table's entries; at most 8
 
-  // Where an object begins: inside the objects, or fails. `referrer` is where its number stands.
+  // Where an object begins; fails if that is outside the objects. `referrer` is the offset of the reference to it.
   std::size_t offsetOf(std::uint64_t object, std::size_t referrer, const BinarySource& source) const;
 };
 

@@ -3,7 +3,8 @@
 // with a byte of type (high half) and size (low half). Everything is big-endian.
 //
 // The tree is built by going down from the top object. Stack: no deeper than maximumDepth. Memory and time: each value
-// and its bytes are charged to a budget before they are made. Cycles end there too, but are told as what they are.
+// and its bytes are charged to a budget before they are made. That would end cycles too, but they are detected and
+// reported as cycles.
 
 #include "formats/binary_property_list.h"
 
@@ -22,7 +23,7 @@ namespace vel::formats {
 
 namespace {
 
-// A value in a tree is never larger than as the member of a dictionary.
+// The cost of a value: that of a dictionary member, the largest form.
 constexpr std::size_t valueCost = sizeof(Member);
 
 namespace Type {
@@ -66,7 +67,7 @@ private:
     memoryLeft_ -= memory;
   }
 
-  // The object with that number, which stands at `referrer`.
+  // The object with this number; `referrer` is the offset of the reference to it.
   Value valueOf(std::uint64_t object, std::size_t referrer) {
     return valueAt(layout_.offsetOf(object, referrer, source_));
   }
@@ -82,7 +83,7 @@ private:
     case Type::simple:
       return simpleOf(head);
     case Type::integer:
-      charge(offset, head.size == 4 ? valueCost + 40 : 0); // it may become a text of 40 digits
+      charge(offset, head.size == 4 ? valueCost + 40 : 0); // it may become text of 40 digits
       return integerValue(leaf(head, std::size_t{1} << head.size, head.size <= 4));
     case Type::real:
       return {realValue(leaf(head, std::size_t{1} << head.size, head.size == 2 || head.size == 3))};
@@ -127,7 +128,7 @@ private:
     }
   }
 
-  // The bytes of an object whose size its first byte tells.
+  // The bytes of an object whose size is in its first byte.
   std::span<const std::byte> leaf(const Head& head, std::size_t size, bool possible) const {
     if (!possible) {
       unknown(head);
@@ -239,14 +240,14 @@ private:
   const BinaryLayout layout_;
   const std::size_t memoryLimit_;
   std::size_t memoryLeft_;
-  std::vector<std::size_t> open_; // the arrays and dictionaries around the value that is read, one a level
+  std::vector<std::size_t> open_; // the arrays and dictionaries around the current value, one a level
 };
 
 } // namespace
 
 std::size_t expansionLimit(std::size_t fileSize) {
-  // What was written without sharing whole subtrees stays below 128: a reference of one byte makes a value of 72. Text
-  // that stands in many places is kept once; small files may have as much of it as they like.
+  // A list that does not share whole subtrees stays below 128: a reference of one byte becomes a value of 72. Text that
+  // is used in many places is stored once in the file; the floor lets small files repeat it freely.
   constexpr std::size_t factor = 128;
   constexpr std::size_t least = std::size_t{16} << 20;
   constexpr std::size_t most = std::size_t{512} << 20;

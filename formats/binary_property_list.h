@@ -1,7 +1,7 @@
-// Binary property lists from anywhere, into trees. The bytes are not trusted: whatever they say, nothing outside them
-// is read, and neither stack, memory nor time grow beyond fixed bounds.
+// Reads binary property lists into trees. The bytes are untrusted: nothing outside them is read, and stack, memory and
+// time are bounded.
 //
-// What a tree has no type for becomes a dictionary of one key, as data is in JSON:
+// A value that the tree has no type for becomes a dictionary of one key, as data does in JSON:
 //   {"$date": "2024-02-29T12:00:00Z"}   a date; in UTC, to the microsecond
 //   {"$uid": 7}                         a reference of an archive
 //   {"$set": [...]}                     a set, in the order of the file
@@ -20,7 +20,7 @@ namespace vel::formats {
 // than its file: each of twenty arrays that holds the next one twice makes a million.
 std::size_t expansionLimit(std::size_t fileSize);
 
-// Throws PropertyListError. `base` is where in its file the list begins: errors give offsets in the file.
+// Throws PropertyListError. The list begins at offset `base` of its file: errors give offsets in the file.
 Value readBinaryPropertyList(std::span<const std::byte> bytes, std::size_t base, std::size_t memoryLimit);
 
 } // namespace vel::formats

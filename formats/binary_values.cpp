@@ -42,13 +42,13 @@ void appendCodePoint(std::string& out, std::uint32_t c) {
   }
 }
 
-// Empty for what is no moment of the years 0 to 9999.
+// Empty outside the years 0 to 9999.
 std::string isoText(double secondsFrom2001) {
   using namespace std::chrono;
   constexpr sys_days epoch = year(2001) / January / 1;
   constexpr double first = duration<double>(sys_days(year(0) / January / 1) - epoch).count();
   constexpr double end = duration<double>(sys_days(year(10000) / January / 1) - epoch).count();
-  if (!(secondsFrom2001 >= first && secondsFrom2001 < end - 1e-6)) { // true of what is no number
+  if (!(secondsFrom2001 >= first && secondsFrom2001 < end - 1e-6)) { // true for NaN
     return {};
   }
   const auto time = sys_time<microseconds>(epoch) + microseconds(std::llround(secondsFrom2001 * 1e6));

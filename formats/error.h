@@ -1,4 +1,4 @@
-// A failure as people are told of it: one line that names the file, the place and the cause.
+// A failure for the user: one line that names the file, the place and the cause.
 #pragma once
 
 #include <stdexcept>

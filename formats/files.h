@@ -1,4 +1,4 @@
-// Whole files, read for people who want to know why one could not be.
+// Reads whole files, with an error line that says why one cannot be read.
 #pragma once
 
 #include <cstddef>
@@ -7,11 +7,11 @@
 
 namespace vel::formats {
 
-// As people know an input: the path, or "standard input" for "-".
+// The name of an input in messages: the path, or "standard input" for "-".
 std::string inputName(const std::filesystem::path& path);
 
-// The content of a file, or of the standard input for "-". Throws Error with the path and the cause; a file of more
-// than `limit` bytes is refused.
+// The content of a file, or of standard input for "-". Throws Error with the path and the cause, also for more than
+// `limit` bytes.
 std::string readFile(const std::filesystem::path& path, std::size_t limit);
 
 } // namespace vel::formats

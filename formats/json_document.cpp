@@ -14,7 +14,7 @@ namespace vel::formats {
 
 namespace {
 
-// The beginning of a long text, without a part of a character.
+// The beginning of a long text, cut between characters.
 std::string cut(std::string_view text) {
   constexpr std::size_t most = 64;
   if (text.size() <= most) {
@@ -35,7 +35,7 @@ std::string token(std::string_view key) {
   return result;
 }
 
-// Only a refusal asks for it, so no part has to know where it stands.
+// Only errors need it, so values do not store their place.
 std::optional<std::string> find(const Json& at, const Json& part) {
   if (&at == &part) {
     return "";
@@ -75,8 +75,8 @@ std::string reason(std::string what, const std::string& lastToken) {
   return what;
 }
 
-// Builds the document as the parser goes. The library's own builders look for each key, or for each item, in all that
-// came before it.
+// Builds the document from the parser's events. The library's own builders take quadratic time: for each key or item
+// they search all earlier ones.
 class Builder : public nlohmann::json_sax<Json> {
 public:
   Builder(std::string_view text, const std::string& source) : text_(text), source_(source) {}
@@ -89,7 +89,7 @@ public:
   bool number_unsigned(number_unsigned_t value) override { return add(value); }
   bool number_float(number_float_t value, const string_t&) override { return add(value); }
   bool string(string_t& value) override { return add(std::move(value)); }
-  bool binary(binary_t&) override { return false; } // no text has any
+  bool binary(binary_t&) override { return false; } // text has no binary values
 
   bool start_object(std::size_t) override { return open(Json::object()); }
   bool start_array(std::size_t) override { return open(Json::array()); }

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t dataLimit = 1 << 20;
 constexpr std::size_t textLimit = 1 << 16;
 
-// Steps that turn one word into the other.
+// The edit distance of two words.
 std::size_t distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), 0);
@@ -33,7 +33,7 @@ std::size_t distance(std::string_view a, std::string_view b) {
   return row.back();
 }
 
-// What to say about a key that is not among `keys`: the one that was probably meant, or all.
+// Advice about an unknown key: the nearest known one, or all of them.
 std::string advice(std::string_view key, std::span<const std::string_view> keys) {
   if (keys.empty()) {
     return "none is allowed here";

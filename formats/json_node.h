@@ -1,4 +1,4 @@
-// One value of a JSON document together with its place, for readers that refuse what they do not understand.
+// One value of a JSON document together with its place, for readers that reject anything unexpected.
 #pragma once
 
 #include <formats/json_document.h>
@@ -14,7 +14,7 @@
 
 namespace vel::formats {
 
-// Refers to the document and to the name of its source, which must outlive it. Every refusal throws Error with source,
+// Refers to the document and to the name of its source, which must outlive it. Every failure throws Error with source,
 // JSON pointer and reason.
 class JsonNode {
 public:
@@ -23,7 +23,7 @@ public:
 
   [[noreturn]] void fail(const std::string& reason) const;
 
-  // As an object: refuses keys other than these, and other types.
+  // The value must be an object with no other keys than these.
   void allowKeys(std::span<const std::string_view> keys) const;
   void allowKeys(std::initializer_list<std::string_view> keys) const { allowKeys(std::span(keys.begin(), keys.end())); }
   void requireKeys(std::initializer_list<std::string_view> keys) const;
@@ -43,7 +43,7 @@ public:
   // A whole number, also as a string such as "0xE00002BC".
   std::uint64_t unsignedNumber(std::uint64_t most) const;
   std::int64_t signedNumber(std::int64_t least, std::int64_t most) const;
-  std::int32_t code() const;                    // 0 to 0xFFFFFFFF, as the number that has those bits
+  std::int32_t code() const;                    // 0 to 0xFFFFFFFF, as the signed number with the same bits
   double real(double least, double most) const; // any JSON number
   // Pairs of hexadecimal digits; blanks between the pairs are allowed.
   Bytes hex(std::size_t most) const;
@@ -57,7 +57,7 @@ private:
   Value propertyValue(int depth) const;
   Dictionary properties(int depth) const;
 
-  // Not where it stands: a refusal finds that, and there are many nodes.
+  // The JSON pointer is computed only on error, to keep nodes small.
   const Json* json_;
   const Json* document_;
   const std::string* source_;

@@ -68,7 +68,7 @@ Value convert(plist_t node, int depth) {
   }
   case PLIST_UINT: {
     std::uint64_t number = 0;
-    plist_get_uint_val(node, &number); // negative numbers come as their two's complement
+    plist_get_uint_val(node, &number); // negative numbers arrive as two's complement
     return {static_cast<std::int64_t>(number)};
   }
   case PLIST_REAL: {

@@ -1,4 +1,4 @@
-// Property lists into trees.
+// Reads property lists into trees.
 #pragma once
 
 #include <formats/value.h>
@@ -9,14 +9,14 @@
 
 namespace vel::formats {
 
-// What is wrong with the bytes, without a file name: the caller knows where they came from.
+// An error in the bytes, without a file name: the caller knows where they came from.
 class PropertyListError : public std::runtime_error {
 public:
   using std::runtime_error::runtime_error;
 };
 
-// The binary format, version 1.0, from anywhere. `base` is where in its file the list begins: errors name offsets
-// there.
+// The binary format, version 1.0, untrusted. The list begins at offset `base` of its file; errors name offsets in the
+// file.
 Value readPropertyList(std::span<const std::byte> bytes, std::size_t base = 0);
 // The XML format, of files that are trusted as much as the program itself (a bundle's Info.plist).
 Value readPropertyListXML(std::string_view text);

@@ -1,4 +1,4 @@
-// State records: a header of 200 bytes and a binary property list behind it.
+// State records: a header of 200 bytes, then a binary property list.
 #pragma once
 
 #include <formats/value.h>
@@ -19,19 +19,19 @@ struct StateRecord {
   Value value;
   Bytes bytes; // the whole record
 
-  // The property list as it stands behind the header.
+  // The bytes of the property list.
   std::span<const std::byte> data() const;
 };
 
 constexpr std::size_t recordHeaderSize = 200;
 
-// What is wrong with the bytes and at which offset, without a file name.
+// An error in the bytes and its offset, without a file name.
 class StateRecordError : public std::runtime_error {
 public:
   using std::runtime_error::runtime_error;
 };
 
-// Reads a whole record; bytes behind it are refused.
+// Reads a whole record; extra bytes after it are an error.
 StateRecord parseStateRecord(std::span<const std::byte> bytes);
 
 } // namespace vel::formats

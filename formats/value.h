@@ -1,4 +1,4 @@
-// A property list as a tree: what state records hold, and what a device model says of properties.
+// A property list as a tree, as in state records and in the properties of device models.
 #pragma once
 
 #include <cstddef>
@@ -26,7 +26,7 @@ struct Value {
   }
   // "dictionary", "array", "string", "integer", "real", "boolean", "data".
   const char* typeName() const;
-  // The value of a dictionary's key; null when there is none or this is no dictionary.
+  // The value of a dictionary's key; null if it has none or this is not a dictionary.
   const Value* find(std::string_view key) const;
 
   bool operator==(const Value& other) const;
@@ -39,7 +39,7 @@ struct Member {
   bool operator==(const Member& other) const = default;
 };
 
-// Deeper trees are refused by every reader, so that walking one cannot exhaust the stack.
+// Every reader refuses deeper trees, so that walking one cannot exhaust the stack.
 constexpr int maximumDepth = 64;
 
 } // namespace vel::formats

@@ -92,7 +92,7 @@ std::string findString(const formats::Value* value, const std::string& file, std
   return *text;
 }
 
-// What the loader says, without the path that it begins with.
+// The loader's message, without the path at its beginning.
 std::string loaderError(const std::filesystem::path& file) {
   const char* text = dlerror();
   std::string_view cause = text == nullptr ? "unknown cause" : text;

@@ -1,5 +1,5 @@
-// A plug-in bundle: a folder with a property list, which maps plug-in types to factories and factories to symbols, and
-// the shared object that has them.
+// A plug-in bundle: a folder with a shared object and a property list, which maps plug-in types to factories and
+// factories to symbols.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -11,8 +11,8 @@
 
 namespace vel::host {
 
-// A loaded bundle that has a factory for the session-filter type. When it is unloaded, or the object ends, nothing that
-// came from it may be in use any more.
+// A loaded bundle that has a factory for the session-filter type. Nothing that came from it may be used after it is
+// unloaded or the object is destroyed.
 class Bundle {
 public:
   using Factory = void* (*)(CFAllocatorRef allocator, CFUUIDRef type);
@@ -21,7 +21,7 @@ public:
   static Bundle load(const std::filesystem::path& path);
 
   const std::filesystem::path& path() const { return path_; }
-  // What was read of it: its property list, and the shared object, which stays mapped.
+  // The files that were read: the property list, and the shared object, which stays mapped.
   const std::vector<std::filesystem::path>& files() const { return files_; }
   const std::string& identifier() const { return identifier_; } // may be empty
   const std::string& factoryID() const { return factoryID_; }   // as a UUID in capitals
@@ -29,7 +29,7 @@ public:
   Factory factory() const { return factory_; }
 
   void unload() { handle_.reset(); }
-  // For a bundle whose objects outlive everything: its code stays in memory until the process ends.
+  // For a bundle whose objects outlive the session: its code stays in memory until the process ends.
   void keepLoaded();
   bool isUnloaded() const { return handle_ == nullptr && !kept_; }
 

@@ -1,4 +1,4 @@
-// Trees into CF objects, for the properties of services and registry entries.
+// Converts trees into CF objects, for the properties of services and registry entries.
 #pragma once
 
 #include <control/ref.h>

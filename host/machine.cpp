@@ -17,7 +17,7 @@ namespace {
 std::atomic<bool> inForce = false;
 
 constexpr std::uint64_t firstID = 0x100000200;
-constexpr std::uint64_t unmatchedID = std::numeric_limits<std::uint64_t>::max(); // beyond what a model can give out
+constexpr std::uint64_t unmatchedID = std::numeric_limits<std::uint64_t>::max(); // larger than any id in a model
 
 std::optional<std::uint64_t> answeredID(RegistryID answer, std::uint64_t entryID) {
   switch (answer) {
@@ -94,8 +94,8 @@ std::uint64_t Machine::addEntry(const EntryModel& model, std::uint64_t parent, s
 }
 
 void Machine::addService(const ServiceModel& model) {
-  // From the root down to the service. The chain of children comes before the parent, since it is the first child of
-  // the grandparent that is looked at.
+  // From the root down to the service. The chain of children comes before the parent, since the plug-in looks at the
+  // first child of the grandparent.
   std::uint64_t parent = 0;
   std::uint64_t grandparent = 0;
   for (std::size_t level = model.entries.size() - 1; level > 0; --level) {

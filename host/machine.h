@@ -24,9 +24,9 @@ struct MachineService {
   std::unique_ptr<ModelledDevice> device;
 };
 
-// The platform's registry is one for the process, so there is one machine at a time; making a second while the first
-// lives throws std::logic_error. What making one throws, for instance for a property that is no UTF-8, leaves nothing
-// in force. [one thread, for making and ending it]
+// The platform has one registry in a process, so there is one machine at a time: constructing a second one throws
+// std::logic_error. A constructor that throws, for instance because a property is not UTF-8, leaves nothing in force.
+// [construct and destroy on one thread]
 class Machine {
 public:
   explicit Machine(const DeviceModel& model);
@@ -40,7 +40,7 @@ public:
   void dropCallbacks();
 
 private:
-  // What is in force for the process, until the object or the making of it ends.
+  // The process-wide state, undone when the object or its construction ends.
   struct Force {
     Force();
     ~Force();
@@ -49,10 +49,10 @@ private:
   std::uint64_t addEntry(const EntryModel& model, std::uint64_t parent, std::uint64_t id = 0);
 
   std::string name_;
-  std::set<std::uint64_t> taken_; // ids that the model gives out itself
+  std::set<std::uint64_t> taken_; // ids that the model assigns itself
   std::uint64_t nextID_;
   std::vector<MachineService> services_;
-  Force force_; // ends before the devices
+  Force force_; // destroyed before the devices
 };
 
 } // namespace vel::host

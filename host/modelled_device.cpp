@@ -31,7 +31,7 @@ std::span<std::byte> outputOf(void* output, const std::size_t* size) {
 
 } // namespace
 
-// Where batches go. It may be set on one thread while a batch is on its way on another.
+// Where batches go. It may be set on one thread while a batch is delivered on another.
 struct ModelledDevice::Channel {
   std::mutex mutex;
   VELDataCallback callback = nullptr;
@@ -79,7 +79,7 @@ struct ModelledDevice::Tables {
     return --object.count;
   }
 
-  // A plug-in hands out its interface the way the model says; everything else answers for itself alone.
+  // A plug-in returns its interface as the model says; every other object only knows itself.
   static HRESULT queryInterface(void* self, REFIID iid, LPVOID* interface) {
     Object& object = of(self);
     *interface = nullptr;

@@ -1,4 +1,4 @@
-// What a device model puts behind one HID service or one name: user-client plug-ins with their interfaces, and user
+// The driver side of one HID service or one named service: user-client plug-ins with their interfaces, and user
 // clients, all answering from the model.
 #pragma once
 
@@ -21,7 +21,7 @@
 
 namespace vel::host {
 
-// References that somebody outside holds now.
+// References held outside.
 struct References {
   std::size_t plugIns = 0;
   std::size_t drivers = 0;
@@ -30,8 +30,8 @@ struct References {
   bool operator==(const References&) const = default;
 };
 
-// One HID service's driver and device. The objects that it hands out are freed with it, so it must live as long as
-// anybody may use one. Using one that has no reference left ends the process.
+// One HID service's driver and device. The objects that it returns are freed with it, so it must outlive their users.
+// Using an object without references aborts the process.
 class ModelledDevice {
 public:
   ModelledDevice(std::optional<DriverModel> driver, std::optional<DeviceUserClientModel> device);
@@ -71,7 +71,7 @@ private:
   std::shared_ptr<Channel> channel_; // also held by what is queued
   std::array<std::atomic<std::size_t>, 4> references_ = {};
   std::mutex mutex_;
-  std::vector<std::unique_ptr<Object>> objects_; // also those that were given back, so that a use after that is seen
+  std::vector<std::unique_ptr<Object>> objects_; // including released ones, so that a later use is detected
 };
 
 // The user client of a named service. Selector 2 with one scalar reads the property of that id; any other call is a

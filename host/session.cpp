@@ -25,13 +25,13 @@ std::atomic<bool> inSession = false;
 
 const char* const stageNames[] = {"created", "opened", "scheduled", "closed"};
 
-// Whether an object can be asked for interfaces and released: all else may be missing, and is then refused in order.
+// Whether an object has the three IUnknown entries. Everything else may be missing and is refused later, in order.
 bool isUnknown(const void* object) {
   const IUnknownVTbl* const table = *static_cast<const IUnknownVTbl* const*>(object);
   return table != nullptr && table->QueryInterface != nullptr && table->AddRef != nullptr && table->Release != nullptr;
 }
 
-// The handler's record, read from its allocation: it may claim no more than that holds.
+// The handler's record, from its allocation. Its size field must not exceed the allocation.
 formats::StateRecord readRecord(const os_state_data_s& data) {
   const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
   const auto* bytes = reinterpret_cast<const std::byte*>(&data);
@@ -78,13 +78,13 @@ void Session::makeInterface() {
   }
   const auto requireUnknown = [&](const void* handle) {
     if (!isUnknown(handle)) {
-      bundle_.keepLoaded(); // with an object that cannot be released
+      bundle_.keepLoaded(); // its object cannot be released
       refuse("the interface table is incomplete: it lacks QueryInterface, AddRef or Release");
     }
   };
   requireUnknown(object);
   const IUnknownVTbl* const table = *static_cast<const IUnknownVTbl* const*>(object);
-  // The interface's reference replaces the one that the factory gave.
+  // The interface's reference replaces the factory's.
   void* interface = nullptr;
   const HRESULT result = table->QueryInterface(object, CFUUIDGetUUIDBytes(kIOHIDSessionFilterInterfaceID), &interface);
   table->Release(object);
@@ -222,7 +222,7 @@ bool Session::close() {
     (*interface_)->close(interface_, session_.get(), 0);
   }
   if (queue_ != nullptr) {
-    // Once more: a plug-in may have queued or registered something while it was told to stop.
+    // Again: the plug-in may have queued or registered something in the two calls above.
     control::drain(queue_);
     dropRegistrations();
   }

@@ -1,5 +1,5 @@
 // One session of the HID event system with one plug-in: makes the object through the bundle's factory, drives it
-// through its interface table, and ends so that nothing of the bundle is called after it is unloaded.
+// through its interface table, and makes sure that no code of the bundle is called after it is unloaded.
 #pragma once
 
 #include <control/ref.h>
@@ -23,18 +23,17 @@ struct CapturedRecord {
   formats::StateRecord record;
 };
 
-// The state handlers that one service brought.
+// The state handlers that one service added.
 struct Registration {
-  std::size_t firstHandler = 0; // from 1; without meaning when there are none
+  std::size_t firstHandler = 0; // from 1; unused when there are none
   std::size_t handlers = 0;
 };
 
-// State handlers and notifications are those of the process, so there is one session at a time. The order of calls is
+// State handlers and notifications exist once a process, so there is one session at a time. The order of calls is
 // open, schedule, then any of the others, close; any other order throws Error. [one thread, not the session's queue]
 class Session {
 public:
-  // Takes the bundle over. The machine must outlive the session. Throws Error when the bundle's object is none that
-  // can be driven.
+  // Takes the bundle over. The machine must outlive the session. Throws Error if the bundle's object cannot be driven.
   Session(Bundle bundle, Machine& machine);
   ~Session(); // closes
   Session(const Session&) = delete;
@@ -44,9 +43,9 @@ public:
   void schedule();
   Registration registerService(const MachineService& service);
 
-  // Asks every state handler, in order; those that have no record are left out.
+  // Asks every state handler, in order; handlers that return no record are left out.
   std::vector<CapturedRecord> capture(std::uint32_t api, const std::string& requestor);
-  // How many handlers were posted to.
+  // Returns the number of handlers that the notification reached.
   std::size_t postNotification(std::string_view name);
   // Queues a batch for the service's device. False when the device has no data callback, or no queue to call it on: the
   // batch is dropped then, as a device drops what nobody wants. What became of a queued one shows in drain().

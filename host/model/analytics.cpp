@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t entriesLimit = 65536;
 
-// The firmware's side of the table; two keys have a doubled element, and the data is filed under them.
+// The firmware's side of the table. Two keys begin "com.tavik.com.kip"; the aggregated data is filed under them.
 constexpr std::string_view entryKeys[] = {
     "com.tavik.kip.button.click.count",
     "com.tavik.kip.button.single_click.count",
@@ -76,7 +76,7 @@ struct Op {
   bool hasValue;
   ReplyFieldKind kind; // of the value
 };
-constexpr std::uint8_t pushOnce = 6; // the codes above it push more often
+constexpr std::uint8_t pushOnce = 6; // higher codes push more often
 constexpr std::uint64_t mostPushes = 250;
 constexpr Op ops[] = {
     {"nothing", 0, false, ReplyFieldKind::signedNumber},
@@ -113,7 +113,7 @@ const Op& readOp(const formats::JsonNode& op) {
   return *found;
 }
 
-// With the operation in words: the value is a count or a sample then, not the bits of one.
+// An entry with the operation as a word; its value is a count or a sample, not raw bits.
 formats::Bytes readWordedEntry(const formats::JsonNode& entry) {
   entry.allowKeys({"op", "times", "key", "value"});
   entry.requireKeys({"key"});

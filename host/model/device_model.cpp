@@ -15,12 +15,12 @@ namespace vel::host {
 namespace {
 
 constexpr std::size_t fileLimit = 16 << 20;
-constexpr std::size_t nameLimit = 127; // what a registry name can hold
+constexpr std::size_t nameLimit = 127; // the longest registry name
 constexpr std::size_t servicesLimit = 256;
 constexpr std::size_t usagesLimit = 64;
 constexpr std::size_t batchesLimit = 4096;
 
-// How reading the entry's parent fails: with a code, or by yielding none.
+// How reading the entry's parent fails: with a code, or with success and no parent.
 IOReturn readBrokenParent(const formats::JsonNode& node) {
   if (node.isString() && node.text(nameLimit) == "none") {
     return kIOReturnSuccess;
@@ -32,7 +32,7 @@ IOReturn readBrokenParent(const formats::JsonNode& node) {
   return result;
 }
 
-// An entry; what the file does not say is as in `entry`.
+// An entry; `entry` has the defaults.
 EntryModel readEntry(const formats::JsonNode& node, EntryModel entry) {
   node.allowKeys({"name", "class", "properties", "parent-read", "hid-device"});
   if (const auto name = node.find("name")) {
@@ -94,7 +94,7 @@ void readRegistry(const std::optional<formats::JsonNode>& node, ServiceModel& se
   }
 }
 
-// The keys that driver and device have in common.
+// The keys that driver and device share.
 PlugInModel readPlugIn(const formats::JsonNode& node) {
   PlugInModel plugIn;
   if (const auto result = node.find("create-result")) {
@@ -224,7 +224,7 @@ DeviceModel readDocument(const formats::JsonNode& document) {
   DeviceModel model;
   for (const char* const prose : {"$schema", "description"}) {
     if (const auto text = document.find(prose)) {
-      static_cast<void>(text->text(fileLimit)); // for people and editors
+      static_cast<void>(text->text(fileLimit)); // for readers and editors
     }
   }
   if (const auto name = document.find("name")) {

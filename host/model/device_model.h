@@ -1,5 +1,5 @@
-// A device as a JSON file describes it: HID services with the registry and the drivers behind them, named services,
-// clocks. docs/device-model.md explains the file, models/device-model.schema.json describes it to editors.
+// A device as a JSON file describes it: HID services with their registry entries and drivers, named services, clocks.
+// docs/device-model.md explains the file, models/device-model.schema.json describes it to editors.
 #pragma once
 
 #include <formats/value.h>
@@ -22,14 +22,14 @@ struct EntryModel {
   std::string name;
   std::string className;
   formats::Dictionary properties;
-  std::optional<IOReturn> brokenParent; // reading the parent fails with this; 0: succeeds and yields none
+  std::optional<IOReturn> brokenParent; // the result of reading the parent; 0: success, but no parent
   bool isHIDDevice = false;
 };
 
-// How a user-client plug-in in front of an entry behaves.
+// How the user-client plug-in of an entry behaves.
 struct PlugInModel {
   IOReturn createResult = kIOReturnSuccess;
-  bool yieldsPlugIn = true; // false: creating it answers createResult and null
+  bool yieldsPlugIn = true; // false: creating it returns createResult and null
   bool hasInterface = true;
   HRESULT queryResult = S_OK;
   IOReturn openResult = kIOReturnSuccess;
@@ -58,9 +58,9 @@ struct ServiceModel {
   std::vector<UsageModel> usages;
   RegistryID registryID = RegistryID::ofEntry;
   std::uint64_t entryID = 0; // 0: any
-  // The service's own entry, its parent, and so on up; ends where the tree is to end.
+  // The service's own entry, its parent, and so on up to the end of the tree.
   std::vector<EntryModel> entries;
-  // A chain below the grandparent, before the parent, each the child of the one before.
+  // A chain below the grandparent, placed before the parent; each entry is the child of the one before.
   std::vector<EntryModel> children;
   std::optional<DriverModel> driver;
   std::optional<DeviceUserClientModel> device;
@@ -85,9 +85,9 @@ struct DeviceModel {
   std::vector<NamedServiceModel> namedServices;
 };
 
-// Throws Error with file, JSON pointer and reason. "-" is the standard input.
+// Throws formats::Error with file, JSON pointer and reason. "-" is the standard input.
 DeviceModel readDeviceModel(const std::filesystem::path& path);
-// The same from a text; `source` is what errors call it.
+// The same from a text; errors call it `source`.
 DeviceModel parseDeviceModel(std::string_view text, const std::string& source);
 
 } // namespace vel::host

@@ -16,9 +16,9 @@ constexpr std::string_view randomFlow = "random";
 constexpr std::size_t recordLimit = 65536; // of one content, all its batches together
 
 std::uint64_t given(const formats::JsonNode& node, std::string_view key, std::uint64_t most,
-                    std::uint64_t unlessGiven) {
+                    std::uint64_t defaultValue) {
   const auto value = node.find(key);
-  return value ? value->unsignedNumber(most) : unlessGiven;
+  return value ? value->unsignedNumber(most) : defaultValue;
 }
 
 template <class Stream>

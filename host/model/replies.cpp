@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::size_t repliesLimit = 4096;
 
-// Text in a field of `size` bytes, which are zero behind it; without a size, the text and its NUL.
+// Text padded with zeros to `size` bytes; without a size, the text and its NUL.
 formats::Bytes readText(const formats::JsonNode& text, const std::optional<formats::JsonNode>& size) {
   const std::string content = text.text(replyLimit - 1);
   const std::size_t width = size ? size->unsignedNumber(replyLimit) : content.size() + 1;
@@ -29,10 +29,10 @@ formats::Bytes readText(const formats::JsonNode& text, const std::optional<forma
   return bytes;
 }
 
-// Several where one content makes several.
+// More than one if the content describes several.
 std::vector<Reply> readReply(const formats::JsonNode& node) {
   std::vector<std::string_view> ways = {"hex", "u32", "text"};
-  for (const Content& content : contents()) {
+  for (const ReplyContent& content : replyContents()) {
     ways.push_back(content.name);
   }
   std::vector<std::string_view> keys = ways;
@@ -62,7 +62,7 @@ std::vector<Reply> readReply(const formats::JsonNode& node) {
     reply.result = result->code();
   }
   std::vector<Reply> replies(1, reply);
-  for (const Content& content : contents()) {
+  for (const ReplyContent& content : replyContents()) {
     if (const auto value = node.find(content.name)) {
       std::vector<formats::Bytes> all = content.read(*value);
       replies.resize(all.size(), reply);

@@ -1,4 +1,4 @@
-// What a modelled driver answers: replies by property id and by command, each a list that is worked off in order.
+// The replies of a modelled driver, by property id and by command; each has a list, given in order.
 #pragma once
 
 #include <formats/json_node.h>
@@ -16,8 +16,8 @@
 namespace vel::host {
 
 struct Reply {
-  std::optional<formats::Bytes> content; // none: the output stays as it is
-  std::optional<std::uint64_t> length;   // reported instead of what was written
+  std::optional<formats::Bytes> content; // none: the output is not written
+  std::optional<std::uint64_t> length;   // reported instead of the bytes written
   IOReturn result = kIOReturnSuccess;
 };
 
@@ -29,7 +29,7 @@ struct ReplyModel {
   ReplyLists commands;
 };
 
-// What all replies of a model may take: a few words make many of them, and large ones.
+// Limits the memory of all replies of a model, since a few words can describe many large ones.
 class ReplyBudget {
 public:
   void take(const Reply& reply, const formats::JsonNode& node);

@@ -13,7 +13,7 @@ namespace vel::host {
 namespace {
 
 constexpr std::string_view speeds[] = {"Slow", "Medium", "Fast"};
-// As the report names them; the last one has no name.
+// The names that the report uses; the last one has none.
 constexpr std::string_view events[] = {
     "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
     "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -22,7 +22,7 @@ constexpr std::string_view events[] = {
 
 constexpr std::size_t listLimit = 4096;
 
-std::vector<formats::Bytes> one(formats::Bytes bytes, const formats::JsonNode& node) {
+std::vector<formats::Bytes> singleReply(formats::Bytes bytes, const formats::JsonNode& node) {
   if (bytes.size() > replyLimit) {
     node.fail(fmt::format("makes {} bytes, at most {} are allowed", bytes.size(), replyLimit));
   }
@@ -38,15 +38,15 @@ std::vector<formats::Bytes> readAssets(const formats::JsonNode& node) {
   }
   node.allowKeys(std::vector<std::string_view>(names.begin(), names.end()));
   formats::Bytes bytes;
-  const ReplyLayout& asset = layout("zorb-asset");
+  const ReplyLayout& asset = replyLayout("zorb-asset");
   for (const std::string& name : names) {
     const auto setting = node.find(name);
     append(bytes, setting ? encode(asset, *setting) : formats::Bytes(asset.size));
   }
-  return one(std::move(bytes), node);
+  return singleReply(std::move(bytes), node);
 }
 
-// Pairs of register and value, behind their number.
+// The number of pairs, then each register and value.
 std::vector<formats::Bytes> readRegisters(const formats::JsonNode& node) {
   constexpr ReplyField word = {"", 0, 2, ReplyFieldKind::unsignedNumber};
   constexpr Grid pair = {"", 1, 2, word};
@@ -56,17 +56,17 @@ std::vector<formats::Bytes> readRegisters(const formats::JsonNode& node) {
   for (const formats::JsonNode& item : pairs) {
     append(bytes, encode(pair, item));
   }
-  return one(std::move(bytes), node);
+  return singleReply(std::move(bytes), node);
 }
 
-// Slots, of which those that are null are not in use.
+// Slots; null is an unused one.
 std::vector<formats::Bytes> readClients(const formats::JsonNode& node) {
-  const ReplyLayout& client = layout("client");
+  const ReplyLayout& client = replyLayout("client");
   formats::Bytes bytes;
   for (const formats::JsonNode& slot : node.items(listLimit)) {
     append(bytes, slot.isNull() ? formats::Bytes(client.size) : encode(client, slot));
   }
-  return one(std::move(bytes), node);
+  return singleReply(std::move(bytes), node);
 }
 
 struct StreamWord {
@@ -112,12 +112,12 @@ std::vector<formats::Bytes> readStream(const formats::JsonNode& node) {
   for (const formats::JsonNode& element : node.items(listLimit)) {
     appendElement(bytes, element);
   }
-  return one(std::move(bytes), node);
+  return singleReply(std::move(bytes), node);
 }
 
 template <const char* Name>
 std::vector<formats::Bytes> readRecord(const formats::JsonNode& node) {
-  return {encode(layout(Name), node)};
+  return {encode(replyLayout(Name), node)};
 }
 
 template <const char* Name>
@@ -133,22 +133,22 @@ constexpr char offset[] = "calibration-offset";
 constexpr char orientation[] = "orientation-matrix";
 
 constexpr std::array all = {
-    Content{statistics, readRecord<statistics>},
-    Content{"zorb-assets", readAssets},
-    Content{location, readRecord<location>},
-    Content{intervals, readRecord<intervals>},
-    Content{matrix, readGrid<matrix>},
-    Content{offset, readGrid<offset>},
-    Content{orientation, readGrid<orientation>},
-    Content{"registers", readRegisters},
-    Content{"text-stream", readStream},
-    Content{"clients", readClients},
-    Content{"profile-records", readProfileRecords},
+    ReplyContent{statistics, readRecord<statistics>},
+    ReplyContent{"zorb-assets", readAssets},
+    ReplyContent{location, readRecord<location>},
+    ReplyContent{intervals, readRecord<intervals>},
+    ReplyContent{matrix, readGrid<matrix>},
+    ReplyContent{offset, readGrid<offset>},
+    ReplyContent{orientation, readGrid<orientation>},
+    ReplyContent{"registers", readRegisters},
+    ReplyContent{"text-stream", readStream},
+    ReplyContent{"clients", readClients},
+    ReplyContent{"profile-records", readProfileRecords},
 };
 
 } // namespace
 
-std::span<const Content> contents() {
+std::span<const ReplyContent> replyContents() {
   return all;
 }
 

@@ -1,5 +1,5 @@
-// What a reply may say instead of hex: each content by its key in a device model, in host/contents.cpp one row each.
-// docs/device-model.md tells how they are written.
+// The contents that a reply can have instead of hex, by their keys in a device model; one row each in
+// reply_contents.cpp. docs/device-model.md describes how they are written.
 #pragma once
 
 #include <formats/json_node.h>
@@ -11,17 +11,17 @@
 
 namespace vel::host {
 
-struct Content {
+struct ReplyContent {
   std::string_view name;
-  // What the value describes: one reply, or several in their order. Throws Error for what does not fit.
+  // The bytes of one reply, or of several in order. Throws formats::Error for values that do not fit.
   std::vector<formats::Bytes> (*read)(const formats::JsonNode& value);
 };
 
-std::span<const Content> contents();
+std::span<const ReplyContent> replyContents();
 
 constexpr std::size_t replyLimit = 1 << 16; // bytes of one
 
-// Profile records as a modelled co-processor leaves them behind.
+// Profile records as a modelled co-processor writes them.
 std::vector<formats::Bytes> readProfileRecords(const formats::JsonNode& node);
 
 } // namespace vel::host

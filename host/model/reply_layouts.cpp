@@ -53,30 +53,30 @@ constexpr ReplyField zorbStatistics[] = {
 // The setting of a haptic asset.
 constexpr ReplyField zorbAsset[] = {
     {"enable", 0, 1, unsignedNumber}, {"gain", 1, 4, fraction},      {"min", 5, 8, signedNumber},
-    {"max", 13, 8, signedNumber},     {"slot", 21, 4, signedNumber}, // and 4 bytes that nobody reports
+    {"max", 13, 8, signedNumber},     {"slot", 21, 4, signedNumber}, // and 4 bytes that are not reported
 };
 
-// Where a sensor sits.
+// Location of a sensor.
 constexpr ReplyField location[] = {
     {"letter", 0, 1, text},
     {"alternate", 1, 4, signedNumber},
 };
 
-// Times of a sensor's stages.
+// Intervals of a sensor's stages.
 constexpr ReplyField intervals[] = {
     {"sensorBatchInterval", 0, 4, unsignedNumber}, {"muxBatchInterval", 4, 4, unsignedNumber},
     {"apBatchInterval", 8, 4, unsignedNumber},     {"apReportInterval", 12, 4, unsignedNumber},
     {"endpointBatchCount", 16, 4, unsignedNumber},
 };
 
-// One who subscribes to a sensor.
+// A subscriber of a sensor.
 constexpr ReplyField client[] = {
     {"name", 0, 12, text},
     {"report", 12, 4, signedNumber},
     {"batch", 16, 4, signedNumber},
     {"threshold", 20, 4, signedNumber},
     {"timelimit", 24, 4, signedNumber},
-    {"active", 28, 1, unsignedNumber, 0, 1}, // a slot that is described is in use unless it says otherwise
+    {"active", 28, 1, unsignedNumber, 0, 1}, // a slot that is described is in use by default
 };
 
 // One entry of an analytics batch.
@@ -128,11 +128,11 @@ void storeText(const ReplyField& field, const formats::JsonNode& value, std::spa
 
 } // namespace
 
-std::span<const ReplyLayout> layouts() {
+std::span<const ReplyLayout> replyLayouts() {
   return all;
 }
 
-const ReplyLayout& layout(std::string_view name) {
+const ReplyLayout& replyLayout(std::string_view name) {
   return named(all, name);
 }
 
@@ -141,7 +141,7 @@ const Grid& grid(std::string_view name) {
 }
 
 const ReplyLayout& analyticsEntry() {
-  static const ReplyLayout& entry = layout("analytics-entry");
+  static const ReplyLayout& entry = replyLayout("analytics-entry");
   return entry;
 }
 
@@ -189,7 +189,7 @@ formats::Bytes encode(const ReplyLayout& layout, const formats::JsonNode& object
     const auto value = object.find(field.key);
     const auto at = std::span(record).subspan(field.offset, field.width);
     if (field.kind != text) {
-      store(value ? encode(field, *value) : field.unlessGiven, field.width, at);
+      store(value ? encode(field, *value) : field.defaultValue, field.width, at);
     } else if (value) {
       storeText(field, *value, at);
     }

@@ -15,8 +15,8 @@ namespace vel::host {
 enum class ReplyFieldKind {
   unsignedNumber,
   signedNumber,
-  fraction, // signed, with 16 fraction bits; written in decimals
-  text,     // zero behind it; one that fills its field has no NUL
+  fraction, // signed, with 16 fraction bits; written as a decimal number
+  text,     // padded with zeros; text that fills its field has no NUL
 };
 
 struct ReplyField {
@@ -24,8 +24,8 @@ struct ReplyField {
   std::size_t offset;
   std::size_t width; // in bytes; of a number 1, 2, 4 or 8
   ReplyFieldKind kind;
-  unsigned shift = 0;            // the value stands this many bits up in its word
-  std::uint64_t unlessGiven = 0; // what a record that does not have the key holds
+  unsigned shift = 0;             // the value begins at this bit of its word
+  std::uint64_t defaultValue = 0; // if the model leaves the key out
 };
 
 struct ReplyLayout {
@@ -34,25 +34,25 @@ struct ReplyLayout {
   std::span<const ReplyField> fields;
 };
 
-// Numbers of one kind one behind the other: a list, or a list of rows.
+// Consecutive numbers of one kind: a list, or a list of rows.
 struct Grid {
   std::string_view name;
   std::size_t rows; // 1: not a list of lists
   std::size_t columns;
-  ReplyField element; // whose offset is that of the first
+  ReplyField element; // with the offset of the first
 };
 
 // All of them, for the schema.
-std::span<const ReplyLayout> layouts();
-// By name, which must be that of one.
-const ReplyLayout& layout(std::string_view name);
+std::span<const ReplyLayout> replyLayouts();
+// By name; the name must exist.
+const ReplyLayout& replyLayout(std::string_view name);
 const Grid& grid(std::string_view name);
 // An entry of an analytics batch.
 const ReplyLayout& analyticsEntry();
 
-// The record that the object describes. Refuses keys that the layout does not have and values that do not fit.
+// The record that the object describes. Throws formats::Error for unknown keys and for values that do not fit.
 formats::Bytes encode(const ReplyLayout& layout, const formats::JsonNode& object);
-// The numbers of a list that has as many as the grid.
+// The numbers of a list; it must have as many as the grid.
 formats::Bytes encode(const Grid& grid, const formats::JsonNode& list);
 // One number.
 std::uint64_t encode(const ReplyField& field, const formats::JsonNode& value);

@@ -296,7 +296,7 @@ TEST(DeviceModel, Folder_IsNoModel) {
 TEST(DeviceModel, SchemaListsTheKeysOfEveryLayout) {
   std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
   const auto definitions = nlohmann::json::parse(file).at("$defs");
-  for (const ReplyLayout& layout : layouts()) {
+  for (const ReplyLayout& layout : replyLayouts()) {
     std::set<std::string> keys;
     for (const ReplyField& field : layout.fields) {
       keys.emplace(field.key);
@@ -314,7 +314,7 @@ TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
   std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
   const auto reply = nlohmann::json::parse(file).at("$defs").at("reply");
   std::set<std::string> names = {"hex", "u32", "text", "size", "length", "result"};
-  for (const Content& content : contents()) {
+  for (const ReplyContent& content : replyContents()) {
     names.emplace(content.name);
   }
   std::set<std::string> inSchema;
@@ -322,7 +322,7 @@ TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
     inSchema.insert(key);
   }
   EXPECT_EQ(inSchema, names);
-  EXPECT_EQ(reply.at("oneOf").size(), contents().size() + 4) << "hex, u32, text, and none at all";
+  EXPECT_EQ(reply.at("oneOf").size(), replyContents().size() + 4) << "hex, u32, text, and none at all";
 }
 
 class WholeModel : public testing::Test {

@@ -25,16 +25,16 @@ std::uint64_t wordAt(const Bytes& bytes, std::size_t offset, std::size_t width) 
 }
 
 TEST(Layouts, ZORBStatistics_AreZeroUnlessGiven) {
-  EXPECT_EQ(encode(layout("zorb-statistics"), "{}"), Bytes(330));
+  EXPECT_EQ(encode(replyLayout("zorb-statistics"), "{}"), Bytes(330));
 }
 
 TEST(Layouts, ClickCount_LeavesBit0OfItsWord) {
-  const Bytes record = encode(layout("zorb-statistics"), R"({"click count": 3})");
+  const Bytes record = encode(replyLayout("zorb-statistics"), R"({"click count": 3})");
   EXPECT_EQ(wordAt(record, 233, 4), 6U);
 }
 
 TEST(Layouts, ClickCount_FillsItsWordToTheTop) {
-  const Bytes record = encode(layout("zorb-statistics"), R"({"click count": 2147483647})");
+  const Bytes record = encode(replyLayout("zorb-statistics"), R"({"click count": 2147483647})");
   EXPECT_EQ(wordAt(record, 233, 4), 0xFFFFFFFEU);
 }
 
@@ -49,7 +49,7 @@ class ZORBStatisticsPlaces : public testing::TestWithParam<Place> {};
 
 TEST_P(ZORBStatisticsPlaces, HoldTheValueAndNothingElseDoes) {
   const auto& [json, offset, width, word] = GetParam();
-  Bytes record = encode(layout("zorb-statistics"), json);
+  Bytes record = encode(replyLayout("zorb-statistics"), json);
   EXPECT_EQ(wordAt(record, offset, width), word);
   std::fill_n(record.begin() + static_cast<std::ptrdiff_t>(offset), width, std::byte{0});
   EXPECT_EQ(record, Bytes(330));

@@ -109,30 +109,30 @@ void appendFolded(std::string& out, const Dictionary& dictionary, std::size_t in
 }
 
 struct Group {
-  std::string likeness;
+  std::string pattern;
   std::vector<const host::CapturedRecord*> records;
 };
 
 // A title without its numbers.
-std::string likenessOf(std::string_view title) {
-  std::string likeness;
+std::string patternOf(std::string_view title) {
+  std::string pattern;
   for (const char c : title) {
     const bool digit = c >= '0' && c <= '9';
-    if (!digit || !likeness.ends_with('#')) {
-      likeness += digit ? '#' : c;
+    if (!digit || !pattern.ends_with('#')) {
+      pattern += digit ? '#' : c;
     }
   }
-  return likeness;
+  return pattern;
 }
 
 std::vector<Group> group(const std::vector<host::CapturedRecord>& records) {
   std::vector<Group> groups;
   for (const host::CapturedRecord& captured : records) {
-    const std::string likeness = likenessOf(captured.record.title) + captured.record.value.typeName();
+    const std::string pattern = patternOf(captured.record.title) + captured.record.value.typeName();
     auto found =
-        std::find_if(groups.begin(), groups.end(), [&](const Group& known) { return known.likeness == likeness; });
+        std::find_if(groups.begin(), groups.end(), [&](const Group& known) { return known.pattern == pattern; });
     if (found == groups.end()) {
-      found = groups.insert(groups.end(), {likeness, {}});
+      found = groups.insert(groups.end(), {pattern, {}});
     }
     found->records.push_back(&captured);
   }

@@ -40,14 +40,14 @@ constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 62;
 
 } // namespace
 
-template <class Place>
-void Histogram::add(Slots<Place>& slots, Place place, std::uint64_t weight) {
-  const auto slot = std::lower_bound(slots.begin(), slots.end(), place,
-                                     [](const Slot<Place>& one, Place other) { return one.place < other; });
-  if (slot != slots.end() && slot->place == place) {
+template <class Key>
+void Histogram::add(Slots<Key>& slots, Key key, std::uint64_t weight) {
+  const auto slot = std::lower_bound(slots.begin(), slots.end(), key,
+                                     [](const Slot<Key>& slot, Key other) { return slot.key < other; });
+  if (slot != slots.end() && slot->key == key) {
     slot->weight += weight;
   } else {
-    slots.insert(slot, {place, weight});
+    slots.insert(slot, {key, weight});
   }
 }
 
@@ -65,19 +65,19 @@ void Histogram::add(double sample, std::uint64_t weight) {
 
 void Histogram::growCoarse() {
   for (const auto& value : values_) {
-    add(buckets_, bucketOf(value.place), value.weight);
+    add(buckets_, bucketOf(value.key), value.weight);
   }
   values_.clear();
   exact_ = false;
 }
 
-template <class Place>
-Place Histogram::at(const Slots<Place>& slots, std::uint64_t rank) {
+template <class Key>
+Key Histogram::at(const Slots<Key>& slots, std::uint64_t rank) {
   auto slot = slots.begin();
   for (; slot + 1 != slots.end() && slot->weight < rank; ++slot) {
     rank -= slot->weight;
   }
-  return slot->place;
+  return slot->key;
 }
 
 double Histogram::percentile(unsigned percent) const {
@@ -91,14 +91,14 @@ void Histogram::pack(Packer& packer) const {
   packer.count(exact_ ? 0 : 1);
   packer.count(values_.size() + buckets_.size()); // one of them is empty
   for (const auto& value : values_) {
-    packer.number(value.place);
+    packer.number(value.key);
     packer.count(value.weight);
   }
   std::int32_t previous = -kLast - 1;
   for (const auto& bucket : buckets_) {
-    packer.count(static_cast<std::uint64_t>(bucket.place - previous));
+    packer.count(static_cast<std::uint64_t>(bucket.key - previous));
     packer.count(bucket.weight);
-    previous = bucket.place;
+    previous = bucket.key;
   }
 }
 
@@ -121,7 +121,7 @@ Histogram Histogram::unpack(Unpacker& unpacker) {
     if (histogram.exact_) {
       const double value = unpacker.number();
       auto& values = histogram.values_;
-      if (!(std::fabs(value) <= kLargest) || (!values.empty() && !(values.back().place < value))) {
+      if (!(std::fabs(value) <= kLargest) || (!values.empty() && !(values.back().key < value))) {
         throw Unpackable();
       }
       values.push_back({value, unpacker.count()});

@@ -30,18 +30,18 @@ public:
   static Histogram unpack(Unpacker& unpacker);
 
 private:
-  template <class Place>
+  template <class Key>
   struct Slot {
-    Place place;
+    Key key;
     std::uint64_t weight;
   };
-  template <class Place>
-  using Slots = std::vector<Slot<Place>>; // by place, each once
+  template <class Key>
+  using Slots = std::vector<Slot<Key>>; // by key, each once
 
-  template <class Place>
-  static void add(Slots<Place>& slots, Place place, std::uint64_t weight);
-  template <class Place>
-  static Place at(const Slots<Place>& slots, std::uint64_t rank);
+  template <class Key>
+  static void add(Slots<Key>& slots, Key key, std::uint64_t weight);
+  template <class Key>
+  static Key at(const Slots<Key>& slots, std::uint64_t rank);
   void growCoarse();
   void countIn(std::uint64_t weight);
 
