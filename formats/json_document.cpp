@@ -176,6 +176,11 @@ private:
 Json parseJson(std::string_view text, const std::string& source) {
   Builder builder(text, source);
   Json::sax_parse(text, &builder);
+  // The parser takes a NUL for the end of the text.
+  if (const std::size_t end = text.find('\0'); end != std::string_view::npos) {
+    throw Error(fmt::format("{}: {}: a NUL after the end of the document: remove it and all that follows", source,
+                            place(text, end)));
+  }
   return builder.take();
 }
 

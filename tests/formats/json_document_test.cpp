@@ -77,6 +77,17 @@ const Refused refused[] = {
     {"Nothing", "",
      "test: line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', "
      "'{', or a literal"},
+    {"AnotherDocument", "{}\n[]",
+     "test: line 2, column 1: syntax error while parsing value - unexpected '['; expected end of input"},
+    {"Nul", std::string("{}\0", 3),
+     "test: line 1, column 3: a NUL after the end of the document: remove it and all that follows"},
+    {"Nul_AndAnotherDocument", std::string("[1,\n2] \0{}", 11),
+     "test: line 2, column 4: a NUL after the end of the document: remove it and all that follows"},
+    {"Nul_BeforeTheEnd", std::string("[1\0]", 5),
+     "test: line 1, column 3: syntax error while parsing array - unexpected end of input; expected ']'"},
+    {"Nul_First", std::string("\0{}", 3),
+     "test: line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', '{', or a "
+     "literal"},
     {"DeepLists", repeated("[", maximumNesting + 1),
      "test: " + repeated("/0", maximumNesting) + ": is nested deeper than 128 levels"},
     {"DeepObjects", repeated("{\"a\":", maximumNesting + 1),
