@@ -209,7 +209,8 @@ TEST_F(TallyFiles, FolderThatOneMayNotAddTo_IsNamedAsTheCause) {
   for (const mode_t mode : {0555U, 0666U, 0444U}) { // without writing, without entering, without both
     chmod(folder_.c_str(), mode);
     EXPECT_EQ(errorOfAnotherUser([&] { return errorOf([&] { openTallyStore(path); }); }),
-              path.string() + ": Permission denied")
+              path.string() + ": cannot be made in this folder (Permission denied): name a store in a folder that you "
+                              "may write to")
         << std::oct << mode;
   }
   chmod(folder_.c_str(), 0777);

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <initializer_list>
 #include <limits>
+#include <utility>
 
 using namespace vel::control;
 
@@ -226,6 +227,86 @@ TEST_F(TallySamples, CountsBeyond32Bits_AreKept) {
   EXPECT_EQ(distribution("key").count, most + 1);
   EXPECT_EQ(distribution("key").ignored, most + 1);
   EXPECT_EQ(distribution("key").sum, static_cast<double>(most + 1));
+}
+
+constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int64_t>::max();
+constexpr char kFull[] = ": key: cannot count any further: use a new store";
+
+struct FullCount {
+  const char* name;
+  std::string statement;
+};
+
+class TallyFullCounts : public TallySamples, public testing::WithParamInterface<FullCount> {};
+
+TEST_P(TallyFullCounts, AreReportedBeforeTheStoreIsWrittenTo) {
+  add("key", 1);
+  sql(path, GetParam().statement);
+  closeTallyStore();
+  const std::string before = contentOf(path);
+  EXPECT_EQ(rows().size(), 2U);
+  EXPECT_EQ(errorOf([&] { openTallyStore(path); }), path.string() + kFull);
+  EXPECT_EQ(contentOf(path), before);
+  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite"});
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TallyFullCounts,
+    testing::Values(FullCount{"Overflows", "UPDATE scalar SET overflows = " + std::to_string(kMostCounted)},
+                    FullCount{"Ignored", "UPDATE distribution SET ignored = " + std::to_string(kMostCounted)},
+                    FullCount{"Samples", "UPDATE distribution SET count = " + std::to_string(kMostSamples) +
+                                             ", samples = x'" + packed(Kept::exactly, {value(1, kMostSamples)}) + "'"}),
+    [](const auto& info) { return info.param.name; });
+
+// A batch that would lead a count, or a sum, to where it could not be read again is dropped whole.
+class TallyNearlyFull : public TallySamples {
+protected:
+  // Two batches: the first is written, the second is not.
+  template <class Operation>
+  void expectRoomForOne(Operation operation) {
+    openTallyStore(path);
+    beginTallyBatch();
+    operation();
+    EXPECT_EQ(errorOf(endTallyBatch), "");
+    const auto full = rows();
+    beginTallyBatch();
+    add("other", 1);
+    operation();
+    EXPECT_EQ(errorOf(endTallyBatch), path.string() + kFull);
+    EXPECT_EQ(rows().size(), full.size());
+    // What clears the key makes room again.
+    beginTallyBatch();
+    TSClientClearScalarKey(key("key").get());
+    TSClientClearDistributionKey(key("key").get());
+    operation();
+    EXPECT_EQ(errorOf(endTallyBatch), "");
+    EXPECT_EQ(readError(), "");
+  }
+};
+
+TEST_F(TallyNearlyFull, OneOverflowMore) {
+  add("key", std::numeric_limits<std::int64_t>::max());
+  sql(path, "UPDATE scalar SET overflows = " + std::to_string(kMostCounted - 1));
+  expectRoomForOne([] { add("key", 1); });
+  EXPECT_EQ(scalar("key"), 1);
+}
+
+TEST_F(TallyNearlyFull, OneIgnoredSampleMore) {
+  sql(path, "UPDATE distribution SET ignored = " + std::to_string(kMostCounted - 1));
+  expectRoomForOne([] { push("key", std::numeric_limits<double>::quiet_NaN()); });
+}
+
+TEST_F(TallyNearlyFull, OneSampleMore) {
+  setSamples(kMostSamples - 1, packed(Kept::exactly, {value(1, kMostSamples - 1)}));
+  expectRoomForOne([] { push("key", 1); });
+}
+
+TEST_F(TallyNearlyFull, SumThatIsAsLargeAsItMayBe) {
+  constexpr std::uint64_t many = std::uint64_t{1} << 40;
+  setSamples(many, packed({.sum = kLargestSum, .run = 1e140, .runWeight = many, .max = 1e140}, Kept::exactly,
+                          {value(1e140, many)}));
+  // The first sample lengthens the last run, the second ends it: only then does the run enter the sum.
+  expectRoomForOne([sample = 1e140]() mutable { push("key", std::exchange(sample, 1)); });
 }
 
 } // namespace

@@ -1,3 +1,4 @@
+// Compares files by what the paths lead to, not by the paths.
 #include "velstat/options/own_files.h"
 
 #include <velstat/text/error.h>

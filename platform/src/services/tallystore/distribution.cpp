@@ -112,20 +112,20 @@ Distribution Distribution::unpack(std::string_view bytes, std::uint64_t ignored)
   distribution.max_ = unpacker.number();
   distribution.histogram_ = Histogram::unpack(unpacker);
   distribution.ignored_ = ignored;
-  if (unpacker.left() != 0 || !distribution.plausible()) {
+  if (unpacker.left() != 0 || !distribution.isPlausible()) {
     throw Unpackable();
   }
   return distribution;
 }
 
-// Whether going on from here keeps every number finite and the two counts alike.
-bool Distribution::plausible() const {
+bool Distribution::isPlausible() const {
   constexpr double kLargestSum = Histogram::kLargest * 1e20;
   constexpr double kLargestSquares = 1e300;
   const bool sums = std::fabs(before_.sum) <= kLargestSum && std::fabs(before_.lost) <= kLargestSum &&
                     before_.squares >= 0 && before_.squares <= kLargestSquares;
   const bool samples = takes(before_.mean) && takes(run_) && takes(min_) && takes(max_) && min_ <= max_;
-  return sums && samples && before_.count + runWeight_ == histogram_.count();
+  const std::uint64_t count = histogram_.count();
+  return sums && samples && count <= Histogram::kMostSamples && before_.count + runWeight_ == count;
 }
 
 } // namespace vel::platform

@@ -24,6 +24,11 @@ public:
 
   control::TallyDistribution summary() const;
   bool empty() const { return histogram_.count() == 0; }
+  std::uint64_t ignored() const { return ignored_; }
+  // Whether one more sample would be more than can be counted.
+  bool isFull() const { return histogram_.count() >= Histogram::kMostSamples; }
+  // Whether it can be unpacked again: the counts agree, and every number stays finite if more samples follow.
+  bool isPlausible() const;
 
   std::string pack() const;
   // Throws Unpackable. The count of ignored samples is not part of the packed ones.
@@ -43,7 +48,6 @@ private:
   };
 
   Moments moments() const; // with the run
-  bool plausible() const;
 
   Moments before_; // the run
   double run_ = 0;

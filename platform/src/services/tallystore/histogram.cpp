@@ -35,9 +35,6 @@ double middleOf(std::int32_t bucket) {
   return bucket < 0 ? -value : value;
 }
 
-// More samples than this are damage, not data; the like may follow without an overflow.
-constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 62;
-
 } // namespace
 
 template <class Key>

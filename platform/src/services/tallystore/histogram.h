@@ -16,6 +16,8 @@ public:
   static constexpr std::size_t kMostValues = 64;
   // Samples beyond this are none of ours: their sums of squares would leave the range of a double.
   static constexpr double kLargest = 1e140;
+  // More samples than this are damage, not data; as many again can be added without an overflow.
+  static constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 62;
 
   // `sample` is a finite number up to kLargest, `weight` is not 0.
   void add(double sample, std::uint64_t weight);

@@ -1,6 +1,7 @@
 // Reads a store through a snapshot, or as one file when it is not in use.
 #include "services/tallystore/reader.h"
 
+#include "services/tallystore/rights.h"
 #include "services/tallystore/rows.h"
 #include "services/tallystore/schema.h"
 
@@ -45,7 +46,7 @@ std::vector<control::TallyRow> readRows(const fs::path& path, Access access) {
 }
 
 bool checkRows(const fs::path& path, Access access) {
-  eachRow(path, access, [](const Row&) {});
+  eachRow(path, access, [](const Row& row) { row.requireRoom(); });
   return true;
 }
 
@@ -92,6 +93,7 @@ Result look(const fs::path& linked, Result (*read)(const fs::path&, Access)) {
       }
     }
   }
+  requireReadableLog(path);
   return read(path, Access::read);
 }
 

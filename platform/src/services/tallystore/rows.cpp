@@ -27,6 +27,13 @@ ON CONFLICT (key) DO UPDATE SET first_sample = ?2, last_change = ?3, last_clear 
   samples = ?7, exact = ?8, sum = ?9, min = ?10, max = ?11, mean = ?12, standard_deviation = ?13,
   p50 = ?14, p90 = ?15, p99 = ?16)";
 
+// Of a count in a column.
+constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int64_t>::max();
+
+[[noreturn]] void refuseFull(const Row& row) {
+  throw DatabaseError(row.key + ": cannot count any further: use a new store");
+}
+
 // A count that was written by us is not negative.
 std::uint64_t countOf(const Statement& statement, int column) {
   const std::int64_t number = integerOf(statement, column);
@@ -131,6 +138,12 @@ void Row::apply(const Operation& operation, std::int64_t now) {
   }
 }
 
+void Row::requireRoom() const {
+  if (scalar.overflows == kMostCounted || distribution.isFull() || distribution.ignored() == kMostCounted) {
+    refuseFull(*this);
+  }
+}
+
 Rows::Rows(const Database& database, Access access)
     : database_(database), loadScalar_(prepare(database, (std::string(kSelectScalar) + " WHERE key = ?1").c_str())),
       loadDistribution_(prepare(database, (std::string(kSelectDistribution) + " WHERE key = ?1").c_str())) {
@@ -154,6 +167,11 @@ void Rows::load(Row& row) const {
 }
 
 void Rows::save(const Row& row) const {
+  // What cannot be read again is not written.
+  if (row.scalar.overflows > kMostCounted || row.distribution.ignored() > kMostCounted ||
+      !row.distribution.isPlausible()) {
+    refuseFull(row);
+  }
   if (row.kind == TallyKind::scalar) {
     bindRow(saveScalar_, row);
     bind(saveScalar_, 5, row.scalar.value);

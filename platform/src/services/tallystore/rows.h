@@ -27,6 +27,8 @@ struct Row {
   std::optional<std::int64_t> lastClear;
 
   void apply(const Operation& operation, std::int64_t now);
+  // Throws DatabaseError for a row in which a count is at the end of its range.
+  void requireRoom() const;
 
 private:
   void clear(std::int64_t now);

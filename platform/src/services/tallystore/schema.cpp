@@ -1,6 +1,8 @@
 // Reads a store's header, and makes a new store that appears whole.
 #include "services/tallystore/schema.h"
 
+#include "services/tallystore/rights.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -24,6 +26,11 @@ namespace fs = std::filesystem;
 
 constexpr std::uint32_t kApplication = 0x54414C59; // "TALY"
 constexpr std::uint32_t kFormat = 1;
+
+// Of the names of SQLite's own files.
+constexpr char kJournalEnding[] = "-journal";
+constexpr char kLogEnding[] = "-wal";
+constexpr char kMemoryEnding[] = "-shm";
 
 struct SchemaObject {
   const char* name;
@@ -131,13 +138,6 @@ Header readHeader(const fs::path& path) {
   return header;
 }
 
-// The folder for a new store.
-void requireFolder(const fs::path& folder) {
-  if (access(folder.c_str(), W_OK | X_OK) != 0) {
-    throw DatabaseError(std::strerror(errno));
-  }
-}
-
 void fill(const fs::path& path) {
   const Database database = openDatabase(path, Access::create);
   execute(database, "BEGIN");
@@ -178,21 +178,25 @@ fs::path fileOf(const fs::path& path) {
 }
 
 fs::path writeAheadLogOf(const fs::path& path) {
-  return path.string() + "-wal";
+  return path.string() + kLogEnding;
+}
+
+fs::path sharedMemoryOf(const fs::path& path) {
+  return path.string() + kMemoryEnding;
 }
 
 std::vector<fs::path> filesOf(const fs::path& path) {
-  std::vector<fs::path> files;
-  for (const char* const ending : {"", "-journal", "-shm", "-wal"}) {
-    files.emplace_back(path.string() + ending);
-  }
-  return files;
+  return {path, path.string() + kJournalEnding, sharedMemoryOf(path), writeAheadLogOf(path)};
 }
 
 void createStore(const fs::path& path) {
-  requireFolder(path.parent_path());
-  if (fs::exists(writeAheadLogOf(path))) {
-    throw DatabaseError("a store that is gone has left its file with -wal at the end of the name: remove that first");
+  requireRoomForStore(path.parent_path());
+  // SQLite would take them for the new store's.
+  for (const char* const ending : {kJournalEnding, kLogEnding}) {
+    if (fs::exists(path.string() + ending)) {
+      throw DatabaseError(fmt::format(
+          "a store that is gone has left its file with {} at the end of the name: remove that first", ending));
+    }
   }
   const Unfinished unfinished(path);
   fill(unfinished.file);

@@ -11,6 +11,8 @@ namespace vel::platform {
 std::filesystem::path fileOf(const std::filesystem::path& path);
 // Where SQLite puts what was written and is not in the file yet.
 std::filesystem::path writeAheadLogOf(const std::filesystem::path& path);
+// Where it puts the index to that, which all who use the store have mapped.
+std::filesystem::path sharedMemoryOf(const std::filesystem::path& path);
 // The file and all that SQLite may put next to it while it is in use.
 std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path);
 

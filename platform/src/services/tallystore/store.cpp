@@ -2,6 +2,7 @@
 #include "services/tallystore/store.h"
 
 #include "services/tallystore/reader.h"
+#include "services/tallystore/rights.h"
 #include "services/tallystore/schema.h"
 
 #include <bit>
@@ -19,6 +20,8 @@ Database openStore(const std::filesystem::path& path) {
   if (!std::filesystem::exists(path, ignored)) {
     createStore(path);
   }
+  requireStore(path);
+  requireWritable(path);
   checkStore(path); // a store that cannot be read whole must not be written to
   Database database = openDatabase(path, Access::write);
   // What COMMIT has handed to the kernel outlives the process. It is not forced to the disk each time: after a power
