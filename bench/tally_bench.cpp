@@ -82,7 +82,7 @@ struct Plugin : test::StatisticsTest {
   }
   void TestBody() override {}
 
-  // Whether store and log hold what so many batches, one after the other, amount to.
+  // Whether store and log hold the sum of that many batches.
   bool check(const std::vector<Batch>& batches, std::uint64_t published) {
     control::closeTallyStore();
     control::setLogFile({});

@@ -1,4 +1,4 @@
-// Analytics batches: what they tell the store, and what the log says of it.
+// Analytics batches: the calls to the store, and the log lines.
 
 #include "Analytics.h"
 #include "key_names.h"
@@ -99,7 +99,7 @@ TEST_F(Analytics, UnknownKeys_ShareOneName) {
 struct OpCase {
   int op;
   std::int64_t value;
-  std::vector<std::string> calls; // on "com.tavik.kip.test", which stands for '@'
+  std::vector<std::string> calls; // on "com.tavik.kip.test", written '@'
 };
 
 std::vector<std::string> named(std::vector<std::string> calls) {

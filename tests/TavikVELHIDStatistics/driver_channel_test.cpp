@@ -234,7 +234,7 @@ TEST_F(NamedService, UnknownName_IsAnError) {
   EXPECT_THAT(logMessages(), ElementsAre(assertionLine("service", "", 1207, 0), assertionLine("service", "", 1181, 0)));
 }
 
-// How far a request comes before it fails, and what it then gives back: what it got, after the line that says so.
+// How far a request gets before it fails, and what it then releases: everything that it got, after its log line.
 struct FailingRequest {
   const char* name;
   std::function<void(NamedService&)> arrange;

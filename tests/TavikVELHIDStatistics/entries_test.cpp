@@ -177,7 +177,7 @@ TEST_F(Entries, RegistryID_ThatCannotBeReadIsZero) {
   EXPECT_EQ(TavikVELHIDStatistics::getIOHIDServiceRegistryID(service.get()), 0U);
   EXPECT_TRUE(control::clearFailures());
 
-  // A fraction is a failed conversion that stores its integral part all the same.
+  // A fraction is a failed conversion that still stores its integral part.
   const double fraction = 7.5;
   const auto number = Ref<CFNumberRef>::adopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberDoubleType, &fraction));
   std::int64_t stored = 0;

@@ -1,4 +1,4 @@
-// Lines are written only where the log wants their level, and the plug-in asks before it writes.
+// Lines are written only if their level is enabled, and the plug-in asks before it writes.
 
 #include "support/statistics_fixture.h"
 #include <control/notify.h>

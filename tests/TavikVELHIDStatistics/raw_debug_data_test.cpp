@@ -45,7 +45,7 @@ Value linesOf(const Bytes& bytes) {
   return {lines};
 }
 
-// One handler of each kind: its place among those of a sensor, which has one of its own before them.
+// One handler of each kind, by its index among the handlers of a sensor, whose own handler comes first.
 struct Kind {
   const char* name;
   std::uint32_t kind;

@@ -1,4 +1,4 @@
-// What can go wrong while a service is registered: what is logged, what is asked all the same, and what is left.
+// Failures while a service is registered: what is logged, which calls still happen, and what remains.
 
 #include "registration_outcome.h"
 #include "support/statistics_fixture.h"
@@ -46,7 +46,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
 
-// One row of what can go wrong: how, the lines that say so, and what becomes of the service.
+// One failure: its cause, its log lines, and what becomes of the service.
 struct FailureCase {
   const char* name;
   std::function<void(StatisticsTest&)> arrange;
@@ -56,7 +56,7 @@ struct FailureCase {
 
 struct RegistrationFailures : StatisticsTest {};
 
-TEST_F(RegistrationFailures, EndAsTheyMust) {
+TEST_F(RegistrationFailures, LogTheirLineAndKeepOrDropTheService) {
   using Test = StatisticsTest;
   constexpr std::uint32_t kCode = 0xE00002BE;
   const auto code = static_cast<IOReturn>(kCode);

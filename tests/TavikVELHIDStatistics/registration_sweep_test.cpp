@@ -1,4 +1,4 @@
-// Every call of a registration fails once: what is logged, what is done all the same, and what is left.
+// Every call of a registration fails once: what is logged, what is still done, and what remains.
 
 #include "registration_outcome.h"
 #include "support/statistics_fixture.h"
@@ -26,7 +26,7 @@ std::vector<Consequence> consequences(std::uint64_t serviceID, std::uint32_t cod
   std::vector<Consequence> rows = {
       {"IOHIDServiceCopyProperty(Transport)", {}, abandoned(0), 0},
       {"IOHIDServiceGetProperty(KIPSupportsTallyStore)", {}, kept(kDriverCalls, kDeviceCalls), all},
-      {"IOHIDServiceConformsTo(0xc, 0x1)", {}, whole, all}, // with analytics it is a button all the same
+      {"IOHIDServiceConformsTo(0xc, 0x1)", {}, whole, all}, // with analytics it is still a button
       {"IOHIDServiceConformsTo(0xb, 0x1)", {}, whole, all},
       {"IOHIDServiceConformsTo(0xff00, 0x3)", {}, whole, all},
       {"IOHIDServiceConformsTo(0xff00, 0x9)", {}, whole, all},

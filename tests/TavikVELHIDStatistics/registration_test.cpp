@@ -1,4 +1,4 @@
-// Which services are kept, what is found behind them, and the calls that this takes.
+// Which services are kept, which registry entries are found for them, and the calls that this takes.
 
 #include "registration_outcome.h"
 #include "support/statistics_fixture.h"
@@ -38,7 +38,7 @@ const std::vector<std::string> kInterfaces = {
     "IOCreatePlugInInterfaceForService(7ACF5332-1A35-4893-87CB-BA64E1887FAE)",
 };
 
-// With the user clients' calls at their places, the allocators, and the entries that are meant.
+// With the user clients' calls in order, the allocators, and the entries of each call.
 TEST_F(Registration, Button_CallsPlatformAndUserClientsInThisOrder) {
   Service service;
   service.usages = button;
@@ -138,7 +138,7 @@ TEST_F(Registration, OtherTransports_AreIgnored) {
 struct ClassCase {
   const char* name;
   std::vector<control::HIDUsage> usages;
-  std::size_t handlers; // beside the raw debug handlers
+  std::size_t handlers; // without the raw debug handlers
   bool supportsTallyStore;
   bool hasHIDDevice;
 

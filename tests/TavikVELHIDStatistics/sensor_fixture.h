@@ -1,4 +1,4 @@
-// A sensor that answers whatever the test says, and its report.
+// A sensor whose replies the test sets, and its report.
 #pragma once
 
 #include "support/statistics_fixture.h"
@@ -30,7 +30,7 @@ struct Client {
 };
 Bytes entry(const Client& client);
 
-// A reply for every property, each with numbers of its own, and the report of it all: with the counters of
+// A reply for every property, with different numbers in each, and the report of them all: with the counters of
 // SensorTest::addCounters and the clients that it starts with.
 std::map<std::uint32_t, Reply> allReplies();
 formats::Dictionary reportOfAllReplies();

@@ -43,7 +43,7 @@ const Bytes end = {3};
 const Bytes hexadecimal = {4};
 const Bytes decimal = {5};
 
-// Reads the stream step by step as its description goes, in a plain buffer with zeros behind it.
+// A naive reader: follows the format step by step, in a plain buffer that is followed by zeros.
 Entries naive(std::span<const std::uint8_t> buffer, std::size_t length) {
   length = std::min(length, buffer.size());
   Bytes bytes(buffer.begin(), buffer.end());
@@ -159,7 +159,7 @@ TEST(TextStream, Streams) {
   }
 }
 
-// What stands in the buffer behind the reply counts once a payload has begun inside it.
+// Bytes in the buffer after the reply count once a payload has begun inside it.
 TEST(TextStream, PayloadPastTheLength_GoesOnIntoTheBuffer) {
   EXPECT_THAT(entriesOf(Bytes{2, 'a', 'b', 'c', 0, 2, 'd', 0}, 2), ElementsAre("abc"));
   EXPECT_THAT(entriesOf(Bytes{2, 'a', 'b', 'c', 0, 2, 'd', 0}, 1), ElementsAre("abc"));
@@ -259,7 +259,7 @@ TEST(TextStream, Numbers_AreCutAt1023Characters) {
   EXPECT_THAT(entriesOf(leastNumbers(52) + piece("b") + end + piece("b")), ElementsAre(whole.substr(0, 1023), "b"));
 }
 
-// All streams of up to four bytes, at every reported length, with and without earlier bytes behind them.
+// All streams of up to four bytes, at every reported length, with and without earlier bytes after them.
 TEST(TextStream, AllShortStreams_ReadAsTheNaiveReaderReadsThem) {
   constexpr std::uint8_t alphabet[] = {0, 1, 2, 3, 4, 5, 6, 'a', 0xFF};
   const Bytes behind[] = {{}, Bytes(12, 0), {'z', 3, 2, 'y', 0, 4, 1, 0xFF, 0xFF, 3, 3, 6}};

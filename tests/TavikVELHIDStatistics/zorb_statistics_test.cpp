@@ -110,7 +110,7 @@ TEST_F(ZORBStatistics, NegativeValuesStayNegative) {
   EXPECT_EQ(*value.find("last button press")->find("click count"), Value{std::int64_t{0x7FFFFFFF}});
 }
 
-// A property list does not tell widths apart, so the dictionary itself is looked at.
+// A property list does not keep the width of numbers, so the test reads the dictionary itself.
 TEST_F(ZORBStatistics, CountsAre32BitNumbers_AllOthers64Bit) {
   const _ZORBLatencyStatsV2 zeros = {};
   const auto state = Ref<CFMutableDictionaryRef>::adopt(copyZORBStatistics(&zeros));
@@ -237,7 +237,7 @@ TEST_F(ZORBStatistics, NumbersThatCannotBeMade_AreLeftOut) {
                 {"latency", {Dictionary{}}}}}));
 }
 
-// Whatever call fails, the handler yields a record or nothing and leaves no object behind.
+// If any call fails, the handler returns a record or nothing and leaks no object.
 TEST_F(ZORBStatistics, AnyCallMayFail_NothingIsLeaked) {
   driver.property = [](std::uint32_t) { return Reply{countingRecord()}; };
   EXPECT_GT(failEachCall([] { ask(); }), 40U);

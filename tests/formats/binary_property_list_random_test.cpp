@@ -39,7 +39,7 @@ public:
     default: {
       Dictionary members;
       for (std::size_t i = upTo(20); i-- > 0;) {
-        members.push_back({std::to_string(i) + text(), next(levels - 1)}); // the number keeps keys apart
+        members.push_back({std::to_string(i) + text(), next(levels - 1)}); // the number makes keys unique
       }
       return {members};
     }

@@ -30,7 +30,7 @@ void PrintTo(const BadList& row, std::ostream* out) {
   *out << row.name;
 }
 
-// One object that is wrong in itself, at offset 8; the objects end behind it.
+// One malformed object, at offset 8, which is the last one.
 BadList object(const char* name, const std::string& bytes, const char* message) {
   return {name, BinaryList{.objects = {bytes}}.bytes(), message};
 }

@@ -1,4 +1,4 @@
-// The reader of binary property lists, on lists put together by hand: each kind of value, and each way to be wrong.
+// The reader of binary property lists, on hand-made lists: each kind of value, and each kind of error.
 #include <formats/binary_property_list.h>
 #include <support/binary_list.h>
 

@@ -1,4 +1,4 @@
-// Documents from strangers: what is refused and with which line, and that size costs no more than it must.
+// Hostile documents: what is refused with which line, and that time and memory grow only linearly.
 #include <formats/error.h>
 #include <formats/json_document.h>
 #include <formats/json_node.h>
@@ -142,7 +142,7 @@ TEST(JsonNode, NumberThatIsALongText_IsCut) {
   }
 }
 
-// A long key above many items, and every item a node: none may hold the text of where it stands.
+// A long key above many items, each of them a node: no node may store the text of its place.
 TEST(JsonNode, DoesNotGrowWithItsPlace) {
   static_assert(sizeof(JsonNode) <= 3 * sizeof(void*));
 }

@@ -1,4 +1,4 @@
-// What many captures leave behind: nothing.
+// Many captures leak nothing.
 #include <control/cf.h>
 #include <control/log.h>
 #include <control/registry.h>

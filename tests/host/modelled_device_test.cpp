@@ -213,7 +213,7 @@ TEST_F(Analytics, BatchesArriveInOrderOnTheQueueCountedInEntries) {
   EXPECT_THAT(received, testing::ElementsAre("1234567abcdefg", "ABCDEFG"));
 }
 
-// A batch is one transaction of the store: a full disk, which a limit on file sizes stands for here, takes it whole.
+// A batch is one transaction of the store: a full disk, simulated by a file size limit, loses all of it.
 TEST_F(Analytics, BatchThatCannotBeStored_IsToldOnceAndLeavesNothing) {
   namespace fs = std::filesystem;
   std::string folder = (fs::temp_directory_path() / "modelled-device-XXXXXX").string();

@@ -94,7 +94,7 @@ TEST_F(RealBundle, Close_LeavesNothingRegisteredAndUnloads) {
   EXPECT_EQ(dlopen(REAL_BUNDLE "/TavikVELHIDStatistics", RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
-// What one life leaves behind in the platform: what the plug-in keeps on purpose.
+// What a plug-in leaves in the platform at its end: only what it keeps on purpose.
 std::map<std::string, std::size_t> liveOnce() {
   const auto before = vel::control::liveObjects();
   {

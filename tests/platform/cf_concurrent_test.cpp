@@ -1,4 +1,4 @@
-// The object system on several threads at once; meant for the thread sanitizer.
+// The object system on several threads at once, for ThreadSanitizer.
 #include "no_leaks.h"
 #include <control/ref.h>
 

@@ -43,7 +43,7 @@ EXPECTED = {
 
 
 def typed(value):
-    """The value with the type of each part beside it: 1, 1.0 and True are equal but not the same."""
+    """The value with the type of each part: 1, 1.0 and True are equal but not the same."""
     if isinstance(value, dict):
         return [(key, typed(item)) for key, item in value.items()]
     if isinstance(value, list):

@@ -175,7 +175,7 @@ TEST_F(CFPropertyList, OtherFormatsAndOptions_AreRefused) {
 TEST_F(CFPropertyList, WhatItCannotHold_IsRefusedAtAnyDepth) {
   const auto uuid = Ref<CFUUIDRef>::adopt(CFUUIDCreateFromUUIDBytes(nullptr, {}));
   const Array pointers = makeArray(nullptr);
-  CFArrayAppendValue(pointers.get(), CFSTR("text")); // an object, but nobody has said so
+  CFArrayAppendValue(pointers.get(), CFSTR("text")); // an object, but the callbacks do not say so
   const auto pairs = Dictionary::adopt(CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr));
   CFDictionarySetValue(pairs.get(), CFSTR("key"), CFSTR("text"));
   const auto pointerKeys =

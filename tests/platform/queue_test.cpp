@@ -66,7 +66,7 @@ TEST(Queue, Work_FromManyThreadsRunsOneAtATime) {
 TEST(Queue, TwoQueues_RunBesideEachOther) {
   const auto a = makeQueue();
   const auto b = makeQueue();
-  std::latch both(2); // neither gets past it alone
+  std::latch both(2); // neither passes it without the other
   async(a.get(), [&] { both.arrive_and_wait(); });
   async(b.get(), [&] { both.arrive_and_wait(); });
   drain(a.get());

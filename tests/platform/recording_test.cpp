@@ -1,4 +1,4 @@
-// What a recording of everything holds beside the calls that are always recorded.
+// What a recording of everything contains in addition to the calls that are always recorded.
 #include "services_fixture.h"
 #include <control/hid.h>
 

@@ -1,4 +1,4 @@
-// A fixture for the services: nothing registered, recorded or planned is left behind, and CF objects balance.
+// A fixture for the services: no registration, recording or failure plan survives a test, and CF objects balance.
 #pragma once
 
 #include "no_leaks.h"

@@ -108,7 +108,7 @@ TEST_F(TallyBatches, AnotherWriter_IsTakenIntoAccount) {
 class FullDisk {
 public:
   explicit FullDisk(rlim_t most = 0) {
-    std::signal(SIGXFSZ, SIG_IGN); // the write is to fail, not the process
+    std::signal(SIGXFSZ, SIG_IGN); // the write should fail, not the process
     getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit limit = {.rlim_cur = most, .rlim_max = before_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);

@@ -46,7 +46,7 @@ protected:
     return {process, ends[0]};
   }
 
-  // Writes batches for ever, each the same to every key, and reports how many of its own are written.
+  // Writes batches forever, the same value to every key, and reports how many it has written.
   void writeBatches(int reports) const {
     keepTallyInMemory(false);
     openTallyStore(path);

@@ -1,4 +1,4 @@
-// Which files are stores, and that all others are refused and left alone.
+// Which files are stores; all others are refused and not touched.
 #include "tally_fixture.h"
 
 #include <functional>
@@ -71,7 +71,7 @@ void overwrite(const std::filesystem::path& file, std::streamoff offset, const s
   stream << bytes;
 }
 
-// Runs SQL on the file alone, so that nothing but the file is left.
+// Runs SQL on the file and leaves no companion files.
 auto statement(const char* text) {
   return [text](const std::filesystem::path& file) {
     sqlite3* opened = nullptr;
@@ -255,7 +255,7 @@ TEST_F(TallyFiles, RefusedFile_LeavesTheOpenStoreOpen) {
   EXPECT_EQ(scalar("key"), 1);
 }
 
-// The log that SQLite keeps beside a file is taken for the log of whatever file has the name.
+// SQLite takes the log next to a file for the log of any file with that name.
 TEST_F(TallyFiles, LeftOverLog_IsNotTakenForTheNewStores) {
   openTallyStore(path);
   add("old", 1);
@@ -303,7 +303,7 @@ TEST_F(TallyFiles, Link_LeadsToTheStore) {
   path = folder_ / "link";
   openTallyStore(path);
   add("more", 1);
-  EXPECT_EQ(rows().size(), keys + 1); // also what is still in the log, which stands beside the file
+  EXPECT_EQ(rows().size(), keys + 1); // including what is still in the log next to the file
   closeTallyStore();
   EXPECT_EQ(files(), (std::vector<std::string>{"link", "store"}));
 }

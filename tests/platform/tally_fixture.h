@@ -1,4 +1,4 @@
-// A fixture for the analytics store: a folder of its own, the six operations by plain names, and the rows by key.
+// A fixture for the analytics store: a fresh folder, the six operations by plain names, and the rows by key.
 #pragma once
 
 #include "services_fixture.h"

@@ -1,4 +1,4 @@
-// Fields as typed values: they say all that the text says, in its order.
+// Fields as typed values: the same content as the text, in the same order.
 #include "profile/fields.h"
 #include "sample_records.h"
 

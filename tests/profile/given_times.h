@@ -1,4 +1,4 @@
-// Stands in for the OS edge: tests that link it say what the two time functions answer.
+// Replaces the OS edge: tests that link it set the results of the two time functions.
 #pragma once
 
 #include <cstdint>

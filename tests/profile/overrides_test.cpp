@@ -53,7 +53,7 @@ TEST(OutsideDecoder, NamesOfAnyLengthAreWrittenWhole) {
       << "the latency component's actions are named by the object's own event_name";
 }
 
-// One name that is longer than any buffer of its own.
+// A name that is longer than any buffer for names.
 class OneLongName : public profile_decoder {
 public:
   explicit OneLongName(unsigned which) : which_(which) {}

@@ -1,4 +1,4 @@
-// Records for tests, made by hand.
+// Hand-made records for tests.
 #pragma once
 
 #include "profile/KIPLogDecoder.h"

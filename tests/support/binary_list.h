@@ -1,4 +1,4 @@
-// Binary property lists put together by hand, also such as no writer makes.
+// Hand-made binary property lists, including malformed ones.
 #pragma once
 
 #include <cstdint>

@@ -33,7 +33,7 @@ IOCFPlugInInterface plugInTable = {
           *ppv = plugIn(self).interface;
           return plugIn(self).queryResult;
         },
-    .AddRef = nullptr, // nobody has a reason to
+    .AddRef = nullptr, // not needed
     .Release =
         [](void* self) {
           remember(*plugIn(self).calls, plugIn(self).name, "Release");

@@ -16,7 +16,7 @@
 
 namespace vel::test {
 
-// The plug-in in front of a user client. Stands in the registry under a plug-in type.
+// The plug-in of a user client, registered under a plug-in type.
 struct FakePlugIn {
   FakePlugIn();
   IOCFPlugInInterface* vtbl;    // first

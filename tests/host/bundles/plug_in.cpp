@@ -31,7 +31,7 @@ PlugIn& of(void* self) {
 }
 
 #ifdef PLUG_IN_WITH_POOR_INTERFACE
-// An interface of its own, with all that a session needs but Release.
+// An interface with everything that a session needs except Release.
 IOHIDSessionFilterPlugInInterface* poorInterface();
 #endif
 

@@ -31,7 +31,7 @@ std::string modelRefusal(const fs::path& file) {
 
 struct WrongModel {
   const char* file; // below the test models
-  const char* line; // of the error, behind the file name
+  const char* line; // of the error, after the file name
 };
 
 void PrintTo(const WrongModel& model, std::ostream* out) {
@@ -254,7 +254,7 @@ TEST_P(TooManyReplies, AreRefusedAsAWhole) {
   for (int i = 0; i < 600; ++i) {
     list += "," + GetParam().replies;
   }
-  // A part stands elsewhere, since the limit is that of the model.
+  // Part of it is in another service, since the limit is for the whole model.
   const std::string service = R"({"name": "s", "driver": {"property-replies": {"1": [)" + GetParam().replies + "]}}}";
   const std::string text = R"({"services": [)" + service +
                            R"(], "named-services": [{"name": "n", "command-replies": {"2": [)" + list + "]}}]}";
@@ -292,7 +292,7 @@ TEST(DeviceModel, Folder_IsNoModel) {
   EXPECT_EQ(modelRefusal(TEST_MODELS), TEST_MODELS ": Is a directory");
 }
 
-// Every layout and key of the reader's table stands in the schema, and none besides.
+// The schema has every layout and key of the reader's table, and no others.
 TEST(DeviceModel, SchemaListsTheKeysOfEveryLayout) {
   std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
   const auto definitions = nlohmann::json::parse(file).at("$defs");
@@ -309,7 +309,7 @@ TEST(DeviceModel, SchemaListsTheKeysOfEveryLayout) {
   }
 }
 
-// Every content that a reply can have stands in the schema, and no other.
+// The schema has every content that a reply can have, and no others.
 TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
   std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
   const auto reply = nlohmann::json::parse(file).at("$defs").at("reply");

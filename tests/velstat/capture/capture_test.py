@@ -46,7 +46,7 @@ class Temporary(unittest.TestCase):
 
 class Shown(Temporary):
     def test_models_as_text(self):
-        """What people see of each model that is shipped. After a change that is meant, write the text anew with
+        """The output for each model that is shipped. After an intended change, write it again with
         VELSTAT_WRITE_GOLDEN=1 and read the difference."""
         self.maxDiff = None
         models = sorted(path.stem for path in MODELS.glob("*.json") if path.stem != "device-model.schema")
@@ -121,7 +121,7 @@ class Shown(Temporary):
         self.assertEqual(press["finger detect to button down"], click["button down ts"] - press["finger on ts"])
         self.assertEqual([click[key] for key in ("play asset ts", "button down to play asset", "button up to play asset")],
                          [0, 0, 0])
-        # The error log ends before the profile log begins: each tells of timeouts of its own.
+        # The error log ends before the profile log begins: their timeouts are different ones.
         stamps = {kind: [int(re.search(r"'timestamp': *(\d+)", line)[1]) for line in lines[kind]] for kind in lines}
         self.assertLess(max(stamps["err"]), min(stamps["fw"]))
         timeouts = sum("HaldenCLTimeOut" in line for line in lines["err"] + lines["fw"])

@@ -1,4 +1,4 @@
-// What is told of the lines of profile records, also of those that try to look like something else.
+// The summary of lines of profile records, including lines that pretend to be something else.
 #include <velstat/capture/profile_summary.h>
 
 #include <gtest/gtest.h>

@@ -125,7 +125,7 @@ class Text(unittest.TestCase):
         assert_same(self, b"".join(text + b"\n" for text in texts), naive(data))
 
     def test_escaped(self):
-        # "connected", "decimation" and "gyroPowerMode" are raw characters: here NUL, ESC and a byte that is no UTF-8.
+        # "connected", "decimation" and "gyroPowerMode" are raw characters: here NUL, ESC and a byte that is not UTF-8.
         data = record(1, 2, 1, 9, 8, payload=struct.pack("<IIII", 1, 2, 3, 4) + b"\0\x1b\xff" + b"a\\b\n" + bytes(9))
         exact = naive(data)
         self.assertIn(b":         \0,", exact)
@@ -360,7 +360,7 @@ class Inputs(WithFolder):
         missing, folder = str(self.folder / "nothing.bin"), str(self.folder)
         self.assertEqual(run("decode", missing), (1, b"", f"velstat: {missing}: No such file or directory\n"))
         self.assertEqual(run("decode", folder), (1, b"", f"velstat: {folder}: Is a directory\n"))
-        # The others are decoded all the same.
+        # The others are still decoded.
         path = self.file("a", self.ONE)
         self.assertEqual(run("decode", missing, path, folder, "-", stdin=self.TWO),
                          (1, naive(self.ONE + self.TWO), f"velstat: {missing}: No such file or directory\n"
@@ -461,7 +461,7 @@ class Outputs(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr),
                          (1, b"velstat: standard output: No space left on device\n"))
 
-    # Threads wait for a source that has gone quiet, and none of them will ever write again.
+    # Threads wait for a source that will never write again.
     def test_failed_write_ends_the_wait_for_input(self):
         for jobs in ("1", "2", "4"):
             with open("/dev/full", "wb") as full:
@@ -475,7 +475,7 @@ class Outputs(unittest.TestCase):
 
     def test_reader_that_goes_away_ends_the_wait_for_input(self):
         with tempfile.TemporaryDirectory() as folder:
-            fifo = folder + "/fifo"  # which nobody writes
+            fifo = folder + "/fifo"  # without a writer
             os.mkfifo(fifo)
             for arguments in (["--jobs", "1"], ["--jobs", "4"], ["--format", "json"], ["--recover", "-", fifo]):
                 process = subprocess.Popen([VELSTAT, "decode", *arguments], stdin=subprocess.PIPE,
@@ -512,7 +512,7 @@ class Outputs(unittest.TestCase):
         zorb = sum(data[i + 3] == 7 for i in range(0, len(data), 48))
         statistics = json.loads(decode("--stats=json", "--format", "none", "--category", "zorb", stdin=data))
         self.assertEqual((statistics["read"], statistics["selected"]), (2000, zorb))
-        self.assertEqual(statistics["sequence"]["gaps"], 0)  # of all that was read
+        self.assertEqual(statistics["sequence"]["gaps"], 0)  # of everything that was read
         self.assertEqual([entry["category"] for entry in statistics["categories"]], ["zorb"])
 
     def test_format_none_only_checks(self):
@@ -545,7 +545,7 @@ class Generator(unittest.TestCase):
 class Memory(unittest.TestCase):
     @unittest.skipIf("sanitized" in os.environ.get("VELSTAT_BUILD", ""), "sanitizers take memory of their own")
     def test_does_not_grow_with_the_input(self):
-        # The peak of a process counts what its parent had in memory when it began, so a small one stands between.
+        # The peak of a process includes the memory of its parent when it started, so a small process starts it.
         measure = ("import resource, subprocess, sys; status = subprocess.run(sys.argv[1:], stdin=0, stderr="
                    "subprocess.DEVNULL).returncode; sys.stderr.write(str(resource.getrusage(resource.RUSAGE_CHILDREN)."
                    "ru_maxrss)); sys.exit(status)")

@@ -1,7 +1,7 @@
 """The reader of binary property lists against Python's: random lists, whole and damaged, from a fixed seed.
 
 Whole lists must be read the same. Of damaged ones, what velstat reads Python must read the same; velstat may refuse
-more (keys that stand twice, cycles, trees that are too deep)."""
+more (duplicate keys, cycles, trees that are too deep)."""
 
 import datetime
 import json

@@ -132,7 +132,7 @@ TEST_P(Jobs, ExceptionWhileReading_EndsTheWork) {
   EXPECT_EQ(numbers.written, upTo(50).substr(0, numbers.written.size()));
 }
 
-// A pipe that nobody ever writes to: only the failure can end the wait for it.
+// A pipe without a writer: only the failure can end the wait for it.
 TEST_P(Jobs, ExceptionWhileWriting_EndsAReadThatWaits) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);

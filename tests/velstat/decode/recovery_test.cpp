@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(
              joined({ten, {0xEE}, records(110, 10)}),
              range(100, 20),
              {"FILE: offset 480: damage, 1 byte skipped"}},
-        // The bytes of a record are missing: what is left of it is skipped, the one behind it is whole.
+        // The bytes of a record are missing: its remains are skipped, the next record is whole.
         Case{"ThirteenBytesLost",
              joined({slice(ten, 0, 100), slice(ten, 113, 480)}),
              without(range(100, 10), 102),
@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
              {"FILE: offset 480: damage, 480 bytes skipped"}},
         Case{"ZerosAlone", zeros, {}, {"FILE: offset 0: damage, 480 bytes skipped"}},
         Case{"OneRecordOfZeros", Bytes(48, 0), {}, {"FILE: offset 0: damage, 48 bytes skipped"}},
-        // Number and time 0 are just a little behind.
+        // Number and time 0 are only slightly in the past.
         Case{"ZerosAfterSmallNumbers",
              joined({records(1, 5), Bytes(48, 0)}),
              range(1, 5),
@@ -170,7 +170,7 @@ TEST(RecoveringSource, SoundFlows_ComeThroughWhole) {
 }
 
 // Real payloads are full of small numbers that look like ids. Cut, insert and overwrite at random: each damage may cost
-// the records that it touches, seldom one beside them, and nothing that is not a record comes out.
+// the records that it touches, rarely a neighbour, and nothing that is not a record is shown.
 TEST(RecoveringSource, RandomDamageInFlows_CostsOnlyWhatItTouches) {
   constexpr std::size_t count = 200;
   std::vector<_VelProfileReport> flows(count);

@@ -1,4 +1,4 @@
-// Property lists as trees for people.
+// Property lists as indented trees.
 #include <velstat/text/tree.h>
 
 #include <gtest/gtest.h>

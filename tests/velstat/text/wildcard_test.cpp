@@ -33,7 +33,7 @@ TEST(Wildcard, MatchesWholeNames) {
       {"?", "", false},
       {"?", "\u20AC", true}, // one character of three bytes
       {"?", "\xE2\x82", false},
-      {"??", "\xE2\x82", true}, // two bytes that are no character
+      {"??", "\xE2\x82", true}, // two bytes that are not a character
       {"[abc]", "b", true},
       {"[abc]", "d", false},
       {"[a-c]x", "bx", true},
@@ -45,7 +45,7 @@ TEST(Wildcard, MatchesWholeNames) {
       {"[a-]", "-", true},
       {"[\\]]", "]", true},
       {"[\u00E0-\u00EF]", "\u00E9", true},
-      {"[\x80-\xFF]", "\u0080", false}, // bytes that are not UTF-8 are no characters
+      {"[\x80-\xFF]", "\u0080", false}, // bytes that are not UTF-8 match as bytes, not as characters
       {"[\x80-\xFF]", "\x90", true},
       {"\\*", "*", true},
       {"\\*", "x", false},
