@@ -2,7 +2,7 @@
 #include "AnalyticsKeys.h"
 
 // Keys 21 and 28 begin with "com.tavik.com.kip.": the aggregated data is filed under them, doubled element and all.
-const std::array<const char*, kVELTSRecKey_Count> kTallyStoreKeyNames = {
+constinit const std::array<const char*, kVELTSRecKey_Count> kTallyStoreKeyNames = std::to_array<const char*>({
     "com.tavik.kip.button.click.count",                         // 0
     "com.tavik.kip.button.single_click.count",                  // 1
     "com.tavik.kip.button.double_click.count",                  // 2
@@ -51,4 +51,4 @@ const std::array<const char*, kVELTSRecKey_Count> kTallyStoreKeyNames = {
     "com.tavik.kip.button.MondelArc_probe_failure",             // 45
     "com.tavik.kip.button.MondelSpk_probe_failure",             // 46
     "com.tavik.kip.test",                                       // 47
-};
+}); // as many rows as there are keys: to_array has the size of its list

@@ -74,7 +74,7 @@ Draft& Draft::bytes(std::string_view key, Random& random) {
 }
 
 Draft& Draft::action(std::string_view name) {
-  return number("trace", resolve(profile::subtype_names(record_.component), name));
+  return number("trace", resolve(profile::subtype_names(record_.category, record_.component), name));
 }
 
 Draft& Draft::contextVersion(std::uint16_t version) {

@@ -34,7 +34,7 @@ TimePolicy policy(const vel_profile_times* times) {
   return result;
 }
 
-std::size_t give(std::string_view text, char* out, std::size_t capacity) {
+std::size_t copy_out(std::string_view text, char* out, std::size_t capacity) {
   if (text.size() < capacity) {
     std::memcpy(out, text.data(), text.size());
     out[text.size()] = '\0';
@@ -42,17 +42,23 @@ std::size_t give(std::string_view text, char* out, std::size_t capacity) {
   return text.size();
 }
 
-std::size_t give_name(NameTable table, std::uint32_t id, char* out, std::size_t capacity) {
+std::size_t copy_name(NameTable table, std::uint32_t id, char* out, std::size_t capacity) {
   DecimalText digits;
-  return give(name_of(table, id, digits), out, capacity);
+  return copy_out(name_of(table, id, digits), out, capacity);
 }
 
-constexpr std::size_t count_fields(std::uint8_t place) {
-  return place == layouts::absent ? 0 : layouts::all[place].rows.size();
+constexpr std::size_t most_fields() {
+  std::size_t most = 0;
+  for (const ShownLayouts& shown : choices) {
+    std::size_t fields = 0;
+    for (const Layout* const layout : shown) {
+      fields += layout->rows.size();
+    }
+    most = std::max(most, fields);
+  }
+  return most;
 }
-constexpr std::size_t most_fields =
-    greatest_choice([](const Choice& choice) { return count_fields(choice.first) + count_fields(choice.second); });
-static_assert(most_fields <= VEL_PROFILE_FIELD_CAPACITY);
+static_assert(most_fields() <= VEL_PROFILE_FIELD_CAPACITY);
 
 constexpr std::size_t longest_bytes() {
   std::size_t longest = 0;
@@ -61,9 +67,11 @@ constexpr std::size_t longest_bytes() {
       longest = std::max<std::size_t>(longest, row.size);
     }
   }
-  for (unsigned component = 0; component < 256; ++component) {
-    for (const NameRow& row : subtype_table(component)) {
-      longest = std::max(longest, std::string_view(row.name).size());
+  for (const Category& category : category_table) {
+    for (const ComponentNames& subtypes : category.subtypes) {
+      for (const NameRow& row : subtypes.names) {
+        longest = std::max(longest, std::string_view(row.name).size());
+      }
     }
   }
   return longest;
@@ -75,7 +83,7 @@ static_assert(longest_bytes() <= sizeof(vel_profile_field::bytes));
 size_t vel_profile_render(const void* record, const vel_profile_times* times, char* out, size_t capacity) {
   char text[frame_capacity];
   BulkRenderer renderer(policy(times), Framing::none);
-  return give({text, renderer.render(record, 1, text)}, out, capacity);
+  return copy_out({text, renderer.render(record, 1, text)}, out, capacity);
 }
 
 size_t vel_profile_render_many(const void* records, size_t count, const vel_profile_times* times, char* out,
@@ -120,17 +128,17 @@ size_t vel_profile_fields(const void* record, vel_profile_field* out, size_t cap
 }
 
 size_t vel_profile_category_name(uint32_t category, char* out, size_t capacity) {
-  return give_name(category_names(), category, out, capacity);
+  return copy_name(category_names(), category, out, capacity);
 }
 
 size_t vel_profile_component_name(uint32_t category, uint32_t component, char* out, size_t capacity) {
-  return give_name(component_names(category), component, out, capacity);
+  return copy_name(component_names(category), component, out, capacity);
 }
 
 size_t vel_profile_event_name(uint32_t category, uint32_t component, uint32_t event, char* out, size_t capacity) {
-  return give_name(event_names(category, component), event, out, capacity);
+  return copy_name(event_names(category, component), event, out, capacity);
 }
 
 size_t vel_profile_datatype_name(uint32_t datatype, char* out, size_t capacity) {
-  return give_name(datatype_names(), datatype, out, capacity);
+  return copy_name(datatype_names(), datatype, out, capacity);
 }

@@ -29,25 +29,41 @@ constexpr std::size_t longest_u64 = 20;
 // No part touches more than a 48-byte piece, or the 30 bytes of a text field with its padding, beyond its end.
 constexpr std::size_t spill = 64;
 
-constexpr std::size_t longest_payload =
-    greatest_choice([](const Choice& choice) { return longest_text(choice.first) + longest_text(choice.second); });
+// The greatest size(choice). Visits every row of the tables.
+template <class Size>
+constexpr std::size_t greatest(Size size) {
+  std::size_t result = 0;
+  for (const ShownLayouts& shown : choices) {
+    result = std::max(result, size(shown));
+  }
+  return result;
+}
+
+// Without the name of a subtype.
+constexpr std::size_t longest_payload = greatest([](const ShownLayouts& shown) {
+  std::size_t length = 0;
+  for (const Layout* const layout : shown) {
+    length += longest_text(*layout);
+  }
+  return length;
+});
 
 constexpr std::size_t longest_head = category_pieces.longest() + component_pieces.longest() + event_pieces.longest() +
                                      datatype_pieces.longest() + longest_u64 + sequence_key.length + 10 + 1;
 constexpr std::size_t longest_tail = type_id_key.length + category_id_key.length + component_id_key.length +
-                                     event_id_key.length + 4 * std::size("255,") + dump_key.length +
-                                     48 * std::size_t{4};
+                                     event_id_key.length + 4 * std::size("255,") + dump_key.length + record_size * 4;
 constexpr std::size_t longest_times = calendar_key.length + WallClock::longest_text + 1 + boot_key.length + longest_u64;
-static_assert(longest_head + longest_payload + longest_tail + longest_times + 2 + spill <= text_capacity,
+static_assert(longest_head + longest_payload + subtype_pieces.longest() + longest_tail + longest_times + 2 + spill <=
+                  text_capacity,
               "a text, its brace and its newline fit");
 
 // Names as given: the head keeps its keys and paddings and gains the names.
 static_assert(longest_head + std::size_t{4} * 12 + ample_names + spill <= text_capacity);
-static_assert(longest_text(layouts::zorb_event) + longest_text(layouts::event) + ample_names + spill <= text_capacity);
+static_assert(longest_payload + ample_names + spill <= text_capacity);
 
 char* write_clocks(char* p, const unsigned char* record) noexcept {
-  p = put_u64_width_10(p, load<std::uint64_t>(record + 8));
-  p = put_u32_width_10(sequence_key.copy_to(p), load<std::uint32_t>(record + 4));
+  p = put_u64_width_10(p, timestamp(record));
+  p = put_u32_width_10(sequence_key.copy_to(p), sequence_number(record));
   *p = ',';
   return p + 1;
 }
@@ -60,26 +76,81 @@ char* put_frame(char* p, const Frame& frame, std::string_view name) noexcept {
   return p + frame.suffix.size();
 }
 
-using LayoutWriter = char* (*)(char*, const unsigned char*, const std::string_view&) noexcept;
-
-// By a layout's place; the absent one writes nothing.
-constexpr auto layout_writers = []<std::size_t... Place>(std::index_sequence<Place...>) {
-  return std::array<LayoutWriter, layouts::count + 1>{
-      write_layouts<std::uint8_t{Place}>...,
-      [](char* p, const unsigned char*, const std::string_view&) noexcept { return p; },
-  };
+constexpr const Row* subtype_row(const ShownLayouts& shown) {
+  for (const Layout* const layout : shown) {
+    for (const Row& row : layout->rows) {
+      if (row.kind == FieldKind::subtype_name) {
+        return &row;
+      }
+    }
+  }
+  return nullptr;
 }
-(std::make_index_sequence<layouts::count>{});
+
+constexpr std::size_t layout_index(const Layout* layout) {
+  return static_cast<std::size_t>(layout - layouts::all.data());
+}
+
+// The layouts of one choice. They are written by one function, so that a word that two of them show is converted once.
+template <std::size_t Index>
+struct ChoiceWriter {
+  static constexpr const ShownLayouts& shown = choices[Index];
+  static constexpr const Row* subtype = subtype_row(shown);
+
+  template <class Name>
+  static char* write_named(char* p, const unsigned char* record, const Name& name) noexcept {
+    return [&]<std::size_t... Item>(std::index_sequence<Item...>) {
+      return write_layouts<layout_index(shown.items[Item])...>(p, record, name);
+    }
+    (std::make_index_sequence<shown.count>());
+  }
+
+  static char* write(char* p, const unsigned char* record, unsigned category) noexcept {
+    if constexpr (subtype != nullptr) {
+      const std::uint32_t id = load<std::uint32_t>(record + subtype->offset);
+      if (id < 256) {
+        const std::uint8_t table = table_numbers[category].subtypes[component_index(record)];
+        return write_named(p, record, subtype_pieces.of(table, static_cast<std::uint8_t>(id)));
+      }
+      DecimalText digits; // no table names so high an id
+      return write_named(p, record, name_of({}, id, digits));
+    } else {
+      return write_named(p, record, std::string_view());
+    }
+  }
+};
+
+struct Writer {
+  char* (*write)(char* p, const unsigned char* record, unsigned category) noexcept;
+  // With the name of the subtype that it shows; null if it shows none.
+  char* (*write_named)(char* p, const unsigned char* record, const std::string_view& subtype) noexcept;
+  std::size_t subtype_offset;
+};
+
+template <std::size_t Index>
+constexpr Writer make_writer() {
+  using Shown = ChoiceWriter<Index>;
+  if constexpr (Shown::subtype != nullptr) {
+    return {Shown::write, Shown::template write_named<std::string_view>, Shown::subtype->offset};
+  } else {
+    return {Shown::write, nullptr, 0};
+  }
+}
+
+// By choice.
+constexpr auto writers = []<std::size_t... Index>(std::index_sequence<Index...>) {
+  return std::array<Writer, choices.size()>{make_writer<Index>()...};
+}
+(std::make_index_sequence<choices.size()>());
 
 } // namespace
 
 char* write_head(char* p, const unsigned char* record) noexcept {
-  const TableNumbers& numbers = table_numbers[record[3]];
-  const std::size_t component = std::min<std::size_t>(record[2], last_event_component);
-  p = category_pieces.of(1, record[3]).copy_to(p);
-  p = component_pieces.of(numbers.components, record[2]).copy_to(p);
-  p = event_pieces.of(numbers.events[component], record[1]).copy_to(p);
-  p = datatype_pieces.of(1, record[0]).copy_to(p);
+  const TableNumbers& numbers = table_numbers[category(record)];
+  p = category_pieces.of(1, category(record)).copy_to(p);
+  p = component_pieces.of(numbers.components, component(record)).copy_to(p);
+  p = event_pieces.of(numbers.events[component_index(record)], event(record)).copy_to(p);
+  p = datatype_pieces.of(1, type(record)).copy_to(p);
   return write_clocks(p, record);
 }
 
@@ -91,33 +162,24 @@ char* write_head(char* p, const unsigned char* record, const HeadNames& names) n
   return write_clocks(p, record);
 }
 
-char* write_payload(char* p, const unsigned char* record, Choice choice) noexcept {
-  if (choice.first == layouts::zorb_event) {
-    const std::uint32_t action = load<std::uint32_t>(record + layouts::action_row.offset);
-    if (action < 256) {
-      const auto& name = action_pieces.of(action_table_numbers[record[2]], static_cast<std::uint8_t>(action));
-      return write_layouts<layouts::zorb_event, layouts::event>(p, record, name);
-    }
-    DecimalText digits; // no table names so high an id
-    return write_zorb_event(p, record, name_of({}, action, digits));
-  }
-  if (choice.first == layouts::corvane && choice.second == layouts::event) { // they show the same words
-    return write_layouts<layouts::corvane, layouts::event>(p, record, {});
-  }
-  p = layout_writers[choice.first](p, record, {});
-  return layout_writers[choice.second](p, record, {});
+char* write_payload(char* p, const unsigned char* record, unsigned category) noexcept {
+  return writers[choose(category, record)].write(p, record, category);
 }
 
-char* write_zorb_event(char* p, const unsigned char* record, std::string_view subtype) noexcept {
-  return write_layouts<layouts::zorb_event, layouts::event>(p, record, subtype);
+std::size_t subtype_offset(Choice choice) noexcept {
+  return writers[choice].subtype_offset;
+}
+
+char* write_payload(char* p, const unsigned char* record, Choice choice, std::string_view subtype) noexcept {
+  return writers[choice].write_named(p, record, subtype);
 }
 
 char* write_tail(char* p, const unsigned char* record) noexcept {
-  p = put_byte_comma(type_id_key.copy_to(p), record[0]);
-  p = put_byte_comma(category_id_key.copy_to(p), record[3]);
-  p = put_byte_comma(component_id_key.copy_to(p), record[2]);
-  p = put_byte_comma(event_id_key.copy_to(p), record[1]);
-  p = put_byte_list(dump_key.copy_to(p), record, 48);
+  p = put_byte_comma(type_id_key.copy_to(p), type(record));
+  p = put_byte_comma(category_id_key.copy_to(p), category(record));
+  p = put_byte_comma(component_id_key.copy_to(p), component(record));
+  p = put_byte_comma(event_id_key.copy_to(p), event(record));
+  p = put_byte_list(dump_key.copy_to(p), record, record_size);
   *p = ']';
   return p + 1;
 }

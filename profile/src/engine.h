@@ -24,12 +24,15 @@ struct HeadNames {
 inline constexpr std::size_t ample_names = 256;
 char* write_head(char* p, const unsigned char* record, const HeadNames& names) noexcept;
 
-// The payload; actions are named from the tables.
-char* write_payload(char* p, const unsigned char* record, Choice choice) noexcept;
+// The payload, by the rules and with the names of a category, which need not be the record's.
+char* write_payload(char* p, const unsigned char* record, unsigned category) noexcept;
 
-// An action record's payload with the action's name as given, of any length; takes less than text_capacity as long as
-// it has no more than ample_names bytes.
-char* write_zorb_event(char* p, const unsigned char* record, std::string_view subtype) noexcept;
+// Where a choice's layouts show a subtype: the offset of its id; 0 if they show none.
+std::size_t subtype_offset(Choice choice) noexcept;
+
+// The payload of a choice that shows a subtype, with the subtype's name as given, of any length. Takes less than
+// text_capacity as long as it has no more than ample_names bytes.
+char* write_payload(char* p, const unsigned char* record, Choice choice, std::string_view subtype) noexcept;
 
 // From "type-id" to the end of the byte dump.
 char* write_tail(char* p, const unsigned char* record) noexcept;

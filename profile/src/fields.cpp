@@ -1,8 +1,8 @@
 // One step a field; the same rows that the text is made from.
 #include "profile/fields.h"
 
-#include "byte_reader.h"
 #include "fixed_point.h"
+#include "profile/record_view.h"
 
 #include <algorithm>
 
@@ -45,7 +45,8 @@ bool FieldCursor::next(Field& field) noexcept {
     break;
   case FieldKind::subtype_name:
     field.number = load_sized(at, row.size);
-    field.bytes = name_of(subtype_names(record_[2]), static_cast<std::uint32_t>(field.number), digits_);
+    field.bytes = name_of(subtype_names(category(record_), component(record_)),
+                          static_cast<std::uint32_t>(field.number), digits_);
     break;
   case FieldKind::bytes:
     field.bytes = view(at, row.size);

@@ -53,6 +53,16 @@ constexpr bool all_layouts_are_sound() {
 }
 static_assert(all_layouts_are_sound());
 
+// A layout that nothing shows was forgotten in the tables of datatypes and categories.
+constexpr bool all_layouts_are_shown() {
+  return std::all_of(layouts::all.begin(), layouts::all.end(), [](const Layout& layout) {
+    return std::any_of(choices.begin(), choices.end(), [&](const ShownLayouts& shown) {
+      return std::find(shown.begin(), shown.end(), &layout) != shown.end();
+    });
+  });
+}
+static_assert(all_layouts_are_shown());
+
 } // namespace
 
 std::span<const Layout> all_layouts() noexcept {
@@ -60,14 +70,8 @@ std::span<const Layout> all_layouts() noexcept {
 }
 
 ShownLayouts shown_layouts(const void* record) noexcept {
-  const Choice choice = choose(static_cast<const unsigned char*>(record));
-  ShownLayouts shown;
-  for (const std::uint8_t place : {choice.first, choice.second}) {
-    if (place != layouts::absent) {
-      shown.items[shown.count++] = &layouts::all[place];
-    }
-  }
-  return shown;
+  const unsigned char* const bytes = static_cast<const unsigned char*>(record);
+  return choices[choose(category(bytes), bytes)];
 }
 
 } // namespace vel::profile

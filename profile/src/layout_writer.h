@@ -2,11 +2,11 @@
 // and most values have a fixed place in it.
 #pragma once
 
-#include "byte_reader.h"
 #include "digits.h"
 #include "fixed_point_text.h"
 #include "layouts.h"
 #include "pieces.h"
+#include "profile/record_view.h"
 
 #include <algorithm>
 #include <string_view>
@@ -80,10 +80,10 @@ constexpr void spell_opening(const Row* before, const Row& row, Append append) {
   }
 }
 
-template <std::uint8_t Place, std::size_t Index>
+template <std::size_t LayoutIndex, std::size_t RowIndex>
 constexpr auto make_opening() {
-  constexpr const Row& row = layouts::all[Place].rows[Index];
-  constexpr const Row* before = Index == 0 ? nullptr : &layouts::all[Place].rows[Index == 0 ? 0 : Index - 1];
+  constexpr const Row& row = layouts::all[LayoutIndex].rows[RowIndex];
+  constexpr const Row* before = RowIndex == 0 ? nullptr : &layouts::all[LayoutIndex].rows[RowIndex - 1];
   constexpr std::size_t length = [] {
     std::size_t n = 0;
     spell_opening(before, row, [&](char) { ++n; });
@@ -95,8 +95,8 @@ constexpr auto make_opening() {
   return literal;
 }
 
-template <std::uint8_t Place, std::size_t Index>
-inline constexpr auto opening = make_opening<Place, Index>();
+template <std::size_t LayoutIndex, std::size_t RowIndex>
+inline constexpr auto opening = make_opening<LayoutIndex, RowIndex>();
 
 inline char* put_blanks(char* p, std::size_t count) noexcept {
   std::memset(p, ' ', count);
@@ -163,13 +163,15 @@ char* put_name(char* p, const Piece<Size>& name, std::size_t) noexcept {
   return name.copy_to(p) - 1;
 }
 
-// A record whose words are read before any text is written: for all a compiler knows, text could overwrite the record.
-// So a word that is shown several times is converted once.
-struct Source {
+// A record with its words read before any text is written. The compiler must assume that writing text changes the
+// record, so it would read and convert a word that is shown twice twice.
+struct RecordWords {
   const unsigned char* bytes;
-  std::uint32_t words[12];
+  std::uint32_t words[record_size / 4];
 
-  explicit Source(const unsigned char* record) noexcept : bytes(record) { std::memcpy(words, record, sizeof words); }
+  explicit RecordWords(const unsigned char* record) noexcept : bytes(record) {
+    std::memcpy(words, record, sizeof words);
+  }
 
   template <std::size_t Offset>
   std::uint32_t word() const noexcept {
@@ -181,10 +183,10 @@ struct Source {
   }
 };
 
-template <std::uint8_t Place, std::size_t Index, class Name>
-[[gnu::always_inline]] inline char* put_value(char* p, const Source& record,
+template <std::size_t LayoutIndex, std::size_t RowIndex, class Name>
+[[gnu::always_inline]] inline char* put_value(char* p, const RecordWords& record,
                                               [[maybe_unused]] const Name& subtype) noexcept {
-  constexpr const Row& row = layouts::all[Place].rows[Index];
+  constexpr const Row& row = layouts::all[LayoutIndex].rows[RowIndex];
   [[maybe_unused]] const unsigned char* at = record.bytes + row.offset;
   if constexpr (row.kind == FieldKind::number && row.size == 1 && row.width == 0) {
     return put_byte_comma(p, *at) - 1;
@@ -224,27 +226,25 @@ template <std::uint8_t Place, std::size_t Index, class Name>
   }
 }
 
-template <std::uint8_t Place, class Name, std::size_t... Index>
-[[gnu::always_inline]] inline char* write_rows(char* p, const Source& record, const Name& subtype,
-                                               std::index_sequence<Index...>) noexcept {
-  ((p = put_value<Place, Index>(opening<Place, Index>.copy_to(p), record, subtype)), ...);
-  constexpr std::string_view last = closing(layouts::all[Place].rows.back());
+template <std::size_t LayoutIndex, class Name, std::size_t... RowIndex>
+[[gnu::always_inline]] inline char* write_rows(char* p, const RecordWords& record, const Name& subtype,
+                                               std::index_sequence<RowIndex...>) noexcept {
+  ((p = put_value<LayoutIndex, RowIndex>(opening<LayoutIndex, RowIndex>.copy_to(p), record, subtype)), ...);
+  constexpr std::string_view last = closing(layouts::all[LayoutIndex].rows.back());
   std::memcpy(p, last.data(), last.size());
   return p + last.size();
 }
 
-template <std::uint8_t Place>
-using RowIndexes = std::make_index_sequence<layouts::all[Place].rows.size()>;
-
-// One layout after the other. `subtype` is the shown name of an action, for the layout that has one.
-template <std::uint8_t... Places, class Name = std::string_view>
+// The layouts with these indexes, in this order. `subtype` is the name to show in a row of that kind.
+template <std::size_t... LayoutIndex, class Name>
 char* write_layouts(char* p, const unsigned char* record, const Name& subtype) noexcept {
-  const Source source(record);
-  ((p = write_rows<Places>(p, source, subtype, RowIndexes<Places>())), ...);
+  const RecordWords words(record);
+  ((p = write_rows<LayoutIndex>(p, words, subtype, std::make_index_sequence<layouts::all[LayoutIndex].rows.size()>())),
+   ...);
   return p;
 }
 
-// Bytes that a layout takes at most, its action's name not counted.
+// Bytes that a value takes at most; a subtype's name may come from another program, so it is not counted.
 constexpr std::size_t longest_value(const Row& row) {
   switch (row.kind) {
   case FieldKind::number:
@@ -256,7 +256,7 @@ constexpr std::size_t longest_value(const Row& row) {
   case FieldKind::text:
     return std::max<std::size_t>(row.width, row.size + 2U);
   case FieldKind::subtype_name:
-    return row.width + 2U;
+    return row.width;
   case FieldKind::bytes:
   case FieldKind::sliced_bytes:
     return std::max<std::size_t>(row.width, row.size * 4U + 1);
@@ -268,12 +268,10 @@ constexpr std::size_t longest_value(const Row& row) {
   return 0;
 }
 
-constexpr std::size_t longest_text(std::uint8_t place) {
+constexpr std::size_t longest_text(const Layout& layout) {
   std::size_t length = 0;
-  if (place != layouts::absent) {
-    for (const Row& row : layouts::all[place].rows) {
-      length += std::string_view(" '':,").size() + row.key.size() + longest_value(row);
-    }
+  for (const Row& row : layout.rows) {
+    length += std::string_view(" '':,").size() + row.key.size() + longest_value(row);
   }
   return length;
 }

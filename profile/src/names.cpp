@@ -1,4 +1,4 @@
-// Which table names what, and the look-up in both directions.
+// The tables for readers outside the engine, and the look-up of names in both directions.
 #include "profile/names.h"
 
 #include "choice.h"
@@ -7,12 +7,32 @@
 
 namespace vel::profile {
 
+// A table's ids, which are the indexes of its rows.
+template <class Table>
+constexpr bool ids_are_indexes(const Table& table) {
+  for (std::size_t i = 0; i < std::size(table); ++i) {
+    if (table[i].id != i) {
+      return false;
+    }
+  }
+  return true;
+}
+static_assert(ids_are_indexes(category_table) && ids_are_indexes(datatype_table));
+
+std::span<const Category> categories() noexcept {
+  return category_table;
+}
+
+std::span<const Datatype> datatypes() noexcept {
+  return datatype_table;
+}
+
 NameTable category_names() noexcept {
-  return tables::categories;
+  return category_names_table;
 }
 
 NameTable datatype_names() noexcept {
-  return tables::datatypes;
+  return datatype_names_table;
 }
 
 NameTable component_names(unsigned category) noexcept {
@@ -23,8 +43,8 @@ NameTable event_names(unsigned category, unsigned component) noexcept {
   return event_table(category, component);
 }
 
-NameTable subtype_names(unsigned component) noexcept {
-  return subtype_table(component);
+NameTable subtype_names(unsigned category, unsigned component) noexcept {
+  return subtype_table(category, component);
 }
 
 std::string_view name_of(NameTable table, std::uint32_t id, DecimalText& storage) noexcept {

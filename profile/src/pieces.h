@@ -54,8 +54,12 @@ constexpr Piece<Size> make_piece(const Frame& frame, std::string_view name) {
   return piece;
 }
 
+// A list of name tables, each with its number in a PieceSet: 1 + its place here. Number 0 is that of no table.
+template <std::size_t Count>
+using NameTables = std::array<NameTable, Count>;
+
 // The pieces of several name tables. Pieces 0 to 255 are the plain numbers, shared by all tables; `places` finds the
-// piece of an id in a table. Table 0 is the empty one.
+// piece of an id in a table.
 template <std::size_t Size, std::size_t Tables, std::size_t Names>
 struct PieceSet {
   Piece<Size> pieces[256 + Names];
@@ -66,17 +70,14 @@ struct PieceSet {
   constexpr std::size_t longest() const {
     std::size_t length = 0;
     for (const Piece<Size>& piece : pieces) {
-      length = piece.length > length ? piece.length : length;
+      length = std::max<std::size_t>(length, piece.length);
     }
     return length;
   }
 };
 
 template <std::size_t Count>
-using Tables = std::array<NameTable, Count>;
-
-template <std::size_t Count>
-constexpr std::size_t count_names(const Tables<Count>& tables) {
+constexpr std::size_t count_names(const NameTables<Count>& tables) {
   std::size_t names = 0;
   for (const NameTable& table : tables) {
     names += table.size();
@@ -84,8 +85,26 @@ constexpr std::size_t count_names(const Tables<Count>& tables) {
   return names;
 }
 
+// Ids are bytes. Names go into JSON and CSV as they are.
+template <std::size_t Count>
+constexpr bool are_sound(const NameTables<Count>& tables) {
+  const auto is_plain = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+  };
+  for (const NameTable& table : tables) {
+    for (const NameRow& row : table) {
+      const std::string_view name = row.name;
+      if (row.id > 255 || name.empty() || !std::all_of(name.begin(), name.end(), is_plain)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// A name too long for its piece does not compile.
 template <std::size_t Size, std::size_t Names, std::size_t Count>
-constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const Tables<Count>& tables) {
+constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const NameTables<Count>& tables) {
   PieceSet<Size, Count, Names> set{};
   for (std::size_t id = 0; id < 256; ++id) {
     const ByteDigits number = spell_byte(static_cast<unsigned>(id));
@@ -99,7 +118,7 @@ constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const Tab
     auto& places = set.places[table + 1];
     for (const NameRow& row : tables[table]) {
       set.pieces[next] = make_piece<Size>(frame, row.name);
-      if (row.id < 256 && places[row.id] == row.id) { // not yet named: the first match wins
+      if (places[row.id] == row.id) { // not yet named: the first match wins
         places[row.id] = static_cast<std::uint16_t>(next);
       }
       ++next;
@@ -108,90 +127,110 @@ constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const Tab
   return set;
 }
 
-// 1 + the place of a table among `tables`, 0 for an empty one.
-template <std::size_t Count>
-constexpr std::uint8_t number_of(const Tables<Count>& tables, const NameTable& wanted) {
-  for (std::size_t i = 0; i < Count; ++i) {
-    if (!wanted.empty() && tables[i].data() == wanted.data()) {
-      return static_cast<std::uint8_t>(i + 1);
-    }
+// The tables of one column of the category table, in the order of the rows; `Column` gives a row's list.
+template <class Column>
+constexpr std::size_t count_tables(Column column, unsigned categories = category_id::count) {
+  std::size_t count = 0;
+  for (unsigned id = 0; id < categories; ++id) {
+    count += column(category_table[id]).size();
   }
-  return 0;
+  return count;
 }
 
-// The four names of a head. The key of the field that follows rides along with the last one.
+template <class Column>
+constexpr auto tables_in(Column column) {
+  NameTables<count_tables(Column())> tables;
+  std::size_t next = 0;
+  for (const Category& category : category_table) {
+    for (const ComponentNames& names : column(category)) {
+      tables[next++] = table_of(names.names);
+    }
+  }
+  return tables;
+}
+
+inline constexpr auto events_column = [](const Category& category) -> auto& {
+  return category.events;
+};
+inline constexpr auto subtypes_column = [](const Category& category) -> auto& {
+  return category.subtypes;
+};
+
+inline constexpr auto category_tables = NameTables<1>{category_names_table};
+inline constexpr auto datatype_tables = NameTables<1>{datatype_names_table};
+inline constexpr auto component_tables = [] {
+  NameTables<category_id::count> tables;
+  for (unsigned id = 0; id < tables.size(); ++id) {
+    tables[id] = component_table(id);
+  }
+  return tables;
+}();
+inline constexpr auto event_tables = tables_in(events_column);
+inline constexpr auto subtype_tables = tables_in(subtypes_column);
+static_assert(are_sound(category_tables) && are_sound(datatype_tables) && are_sound(component_tables) &&
+              are_sound(event_tables) && are_sound(subtype_tables));
+
+// The four names of a head. The key of the field that follows comes with the last one.
 inline constexpr Frame category_frame = {"{  'category':", 8, ","};
 inline constexpr Frame component_frame = {" 'component':", 8, ","};
 inline constexpr Frame event_frame = {" 'event':", 12, ","};
 inline constexpr Frame datatype_frame = {" 'type':", 12, ", 'timestamp':"};
+// The name of a subtype, as its layout shows it.
+inline constexpr Frame subtype_frame = {"", layouts::subtype_width, ""};
 
-inline constexpr Tables<1> category_tables = {tables::categories};
 inline constexpr auto category_pieces = make_pieces<32, count_names(category_tables)>(category_frame, category_tables);
-
-inline constexpr Tables<9> component_tables = {
-    tables::execution_components, tables::trace_components,   tables::sensor_components,
-    tables::lantor_components,    tables::corvane_components, tables::interrupt_components,
-    tables::uart_components,      tables::zorb_components,    tables::scm_components,
-};
 inline constexpr auto component_pieces =
     make_pieces<32, count_names(component_tables)>(component_frame, component_tables);
-
-inline constexpr Tables<12> event_tables = {
-    tables::scheduler_events,   tables::function_events, tables::workloop_events, tables::command_events,
-    tables::extfunction_events, tables::sensor_events,   tables::lantor_events,   tables::corvane_events,
-    tables::interrupt_events,   tables::uart_events,     tables::zorb_events,     tables::zorb_checkpoints,
-};
 inline constexpr auto event_pieces = make_pieces<48, count_names(event_tables)>(event_frame, event_tables);
-
-inline constexpr Tables<1> datatype_tables = {tables::datatypes};
 inline constexpr auto datatype_pieces = make_pieces<48, count_names(datatype_tables)>(datatype_frame, datatype_tables);
+inline constexpr auto subtype_pieces = make_pieces<32, count_names(subtype_tables)>(subtype_frame, subtype_tables);
 
-// The names of actions, as their layout shows them.
-inline constexpr Frame action_frame = {"", layouts::action_row.width, ""};
-
-inline constexpr Tables<2> action_tables = {tables::zorb_subtypes, tables::zorb_checkpoints};
-inline constexpr auto action_pieces = make_pieces<32, count_names(action_tables)>(action_frame, action_tables);
-static_assert(std::ranges::all_of(tables::zorb_subtypes, [](const NameRow& row) { return row.id < 256; }));
-static_assert(std::ranges::all_of(tables::zorb_checkpoints, [](const NameRow& row) { return row.id < 256; }));
-
-constexpr std::array<std::uint8_t, 256> make_action_table_numbers() {
-  std::array<std::uint8_t, 256> numbers{};
-  for (unsigned component = 0; component < numbers.size(); ++component) {
-    numbers[component] = number_of(action_tables, subtype_table(component));
-  }
-  return numbers;
-}
-inline constexpr std::array<std::uint8_t, 256> action_table_numbers = make_action_table_numbers();
-
-// Which tables name the ids of a category's records. Components from 7 on have the event table of component 7.
-struct TableNumbers {
-  std::uint8_t components;
-  std::uint8_t events[8];
-};
-inline constexpr std::size_t last_event_component = 7;
-
-constexpr std::array<TableNumbers, 256> make_table_numbers() {
-  std::array<TableNumbers, 256> numbers{};
-  for (unsigned id = 0; id < numbers.size(); ++id) {
-    numbers[id].components = number_of(component_tables, component_table(id));
-    for (unsigned component = 0; component <= last_event_component; ++component) {
-      numbers[id].events[component] = number_of(event_tables, event_table(id, component));
-    }
-  }
-  return numbers;
-}
-inline constexpr std::array<TableNumbers, 256> table_numbers = make_table_numbers();
-
-constexpr bool higher_components_share_events() {
-  for (unsigned id = 0; id <= category::count; ++id) {
-    for (unsigned component = last_event_component; component < 256; ++component) {
-      if (event_table(id, component).data() != event_table(id, last_event_component).data()) {
-        return false;
+// Greater than every component that a list names: all components from here on have the same tables.
+inline constexpr unsigned component_bound = [] {
+  unsigned bound = 0;
+  for (const Category& category : category_table) {
+    for (const auto* column : {&category.events, &category.subtypes}) {
+      for (const ComponentNames& names : *column) {
+        for (const std::uint8_t component : names.components) {
+          bound = std::max(bound, component + 1U);
+        }
       }
     }
   }
-  return true;
+  return bound;
+}();
+
+// The numbers of the tables that name the ids of a category's records.
+struct TableNumbers {
+  std::uint8_t components;
+  std::uint8_t events[component_bound + 1]; // by component
+  std::uint8_t subtypes[component_bound + 1];
+};
+
+// The index of a record's component in them.
+constexpr std::size_t component_index(const unsigned char* record) noexcept {
+  return std::min<std::size_t>(component(record), component_bound);
 }
-static_assert(higher_components_share_events());
+
+template <class Column>
+constexpr std::uint8_t table_number(Column column, unsigned category, unsigned component) {
+  const auto& lists = column(category_table[category]);
+  const std::size_t entry = applying_entry(lists, component);
+  return entry == lists.size() ? 0 : static_cast<std::uint8_t>(count_tables(column, category) + entry + 1);
+}
+
+// Categories without a row have no tables.
+inline constexpr std::array<TableNumbers, 256> table_numbers = [] {
+  static_assert(component_tables.size() < 256 && event_tables.size() < 256 && subtype_tables.size() < 256);
+  std::array<TableNumbers, 256> numbers{};
+  for (unsigned id = 0; id < category_id::count; ++id) {
+    numbers[id].components = static_cast<std::uint8_t>(id + 1);
+    for (unsigned component = 0; component <= component_bound; ++component) {
+      numbers[id].events[component] = table_number(events_column, id, component);
+      numbers[id].subtypes[component] = table_number(subtypes_column, id, component);
+    }
+  }
+  return numbers;
+}();
 
 } // namespace vel::profile

@@ -1,6 +1,8 @@
 // Text to records.
 #include "profile/read_line.h"
 
+#include "profile/record_view.h"
+
 #include <algorithm>
 #include <bit>
 #include <charconv>
@@ -11,7 +13,6 @@ namespace vel::profile {
 namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
-constexpr std::size_t record_size = sizeof(_VelProfileReport);
 constexpr std::size_t longest_dump = record_size * std::string_view("255,").size();
 
 static_assert(std::endian::native == std::endian::little, "the first character is in the lowest byte");

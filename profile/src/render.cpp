@@ -21,10 +21,10 @@ BulkRenderer::BulkRenderer(const TimePolicy& times, Framing framing) noexcept : 
 
 char* BulkRenderer::render_one(const unsigned char* record, char* p) noexcept {
   p = write_head(p, record);
-  p = write_payload(p, record, choose(record));
+  p = write_payload(p, record, category(record));
   p = write_tail(p, record);
   if (wall_) {
-    p = write_calendar(p, wall_->text(load<std::uint64_t>(record + 8)));
+    p = write_calendar(p, wall_->text(timestamp(record)));
   }
   std::memcpy(p, ending_, sizeof ending_);
   return p + ending_length_;

@@ -1,4 +1,5 @@
-// The engine against the naive rendering: to_string, the bulk path and the C interface give the same bytes.
+// The engine against the naive rendering: the registry, the decoders, the bulk path and the C interface give the same
+// bytes.
 #include "given_times.h"
 #include "profile/velprofile.h"
 #include "sample_records.h"
@@ -21,6 +22,10 @@ public:
     if (single != expected) {
       return testing::AssertionFailure() << "to_string:\n" << single << "\nnaive:\n" << expected;
     }
+    const std::string slots = decoder_of(record)->to_string(record.report());
+    if (slots != expected) {
+      return testing::AssertionFailure() << "through the virtual members:\n" << slots << "\nnaive:\n" << expected;
+    }
     const std::string_view bulk(block_.data(), renderer_.render(record.bytes, 1, block_.data()));
     if (bulk != expected) {
       return testing::AssertionFailure() << "bulk:\n" << bulk << "\nnaive:\n" << expected;
@@ -33,6 +38,11 @@ public:
   }
 
 private:
+  static profile_decoder* decoder_of(const Record& record) {
+    const unsigned category = record.report().category;
+    return category < KIPLogDecoder::_decoders.size() ? KIPLogDecoder::_decoders[category] : &KIPLogDecoder::_default;
+  }
+
   BulkRenderer renderer_{{}, Framing::none};
   std::vector<char> block_ = std::vector<char>(frame_capacity);
 };

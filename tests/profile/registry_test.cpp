@@ -210,13 +210,13 @@ TEST(NameTables, AreFoundBothWays) {
   EXPECT_EQ(vel::profile::id_of(vel::profile::component_names(9), "i2c_ctrl1"), 5U);
   EXPECT_EQ(vel::profile::id_of(vel::profile::component_names(8), "control"), std::nullopt);
   EXPECT_EQ(vel::profile::id_of(vel::profile::event_names(7, 3), "ckp_ARCReady"), 6U);
-  EXPECT_EQ(vel::profile::id_of(vel::profile::subtype_names(0), "DisabledToPreWarm"), 202U);
+  EXPECT_EQ(vel::profile::id_of(vel::profile::subtype_names(7, 0), "DisabledToPreWarm"), 202U);
 }
 
 TEST(NameTables, HaveTheirSizes) {
   EXPECT_EQ(vel::profile::category_names().size(), 10U);
   EXPECT_EQ(vel::profile::datatype_names().size(), 13U);
-  EXPECT_EQ(vel::profile::subtype_names(0).size(), 90U);
+  EXPECT_EQ(vel::profile::subtype_names(7, 0).size(), 90U);
   EXPECT_EQ(vel::profile::event_names(7, 0).size(), 8U);
   EXPECT_EQ(vel::profile::event_names(7, 3).size(), 8U);
   EXPECT_EQ(vel::profile::event_names(2, 0).size(), 13U);

@@ -1,7 +1,10 @@
 // The registry: which decoder reads which category.
 #pragma once
 
+#include "profile/category.h"
 #include "profile/profile_decoder.h"
+
+#include <array>
 
 // Static members only; all are initialised before any code runs, and none changes afterwards. [any thread]
 class KIPLogDecoder {
@@ -26,6 +29,6 @@ public:
   static scm_decoder _scm;
   static profile_decoder _default;
 
-  // By category. A null element stands for _default, though there is none.
-  static profile_decoder* _decoders[10];
+  // By category. _default takes the place of a null element; the array has none.
+  static std::array<profile_decoder*, vel::profile::category_id::count> _decoders;
 };

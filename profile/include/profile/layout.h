@@ -43,8 +43,8 @@ struct ShownLayouts {
   const Layout* items[2] = {};
   std::uint8_t count = 0;
 
-  const Layout* const* begin() const noexcept { return items; }
-  const Layout* const* end() const noexcept { return items + count; }
+  constexpr const Layout* const* begin() const noexcept { return items; }
+  constexpr const Layout* const* end() const noexcept { return items + count; }
 };
 
 // As the decoder of the record's category decides; `record` points at 48 bytes. [any thread]

@@ -21,7 +21,7 @@ NameTable category_names() noexcept;
 NameTable datatype_names() noexcept;
 NameTable component_names(unsigned category) noexcept;
 NameTable event_names(unsigned category, unsigned component) noexcept;
-NameTable subtype_names(unsigned component) noexcept; // ZORB actions, as shown under "trace"
+NameTable subtype_names(unsigned category, unsigned component) noexcept; // such as ZORB actions, shown under "trace"
 
 // Holds the digits of an id that has no name.
 struct DecimalText {

@@ -1,7 +1,8 @@
-// The decoder family: one class a category, each nothing but its dispatch table.
+// The decoder classes: the base, and one class for each category that has names. An object is only its dispatch table.
 #pragma once
 
 #include "profile/VelProfileReport.h"
+#include "profile/category.h"
 #include "profile/names.h"
 
 #include <sstream>
@@ -35,59 +36,46 @@ public:
   bool get_boot_time(unsigned long long& boot);
 };
 
-class execution_decoder : public profile_decoder {
+namespace vel::profile {
+
+// Appends a record's payload by the rules and with the names of a category, which need not be the record's. [any
+// thread]
+void append_payload(std::stringstream& out, const _VelProfileReport& report, unsigned category);
+
+} // namespace vel::profile
+
+// A decoder that reads one row of the category table, and nothing else.
+template <unsigned Category>
+class category_decoder : public profile_decoder {
 public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
+  std::string component_name(unsigned int component) override {
+    return name_in(vel::profile::component_names(Category), component);
+  }
+  std::string event_name(unsigned int component, unsigned int event) override {
+    return name_in(vel::profile::event_names(Category, component), event);
+  }
+  void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override {
+    vel::profile::append_payload(out, report, Category);
+  }
+
+protected:
+  std::string name_in(vel::profile::NameTable table, unsigned int id) {
+    return find_in_table(table.data(), static_cast<unsigned int>(table.size()), id);
+  }
 };
 
-class trace_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-};
+class execution_decoder : public category_decoder<vel::profile::category_id::execution> {};
+class trace_decoder : public category_decoder<vel::profile::category_id::trace> {};
+class sensor_decoder : public category_decoder<vel::profile::category_id::sensors> {};
+class lantor_decoder : public category_decoder<vel::profile::category_id::lantor> {};
+class corvane_decoder : public category_decoder<vel::profile::category_id::corvane> {};
+class interrupt_decoder : public category_decoder<vel::profile::category_id::interrupt> {};
+class uart_decoder : public category_decoder<vel::profile::category_id::uart> {};
+class scm_decoder : public category_decoder<vel::profile::category_id::scm> {};
 
-class sensor_decoder : public profile_decoder {
+// Names the latency component's actions through its own event_name, so that a subclass's checkpoints name them too.
+class zorb_decoder : public category_decoder<vel::profile::category_id::zorb> {
 public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-};
-
-class lantor_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-};
-
-class corvane_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-  void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override;
-};
-
-class interrupt_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-};
-
-class uart_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
-};
-
-class zorb_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
   void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override;
   std::string subtype_name(unsigned int component, unsigned int subtype);
-};
-
-class scm_decoder : public profile_decoder {
-public:
-  std::string component_name(unsigned int component) override;
-  std::string event_name(unsigned int component, unsigned int event) override;
 };
