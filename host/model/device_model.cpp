@@ -210,13 +210,14 @@ NamedServiceModel readNamedService(const formats::JsonNode& node, ReplyBudget& b
   return service;
 }
 
-constexpr std::int64_t least = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t leastInteger = std::numeric_limits<std::int64_t>::min();
+constexpr std::int64_t mostInteger = std::numeric_limits<std::int64_t>::max();
 
 TimeSyncModel readTimeSync(const formats::JsonNode& node) {
   node.allowKeys({"vel", "calendar"});
   node.requireKeys({"vel", "calendar"});
-  return {node.find("vel")->signedNumber(least, most), node.find("calendar")->signedNumber(least, most)};
+  return {node.find("vel")->signedNumber(leastInteger, mostInteger),
+          node.find("calendar")->signedNumber(leastInteger, mostInteger)};
 }
 
 DeviceModel readDocument(const formats::JsonNode& document) {
@@ -231,7 +232,7 @@ DeviceModel readDocument(const formats::JsonNode& document) {
     model.name = name->text(nameLimit);
   }
   if (const auto bootTime = document.find("boot-time")) {
-    model.bootTime = bootTime->signedNumber(least, most);
+    model.bootTime = bootTime->signedNumber(leastInteger, mostInteger);
   }
   if (const auto timeSync = document.find("time-sync")) {
     model.timeSync = readTimeSync(*timeSync);

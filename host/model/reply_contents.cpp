@@ -125,21 +125,21 @@ std::vector<formats::Bytes> readGrid(const formats::JsonNode& node) {
   return {encode(grid(Name), node)};
 }
 
-constexpr char statistics[] = "zorb-statistics";
-constexpr char location[] = "location";
-constexpr char intervals[] = "intervals";
-constexpr char matrix[] = "calibration-matrix";
-constexpr char offset[] = "calibration-offset";
-constexpr char orientation[] = "orientation-matrix";
+constexpr char statisticsName[] = "zorb-statistics";
+constexpr char locationName[] = "location";
+constexpr char intervalsName[] = "intervals";
+constexpr char matrixName[] = "calibration-matrix";
+constexpr char offsetName[] = "calibration-offset";
+constexpr char orientationName[] = "orientation-matrix";
 
-constexpr std::array all = {
-    ReplyContent{statistics, readRecord<statistics>},
+constexpr std::array allContents = {
+    ReplyContent{statisticsName, readRecord<statisticsName>},
     ReplyContent{"zorb-assets", readAssets},
-    ReplyContent{location, readRecord<location>},
-    ReplyContent{intervals, readRecord<intervals>},
-    ReplyContent{matrix, readGrid<matrix>},
-    ReplyContent{offset, readGrid<offset>},
-    ReplyContent{orientation, readGrid<orientation>},
+    ReplyContent{locationName, readRecord<locationName>},
+    ReplyContent{intervalsName, readRecord<intervalsName>},
+    ReplyContent{matrixName, readGrid<matrixName>},
+    ReplyContent{offsetName, readGrid<offsetName>},
+    ReplyContent{orientationName, readGrid<orientationName>},
     ReplyContent{"registers", readRegisters},
     ReplyContent{"text-stream", readStream},
     ReplyContent{"clients", readClients},
@@ -149,7 +149,7 @@ constexpr std::array all = {
 } // namespace
 
 std::span<const ReplyContent> replyContents() {
-  return all;
+  return allContents;
 }
 
 } // namespace vel::host

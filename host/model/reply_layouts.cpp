@@ -87,7 +87,7 @@ constexpr ReplyField analytics[] = {
     {"value", 3, 4, signedNumber},
 };
 
-constexpr ReplyLayout all[] = {
+constexpr ReplyLayout allLayouts[] = {
     {"zorb-statistics", 330, zorbStatistics},
     {"zorb-asset", 29, zorbAsset},
     {"location", 5, location},
@@ -110,7 +110,7 @@ constexpr bool inside(const ReplyLayout& layout) {
   }
   return true;
 }
-static_assert(std::all_of(std::begin(all), std::end(all), inside));
+static_assert(std::all_of(std::begin(allLayouts), std::end(allLayouts), inside));
 
 template <std::size_t Count, class Row>
 const Row& named(const Row (&rows)[Count], std::string_view name) {
@@ -129,11 +129,11 @@ void storeText(const ReplyField& field, const formats::JsonNode& value, std::spa
 } // namespace
 
 std::span<const ReplyLayout> replyLayouts() {
-  return all;
+  return allLayouts;
 }
 
 const ReplyLayout& replyLayout(std::string_view name) {
-  return named(all, name);
+  return named(allLayouts, name);
 }
 
 const Grid& grid(std::string_view name) {
