@@ -26,6 +26,13 @@ namespace {
 // The cost of a value: that of a dictionary member, the largest form.
 constexpr std::size_t valueCost = sizeof(Member);
 
+// The cost of text or data. More bytes than fit the object itself need an allocation.
+std::size_t costOf(std::size_t bytes) {
+  constexpr std::size_t inPlace = 15;
+  constexpr std::size_t allocation = 24;
+  return bytes <= inPlace ? bytes : bytes + allocation;
+}
+
 namespace Type {
 enum : unsigned {
   simple = 0x0,
@@ -62,7 +69,9 @@ private:
 
   void charge(std::size_t offset, std::size_t memory) {
     if (memory > memoryLeft_) {
-      source_.fail(offset, "the values take more than {} bytes of memory: objects are shared too often", memoryLimit_);
+      source_.fail(
+          offset, "the values take more than {} bytes of memory, as there are too many or objects are shared too often",
+          memoryLimit_);
     }
     memoryLeft_ -= memory;
   }
@@ -95,7 +104,7 @@ private:
       return uidValue(leaf(head, head.size + 1, head.size < 8));
     case Type::data: {
       const auto bytes = counted(head, 1, "data");
-      charge(offset, bytes.size());
+      charge(offset, costOf(bytes.size()));
       return {Bytes(bytes.begin(), bytes.end())};
     }
     case Type::textASCII:
@@ -163,8 +172,10 @@ private:
   std::string textOf(Head head) {
     const bool wide = head.type == Type::textUTF16;
     const auto bytes = counted(head, wide ? 2 : 1, "text");
-    charge(head.offset, wide ? bytes.size() / 2 * 3 : bytes.size());
+    const std::size_t length = wide ? lengthOfUTF16(bytes) : bytes.size();
+    charge(head.offset, costOf(length));
     std::string text;
+    text.reserve(length);
     if (const auto fault = wide ? appendUTF16(text, bytes) : appendASCII(text, bytes)) {
       source_.fail(head.body + fault->offset, "{}", fault->what);
     }
@@ -192,7 +203,7 @@ private:
   Value arrayOf(Head head) {
     const std::size_t width = layout_.referenceWidth;
     const std::size_t size = counted(head, width, head.type == Type::set ? "set" : "array").size();
-    charge(head.offset, size / width * valueCost);
+    charge(head.offset, size / width * sizeof(Value));
     Array values;
     values.reserve(size / width);
     for (std::size_t offset = head.body; offset < head.body + size; offset += width) {
@@ -247,10 +258,11 @@ private:
 
 std::size_t expansionLimit(std::size_t fileSize) {
   // A list that does not share whole subtrees stays below 128: a reference of one byte becomes a value of 72. Text that
-  // is used in many places is stored once in the file; the floor lets small files repeat it freely.
+  // is used in many places is stored once in the file; the floor lets small files repeat it freely. The ceiling keeps
+  // two trees, which a comparison needs, and a file that is being read within 256 MiB.
   constexpr std::size_t factor = 128;
   constexpr std::size_t least = std::size_t{16} << 20;
-  constexpr std::size_t most = std::size_t{512} << 20;
+  constexpr std::size_t most = std::size_t{80} << 20;
   return fileSize > most / factor ? most : std::max(fileSize * factor, least);
 }
 

@@ -117,6 +117,16 @@ std::optional<TextFault> appendASCII(std::string& out, std::span<const std::byte
   return std::nullopt;
 }
 
+std::size_t lengthOfUTF16(std::span<const std::byte> bytes) {
+  std::size_t length = 0;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const std::uint64_t unit = bigEndian(bytes.subspan(i, 2));
+    const bool half = unit >= 0xD800 && unit < 0xE000; // of a character of four bytes
+    length += unit < 0x80 ? 1 : unit < 0x800 || half ? 2 : 3;
+  }
+  return length;
+}
+
 std::optional<TextFault> appendUTF16(std::string& out, std::span<const std::byte> bytes) {
   const auto unitAt = [&](std::size_t i) { return static_cast<std::uint32_t>(bigEndian(bytes.subspan(i, 2))); };
   for (std::size_t i = 0; i < bytes.size(); i += 2) {

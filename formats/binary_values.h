@@ -35,5 +35,7 @@ struct TextFault {
 std::optional<TextFault> appendASCII(std::string& out, std::span<const std::byte> bytes);
 std::optional<TextFault> appendUTF16(std::string& out,
                                      std::span<const std::byte> bytes); // an even number of bytes, big-endian
+// How long that is as UTF-8, at most.
+std::size_t lengthOfUTF16(std::span<const std::byte> bytes);
 
 } // namespace vel::formats

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/stat.h>
 
 namespace vel::formats {
 
@@ -33,14 +34,23 @@ std::string readFile(const std::filesystem::path& path, std::size_t limit) {
   }
   std::FILE* const from = standardInput ? stdin : file.get();
 
+  const auto refuseLonger = [&](std::size_t size) {
+    if (size > limit) {
+      throw Error(fmt::format("{}: longer than the {} bytes that are allowed", name, limit));
+    }
+  };
   std::string content;
+  // Known before of a regular file. It may still change, so the size is no more than a hint.
+  struct stat status {};
+  if (!standardInput && fstat(fileno(from), &status) == 0 && S_ISREG(status.st_mode)) {
+    refuseLonger(static_cast<std::size_t>(status.st_size));
+    content.reserve(static_cast<std::size_t>(status.st_size));
+  }
   std::size_t read = 0;
   char block[16384];
   while ((read = std::fread(block, 1, sizeof block, from)) > 0) {
     content.append(block, read);
-    if (content.size() > limit) {
-      throw Error(fmt::format("{}: longer than the {} bytes that are allowed", name, limit));
-    }
+    refuseLonger(content.size());
   }
   if (std::ferror(from) != 0) {
     throw Error(fmt::format("{}: {}", name, std::strerror(errno)));

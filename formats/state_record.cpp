@@ -35,10 +35,6 @@ std::string textAt(std::span<const std::byte> bytes, std::size_t offset, std::si
 
 } // namespace
 
-std::span<const std::byte> StateRecord::data() const {
-  return std::span(bytes).subspan(recordHeaderSize);
-}
-
 StateRecord parseStateRecord(std::span<const std::byte> bytes) {
   if (bytes.size() < recordHeaderSize) {
     throw StateRecordError(
@@ -63,7 +59,6 @@ StateRecord parseStateRecord(std::span<const std::byte> bytes) {
   } catch (const PropertyListError& error) {
     throw StateRecordError(error.what());
   }
-  record.bytes.assign(bytes.begin(), bytes.end());
   return record;
 }
 

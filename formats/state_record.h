@@ -17,10 +17,6 @@ struct StateRecord {
   std::string decoderType;
   std::string title;
   Value value;
-  Bytes bytes; // the whole record
-
-  // The bytes of the property list.
-  std::span<const std::byte> data() const;
 };
 
 constexpr std::size_t recordHeaderSize = 200;

@@ -1,17 +1,18 @@
-// Binary property lists and state records from strangers: nothing outside the bytes is read, what is read can be shown
-// and searched, and equals itself.
+// Binary property lists and state records from strangers: nothing outside the bytes is read; what is read can be shown,
+// compared and searched in bounded room, and equals itself.
 
 #include <formats/binary_property_list.h>
 #include <formats/state_record.h>
-#include <velstat/diff/value_diff.h>
-#include <velstat/text/json_writer.h>
+#include <velstat/diff/result.h>
+#include <velstat/show/result.h>
+#include <velstat/text/escape.h>
 #include <velstat/text/tree.h>
-#include <velstat/text/value_path.h>
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 namespace {
 
@@ -26,29 +27,85 @@ void require(bool holds) {
   }
 }
 
-void use(const formats::Value& value) {
-  std::string text;
-  stat::appendTree(text, value, 0, stat::Style(false));
+const std::vector<stat::PathPattern> patterns = {stat::PathPattern("**/a*/?"), stat::PathPattern("[!0]/**/\\*")};
+const stat::Style plain(false);
 
-  std::string json;
-  stat::JsonWriter writer(json);
-  writer.value(value);
-  require(nlohmann::json::accept(json));
+// What a rendering gives; empty when it would take too many times the input.
+template <class Render>
+std::string rendered(std::size_t size, Render render) {
+  stat::Measure length(stat::mostExpansion * size);
+  try {
+    render(length);
+  } catch (const stat::TooLong&) {
+    return {};
+  }
+  stat::StringSink text;
+  render(text);
+  require(text.text().size() == length.length() && length.length() <= stat::mostExpansion * size);
+  return text.take();
+}
 
-  require(stat::compareValues(value, value).empty());
+template <class Render>
+void requireJson(std::size_t size, Render render) {
+  const std::string text = rendered(size, [&](stat::Sink& out) {
+    stat::JsonWriter json(out);
+    render(json);
+  });
+  require(text.empty() || nlohmann::json::accept(text));
+}
 
-  static const stat::PathPattern patterns[] = {stat::PathPattern("**/a*/?"), stat::PathPattern("[!0]/**/\\*")};
-  for (const stat::PathMatch& match : stat::findPaths(value, patterns).matches) {
-    // A path leads to the value that it was found at.
+// The most that the lines of a tree take: the margin, the column of keys, two blanks, the value.
+std::size_t mostText(const formats::Value& value, std::size_t indent) {
+  constexpr std::size_t key = 4 * stat::widestKey; // bytes
+  if (stat::isLeaf(value)) {
+    return stat::leafText(value).size() + indent + key + 3;
+  }
+  std::size_t most = indent + key + 1;
+  if (const auto* members = value.as<formats::Dictionary>()) {
+    for (const formats::Member& member : *members) {
+      most += mostText(member.value, indent + 2);
+    }
+  } else if (const auto* items = value.as<formats::Array>()) {
+    for (const formats::Value& item : *items) {
+      most += mostText(item, indent + 2);
+    }
+  }
+  return most;
+}
+
+void use(const formats::Value& value, std::size_t size) {
+  stat::Measure text(mostText(value, 0));
+  stat::appendTree(text, value, 0, plain);
+
+  const stat::ValueFile file{.name = "file", .size = size, .value = value};
+  rendered(size, [&](stat::Sink& out) { stat::showText(out, file, {}, plain); });
+  rendered(size, [&](stat::Sink& out) { stat::showText(out, file, patterns, plain); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, file, {}); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, file, patterns); });
+
+  require(!stat::isDifferent(file, file));
+  const stat::ValueFile empty{.name = "empty", .value = {formats::Dictionary()}};
+  const stat::RecordPair pair = stat::pairOf(file, empty);
+  rendered(size, [&](stat::Sink& out) { stat::diffText(out, pair, &file, &empty, plain); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::diffJson(json, pair, &file, &empty); });
+}
+
+// A path leads to the value that it was found at.
+void search(const formats::Value& value) {
+  stat::findPaths(value, patterns, [&](std::string_view path, const formats::Value& found) {
     std::string exact;
-    for (const char c : match.path) {
+    for (const char c : path) {
       exact += c == '*' || c == '?' || c == '[' ? "\\" : "";
       exact += c;
     }
     const stat::PathPattern pattern(exact);
-    const auto again = stat::findPaths(value, std::span(&pattern, 1));
-    require(again.matches.size() == 1 && again.matches[0].value == match.value);
-  }
+    std::size_t times = 0;
+    stat::findPaths(value, std::span(&pattern, 1), [&](std::string_view, const formats::Value& again) {
+      require(&again == &found);
+      ++times;
+    });
+    require(times == 1);
+  });
 }
 
 } // namespace
@@ -56,11 +113,13 @@ void use(const formats::Value& value) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto bytes = std::as_bytes(std::span(data, size));
   try {
-    use(formats::readBinaryPropertyList(bytes, 0, memory));
+    const formats::Value value = formats::readBinaryPropertyList(bytes, 0, memory);
+    use(value, size);
+    search(value);
   } catch (const formats::PropertyListError&) {
   }
   try {
-    require(formats::parseStateRecord(bytes).bytes.size() == size);
+    require(formats::parseStateRecord(bytes).dataSize == size - formats::recordHeaderSize);
   } catch (const formats::StateRecordError&) {
   }
   return 0;

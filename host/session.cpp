@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <malloc.h>
+#include <span>
 #include <utility>
 
 namespace vel::host {
@@ -31,8 +32,8 @@ bool isUnknown(const void* object) {
   return table != nullptr && table->QueryInterface != nullptr && table->AddRef != nullptr && table->Release != nullptr;
 }
 
-// The handler's record, from its allocation. Its size field must not exceed the allocation.
-formats::StateRecord readRecord(const os_state_data_s& data) {
+// The handler's record, in its allocation. Its size field must not exceed the allocation.
+std::span<const std::byte> bytesOf(const os_state_data_s& data) {
   const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
   const auto* bytes = reinterpret_cast<const std::byte*>(&data);
   if (allocated < formats::recordHeaderSize) {
@@ -43,7 +44,7 @@ formats::StateRecord readRecord(const os_state_data_s& data) {
     throw formats::StateRecordError(
         fmt::format("offset 4: data size {} in an allocation of {} bytes", data.dataSize, allocated));
   }
-  return formats::parseStateRecord({bytes, formats::recordHeaderSize + data.dataSize});
+  return {bytes, formats::recordHeaderSize + data.dataSize};
 }
 
 } // namespace
@@ -161,7 +162,8 @@ std::vector<CapturedRecord> Session::capture(std::uint32_t api, const std::strin
       continue;
     }
     try {
-      records.push_back({number, readRecord(*data)});
+      const auto bytes = bytesOf(*data);
+      records.push_back({number, formats::parseStateRecord(bytes), {bytes.begin(), bytes.end()}});
     } catch (const formats::StateRecordError& error) {
       refuse(fmt::format("state handler {} returned a bad record: {}", number, error.what()));
     }

@@ -21,6 +21,7 @@ namespace vel::host {
 struct CapturedRecord {
   std::size_t handler = 0;
   formats::StateRecord record;
+  formats::Bytes bytes; // the whole of it, header and property list
 };
 
 // The state handlers that one service added.

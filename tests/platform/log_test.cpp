@@ -220,6 +220,31 @@ TEST_F(Log, LineAsJSON_HasItsTime) {
   EXPECT_EQ(logLineJson({.time = -1}).substr(0, 38), R"({"time":"1969-12-31T23:59:59.999999Z",)");
 }
 
+TEST_F(Log, LineAsJSON_IsTheLine) {
+  std::string message;
+  for (char32_t c = 1; c < 0x800; ++c) {
+    message += c < 0x80 ? std::string(1, static_cast<char>(c))
+                        : std::string({static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F))});
+  }
+  message += "\u2027\u2028\u202E\u2066\u20AC\uFEFF\U000E0001\U0001F600";
+  const LogLine line{.subsystem = message, .category = message, .message = message};
+  const auto read = nlohmann::json::parse(logLineJson(line));
+  for (const char* name : {"subsystem", "category", "message"}) {
+    EXPECT_EQ(read[name], message) << name;
+  }
+}
+
+TEST_F(Log, LineAsJSON_DoesNotSteerATerminal) {
+  const LogLine line{
+      .message = "\x1B \x7F \u0080\u009F\u00A0 \u061C \u200E\u200F \u202A\u202E \u2066\u2069 \U000E0001 \u20AC"};
+  EXPECT_THAT(logLineJson(line), testing::EndsWith(R"(,"message":"\u001b \u007f \u0080\u009f)"
+                                                   "\u00A0"
+                                                   R"( \u061c \u200e\u200f \u202a\u202e )"
+                                                   R"(\u2066\u2069 \udb40\udc01 )"
+                                                   "\u20AC"
+                                                   R"("})"));
+}
+
 TEST_F(Log, Memory_KnowsWhenALineWasWritten) {
   using namespace std::chrono;
   const auto now = [] { return duration_cast<microseconds>(system_clock::now().time_since_epoch()).count(); };
@@ -234,13 +259,13 @@ TEST_F(Log, Stderr_ShowsALineWithoutItsLastNewline) {
   setLogToStderr(true);
   os_log(log_, "one\n");
   os_log_error(log_, "two\n\n");
-  os_log_fault(log_, "bell \a escape \x1B[31m tab \t bad \xFF good \xC3\xA9");
+  os_log_fault(log_, "bell \a escape \x1B[31m tab \t bad \xFF good \xC3\xA9 \u009B31m \u202E \u061C");
   setLogToStderr(false);
   os_log(log_, "not shown");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "default KIP:test: one\n"
                                                     "error KIP:test: two\n\n"
                                                     "fault KIP:test: bell \\x07 escape \\x1B[31m tab \t bad \\xFF "
-                                                    "good \xC3\xA9\n");
+                                                    "good \xC3\xA9 \\u{9B}31m \\u{202E} \\u{61C}\n");
 }
 
 TEST_F(Log, ManyThreads_LoseNoLine) {

@@ -26,7 +26,8 @@ void clearLog();
 // "default", "info", "debug", "error", "fault". [any thread]
 const char* logLevelName(os_log_type_t type);
 // A line as a JSON object without a newline. Keys: "time" (UTC, ISO 8601), "level", "subsystem", "category", "message".
-// A byte of a text that is not part of valid UTF-8 is written as \xNN (in JSON "\\xNN"). [any thread]
+// A byte of a text that is not part of valid UTF-8 is written as \xNN (in JSON "\\xNN"), what a terminal would act on
+// as \uNNNN. [any thread]
 std::string logLineJson(const LogLine& line);
 
 // Whether lines of a level are kept; info and debug are not unless asked for. Other types than the five never are.
@@ -43,8 +44,8 @@ void keepLogInMemory(bool keep);
 void setLogFile(const std::filesystem::path& path);
 // Why the file was given up, with its path; none while nothing is lost, and again after setLogFile.
 std::optional<std::string> logFileFailure();
-// "error KIP:TavikVELHIDStatistics: message" without the message's last newline. Control characters, except tabs and
-// newlines, and bytes that are not UTF-8 are written as \xNN, so that a message cannot steer a terminal.
+// "error KIP:TavikVELHIDStatistics: message" without the message's last newline. What a terminal would act on or not
+// show, except tabs and newlines, is written as \xNN or \u{NNNN}, bytes that are not UTF-8 as \xNN.
 void setLogToStderr(bool on);
 // The system journal, in the same form as on stderr. Does nothing on a machine without a journal.
 void setLogToJournal(bool on);

@@ -14,16 +14,16 @@ using formats::Dictionary;
 using formats::Value;
 
 host::CapturedRecord record(std::size_t handler, std::string title, Value value) {
-  host::CapturedRecord captured{handler, {}};
+  host::CapturedRecord captured{handler, {}, {}};
   captured.record.title = std::move(title);
   captured.record.value = std::move(value);
   return captured;
 }
 
 std::string folded(const std::vector<host::CapturedRecord>& records) {
-  std::string out;
+  StringSink out;
   appendRecordGroups(out, records, Style(false));
-  return out;
+  return out.take();
 }
 
 Value number(std::int64_t value) {

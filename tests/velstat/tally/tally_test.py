@@ -132,7 +132,8 @@ red\\x1B[31m\\n\\u{202E}      1  2023-11-15 03:43:20  2023-11-15 03:43:20
                          ["scalar", "test", "distribution", "button.click.time", "prox.time"])
 
     ODD_KEYS = ["", "a.b", "a_b", "a-b", "a b", "5a", "Größe", 'quote"', "back\\slash", "new\nline", "brace}", "a # b",
-                "x=\"1\",y", "x.count", "x", "x_sum", "{", "le", "\r", "#", "# EOF"]
+                "x=\"1\",y", "x.count", "x", "x_sum", "{", "le", "#", "# EOF", "tab\t", "\r", "\\x0D", "\u202e"]
+    ESCAPED = {"\r": "\\x0D", "\u202e": "\\u{202E}"}
 
     def test_openmetrics_is_read_by_another_parser(self):
         commands = [("time", START)]
@@ -146,27 +147,28 @@ red\\x1B[31m\\n\\u{202E}      1  2023-11-15 03:43:20  2023-11-15 03:43:20
             self.assertEqual(family.type, "gauge")
             self.assertNotEqual(family.documentation, "")
             for sample in family.samples:
-                place = (sample.name, sample.labels["key"], sample.labels.get("quantile"))
+                place = (sample.name, sample.labels["key"], sample.labels.get("escaped"), sample.labels.get("quantile"))
                 self.assertNotIn(place, found)
                 found[place] = sample.value
 
         names = {"": "_", "a.b": "a_b", "a_b": "a_b", "a-b": "a_b", "a b": "a_b", "5a": "_5a", "Größe": "Gr__e",
                  'quote"': "quote_", "back\\slash": "back_slash", "new\nline": "new_line", "brace}": "brace_",
-                 "a # b": "a___b", "x=\"1\",y": "x__1__y", "x.count": "x_count", "{": "_", "\r": "_", "#": "_",
-                 "# EOF": "__EOF"}
-        expected = {("cleared_count", "cleared", None): 0, ("big", "big", None): 2**63 - 1}
+                 "a # b": "a___b", "x=\"1\",y": "x__1__y", "x.count": "x_count", "{": "_", "#": "_", "# EOF": "__EOF",
+                 "tab\t": "tab_", "\r": "_", "\\x0D": "_x0D", "\u202e": "_"}
+        expected = {("cleared_count", "cleared", None, None): 0, ("big", "big", None, None): 2**63 - 1}
         for i, key in enumerate(self.ODD_KEYS):
             name = names.get(key, key)
             samples = sorted([-0.5] * i + [i + 0.25] * 3)
             mean = sum(samples) / len(samples)
             deviation = math.sqrt(sum((s - mean) ** 2 for s in samples) / len(samples))
-            expected |= {(name, key, None): 10 - i, (name + "_count", key, None): len(samples),
-                         (name + "_sum", key, None): sum(samples), (name + "_min", key, None): samples[0],
-                         (name + "_max", key, None): samples[-1], (name + "_mean", key, None): mean,
-                         (name + "_stddev", key, None): deviation}
+            label = (self.ESCAPED.get(key, key), "true" if key in self.ESCAPED else None)
+            expected |= {(name, *label, None): 10 - i, (name + "_count", *label, None): len(samples),
+                         (name + "_sum", *label, None): sum(samples), (name + "_min", *label, None): samples[0],
+                         (name + "_max", *label, None): samples[-1], (name + "_mean", *label, None): mean,
+                         (name + "_stddev", *label, None): deviation}
             for percent in (50, 90, 99):
                 rank = -(-len(samples) * percent // 100)
-                expected[name, key, str(percent / 100)] = samples[rank - 1]
+                expected[name, *label, str(percent / 100)] = samples[rank - 1]
         self.assertEqual(found.keys(), expected.keys())
         for place, value in expected.items():
             self.assertAlmostEqual(found[place], value, delta=abs(value) * 1e-12, msg=place)

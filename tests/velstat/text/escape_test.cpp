@@ -5,7 +5,7 @@
 
 namespace {
 
-using vel::stat::escape;
+using namespace vel::stat;
 
 struct EscapeCase {
   const char* name;
@@ -44,9 +44,47 @@ const EscapeCase escapeCases[] = {
     {"Surrogate", "\xED\xA0\x80", "\\xED\\xA0\\x80"},
     {"BeyondUnicode", "\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80"},
     {"NoSuchLead", "\xFF", "\\xFF"},
+    {"ArabicLetterMark", "\u061C", "\\u{61C}"},
+    {"LeftToRightMark", "\u200E\u200F", "\\u{200E}\\u{200F}"},
+    {"Isolates", "\u2066\u2069", "\\u{2066}\\u{2069}"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Table, Escape, testing::ValuesIn(escapeCases),
+                         [](const auto& info) { return info.param.name; });
+
+struct KeyCase {
+  const char* name;
+  std::string key;
+  std::string shown;
+};
+
+class EscapeKey : public testing::TestWithParam<KeyCase> {};
+
+TEST_P(EscapeKey, TakesNoMoreThanSoManyColumns) {
+  EXPECT_EQ(escapeKey(GetParam().key), GetParam().shown);
+  EXPECT_LE(columns(escapeKey(GetParam().key)), widestKey);
+}
+
+std::string times(std::size_t count, std::string_view text) {
+  std::string out;
+  for (std::size_t i = 0; i < count; ++i) {
+    out += text;
+  }
+  return out;
+}
+
+const KeyCase keyCases[] = {
+    {"Short", "key\n", "key\\n"},
+    {"AsWideAsAllowed", times(80, "k"), times(80, "k")},
+    {"OneWider", times(80, "k") + "l", times(40, "k") + "…" + times(19, "k") + "l (81 bytes)"},
+    {"AsWideInCharactersOfFourBytes", times(80, "\U0001F600"), times(80, "\U0001F600")},
+    {"CharactersStayWhole", times(100, "\u20AC"), times(40, "\u20AC") + "…" + times(20, "\u20AC") + " (300 bytes)"},
+    {"EscapesStayWhole", times(30, "\u202E"), times(5, "\\u{202E}") + "…" + times(2, "\\u{202E}") + " (90 bytes)"},
+    {"NoUTF8", times(200, "\x80"), times(10, "\\x80") + "…" + times(5, "\\x80") + " (200 bytes)"},
+    {"VeryLong", times(300'000, "k"), times(40, "k") + "…" + times(20, "k") + " (300000 bytes)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Table, EscapeKey, testing::ValuesIn(keyCases),
                          [](const auto& info) { return info.param.name; });
 
 } // namespace

@@ -12,9 +12,9 @@ using namespace vel::formats;
 using namespace vel::stat;
 
 std::string write(const Value& value, JsonWriter::Form form = JsonWriter::Form::oneLine) {
-  std::string out;
+  StringSink out;
   JsonWriter(out, form).value(value);
-  return out;
+  return out.take();
 }
 
 TEST(JsonWriter, EachType) {
@@ -36,6 +36,13 @@ TEST(JsonWriter, NumbersThatJSONLacks_AreNull) {
 TEST(JsonWriter, TextIsEscaped) {
   EXPECT_EQ(write({std::string("\"\\/\n\t\x01\x7F\xC3\xA9", 9)}), "\"\\\"\\\\/\\n\\u0009\\u0001\\u007f\xC3\xA9\"");
   EXPECT_EQ(write({std::string("a\0b", 3)}), "\"a\\u0000b\"");
+}
+
+TEST(JsonWriter, WhatATerminalWouldActOn_IsWrittenAsItsNumber) {
+  EXPECT_EQ(write({std::string("\u0080\u009F\u061C\u200E\u200F\u202A\u202E\u2066\u2069\uFEFF\U000E0001")}),
+            R"("\u0080\u009f\u061c\u200e\u200f\u202a\u202e\u2066\u2069\ufeff\udb40\udc01")");
+  EXPECT_EQ(write({Dictionary{{"\u009B", {true}}}}), R"({"\u009b": true})");
+  EXPECT_EQ(write({std::string("\u00A0\u20AC\U0001F600")}), "\"\u00A0\u20AC\U0001F600\"");
 }
 
 TEST(JsonWriter, BytesThatAreNotUTF8_AreReplaced) {

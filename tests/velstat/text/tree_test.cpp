@@ -9,9 +9,9 @@ using namespace vel::formats;
 using namespace vel::stat;
 
 std::string tree(const Value& value, bool colour = false) {
-  std::string out;
+  StringSink out;
   appendTree(out, value, 2, Style(colour));
-  return out;
+  return out.take();
 }
 
 TEST(Tree, KeysOfOneDictionaryAreAligned) {
@@ -24,6 +24,12 @@ TEST(Tree, KeysOfOneDictionaryAreAligned) {
             "  a very long key of a dictionary\n"
             "    in  true\n"
             "  e\xCC\x81      1.5\n");
+}
+
+TEST(Tree, LongKeysAreCut_AndWidenTheColumnNoFurther) {
+  const std::string text = tree({Dictionary{{std::string(300'000, 'k'), {true}}, {"a", {false}}}});
+  const std::string longKey = std::string(40, 'k') + "…" + std::string(20, 'k') + " (300000 bytes)";
+  EXPECT_EQ(text, "  " + longKey + "  true\n" + "  a" + std::string(75, ' ') + "  false\n");
 }
 
 TEST(Tree, ArraysCountTheirItems) {

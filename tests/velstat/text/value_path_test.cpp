@@ -22,13 +22,11 @@ Value tree() {
 std::vector<std::string> pathsOf(const std::vector<std::string>& patterns, std::vector<bool>* found = nullptr) {
   const std::vector<PathPattern> list(patterns.begin(), patterns.end());
   const Value value = tree();
-  const PathMatches result = findPaths(value, list);
-  if (found != nullptr) {
-    *found = result.found;
-  }
   std::vector<std::string> paths;
-  for (const PathMatch& match : result.matches) {
-    paths.push_back(match.path);
+  const std::vector<bool> result =
+      findPaths(value, list, [&](std::string_view path, const Value&) { paths.emplace_back(path); });
+  if (found != nullptr) {
+    *found = result;
   }
   return paths;
 }
@@ -47,7 +45,13 @@ TEST(Paths, SlashesInKeysAreEscaped) {
   EXPECT_THAT(pathsOf({"x\\/y/\\*"}), ElementsAre("x\\/y/*"));
   EXPECT_THAT(pathsOf({"x\\/y/"}), ElementsAre("x\\/y/"));
   EXPECT_THAT(pathsOf({"x/y"}), IsEmpty());
-  EXPECT_EQ(joinPath({"a/b", "c\\", "d"}), "a\\/b/c\\\\/d");
+  ValuePath path;
+  for (const char* key : {"a/b", "c\\", "d"}) {
+    path.push(key);
+  }
+  EXPECT_EQ(path.text(), "a\\/b/c\\\\/d");
+  path.pop();
+  EXPECT_EQ(path.text(), "a\\/b/c\\\\");
 }
 
 TEST(Paths, GlobsStayInTheirSegment) {

@@ -91,9 +91,13 @@ int run(const CaptureOptions& options) {
     writeCapture(result, folder->path());
     folder->moveToWanted();
   }
-  writeStandardOutput(options.format == "json"
-                          ? captureJson(result)
-                          : captureText(result, options.all ? Detail::all : Detail::folded, Style::ofStandardOutput()));
+  StandardOutput out;
+  if (options.format == "json") {
+    captureJson(out, result);
+  } else {
+    captureText(out, result, options.all ? Detail::all : Detail::folded, Style::ofStandardOutput());
+  }
+  out.flush();
   return 0;
 }
 

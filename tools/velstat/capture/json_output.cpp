@@ -49,8 +49,7 @@ void writeRecords(JsonWriter& json, const CaptureResult& result) {
 
 } // namespace
 
-std::string captureJson(const CaptureResult& result) {
-  std::string out;
+void captureJson(Sink& out, const CaptureResult& result) {
   JsonWriter json(out);
   json.beginObject();
   json.member("device", result.device);
@@ -72,9 +71,9 @@ std::string captureJson(const CaptureResult& result) {
   }
   json.endArray();
   json.key("metrics");
-  writeTally(json, result.metrics);
+  tallyJson(json, result.metrics);
   json.endObject();
-  return out + '\n';
+  out += '\n';
 }
 
 } // namespace vel::stat

@@ -40,7 +40,7 @@ std::string safeName(std::string_view title) {
 
 // What is in the folder, and where it came from.
 std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
-  std::string out;
+  StringSink out;
   JsonWriter json(out);
   json.beginObject();
   json.member("version", result.version);
@@ -57,7 +57,7 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
     json.member("title", captured.record.title);
     json.member("handler", captured.handler);
     json.member("file", recordNames[i] + ".state");
-    json.member("size", captured.record.bytes.size());
+    json.member("size", captured.bytes.size());
     json.member("property list", recordNames[i] + ".plist");
     json.member("property list size", captured.record.dataSize);
     json.endObject();
@@ -74,7 +74,8 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
   json.member("metrics", result.metrics.size());
   json.endObject();
   json.endObject();
-  return out + '\n';
+  out += '\n';
+  return out.take();
 }
 
 } // namespace
@@ -83,8 +84,8 @@ void writeCapture(const CaptureResult& result, const fs::path& folder) {
   std::vector<std::string> names;
   for (const host::CapturedRecord& captured : result.records) {
     names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
-    writeFile(folder / (names.back() + ".state"), captured.record.bytes);
-    writeFile(folder / (names.back() + ".plist"), captured.record.data());
+    writeFile(folder / (names.back() + ".state"), captured.bytes);
+    writeFile(folder / (names.back() + ".plist"), std::span(captured.bytes).subspan(formats::recordHeaderSize));
   }
   std::string log;
   for (const control::LogLine& line : result.log) {

@@ -55,8 +55,7 @@ std::size_t tableLength(const Dictionary& dictionary, std::size_t begin) {
   return end - begin;
 }
 
-void appendMemberTable(std::string& out, std::span<const formats::Member> members, std::size_t indent,
-                       const Style& style) {
+void appendMemberTable(Sink& out, std::span<const formats::Member> members, std::size_t indent, const Style& style) {
   Cells cells(1);
   cells[0].emplace_back();
   for (const formats::Member& column : *members.front().value.as<Dictionary>()) {
@@ -72,7 +71,7 @@ void appendMemberTable(std::string& out, std::span<const formats::Member> member
 }
 
 // As a tree, but neighbours of the same keys as a table, and of many leaves the first.
-void appendFolded(std::string& out, const Dictionary& dictionary, std::size_t indent, const Style& style) {
+void appendFolded(Sink& out, const Dictionary& dictionary, std::size_t indent, const Style& style) {
   Dictionary leaves;
   for (const formats::Member& member : dictionary) {
     if (isLeaf(member.value)) {
@@ -97,7 +96,7 @@ void appendFolded(std::string& out, const Dictionary& dictionary, std::size_t in
       continue;
     }
     if (!isLeaf(member.value)) {
-      out += std::string(indent, ' ') + escape(member.key) + '\n';
+      out += std::string(indent, ' ') + escapeKey(member.key) + '\n';
       if (const auto* inner = member.value.as<Dictionary>()) {
         appendFolded(out, *inner, indent + 2, style);
       } else {
@@ -152,7 +151,7 @@ std::string handlersText(const Group& group) {
   return fmt::format("{} of state handlers {} to {}", group.records.size(), first, last);
 }
 
-void appendLines(std::string& out, const Group& group, const Style& style) {
+void appendLines(Sink& out, const Group& group, const Style& style) {
   std::vector<std::string_view> lines;
   for (const host::CapturedRecord* captured : group.records) {
     for (const Value& item : *captured->record.value.as<formats::Array>()) {
@@ -185,7 +184,7 @@ std::size_t lineCount(const Group& group) {
 
 } // namespace
 
-void appendRecords(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
+void appendRecords(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
   for (const host::CapturedRecord& captured : records) {
     out += "\n  " + style.bold(escape(captured.record.title)) +
            style.dim(
@@ -195,7 +194,7 @@ void appendRecords(std::string& out, const std::vector<host::CapturedRecord>& re
   }
 }
 
-void appendRecordGroups(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
+void appendRecordGroups(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style) {
   for (const Group& group : group(records)) {
     const formats::StateRecord& first = group.records.front()->record;
     const bool isArray = first.value.as<formats::Array>() != nullptr;
@@ -204,7 +203,7 @@ void appendRecordGroups(std::string& out, const std::vector<host::CapturedRecord
       note += fmt::format(", {}", countText(lineCount(group), "line"));
     }
     out += "\n  " + style.bold(escape(first.title));
-    out += group.records.size() == 1 ? "" : fmt::format(" and {} more like it", group.records.size() - 1);
+    out += group.records.size() == 1 ? std::string() : fmt::format(" and {} more like it", group.records.size() - 1);
     out += style.dim("  " + note) + '\n';
     const auto* dictionary = first.value.as<Dictionary>();
     if (isArray) {

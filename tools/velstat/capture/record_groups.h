@@ -2,13 +2,12 @@
 #pragma once
 
 #include <velstat/capture/result.h>
-
-#include <string>
+#include <velstat/text/sink.h>
 
 namespace vel::stat {
 
 // Appends them to `out`, each entry behind an empty line.
-void appendRecords(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style);
-void appendRecordGroups(std::string& out, const std::vector<host::CapturedRecord>& records, const Style& style);
+void appendRecords(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style);
+void appendRecordGroups(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style);
 
 } // namespace vel::stat

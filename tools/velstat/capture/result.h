@@ -6,6 +6,7 @@
 #include <host/machine.h>
 #include <host/session.h>
 #include <velstat/text/output.h>
+#include <velstat/text/sink.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -40,8 +41,8 @@ struct CaptureResult {
 // Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
 enum class Detail { folded, all };
 
-std::string captureText(const CaptureResult& result, Detail detail, const Style& style);
-std::string captureJson(const CaptureResult& result);
+void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style);
+void captureJson(Sink& out, const CaptureResult& result);
 
 // The name of the store in the folder.
 constexpr const char* tallyFileName = "tally.sqlite";

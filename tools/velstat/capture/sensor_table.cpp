@@ -36,7 +36,7 @@ std::string cellOf(const formats::Dictionary& dictionary, std::string_view colum
 
 } // namespace
 
-bool appendSensors(std::string& out, const std::vector<const host::CapturedRecord*>& records, const Style& style) {
+bool appendSensors(Sink& out, const std::vector<const host::CapturedRecord*>& records, const Style& style) {
   Cells cells(1);
   for (const std::string_view column : sensorColumns) {
     cells[0].emplace_back(column.substr(0, column.find('*')));

@@ -3,14 +3,14 @@
 
 #include <host/session.h>
 #include <velstat/text/output.h>
+#include <velstat/text/sink.h>
 
-#include <string>
 #include <vector>
 
 namespace vel::stat {
 
 // Appends the table, or nothing and answers false: for records that are no dictionaries, or have none of the members
 // that it tells.
-bool appendSensors(std::string& out, const std::vector<const host::CapturedRecord*>& records, const Style& style);
+bool appendSensors(Sink& out, const std::vector<const host::CapturedRecord*>& records, const Style& style);
 
 } // namespace vel::stat

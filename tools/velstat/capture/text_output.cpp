@@ -44,7 +44,7 @@ std::string outcome(const CapturedService& service) {
   return text;
 }
 
-void appendServices(std::string& out, const CaptureResult& result, const Style& style) {
+void appendServices(Sink& out, const CaptureResult& result, const Style& style) {
   out += style.bold("Services") + '\n';
   std::size_t nameWidth = 0;
   std::size_t usagesWidth = 0;
@@ -93,7 +93,7 @@ std::vector<RepeatedLine> fold(const std::vector<control::LogLine>& log) {
 constexpr std::array levels = {OS_LOG_TYPE_FAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO,
                                OS_LOG_TYPE_DEBUG};
 
-void appendLog(std::string& out, const CaptureResult& result, Detail detail, const Style& style) {
+void appendLog(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
   out += style.bold("Log") + fmt::format(": {}\n", countText(result.log.size(), "line"));
   const std::vector<RepeatedLine> folded = fold(result.log);
   for (const os_log_type_t level : levels) {
@@ -110,8 +110,8 @@ void appendLog(std::string& out, const CaptureResult& result, Detail detail, con
       ++shown;
       const std::string name = fmt::format("{:7}", control::logLevelName(level));
       const bool severe = level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT;
-      out += fmt::format("  {}  {}", severe ? style.red(name) : name, escape(trimmed(line->message)));
-      out += times == 1 ? "\n" : style.dim(fmt::format(" × {}", times)) + '\n';
+      out += fmt::format("  {}  {}", severe ? style.red()(name) : name, escape(trimmed(line->message)));
+      out += times == 1 ? std::string("\n") : style.dim(fmt::format(" × {}", times)) + '\n';
     }
     if (hidden > 0) {
       out += "           " + style.dim(fmt::format("… {} more (--all)", hidden)) + '\n';
@@ -119,26 +119,18 @@ void appendLog(std::string& out, const CaptureResult& result, Detail detail, con
   }
 }
 
-void appendMetrics(std::string& out, const CaptureResult& result, const Style& style) {
+void appendMetrics(Sink& out, const CaptureResult& result, const Style& style) {
   out += style.bold("Metrics") + fmt::format(": {}\n", countText(result.metrics.size(), "key"));
   if (!result.metrics.empty()) {
-    // Behind the margin that everything here has.
-    const std::string table = tallyTable(result.metrics, style, TallyTimes::hidden);
-    for (std::size_t begin = 0; begin < table.size();) {
-      const std::size_t end = table.find('\n', begin) + 1;
-      out += end - begin == 1 ? "" : "  ";
-      out += table.substr(begin, end - begin);
-      begin = end;
-    }
+    tallyTable(out, result.metrics, style, 2, TallyTimes::hidden);
   }
 }
 
 } // namespace
 
-std::string captureText(const CaptureResult& result, Detail detail, const Style& style) {
-  std::string out =
-      fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
-                  escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
+void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
+  out += fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
+                     escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
   appendServices(out, result, style);
   out += '\n' + style.bold("Records") +
          fmt::format(": {} from {}\n", result.records.size(), countText(result.handlers, "state handler"));
@@ -147,7 +139,6 @@ std::string captureText(const CaptureResult& result, Detail detail, const Style&
   appendLog(out, result, detail, style);
   out += '\n';
   appendMetrics(out, result, style);
-  return out;
 }
 
 } // namespace vel::stat

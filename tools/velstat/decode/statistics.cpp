@@ -132,7 +132,7 @@ std::string Statistics::asText() const {
 }
 
 std::string Statistics::asJson() const {
-  std::string out;
+  StringSink out;
   JsonWriter json(out, JsonWriter::Form::oneLine);
   json.beginObject();
   json.member("read", read_);
@@ -175,7 +175,7 @@ std::string Statistics::asJson() const {
   }
   json.endObject();
   out += '\n';
-  return out;
+  return out.take();
 }
 
 } // namespace vel::stat

@@ -2,6 +2,7 @@
 #include "velstat/diff/capture_folder.h"
 
 #include <velstat/text/error.h>
+#include <velstat/text/value_file.h>
 
 #include <fmt/format.h>
 
@@ -55,9 +56,9 @@ CaptureFolder readCaptureFolder(const fs::path& folder) {
   std::map<std::string, std::size_t> occurrences;
   for (const fs::path& path : recordFiles(folder)) {
     try {
-      ValueFile file = readValueFile(path);
+      const ValueFile file = readValueFile(path);
       const std::string title = file.record ? file.record->title : path.filename().string();
-      capture.records.push_back({title, ++occurrences[title], std::move(file)});
+      capture.records.push_back({title, ++occurrences[title], path, file.record.has_value()});
     } catch (const formats::Error& error) {
       capture.troubles.emplace_back(error.what());
     }

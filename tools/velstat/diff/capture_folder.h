@@ -1,8 +1,6 @@
 // The records of a folder that `velstat capture --out` has written.
 #pragma once
 
-#include <velstat/text/value_file.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <string>
@@ -16,7 +14,8 @@ struct FolderRecord {
   std::string title;
   std::size_t occurrence = 1; // of this title, in the order of the capture
 
-  ValueFile file;
+  std::filesystem::path file;
+  bool hasHeader = false; // else a property list, and its title is the file's name
 };
 
 struct CaptureFolder {
@@ -24,7 +23,7 @@ struct CaptureFolder {
   std::vector<std::string> troubles; // a line for each record that cannot be read; the others are counted without it
 };
 
-// Throws Error for what is no such folder.
+// Reads every record, but keeps none. Throws Error for what is no such folder.
 CaptureFolder readCaptureFolder(const std::filesystem::path& folder);
 
 } // namespace vel::stat

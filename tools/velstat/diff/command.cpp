@@ -9,9 +9,12 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace vel::stat {
 
@@ -31,32 +34,112 @@ bool isFolder(const std::string& name) {
   return name != "-" && std::filesystem::is_directory(name, ignored);
 }
 
-DiffStatus report(const DiffOptions& options, const std::vector<RecordDifference>& differences, bool complete) {
-  writeStandardOutput(
-      options.format == "json"
-          ? diffJson({formats::inputName(options.before), formats::inputName(options.after)}, differences, complete)
-          : diffText(differences, Style::ofStandardOutput()));
-  return !complete ? trouble : differences.empty() ? same : different;
-}
+class Comparison {
+public:
+  explicit Comparison(const DiffOptions& options) : options_(options) {}
+
+  // Pairs that are equal are forgotten. Throws Error for one that cannot be read any more, or whose differences would
+  // take too much room.
+  void add(RecordPair pair) {
+    if (!pair.before || !pair.after) {
+      different_.push_back(std::move(pair));
+      return;
+    }
+    const auto before = pair.before->read();
+    const auto after = pair.after->read();
+    if (!isDifferent(*before, *after)) {
+      return;
+    }
+    const std::size_t size = before->size + after->size;
+    Measure length(mostExpansion * (size + before->name.size() + after->name.size()));
+    JsonWriter json(length);
+    try {
+      render(length, json, pair, before.get(), after.get());
+    } catch (const TooLong&) {
+      throw Error(fmt::format("{} and {}: to show the differences would take more than {} times the {} bytes of the "
+                              "files{}",
+                              before->name, after->name, mostExpansion, size,
+                              isJson() ? "; --format text cuts long paths" : ""));
+    }
+    different_.push_back(std::move(pair));
+  }
+
+  // `complete`: whether both sides could be read whole; what was not read is not called equal.
+  DiffStatus report(bool complete) const {
+    StandardOutput out;
+    JsonWriter json(out);
+    if (isJson()) {
+      json.beginObject();
+      json.member("old", formats::inputName(options_.before));
+      json.member("new", formats::inputName(options_.after));
+      json.key("complete");
+      json.boolean(complete);
+      json.key("equal");
+      json.boolean(complete && different_.empty());
+      json.key("records");
+      json.beginArray();
+    }
+    for (const RecordPair& pair : different_) {
+      const bool both = pair.before && pair.after;
+      const auto before = both ? pair.before->read() : nullptr;
+      const auto after = both ? pair.after->read() : nullptr;
+      render(out, json, pair, before.get(), after.get());
+    }
+    if (isJson()) {
+      json.endArray();
+      json.endObject();
+      out += '\n';
+    }
+    out.flush();
+    return !complete ? trouble : different_.empty() ? same : different;
+  }
+
+private:
+  bool isJson() const { return options_.format == "json"; }
+  void render(Sink& out, JsonWriter& json, const RecordPair& pair, const ValueFile* before,
+              const ValueFile* after) const {
+    if (isJson()) {
+      diffJson(json, pair, before, after);
+    } else {
+      diffText(out, pair, before, after, style_);
+    }
+  }
+
+  const DiffOptions& options_;
+  const Style style_ = Style::ofStandardOutput();
+  std::vector<RecordPair> different_;
+};
 
 DiffStatus diffFolders(const DiffOptions& options) {
   const CaptureFolder before = readCaptureFolder(options.before);
   const CaptureFolder after = readCaptureFolder(options.after);
+  bool complete = true;
+  const auto report = [&](const std::string& line) {
+    complain(line);
+    complete = false;
+  };
   for (const CaptureFolder* folder : {&before, &after}) {
-    for (const std::string& line : folder->troubles) {
-      complain(line);
+    std::for_each(folder->troubles.begin(), folder->troubles.end(), report);
+  }
+  Comparison comparison(options);
+  for (RecordPair& pair : pairsOf(before, after)) {
+    try {
+      comparison.add(std::move(pair));
+    } catch (const formats::Error& error) {
+      report(error.what());
     }
   }
-  return report(options, compareFolders(before, after), before.troubles.empty() && after.troubles.empty());
+  return comparison.report(complete);
 }
 
 DiffStatus diffFiles(const DiffOptions& options) {
   if (options.before == "-" && options.after == "-") {
     throw Error("standard input can be only one of the two");
   }
-  const ValueFile before = readValueFile(options.before);
-  const ValueFile after = readValueFile(options.after);
-  return report(options, compareFiles(before, after), true);
+  ValueFile before = readValueFile(options.before);
+  Comparison comparison(options);
+  comparison.add(pairOf(std::move(before), readValueFile(options.after)));
+  return comparison.report(true);
 }
 
 DiffStatus run(const DiffOptions& options) {

@@ -11,73 +11,60 @@ const char* changeOf(bool before, bool after) {
   return !before ? "added" : !after ? "removed" : "changed";
 }
 
-void write(JsonWriter& json, const Difference& difference) {
+void write(JsonWriter& json, std::string_view path, const formats::Value* before, const formats::Value* after) {
   json.beginObject();
-  json.member("path", difference.path);
-  json.member("change", changeOf(difference.before != nullptr, difference.after != nullptr));
-  if (difference.before != nullptr) {
-    json.member("old type", difference.before->typeName());
+  json.member("path", path);
+  json.member("change", changeOf(before != nullptr, after != nullptr));
+  if (before != nullptr) {
+    json.member("old type", before->typeName());
     json.key("old");
-    json.value(*difference.before);
+    json.value(*before);
   }
-  if (difference.after != nullptr) {
-    json.member("new type", difference.after->typeName());
+  if (after != nullptr) {
+    json.member("new type", after->typeName());
     json.key("new");
-    json.value(*difference.after);
+    json.value(*after);
   }
   json.endObject();
 }
 
-void write(JsonWriter& json, const RecordDifference& record) {
-  json.beginObject();
-  json.member("title", record.title);
-  json.member("occurrence", record.occurrence);
-  json.member("change", changeOf(record.before != nullptr, record.after != nullptr));
-  if (record.before != nullptr) {
-    json.member("old file", record.before->name);
-  }
-  if (record.after != nullptr) {
-    json.member("new file", record.after->name);
-  }
-  json.key("header");
-  json.beginArray();
-  for (const HeadDifference& field : record.head) {
+void writeHeads(JsonWriter& json, const ValueFile& before, const ValueFile& after) {
+  for (const HeadDifference& field : compareHeads(before, after)) {
     json.beginObject();
     json.member("field", field.field);
     json.member("old", field.before);
     json.member("new", field.after);
     json.endObject();
   }
-  json.endArray();
-  json.key("values");
-  json.beginArray();
-  for (const Difference& difference : record.values) {
-    write(json, difference);
-  }
-  json.endArray();
-  json.endObject();
 }
 
 } // namespace
 
-std::string diffJson(const DiffNames& names, const std::vector<RecordDifference>& differences, bool complete) {
-  std::string out;
-  JsonWriter json(out);
+void diffJson(JsonWriter& json, const RecordPair& pair, const ValueFile* before, const ValueFile* after) {
+  const bool both = before != nullptr && after != nullptr;
   json.beginObject();
-  json.member("old", names.before);
-  json.member("new", names.after);
-  json.key("complete");
-  json.boolean(complete);
-  json.key("equal");
-  json.boolean(complete && differences.empty());
-  json.key("records");
+  json.member("title", pair.title);
+  json.member("occurrence", pair.occurrence);
+  json.member("change", changeOf(pair.before.has_value(), pair.after.has_value()));
+  if (pair.before) {
+    json.member("old file", pair.before->name);
+  }
+  if (pair.after) {
+    json.member("new file", pair.after->name);
+  }
+  json.key("header");
   json.beginArray();
-  for (const RecordDifference& record : differences) {
-    write(json, record);
+  if (both) {
+    writeHeads(json, *before, *after);
+  }
+  json.endArray();
+  json.key("values");
+  json.beginArray();
+  if (both) {
+    compareValues(before->value, after->value, [&](auto... difference) { write(json, difference...); });
   }
   json.endArray();
   json.endObject();
-  return out + '\n';
 }
 
 } // namespace vel::stat

@@ -21,89 +21,101 @@ std::string dataText(const formats::Bytes& before, const formats::Bytes& after) 
 }
 
 // With its type where the text alone does not tell the two apart: the number 1 from the text "1".
-std::string typedText(const formats::Value& value, bool typed) {
-  return typed ? fmt::format("{} {}", value.typeName(), leafText(value)) : leafText(value);
+void appendTyped(Sink& out, const formats::Value& value, bool typed) {
+  if (typed) {
+    out += value.typeName();
+    out += ' ';
+  }
+  appendLeaf(out, value);
+}
+
+bool isShort(const formats::Value& value, bool typed) {
+  Measure length(shortText);
+  try {
+    appendTyped(length, value, typed);
+  } catch (const TooLong&) {
+    return false;
+  }
+  return true;
+}
+
+void appendMarked(Sink& out, const Mark& mark, std::string_view before, const formats::Value& value, bool typed) {
+  out += mark.on;
+  out += before;
+  appendTyped(out, value, typed);
+  out += mark.off;
 }
 
 // The line goes on behind the path.
-std::string changeText(const formats::Value& before, const formats::Value& after, const Style& style) {
+void appendChange(Sink& out, const formats::Value& before, const formats::Value& after, const Style& style) {
   const auto* data = before.as<formats::Bytes>();
   const auto* otherData = after.as<formats::Bytes>();
   if (data != nullptr && otherData != nullptr) {
-    return ": " + dataText(*data, *otherData) + '\n';
-  }
-  const bool typed = before.content.index() != after.content.index();
-  const std::string one = typedText(before, typed);
-  const std::string other = typedText(after, typed);
-  if (one.size() <= shortText && other.size() <= shortText) {
-    return ": " + style.red(one) + " → " + style.green(other) + '\n';
-  }
-  return "\n      " + style.red("- " + one) + "\n      " + style.green("+ " + other) + '\n';
-}
-
-std::string pathText(const std::string& path) {
-  return path.empty() ? "(whole value)" : escape(path);
-}
-
-void appendOneSided(std::string& out, const std::string& marked, const formats::Value& value, const Style& style) {
-  if (isLeaf(value)) {
-    out += "  " + marked + ": " + leafText(value) + '\n';
+    out += ": " + dataText(*data, *otherData) + '\n';
     return;
   }
-  out += "  " + marked + '\n';
+  const bool typed = before.content.index() != after.content.index();
+  const bool oneLine = isShort(before, typed) && isShort(after, typed);
+  out += oneLine ? ": " : "\n      ";
+  appendMarked(out, style.red(), oneLine ? "" : "- ", before, typed);
+  out += oneLine ? " → " : "\n      ";
+  appendMarked(out, style.green(), oneLine ? "" : "+ ", after, typed);
+  out += '\n';
+}
+
+void appendOneSided(Sink& out, const std::string& marked, const formats::Value& value, const Style& style) {
+  out += "  " + marked;
+  if (isLeaf(value)) {
+    out += ": ";
+    appendLeaf(out, value);
+    out += '\n';
+    return;
+  }
+  out += '\n';
   appendTree(out, value, 6, style);
 }
 
-void append(std::string& out, const Difference& difference, const Style& style) {
-  const std::string path = pathText(difference.path);
-  const bool both = difference.before != nullptr && difference.after != nullptr;
-  if (both && isLeaf(*difference.before) && isLeaf(*difference.after)) {
-    out += "  ~ " + path + changeText(*difference.before, *difference.after, style);
+void appendDifference(Sink& out, std::string_view exactPath, const formats::Value* before, const formats::Value* after,
+                      const Style& style) {
+  const std::string path = exactPath.empty() ? "(whole value)" : escapeKey(exactPath);
+  if (before != nullptr && after != nullptr && isLeaf(*before) && isLeaf(*after)) {
+    out += "  ~ " + path;
+    appendChange(out, *before, *after, style);
     return;
   }
-  if (difference.before != nullptr) {
-    appendOneSided(out, style.red("- " + path), *difference.before, style);
+  if (before != nullptr) {
+    appendOneSided(out, style.red()("- " + path), *before, style);
   }
-  if (difference.after != nullptr) {
-    appendOneSided(out, style.green("+ " + path), *difference.after, style);
+  if (after != nullptr) {
+    appendOneSided(out, style.green()("+ " + path), *after, style);
   }
 }
 
-std::string nameOf(const RecordDifference& record) {
-  const ValueFile* const file = record.before != nullptr ? record.before : record.after;
-  const std::string title = !record.title.empty() ? record.title : file->record ? "(no title)" : "property list";
-  return escape(title) + (record.occurrence == 1 ? "" : fmt::format(" ({})", record.occurrence));
-}
-
-void append(std::string& out, const RecordDifference& record, const Style& style) {
-  const std::string name = nameOf(record);
-  if (record.after == nullptr) {
-    out += style.red("- " + name) + style.dim("  " + escape(record.before->name)) + '\n';
-    return;
-  }
-  if (record.before == nullptr) {
-    out += style.green("+ " + name) + style.dim("  " + escape(record.after->name)) + '\n';
-    return;
-  }
-  out += style.bold("~ " + name) + style.dim("  " + escape(record.before->name) + " → " + escape(record.after->name)) +
-         '\n';
-  for (const HeadDifference& field : record.head) {
-    out += fmt::format("  ~ ({}): {} → {}\n", field.field, style.red(escape(field.before)),
-                       style.green(escape(field.after)));
-  }
-  for (const Difference& difference : record.values) {
-    append(out, difference, style);
-  }
+std::string nameOf(const RecordPair& pair) {
+  const bool hasHeader = pair.before ? pair.before->hasHeader : pair.after->hasHeader;
+  const std::string title = !pair.title.empty() ? pair.title : hasHeader ? "(no title)" : "property list";
+  return escape(title) + (pair.occurrence == 1 ? "" : fmt::format(" ({})", pair.occurrence));
 }
 
 } // namespace
 
-std::string diffText(const std::vector<RecordDifference>& differences, const Style& style) {
-  std::string out;
-  for (const RecordDifference& record : differences) {
-    append(out, record, style);
+void diffText(Sink& out, const RecordPair& pair, const ValueFile* before, const ValueFile* after, const Style& style) {
+  const std::string name = nameOf(pair);
+  if (!pair.after) {
+    out += style.red()("- " + name) + style.dim("  " + escape(pair.before->name)) + '\n';
+    return;
   }
-  return out;
+  if (!pair.before) {
+    out += style.green()("+ " + name) + style.dim("  " + escape(pair.after->name)) + '\n';
+    return;
+  }
+  out +=
+      style.bold("~ " + name) + style.dim("  " + escape(pair.before->name) + " → " + escape(pair.after->name)) + '\n';
+  for (const HeadDifference& field : compareHeads(*before, *after)) {
+    out += fmt::format("  ~ ({}): {} → {}\n", field.field, style.red()(escape(field.before)),
+                       style.green()(escape(field.after)));
+  }
+  compareValues(before->value, after->value, [&](auto... difference) { appendDifference(out, difference..., style); });
 }
 
 } // namespace vel::stat

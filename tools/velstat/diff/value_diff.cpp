@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <map>
-#include <string_view>
+#include <string>
+#include <vector>
 
 namespace vel::stat {
 
@@ -19,19 +19,29 @@ bool sameLeaf(const formats::Value& before, const formats::Value& after) {
   return (one != nullptr && other != nullptr && std::isnan(*one) && std::isnan(*other)) || before == after;
 }
 
-class Comparison {
+// The members of a dictionary, found by key.
+class Index {
 public:
-  std::vector<Difference> run(const formats::Value& before, const formats::Value& after) {
-    compare(&before, &after);
-    return std::move(differences_);
+  explicit Index(const formats::Dictionary& members) {
+    members_.reserve(members.size());
+    for (const formats::Member& member : members) {
+      members_.push_back(&member);
+    }
+    std::sort(members_.begin(), members_.end(), [](const auto* a, const auto* b) { return a->key < b->key; });
+  }
+  const formats::Value* find(std::string_view key) const {
+    const auto found = std::lower_bound(members_.begin(), members_.end(), key,
+                                        [](const auto* member, std::string_view k) { return member->key < k; });
+    return found != members_.end() && (*found)->key == key ? &(*found)->value : nullptr;
   }
 
 private:
-  void compareAt(const std::string& key, const formats::Value* before, const formats::Value* after) {
-    keys_.push_back(key);
-    compare(before, after);
-    keys_.pop_back();
-  }
+  std::vector<const formats::Member*> members_;
+};
+
+class Comparison {
+public:
+  explicit Comparison(const TakeDifference& take) : take_(take) {}
 
   void compare(const formats::Value* before, const formats::Value* after) {
     if (before != nullptr && after != nullptr) {
@@ -49,23 +59,24 @@ private:
         return;
       }
     }
-    differences_.push_back({joinPath(keys_), before, after});
+    take_(path_.text(), before, after);
+  }
+
+private:
+  void compareAt(std::string_view key, const formats::Value* before, const formats::Value* after) {
+    path_.push(key);
+    compare(before, after);
+    path_.pop();
   }
 
   void compareDictionaries(const formats::Dictionary& before, const formats::Dictionary& after) {
-    std::map<std::string_view, const formats::Value*> rest;
-    for (const formats::Member& member : after) {
-      rest.emplace(member.key, &member.value);
-    }
+    const Index old(before);
+    const Index current(after);
     for (const formats::Member& member : before) {
-      const auto found = rest.find(member.key);
-      compareAt(member.key, &member.value, found == rest.end() ? nullptr : found->second);
-      if (found != rest.end()) {
-        rest.erase(found);
-      }
+      compareAt(member.key, &member.value, current.find(member.key));
     }
     for (const formats::Member& member : after) {
-      if (rest.contains(member.key)) {
+      if (old.find(member.key) == nullptr) {
         compareAt(member.key, nullptr, &member.value);
       }
     }
@@ -77,14 +88,14 @@ private:
     }
   }
 
-  Keys keys_;
-  std::vector<Difference> differences_;
+  const TakeDifference& take_;
+  ValuePath path_; // of the values that are compared
 };
 
 } // namespace
 
-std::vector<Difference> compareValues(const formats::Value& before, const formats::Value& after) {
-  return Comparison().run(before, after);
+void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take) {
+  Comparison(take).compare(&before, &after);
 }
 
 } // namespace vel::stat

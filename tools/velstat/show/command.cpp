@@ -9,7 +9,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
+#include <span>
 #include <stdexcept>
 
 namespace vel::stat {
@@ -35,43 +37,60 @@ std::string checkPath(const std::string& text) {
 // Writes the files one by one, so that no more than one need be in memory.
 class Output {
 public:
-  Output(const ShowOptions& options, bool searched)
-      : isJson_(options.format == "json"), isArray_(isJson_ && options.files.size() > 1), searched_(searched) {
+  Output(const ShowOptions& options, std::span<const PathPattern> patterns)
+      : isJson_(options.format == "json"), isArray_(isJson_ && options.files.size() > 1), patterns_(patterns) {
     if (isArray_) {
       json_.beginArray();
     }
   }
-  void add(const ShownFile& shown) {
-    if (isJson_) {
-      showJson(json_, shown, searched_);
-    } else if (const std::string text = showText(shown, searched_, style_); !text.empty()) {
-      out_ += begun_ ? "\n" : "";
-      out_ += text;
+  // How long the text of a file is. Throws Error for a file that would take too much room.
+  std::size_t measure(const ValueFile& file) const {
+    Measure length(mostExpansion * (file.size + file.name.size()));
+    JsonWriter json(length);
+    if (isArray_) {
+      json.beginArray();
     }
-    write();
+    try {
+      render(length, json, file);
+    } catch (const TooLong&) {
+      throw Error(fmt::format("{}: {} would take more than {} times the file's {} bytes; --path shows a part",
+                              file.name, patterns_.empty() ? "to show all of it" : "to show what matches",
+                              mostExpansion, file.size));
+    }
+    return length.length();
+  }
+  void add(const ValueFile& file) {
+    if (!isJson_ && begun_) {
+      out_ += '\n';
+    }
+    render(out_, json_, file);
+    out_.flush();
+    begun_ = true;
   }
   void end() {
     if (isArray_) {
       json_.endArray();
     }
-    if (isJson_ && (isArray_ || begun_)) {
+    if (isArray_ || (isJson_ && begun_)) {
       out_ += '\n';
     }
-    write();
+    out_.flush();
   }
 
 private:
-  void write() {
-    begun_ = begun_ || !out_.empty();
-    writeStandardOutput(out_);
-    out_.clear();
+  void render(Sink& out, JsonWriter& json, const ValueFile& file) const {
+    if (isJson_) {
+      showJson(json, file, patterns_);
+    } else {
+      showText(out, file, patterns_, style_);
+    }
   }
 
   const bool isJson_;
   const bool isArray_;
-  const bool searched_;
+  const std::span<const PathPattern> patterns_;
   const Style style_ = Style::ofStandardOutput();
-  std::string out_; // not written yet
+  StandardOutput out_;
   JsonWriter json_{out_};
   bool begun_ = false;
 };
@@ -79,21 +98,24 @@ private:
 int run(const ShowOptions& options) {
   const std::vector<PathPattern> patterns(options.paths.begin(), options.paths.end());
   std::vector<bool> found(patterns.size());
-  Output output(options, !patterns.empty());
+  Output output(options, patterns);
   int status = 0;
   for (const std::string& name : options.files) {
-    ShownFile shown;
+    ValueFile file;
+    std::size_t length = 0;
     try {
-      shown.file = readValueFile(name);
+      file = readValueFile(name);
+      const std::vector<bool> foundHere = findPaths(file.value, patterns, [](auto&&...) {});
+      std::transform(found.begin(), found.end(), foundHere.begin(), found.begin(), std::logical_or());
+      length = output.measure(file);
     } catch (const formats::Error& error) {
       complain(error.what());
       status = 1;
       continue;
     }
-    PathMatches result = findPaths(shown.file.value, patterns); // they point into the value
-    shown.matches = std::move(result.matches);
-    std::transform(found.begin(), found.end(), result.found.begin(), found.begin(), std::logical_or());
-    output.add(shown);
+    if (length != 0) {
+      output.add(file);
+    }
   }
   output.end();
   for (std::size_t i = 0; i < patterns.size(); ++i) {

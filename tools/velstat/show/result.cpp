@@ -11,7 +11,7 @@ namespace vel::stat {
 
 namespace {
 
-void appendHeader(std::string& out, const ValueFile& file, const Style& style) {
+void appendHeader(Sink& out, const ValueFile& file, const Style& style) {
   const std::string size = countText(file.size, "byte");
   if (!file.record) {
     out += style.bold(escape(file.name)) + style.dim("  property list, " + size) + '\n';
@@ -24,33 +24,32 @@ void appendHeader(std::string& out, const ValueFile& file, const Style& style) {
   out += style.bold(file.record->title.empty() ? "(no title)" : escape(file.record->title)) + style.dim(about) + '\n';
 }
 
-void appendMatches(std::string& out, const std::vector<PathMatch>& matches, const Style& style) {
-  formats::Dictionary rows; // so that the values stand in one column
-  rows.reserve(matches.size());
-  for (const PathMatch& match : matches) {
-    rows.push_back({match.path, *match.value});
-  }
-  appendTree(out, {std::move(rows)}, 2, style);
-}
-
 } // namespace
 
-std::string showText(const ShownFile& shown, bool searched, const Style& style) {
-  std::string out;
-  if (searched && shown.matches.empty()) {
-    return out;
+void showText(Sink& out, const ValueFile& file, std::span<const PathPattern> patterns, const Style& style) {
+  constexpr std::size_t indent = 2;
+  if (patterns.empty()) {
+    appendHeader(out, file, style);
+    appendTree(out, file.value, indent, style);
+    return;
   }
-  appendHeader(out, shown.file, style);
-  if (searched) {
-    appendMatches(out, shown.matches, style);
-  } else {
-    appendTree(out, shown.file.value, 2, style);
+  KeyColumn paths;
+  bool any = false;
+  findPaths(file.value, patterns, [&](std::string_view path, const formats::Value& value) {
+    any = true;
+    if (isLeaf(value)) {
+      paths.makeRoomFor(path);
+    }
+  });
+  if (!any) {
+    return;
   }
-  return out;
+  appendHeader(out, file, style);
+  findPaths(file.value, patterns,
+            [&](std::string_view path, const formats::Value& value) { paths.append(out, path, value, indent, style); });
 }
 
-void showJson(JsonWriter& json, const ShownFile& shown, bool searched) {
-  const ValueFile& file = shown.file;
+void showJson(JsonWriter& json, const ValueFile& file, std::span<const PathPattern> patterns) {
   json.beginObject();
   json.member("file", file.name);
   json.member("kind", file.record ? "state record" : "property list");
@@ -60,20 +59,20 @@ void showJson(JsonWriter& json, const ShownFile& shown, bool searched) {
     json.member("decoder library", file.record->decoderLibrary);
     json.member("decoder type", file.record->decoderType);
   }
-  if (searched) {
-    json.key("matches");
-    json.beginArray();
-    for (const PathMatch& match : shown.matches) {
-      json.beginObject();
-      json.member("path", match.path);
-      json.key("value");
-      json.value(*match.value);
-      json.endObject();
-    }
-    json.endArray();
-  } else {
+  if (patterns.empty()) {
     json.key("value");
     json.value(file.value);
+  } else {
+    json.key("matches");
+    json.beginArray();
+    findPaths(file.value, patterns, [&](std::string_view path, const formats::Value& value) {
+      json.beginObject();
+      json.member("path", path);
+      json.key("value");
+      json.value(value);
+      json.endObject();
+    });
+    json.endArray();
   }
   json.endObject();
 }

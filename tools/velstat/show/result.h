@@ -3,21 +3,17 @@
 
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
+#include <velstat/text/sink.h>
 #include <velstat/text/value_file.h>
 #include <velstat/text/value_path.h>
 
-#include <string>
+#include <span>
 
 namespace vel::stat {
 
-struct ShownFile {
-  ValueFile file;
-  std::vector<PathMatch> matches; // of its value, when it was searched
-};
-
-// `searched`: only the matches are shown; in text, a file without any is left out (empty).
-std::string showText(const ShownFile& shown, bool searched, const Style& style);
+// With patterns only what they match is shown; in text, nothing at all of a file without a match.
+void showText(Sink& out, const ValueFile& file, std::span<const PathPattern> patterns, const Style& style);
 // An object.
-void showJson(JsonWriter& json, const ShownFile& shown, bool searched);
+void showJson(JsonWriter& json, const ValueFile& file, std::span<const PathPattern> patterns);
 
 } // namespace vel::stat

@@ -16,6 +16,7 @@
 #include <ctime>
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace vel::stat {
 
@@ -65,19 +66,23 @@ std::vector<TallyRow> read(const TallyOptions& options) {
   return rows;
 }
 
-std::string render(const TallyOptions& options, const std::vector<TallyRow>& rows) {
+void render(Sink& out, const TallyOptions& options, const std::vector<TallyRow>& rows) {
   if (options.format == "json") {
-    return tallyJson(rows, options.watch ? TallyJson::oneLine : TallyJson::indented);
+    JsonWriter json(out, options.watch ? JsonWriter::Form::oneLine : JsonWriter::Form::indented);
+    tallyJson(json, rows);
+    out += '\n';
+  } else if (options.format == "openmetrics") {
+    tallyOpenMetrics(out, rows);
+  } else {
+    tallyTable(out, rows, Style::ofStandardOutput());
   }
-  if (options.format == "openmetrics") {
-    return tallyOpenMetrics(rows);
-  }
-  return tallyTable(rows, Style::ofStandardOutput());
 }
 
 int show(const TallyOptions& options) {
   const std::vector<TallyRow> rows = read(options);
-  writeStandardOutput(render(options, rows));
+  StandardOutput out;
+  render(out, options, rows);
+  out.flush();
   int status = 0;
   for (const std::string& key : options.keys) {
     const Wildcard glob(key);
@@ -111,19 +116,39 @@ private:
   sigset_t endings_{};
 };
 
+// Tells whether a rendering has changed without keeping it: the FNV-1a hash and the length.
+class Fingerprint final : public Sink {
+public:
+  void append(std::string_view text) override {
+    for (const char c : text) {
+      hash_ = (hash_ ^ static_cast<unsigned char>(c)) * 0x100000001B3;
+    }
+    length_ += text.size();
+  }
+  std::pair<std::uint64_t, std::size_t> value() const { return {hash_, length_}; }
+
+private:
+  std::uint64_t hash_ = 0xCBF29CE484222325;
+  std::size_t length_ = 0;
+};
+
 int watch(const TallyOptions& options) {
   const Pause pause;
   const bool redraw = isTerminalWithEscapes();
-  std::string shown;
+  auto shown = Fingerprint().value(); // nothing
   std::uint64_t times = 0;
   do {
-    std::string text = render(options, read(options));
-    if (text == shown) {
+    const std::vector<TallyRow> rows = read(options);
+    Fingerprint fingerprint;
+    render(fingerprint, options, rows);
+    if (fingerprint.value() == shown) {
       continue;
     }
-    const char* const before = redraw ? "\x1B[H\x1B[2J" : times == 0 || options.format == "json" ? "" : "\n";
-    writeStandardOutput(before + text);
-    shown = std::move(text);
+    StandardOutput out;
+    out += redraw ? "\x1B[H\x1B[2J" : times == 0 || options.format == "json" ? "" : "\n";
+    render(out, options, rows);
+    out.flush();
+    shown = fingerprint.value();
     if (++times == options.count) {
       return 0;
     }

@@ -64,7 +64,7 @@ void writeDistribution(JsonWriter& json, const control::TallyDistribution& distr
 
 } // namespace
 
-void writeTally(JsonWriter& json, const std::vector<TallyRow>& rows) {
+void tallyJson(JsonWriter& json, const std::vector<TallyRow>& rows) {
   json.beginArray();
   for (const TallyRow& row : rows) {
     json.beginObject();
@@ -82,13 +82,6 @@ void writeTally(JsonWriter& json, const std::vector<TallyRow>& rows) {
     json.endObject();
   }
   json.endArray();
-}
-
-std::string tallyJson(const std::vector<TallyRow>& rows, TallyJson form) {
-  std::string out;
-  JsonWriter json(out, form == TallyJson::oneLine ? JsonWriter::Form::oneLine : JsonWriter::Form::indented);
-  writeTally(json, rows);
-  return out + '\n';
 }
 
 } // namespace vel::stat

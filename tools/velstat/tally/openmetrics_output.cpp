@@ -1,12 +1,15 @@
 // A store as OpenMetrics text.
+#include <control/printable.h>
 #include <velstat/tally/output.h>
 #include <velstat/text/escape.h>
 
 #include <fmt/format.h>
 
-#include <cstdint>
-#include <map>
-#include <vector>
+#include <algorithm>
+#include <iterator>
+#include <span>
+#include <string>
+#include <string_view>
 
 namespace vel::stat {
 
@@ -15,11 +18,12 @@ namespace {
 using control::TallyKind;
 using control::TallyRow;
 
-// A metric's name has letters, digits and underscores, and begins with no digit. Different keys may come to one name:
-// each sample bears its key as a label.
+// A metric's name has letters, digits and underscores, and begins with no digit. Different keys may come to one name,
+// also because that of a long key is cut: each sample bears its key as a label.
 std::string metricName(std::string_view key) {
+  constexpr std::size_t longest = 200;
   std::string name;
-  while (!key.empty()) {
+  while (!key.empty() && name.size() < longest) {
     const char c = key.front();
     const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
     const bool digit = c >= '0' && c <= '9';
@@ -32,82 +36,119 @@ std::string metricName(std::string_view key) {
   return name.empty() ? "_" : name;
 }
 
-std::string labelValue(std::string_view text) {
-  std::string out;
-  while (!text.empty()) {
-    const CodePoint point = decodeUTF8(text);
-    if (!point.valid) {
-      out += "\xEF\xBF\xBD";
-    } else if (point.value == '\n') {
-      out += "\\n";
-    } else {
-      out += point.value == '"' || point.value == '\\' ? "\\" : "";
-      out += text.substr(0, point.length);
+// The format has escapes for line breaks, quotation marks and backslashes only, and takes all other characters as they
+// are. A key that a terminal would act on, or that is not UTF-8, stands there as other commands show it.
+bool needsEscaping(std::string_view key) {
+  while (!key.empty()) {
+    const CodePoint point = decodeUTF8(key);
+    if (!point.valid || (!control::isPrintable(point.value) && point.value != '\n' && point.value != '\t')) {
+      return true;
     }
-    text.remove_prefix(point.length);
+    key.remove_prefix(point.length);
   }
-  return out;
+  return false;
 }
 
-// Samples of one name, which must stand together.
-struct Family {
-  const char* help;
-  std::vector<std::string> lines;
-};
-
-class Families {
-public:
-  template <class Number>
-  void add(const TallyRow& row, const char* suffix, const char* help, Number value, const char* quantile = nullptr) {
-    const std::string name = metricName(row.key) + suffix;
-    Family& family = byName_.try_emplace(name, Family{help, {}}).first->second;
-    const std::string more = quantile == nullptr ? std::string() : fmt::format(",quantile=\"{}\"", quantile);
-    family.lines.push_back(fmt::format("{}{{key=\"{}\"{}}} {}\n", name, labelValue(row.key), more, value));
-  }
-
-  std::string text() const {
-    std::string out;
-    for (const auto& [name, family] : byName_) {
-      out += fmt::format("# TYPE {} gauge\n# HELP {} {}\n", name, name, family.help);
-      for (const std::string& line : family.lines) {
-        out += line;
-      }
+void appendLabelValue(Sink& out, std::string_view text) {
+  for (const char c : text) {
+    if (c == '\n') {
+      out += "\\n";
+    } else {
+      out += c == '"' || c == '\\' ? "\\" : "";
+      out += c;
     }
-    return out + "# EOF\n";
   }
+}
 
-private:
-  std::map<std::string, Family> byName_;
+// The second label tells such a key from one that is spelt like its escapes.
+void appendKeyLabels(Sink& out, std::string_view key) {
+  const bool escaped = needsEscaping(key);
+  out += "key=\"";
+  appendLabelValue(out, escaped ? escape(key) : key);
+  out += escaped ? "\",escaped=\"true\"" : "\"";
+}
+
+// What a row gives samples of.
+struct Part {
+  std::string_view suffix; // of the metric's name
+  std::string_view help;
+  std::string_view quantile;
+  std::string (*value)(const TallyRow&);
 };
 
-void addDistribution(Families& families, const TallyRow& row) {
-  const control::TallyDistribution& distribution = row.distribution;
-  families.add(row, "_count", "Number of samples.", distribution.count);
-  if (distribution.count == 0) {
-    return;
+template <auto Member>
+std::string number(const TallyRow& row) {
+  return fmt::format("{}", row.distribution.*Member);
+}
+
+using control::TallyDistribution;
+constexpr std::string_view quantiles = "Quantiles of the samples.";
+constexpr Part scalarParts[] = {
+    {"", "Value of a scalar.", "", [](const TallyRow& row) { return fmt::format("{}", row.scalar.value); }},
+};
+constexpr Part distributionParts[] = {
+    {"_count", "Number of samples.", "", number<&TallyDistribution::count>}, // the only one without samples
+    {"_sum", "Sum of the samples.", "", number<&TallyDistribution::sum>},
+    {"_min", "Smallest sample.", "", number<&TallyDistribution::min>},
+    {"_max", "Largest sample.", "", number<&TallyDistribution::max>},
+    {"_mean", "Mean of the samples.", "", number<&TallyDistribution::mean>},
+    {"_stddev", "Standard deviation of the samples.", "", number<&TallyDistribution::standardDeviation>},
+    {"", quantiles, "0.5", number<&TallyDistribution::p50>},
+    {"", quantiles, "0.9", number<&TallyDistribution::p90>},
+    {"", quantiles, "0.99", number<&TallyDistribution::p99>},
+};
+
+std::span<const Part> partsOf(const TallyRow& row) {
+  if (row.kind == TallyKind::scalar) {
+    return scalarParts;
   }
-  families.add(row, "_sum", "Sum of the samples.", distribution.sum);
-  families.add(row, "_min", "Smallest sample.", distribution.min);
-  families.add(row, "_max", "Largest sample.", distribution.max);
-  families.add(row, "_mean", "Mean of the samples.", distribution.mean);
-  families.add(row, "_stddev", "Standard deviation of the samples.", distribution.standardDeviation);
-  families.add(row, "", "Quantiles of the samples.", distribution.p50, "0.5");
-  families.add(row, "", "Quantiles of the samples.", distribution.p90, "0.9");
-  families.add(row, "", "Quantiles of the samples.", distribution.p99, "0.99");
+  return std::span(distributionParts).first(row.distribution.count == 0 ? 1 : std::size(distributionParts));
+}
+
+struct Sample {
+  const TallyRow* row;
+  const Part* part;
+  std::string_view baseName;
+
+  std::string name() const { return fmt::format("{}{}", baseName, part->suffix); }
+};
+
+// By name, without making the names of samples whose keys differ.
+bool precedes(const Sample& a, const Sample& b) {
+  const std::size_t common = std::min(a.baseName.size(), b.baseName.size());
+  const int order = a.baseName.substr(0, common).compare(b.baseName.substr(0, common));
+  return order != 0 ? order < 0 : a.name() < b.name();
 }
 
 } // namespace
 
-std::string tallyOpenMetrics(const std::vector<TallyRow>& rows) {
-  Families families;
+void tallyOpenMetrics(Sink& out, const std::vector<TallyRow>& rows) {
+  std::vector<std::string> baseNames;
+  baseNames.reserve(rows.size());
+  std::vector<Sample> samples; // those of one name must stand together
   for (const TallyRow& row : rows) {
-    if (row.kind == TallyKind::scalar) {
-      families.add(row, "", "Value of a scalar.", row.scalar.value);
-    } else {
-      addDistribution(families, row);
+    baseNames.push_back(metricName(row.key));
+    for (const Part& part : partsOf(row)) {
+      samples.push_back({&row, &part, baseNames.back()});
     }
   }
-  return families.text();
+  std::stable_sort(samples.begin(), samples.end(), precedes);
+  std::string family;
+  for (const auto& [row, part, baseName] : samples) {
+    const std::string name = fmt::format("{}{}", baseName, part->suffix);
+    if (name != family) {
+      out += fmt::format("# TYPE {} gauge\n# HELP {} {}\n", name, name, part->help);
+      family = name;
+    }
+    out += name;
+    out += '{';
+    appendKeyLabels(out, row->key);
+    if (!part->quantile.empty()) {
+      out += fmt::format(",quantile=\"{}\"", part->quantile);
+    }
+    out += fmt::format("}} {}\n", part->value(*row));
+  }
+  out += "# EOF\n";
 }
 
 } // namespace vel::stat

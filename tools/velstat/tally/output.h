@@ -4,23 +4,22 @@
 #include <control/tally.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
+#include <velstat/text/sink.h>
 
-#include <string>
+#include <cstddef>
 #include <vector>
 
 namespace vel::stat {
 
 enum class TallyTimes { shown, hidden };
-// Times are local. Columns that would be empty are left out.
-std::string tallyTable(const std::vector<control::TallyRow>& rows, const Style& style,
-                       TallyTimes times = TallyTimes::shown);
+// Times are local. Columns that would be empty are left out, long keys are cut.
+void tallyTable(Sink& out, const std::vector<control::TallyRow>& rows, const Style& style, std::size_t indent = 0,
+                TallyTimes times = TallyTimes::shown);
 
-enum class TallyJson { indented, oneLine };
-std::string tallyJson(const std::vector<control::TallyRow>& rows, TallyJson form = TallyJson::indented);
-// The same as part of a document.
-void writeTally(JsonWriter& json, const std::vector<control::TallyRow>& rows);
+// An array.
+void tallyJson(JsonWriter& json, const std::vector<control::TallyRow>& rows);
 
 // The OpenMetrics text format. Everything is a gauge: counters, sums and summaries may not be negative there.
-std::string tallyOpenMetrics(const std::vector<control::TallyRow>& rows);
+void tallyOpenMetrics(Sink& out, const std::vector<control::TallyRow>& rows);
 
 } // namespace vel::stat

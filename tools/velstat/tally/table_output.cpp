@@ -53,7 +53,7 @@ std::string unlessZero(std::uint64_t count) {
 std::vector<Column> columnsOf(TallyKind kind, TallyTimes times) {
   using Distribution = control::TallyDistribution;
   std::vector<Column> all = {
-      {kind == TallyKind::scalar ? "scalar" : "distribution", [](const TallyRow& row) { return escape(row.key); },
+      {kind == TallyKind::scalar ? "scalar" : "distribution", [](const TallyRow& row) { return escapeKey(row.key); },
        true},
   };
   if (kind == TallyKind::scalar) {
@@ -79,49 +79,73 @@ std::vector<Column> columnsOf(TallyKind kind, TallyTimes times) {
   return all;
 }
 
-void appendTable(std::string& out, const std::vector<TallyRow>& rows, TallyKind kind, const Style& style,
-                 TallyTimes times) {
-  std::vector<const TallyRow*> shown;
-  for (const TallyRow& row : rows) {
-    if (row.kind == kind) {
-      shown.push_back(&row);
-    }
-  }
-  if (shown.empty()) {
-    return;
-  }
-  std::vector<std::string> lines(1 + shown.size()); // the titles, then a row each
-  for (const Column& column : columnsOf(kind, times)) {
-    std::vector<std::string> cells = {column.title};
+// A column that has anything to show, and how wide it is.
+struct ShownColumn {
+  Column column;
+  std::size_t width;
+};
+
+std::vector<ShownColumn> shownColumns(const std::vector<const TallyRow*>& rows, TallyKind kind, TallyTimes times) {
+  std::vector<ShownColumn> shown;
+  for (Column& column : columnsOf(kind, times)) {
     std::size_t width = 0;
-    for (const TallyRow* row : shown) {
-      cells.push_back(column.cell(*row));
-      width = std::max(width, columns(cells.back()));
+    for (const TallyRow* row : rows) {
+      width = std::max(width, columns(column.cell(*row)));
     }
-    if (width == 0) {
-      continue;
-    }
-    width = std::max(width, columns(column.title));
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-      const std::string padding(width - columns(cells[i]), ' ');
-      lines[i] += lines[i].empty() ? "" : "  ";
-      lines[i] += column.left ? cells[i] + padding : padding + cells[i];
+    if (width != 0) {
+      width = std::max(width, columns(column.title));
+      shown.push_back({std::move(column), width});
     }
   }
-  out += out.empty() ? "" : "\n";
-  for (std::string& line : lines) {
-    line.resize(line.find_last_not_of(' ') + 1);
-    out += (&line == &lines.front() ? style.bold(line) : line) + '\n';
+  return shown;
+}
+
+// `cellOf` gives the cell of a column.
+template <class CellOf>
+std::string lineOf(const std::vector<ShownColumn>& shown, CellOf cellOf) {
+  std::string line;
+  for (const auto& [column, width] : shown) {
+    const std::string cell = cellOf(column);
+    const std::string padding(width - columns(cell), ' ');
+    line += &column == &shown.front().column ? "" : "  ";
+    line += column.left ? cell + padding : padding + cell;
   }
+  line.resize(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+bool appendTable(Sink& out, const std::vector<TallyRow>& all, TallyKind kind, const Style& style, std::size_t indent,
+                 TallyTimes times, bool isFirst) {
+  std::vector<const TallyRow*> rows;
+  for (const TallyRow& row : all) {
+    if (row.kind == kind) {
+      rows.push_back(&row);
+    }
+  }
+  if (rows.empty()) {
+    return false;
+  }
+  out += isFirst ? "" : "\n";
+  const std::vector<ShownColumn> shown = shownColumns(rows, kind, times);
+  out.blanks(indent);
+  out += style.bold(lineOf(shown, [](const Column& column) { return std::string(column.title); })) + '\n';
+  for (const TallyRow* row : rows) {
+    out.blanks(indent);
+    out += lineOf(shown, [row](const Column& column) { return column.cell(*row); }) + '\n';
+  }
+  return true;
 }
 
 } // namespace
 
-std::string tallyTable(const std::vector<TallyRow>& rows, const Style& style, TallyTimes times) {
-  std::string out;
-  appendTable(out, rows, TallyKind::scalar, style, times);
-  appendTable(out, rows, TallyKind::distribution, style, times);
-  return out.empty() ? "no keys\n" : out;
+void tallyTable(Sink& out, const std::vector<TallyRow>& rows, const Style& style, std::size_t indent,
+                TallyTimes times) {
+  const bool scalars = appendTable(out, rows, TallyKind::scalar, style, indent, times, true);
+  const bool distributions = appendTable(out, rows, TallyKind::distribution, style, indent, times, !scalars);
+  if (!scalars && !distributions) {
+    out.blanks(indent);
+    out += "no keys\n";
+  }
 }
 
 } // namespace vel::stat

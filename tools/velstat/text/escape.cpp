@@ -1,23 +1,76 @@
 // Escapes control characters and invalid UTF-8, and measures text in columns.
 #include "velstat/text/escape.h"
 
+#include <control/printable.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
+#include <vector>
 
 namespace vel::stat {
 
 namespace {
 
-// Characters that are not seen themselves but change what is: controls, marks that turn the writing direction, line
-// separators, zero-width characters.
-bool isPrintable(std::uint32_t c) {
-  const bool control = c < 0x20 || (c >= 0x7F && c < 0xA0);
-  const bool invisible = (c >= 0x200B && c <= 0x200F) || (c >= 0x2028 && c <= 0x202E) || (c >= 0x2060 && c <= 0x206F) ||
-                         c == 0x061C || c == 0xFEFF || c == 0xAD || (c >= 0xFFF0 && c <= 0xFFFB) ||
-                         (c >= 0xE0000 && c <= 0xE0FFF);
-  return !control && !invisible;
+// How a character is shown, where that is not as itself; empty otherwise.
+std::string escapeOf(const CodePoint& point) {
+  if (point.valid && point.value == '\\') {
+    return "\\\\";
+  }
+  if (point.valid && point.value == '\n') {
+    return "\\n";
+  }
+  if (point.valid && point.value == '\t') {
+    return "\\t";
+  }
+  if (!point.valid || point.value == 0x7F || point.value < 0x20) {
+    return fmt::format("\\x{:02X}", point.value);
+  }
+  return control::isPrintable(point.value) ? std::string() : fmt::format("\\u{{{:X}}}", point.value);
+}
+
+bool isContinuation(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
+
+std::vector<std::string> escapedCharacters(std::string_view text) {
+  std::vector<std::string> characters;
+  while (!text.empty()) {
+    const std::size_t length = decodeUTF8(text).length;
+    characters.push_back(escape(text.substr(0, length)));
+    text.remove_prefix(length);
+  }
+  return characters;
+}
+
+// The characters at the beginning or the end of a text that take no more than so many columns when they are escaped.
+// None has more than four bytes.
+std::string escapedBeginning(std::string_view text, std::size_t width) {
+  std::string beginning;
+  for (const std::string& character : escapedCharacters(text.substr(0, 4 * width))) {
+    width -= std::min(width, columns(character));
+    if (width == 0) {
+      break;
+    }
+    beginning += character;
+  }
+  return beginning;
+}
+std::string escapedEnd(std::string_view text, std::size_t width) {
+  text.remove_prefix(text.size() - std::min(text.size(), 4 * width));
+  for (int i = 0; i < 3 && !text.empty() && isContinuation(text.front()); ++i) {
+    text.remove_prefix(1); // of a character that begins before
+  }
+  std::string end;
+  const std::vector<std::string> characters = escapedCharacters(text);
+  for (auto character = characters.rbegin(); character != characters.rend(); ++character) {
+    width -= std::min(width, columns(*character));
+    if (width == 0) {
+      break;
+    }
+    end.insert(0, *character);
+  }
+  return end;
 }
 
 } // namespace
@@ -48,31 +101,47 @@ CodePoint decodeUTF8(std::string_view bytes) {
   return {value, length, true};
 }
 
-std::string escape(std::string_view text) {
-  std::string out;
+std::size_t plainLength(std::string_view text, char except, char orExcept) {
+  const auto* const end = std::find_if(text.begin(), text.end(),
+                                       [=](char c) { return c < 0x20 || c >= 0x7F || c == except || c == orExcept; });
+  return static_cast<std::size_t>(end - text.begin());
+}
+
+void appendEscaped(Sink& out, std::string_view text) {
   while (!text.empty()) {
-    const CodePoint point = decodeUTF8(text);
-    if (point.valid && point.value == '\\') {
-      out += "\\\\";
-    } else if (point.valid && point.value == '\n') {
-      out += "\\n";
-    } else if (point.valid && point.value == '\t') {
-      out += "\\t";
-    } else if (point.valid && isPrintable(point.value)) {
-      out += text.substr(0, point.length);
-    } else if (!point.valid || point.value < 0x80) {
-      fmt::format_to(std::back_inserter(out), "\\x{:02X}", point.value);
-    } else {
-      fmt::format_to(std::back_inserter(out), "\\u{{{:X}}}", point.value);
+    if (const std::size_t plain = plainLength(text, '\\', '\\'); plain != 0) {
+      out += text.substr(0, plain);
+      text.remove_prefix(plain);
+      continue;
     }
+    const CodePoint point = decodeUTF8(text);
+    const std::string escaped = escapeOf(point);
+    out += escaped.empty() ? text.substr(0, point.length) : escaped;
     text.remove_prefix(point.length);
   }
-  return out;
+}
+
+std::string escape(std::string_view text) {
+  StringSink out;
+  appendEscaped(out, text);
+  return out.take();
+}
+
+std::string escapeKey(std::string_view key) {
+  constexpr std::size_t beginning = 41; // less than so many columns
+  constexpr std::size_t end = 21;
+  constexpr std::size_t longest = 4 * widestKey; // of those that can fit
+  if (key.size() <= longest) {
+    std::string whole = escape(key);
+    if (columns(whole) <= widestKey) {
+      return whole;
+    }
+  }
+  return fmt::format("{}…{} ({} bytes)", escapedBeginning(key, beginning), escapedEnd(key, end), key.size());
 }
 
 std::size_t columns(std::string_view text) {
-  return static_cast<std::size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) { return !isContinuation(c); }));
 }
 
 } // namespace vel::stat

@@ -1,21 +1,34 @@
 // Quotes, separates and indents.
 #include "velstat/text/json_writer.h"
 
+#include <control/printable.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
 
 #include <fmt/format.h>
 
 #include <cmath>
-#include <iterator>
 
 namespace vel::stat {
 
 namespace {
 
-void appendQuoted(std::string& out, std::string_view text) {
+// A character by its number: two where it needs more than 16 bits.
+std::string numbered(std::uint32_t character) {
+  if (character < 0x10000) {
+    return fmt::format("\\u{:04x}", character);
+  }
+  return fmt::format("\\u{:04x}\\u{:04x}", 0xD7C0 + (character >> 10), 0xDC00 + (character & 0x3FF));
+}
+
+void appendQuoted(Sink& out, std::string_view text) {
   out += '"';
   while (!text.empty()) {
+    if (const std::size_t plain = plainLength(text, '"', '\\'); plain != 0) {
+      out += text.substr(0, plain);
+      text.remove_prefix(plain);
+      continue;
+    }
     const CodePoint point = decodeUTF8(text);
     if (!point.valid) {
       out += "\xEF\xBF\xBD";
@@ -24,10 +37,10 @@ void appendQuoted(std::string& out, std::string_view text) {
       out += text[0];
     } else if (point.value == '\n') {
       out += "\\n";
-    } else if (point.value < 0x20 || point.value == 0x7F) {
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", point.value);
-    } else {
+    } else if (control::isPrintable(point.value)) {
       out += text.substr(0, point.length);
+    } else {
+      out += numbered(point.value);
     }
     text.remove_prefix(point.length);
   }
@@ -57,12 +70,9 @@ struct WriteValue {
   void operator()(double number) const { writer.real(number); }
   void operator()(bool flag) const { writer.boolean(flag); }
   void operator()(const formats::Bytes& bytes) const {
-    std::string hex;
-    for (const std::byte byte : bytes) {
-      fmt::format_to(std::back_inserter(hex), "{:02x}", std::to_integer<unsigned>(byte));
-    }
     writer.beginObject();
-    writer.member("$data", hex);
+    writer.key("$data");
+    writer.hex(bytes);
     writer.endObject();
   }
 };
@@ -72,7 +82,7 @@ struct WriteValue {
 void JsonWriter::newLine() {
   if (form_ == Form::indented) {
     out_ += '\n';
-    out_.append(2 * hasItems_.size(), ' ');
+    out_.blanks(2 * hasItems_.size());
   }
 }
 
@@ -114,14 +124,25 @@ void JsonWriter::string(std::string_view text) {
   appendQuoted(out_, text);
 }
 
+void JsonWriter::hex(std::span<const std::byte> bytes) {
+  constexpr std::string_view digits = "0123456789abcdef";
+  separate();
+  out_ += '"';
+  for (const std::byte byte : bytes) {
+    const char pair[] = {digits[std::to_integer<unsigned>(byte) >> 4], digits[std::to_integer<unsigned>(byte) & 0xF]};
+    out_ += std::string_view(pair, 2);
+  }
+  out_ += '"';
+}
+
 void JsonWriter::integer(std::int64_t number) {
   separate();
-  fmt::format_to(std::back_inserter(out_), "{}", number);
+  out_ += fmt::format_int(number).c_str();
 }
 
 void JsonWriter::real(double number) {
   separate();
-  out_ += std::isfinite(number) ? realText(number) : "null";
+  out_ += std::isfinite(number) ? realText(number) : std::string("null");
 }
 
 void JsonWriter::boolean(bool flag) {

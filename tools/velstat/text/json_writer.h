@@ -2,10 +2,12 @@
 #pragma once
 
 #include <formats/value.h>
+#include <velstat/text/sink.h>
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
-#include <string>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -17,7 +19,7 @@ public:
   enum class Form { indented, oneLine };
 
   // Appends to `out`, which must outlive the writer.
-  explicit JsonWriter(std::string& out, Form form = Form::indented) : out_(out), form_(form) {}
+  explicit JsonWriter(Sink& out, Form form = Form::indented) : out_(out), form_(form) {}
 
   void beginObject() { open('{'); }
   void endObject() { close('}'); }
@@ -25,7 +27,9 @@ public:
   void endArray() { close(']'); }
   void key(std::string_view name);
 
-  void string(std::string_view text); // bytes that are not UTF-8 become U+FFFD
+  // Exact, but bytes that are not UTF-8 become U+FFFD. What a terminal would act on, or not show, is written as \uXXXX.
+  void string(std::string_view text);
+  void hex(std::span<const std::byte> bytes); // a string of their digits
   void integer(std::int64_t number);
   void real(double number); // null for what is no number in JSON
   void boolean(bool flag);
@@ -47,7 +51,7 @@ private:
   void separate();
   void newLine();
 
-  std::string& out_;
+  Sink& out_;
   const Form form_;
   std::vector<bool> hasItems_; // of each open object or array
   bool afterKey_ = false;

@@ -47,8 +47,8 @@ Style Style::ofStandardOutput() {
   return Style(isTerminalWithEscapes() && (noColor == nullptr || *noColor == '\0'));
 }
 
-std::string Style::mark(std::string_view code, std::string_view text) const {
-  return colour_ ? fmt::format("\x1B[{}m{}\x1B[0m", code, text) : std::string(text);
+std::string Mark::operator()(std::string_view text) const {
+  return fmt::format("{}{}{}", on, text, off);
 }
 
 } // namespace vel::stat

@@ -24,6 +24,14 @@ void complain(std::string_view message);
 // Whether the standard output is a terminal that does what escape sequences say.
 bool isTerminalWithEscapes();
 
+// What to write before and after text that is to be marked up.
+struct Mark {
+  std::string_view on;
+  std::string_view off;
+
+  std::string operator()(std::string_view text) const;
+};
+
 // Marks up text, or leaves it alone.
 class Style {
 public:
@@ -31,13 +39,13 @@ public:
   // Colour on such a terminal, unless NO_COLOR is set.
   static Style ofStandardOutput();
 
-  std::string bold(std::string_view text) const { return mark("1", text); }
-  std::string dim(std::string_view text) const { return mark("2", text); }
-  std::string green(std::string_view text) const { return mark("32", text); }
-  std::string red(std::string_view text) const { return mark("31", text); }
+  std::string bold(std::string_view text) const { return mark("\x1B[1m")(text); }
+  std::string dim(std::string_view text) const { return mark("\x1B[2m")(text); }
+  Mark green() const { return mark("\x1B[32m"); }
+  Mark red() const { return mark("\x1B[31m"); }
 
 private:
-  std::string mark(std::string_view code, std::string_view text) const;
+  Mark mark(std::string_view on) const { return colour_ ? Mark{on, "\x1B[0m"} : Mark{}; }
 
   bool colour_;
 };

@@ -27,7 +27,7 @@ std::string cell(std::string text) {
   return cut(std::move(text), widest);
 }
 
-void appendCells(std::string& out, const Cells& cells, std::size_t indent, const Style& style) {
+void appendCells(Sink& out, const Cells& cells, std::size_t indent, const Style& style) {
   std::vector<std::size_t> widths;
   for (const auto& line : cells) {
     widths.resize(std::max(widths.size(), line.size()));
@@ -41,7 +41,8 @@ void appendCells(std::string& out, const Cells& cells, std::size_t indent, const
       text += line[i] + std::string(widths[i] - columns(line[i]) + 2, ' ');
     }
     text.resize(text.find_last_not_of(' ') + 1);
-    out += (&line == &cells.front() ? style.dim(text) : text) + '\n';
+    out += &line == &cells.front() ? style.dim(text) : text;
+    out += '\n';
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <velstat/text/output.h>
+#include <velstat/text/sink.h>
 
 #include <cstddef>
 #include <string>
@@ -16,6 +17,6 @@ std::string cell(std::string text);
 
 // A header and lines.
 using Cells = std::vector<std::vector<std::string>>;
-void appendCells(std::string& out, const Cells& cells, std::size_t indent, const Style& style);
+void appendCells(Sink& out, const Cells& cells, std::size_t indent, const Style& style);
 
 } // namespace vel::stat

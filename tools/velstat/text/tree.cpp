@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <iterator>
+#include <string_view>
 
 namespace vel::stat {
 
@@ -15,43 +15,42 @@ namespace {
 
 constexpr std::size_t shownBytes = 32;
 
-struct LeafText {
-  std::string operator()(const formats::Dictionary&) const { return "(empty dictionary)"; }
-  std::string operator()(const formats::Array&) const { return "(empty array)"; }
+struct AppendLeaf {
+  Sink& out;
+
+  void operator()(const formats::Dictionary&) const { out += "(empty dictionary)"; }
+  void operator()(const formats::Array&) const { out += "(empty array)"; }
   // In quotes where the ends of the text would not be seen.
-  std::string operator()(const std::string& text) const {
+  void operator()(const std::string& text) const {
     const bool endsShow = !text.empty() && text.front() != ' ' && text.back() != ' ' && text.front() != '"';
-    return endsShow ? escape(text) : '"' + escape(text) + '"';
+    out += endsShow ? "" : "\"";
+    appendEscaped(out, text);
+    out += endsShow ? "" : "\"";
   }
-  std::string operator()(std::int64_t number) const { return fmt::format("{}", number); }
-  std::string operator()(double number) const { return realText(number); }
-  std::string operator()(bool flag) const { return flag ? "true" : "false"; }
-  std::string operator()(const formats::Bytes& bytes) const {
-    std::string text = fmt::format("<{} bytes", bytes.size());
+  void operator()(std::int64_t number) const { out += fmt::format_int(number).c_str(); }
+  void operator()(double number) const { out += realText(number); }
+  void operator()(bool flag) const { out += flag ? "true" : "false"; }
+  void operator()(const formats::Bytes& bytes) const {
+    out += fmt::format("<{} bytes", bytes.size());
     for (std::size_t i = 0; i < std::min(bytes.size(), shownBytes); ++i) {
-      fmt::format_to(std::back_inserter(text), "{}{:02x}", i == 0 ? ": " : " ", std::to_integer<unsigned>(bytes[i]));
+      out += fmt::format("{}{:02x}", i == 0 ? ": " : " ", std::to_integer<unsigned>(bytes[i]));
     }
-    return text + (bytes.size() > shownBytes ? " ...>" : ">");
+    out += bytes.size() > shownBytes ? " ...>" : ">";
   }
 };
 
-struct Row {
-  std::string key;
-  const formats::Value* value;
-};
-
-std::vector<Row> rowsOf(const formats::Value& value) {
-  std::vector<Row> rows;
+// Calls `take` with the key and the value of each member or item.
+template <class Take>
+void eachRow(const formats::Value& value, Take take) {
   if (const auto* members = value.as<formats::Dictionary>()) {
     for (const formats::Member& member : *members) {
-      rows.push_back({escape(member.key), &member.value});
+      take(member.key, member.value);
     }
   } else if (const auto* items = value.as<formats::Array>()) {
-    for (const formats::Value& item : *items) {
-      rows.push_back({std::to_string(rows.size()), &item});
+    for (std::size_t i = 0; i < items->size(); ++i) {
+      take(std::to_string(i), (*items)[i]);
     }
   }
-  return rows;
 }
 
 } // namespace
@@ -62,30 +61,51 @@ bool isLeaf(const formats::Value& value) {
   return (dictionary == nullptr || dictionary->empty()) && (array == nullptr || array->empty());
 }
 
-std::string leafText(const formats::Value& leaf) {
-  return std::visit(LeafText(), leaf.content);
+void appendLeaf(Sink& out, const formats::Value& leaf) {
+  std::visit(AppendLeaf{out}, leaf.content);
 }
 
-void appendTree(std::string& out, const formats::Value& value, std::size_t indent, const Style& style) {
-  const std::string margin(indent, ' ');
-  if (isLeaf(value)) {
-    out += margin + leafText(value) + '\n';
+std::string leafText(const formats::Value& leaf) {
+  StringSink out;
+  appendLeaf(out, leaf);
+  return out.take();
+}
+
+void KeyColumn::makeRoomFor(std::string_view key) {
+  width_ = std::max(width_, columns(escapeKey(key)));
+}
+
+void KeyColumn::append(Sink& out, std::string_view key, const formats::Value& value, std::size_t indent,
+                       const Style& style) const {
+  const std::string shown = escapeKey(key);
+  out.blanks(indent);
+  if (!isLeaf(value)) {
+    out += shown;
+    out += '\n';
+    appendTree(out, value, indent + 2, style);
     return;
   }
-  const std::vector<Row> rows = rowsOf(value);
-  std::size_t width = 0;
-  for (const Row& row : rows) {
-    width = std::max(width, isLeaf(*row.value) ? columns(row.key) : 0);
+  out += style.dim(shown);
+  out.blanks(width_ - columns(shown) + 2);
+  appendLeaf(out, value);
+  out += '\n';
+}
+
+void appendTree(Sink& out, const formats::Value& value, std::size_t indent, const Style& style) {
+  if (isLeaf(value)) {
+    out.blanks(indent);
+    appendLeaf(out, value);
+    out += '\n';
+    return;
   }
-  for (const Row& row : rows) {
-    out += margin;
-    if (isLeaf(*row.value)) {
-      out += style.dim(row.key) + std::string(width - columns(row.key) + 2, ' ') + leafText(*row.value) + '\n';
-    } else {
-      out += row.key + '\n';
-      appendTree(out, *row.value, indent + 2, style);
+  KeyColumn keys;
+  eachRow(value, [&](std::string_view key, const formats::Value& member) {
+    if (isLeaf(member)) {
+      keys.makeRoomFor(key);
     }
-  }
+  });
+  eachRow(value,
+          [&](std::string_view key, const formats::Value& member) { keys.append(out, key, member, indent, style); });
 }
 
 } // namespace vel::stat

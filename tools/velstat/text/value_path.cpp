@@ -27,16 +27,19 @@ std::vector<std::string> splitPath(std::string_view text) {
 
 } // namespace
 
-std::string joinPath(const Keys& keys) {
-  std::string path;
-  for (const std::string& key : keys) {
-    path += &key == keys.data() ? "" : "/";
-    for (const char c : key) {
-      path += c == '/' || c == '\\' ? "\\" : "";
-      path += c;
-    }
+void ValuePath::push(std::string_view key) {
+  const bool first = lengths_.empty();
+  lengths_.push_back(text_.size());
+  text_ += first ? "" : "/";
+  for (const char c : key) {
+    text_ += c == '/' || c == '\\' ? "\\" : "";
+    text_ += c;
   }
-  return path;
+}
+
+void ValuePath::pop() {
+  text_.resize(lengths_.back());
+  lengths_.pop_back();
 }
 
 PathPattern::PathPattern(const std::string& text) : text_(text) {
@@ -48,17 +51,16 @@ PathPattern::PathPattern(const std::string& text) : text_(text) {
 // Goes through the tree once with, for each pattern, the numbers of the segments that the next key may match.
 class PathSearch {
 public:
-  explicit PathSearch(std::span<const PathPattern> patterns) : patterns_(patterns) {
-    result_.found.resize(patterns.size());
-  }
+  PathSearch(std::span<const PathPattern> patterns, const TakeMatch& take)
+      : patterns_(patterns), take_(take), found_(patterns.size()) {}
 
-  PathMatches run(const formats::Value& value) {
+  std::vector<bool> run(const formats::Value& value) {
     Places places;
     for (std::size_t i = 0; i < patterns_.size(); ++i) {
       add(places, i, 0);
     }
     visit(value, places);
-    return std::move(result_);
+    return std::move(found_);
   }
 
 private:
@@ -83,12 +85,12 @@ private:
     bool matched = false;
     for (const auto& [pattern, segment] : places) {
       if (segment == patterns_[pattern].segments_.size()) {
-        result_.found[pattern] = true;
+        found_[pattern] = true;
         matched = true;
       }
     }
     if (matched) {
-      result_.matches.push_back({joinPath(keys_), &value});
+      take_(path_.text(), value);
       return;
     }
     if (const auto* members = value.as<formats::Dictionary>()) {
@@ -102,7 +104,7 @@ private:
     }
   }
 
-  void descend(const std::string& key, const formats::Value& value, const Places& places) {
+  void descend(std::string_view key, const formats::Value& value, const Places& places) {
     Places inner;
     for (const auto& [pattern, segment] : places) {
       const PathPattern::Segment& wanted = patterns_[pattern].segments_[segment];
@@ -113,19 +115,20 @@ private:
       }
     }
     if (!inner.empty()) {
-      keys_.push_back(key);
+      path_.push(key);
       visit(value, inner);
-      keys_.pop_back();
+      path_.pop();
     }
   }
 
   const std::span<const PathPattern> patterns_;
-  Keys keys_; // from the root to the value that is visited
-  PathMatches result_;
+  const TakeMatch& take_;
+  ValuePath path_; // of the value that is visited
+  std::vector<bool> found_;
 };
 
-PathMatches findPaths(const formats::Value& value, std::span<const PathPattern> patterns) {
-  return PathSearch(patterns).run(value);
+std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take) {
+  return PathSearch(patterns, take).run(value);
 }
 
 } // namespace vel::stat

@@ -6,6 +6,7 @@
 #include <velstat/text/wildcard.h>
 
 #include <cstddef>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,8 +14,18 @@
 
 namespace vel::stat {
 
-using Keys = std::vector<std::string>;
-std::string joinPath(const Keys& keys);
+// The path of the value that a walk through a tree has come to.
+class ValuePath {
+public:
+  void push(std::string_view key);
+  void pop();
+  // Of the value itself until the next change; empty for the whole tree.
+  std::string_view text() const { return text_; }
+
+private:
+  std::string text_;
+  std::vector<std::size_t> lengths_; // of the text without each of the keys
+};
 
 // A path with a glob in each segment; the segment "**" stands for any number of segments.
 class PathPattern {
@@ -35,17 +46,9 @@ private:
   std::vector<Segment> segments_;
 };
 
-struct PathMatch {
-  std::string path;
-  const formats::Value* value = nullptr; // in the tree that was searched
-};
-
-struct PathMatches {
-  std::vector<PathMatch> matches; // in the order of the tree, each value once
-  std::vector<bool> found;        // for each pattern, whether it matched anything
-};
-
-// Nothing is looked for inside a value that matches: it is found whole.
-PathMatches findPaths(const formats::Value& value, std::span<const PathPattern> patterns);
+// Calls `take` with path and value of each match, in the order of the tree and each value once, and returns for each
+// pattern whether it matched anything. Nothing is looked for inside a value that matches: it is found whole.
+using TakeMatch = std::function<void(std::string_view path, const formats::Value& value)>;
+std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take);
 
 } // namespace vel::stat

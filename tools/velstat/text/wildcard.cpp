@@ -11,14 +11,19 @@ namespace vel::stat {
 
 namespace {
 
-std::u32string codePoints(std::string_view text) {
-  // Beyond Unicode, so that a byte that is not UTF-8 is never taken for a character.
+// Takes the first character from the text. A byte that is not UTF-8 is told as a number beyond Unicode, so that it is
+// never taken for a character.
+char32_t takeCharacter(std::string_view& text) {
   constexpr char32_t strayByte = 0x200000;
+  const CodePoint point = decodeUTF8(text);
+  text.remove_prefix(point.length);
+  return static_cast<char32_t>(point.value + (point.valid ? 0 : strayByte));
+}
+
+std::u32string codePoints(std::string_view text) {
   std::u32string points;
   while (!text.empty()) {
-    const CodePoint point = decodeUTF8(text);
-    points += static_cast<char32_t>(point.value + (point.valid ? 0 : strayByte));
-    text.remove_prefix(point.length);
+    points += takeCharacter(text);
   }
   return points;
 }
@@ -102,26 +107,32 @@ bool Wildcard::accepts(const Step& step, char32_t c) {
 }
 
 bool Wildcard::matches(std::string_view name) const {
-  const std::u32string points = codePoints(name);
   std::size_t step = 0;
-  std::size_t point = 0;
+  std::string_view rest = name;
   // Where to go on when what follows the last "*" does not fit: it then takes one character more. Earlier ones need no
   // second look, so there is no nesting of attempts.
   std::optional<std::size_t> star;
-  std::size_t taken = 0;
-  while (point < points.size() || step < steps_.size()) {
+  std::string_view afterStar;
+  while (!rest.empty() || step < steps_.size()) {
     if (step < steps_.size() && steps_[step].kind == Step::Kind::anyNumber) {
       star = step++;
-      taken = point;
-    } else if (step < steps_.size() && point < points.size() && accepts(steps_[step], points[point])) {
-      ++step;
-      ++point;
-    } else if (star && taken < points.size()) {
-      step = *star + 1;
-      point = ++taken;
-    } else {
+      afterStar = rest;
+      continue;
+    }
+    if (step < steps_.size() && !rest.empty()) {
+      std::string_view after = rest;
+      if (accepts(steps_[step], takeCharacter(after))) {
+        ++step;
+        rest = after;
+        continue;
+      }
+    }
+    if (!star || afterStar.empty()) {
       return false;
     }
+    takeCharacter(afterStar);
+    step = *star + 1;
+    rest = afterStar;
   }
   return true;
 }

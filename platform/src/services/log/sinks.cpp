@@ -1,22 +1,18 @@
 // The sinks: a file, spdlog's for stderr, and the journal.
 #include "services/log/sinks.h"
 
-#include "cf/encoding.h"
+#include "services/log/line_text.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <systemd/sd-journal.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <sys/syslog.h>
 #include <utility>
 
@@ -34,47 +30,6 @@ int journalPriority(os_log_type_t type) {
   default:
     return LOG_INFO;
   }
-}
-
-// Bytes of the UTF-8 sequence at the start of `text`, 0 when there is none.
-std::size_t sequenceLength(std::string_view text) {
-  for (std::size_t length = 1; length <= 4 && length <= text.size(); ++length) {
-    if (utf16Length(text.substr(0, length))) {
-      return length;
-    }
-  }
-  return 0;
-}
-
-enum class ControlCharacters { kept, escaped };
-
-std::string printable(std::string_view text, ControlCharacters controls) {
-  if (controls == ControlCharacters::kept && utf16Length(text)) {
-    return std::string(text); // nearly always
-  }
-  std::string out;
-  while (!text.empty()) {
-    const auto length = sequenceLength(text);
-    const auto byte = static_cast<unsigned char>(text.front());
-    const bool isControl = (byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7F;
-    if (length == 0 || (isControl && controls == ControlCharacters::escaped)) {
-      out += fmt::format("\\x{:02X}", byte);
-    } else {
-      out += text.substr(0, length);
-    }
-    text.remove_prefix(std::max<std::size_t>(length, 1));
-  }
-  return out;
-}
-
-std::string plainLine(const control::LogLine& line) {
-  std::string_view message = line.message;
-  if (message.ends_with('\n')) {
-    message.remove_suffix(1);
-  }
-  const auto text =
-      fmt::format("{} {}:{}: {}", control::logLevelName(line.type), line.subsystem, line.category, message);
-  return printable(text, ControlCharacters::escaped);
 }
 
 struct CloseFile {
@@ -147,39 +102,3 @@ std::unique_ptr<LogSink> makeJournalSink() {
 }
 
 } // namespace vel::platform
-
-namespace vel::control {
-
-namespace {
-
-using Microseconds = std::chrono::sys_time<std::chrono::microseconds>;
-
-// Lines come many a second: its text is made once.
-const std::string& secondText(std::chrono::sys_seconds second) {
-  thread_local std::chrono::sys_seconds last;
-  thread_local std::string text;
-  if (text.empty() || second != last) {
-    last = second;
-    text = fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::gmtime(second.time_since_epoch().count()));
-  }
-  return text;
-}
-
-} // namespace
-
-std::string logLineJson(const LogLine& line) {
-  using platform::ControlCharacters;
-  using platform::printable;
-  const Microseconds time{std::chrono::microseconds(line.time)};
-  const auto second = std::chrono::floor<std::chrono::seconds>(time);
-  nlohmann::ordered_json fields;
-  fields["level"] = logLevelName(line.type);
-  fields["subsystem"] = printable(line.subsystem, ControlCharacters::kept);
-  fields["category"] = printable(line.category, ControlCharacters::kept);
-  fields["message"] = printable(line.message, ControlCharacters::kept);
-  const std::string rest = fields.dump();
-  return fmt::format(R"({{"time":"{}.{:06}Z",{})", secondText(second), (time - second).count(),
-                     std::string_view(rest).substr(1));
-}
-
-} // namespace vel::control

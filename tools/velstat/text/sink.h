@@ -1,0 +1,70 @@
+// Rendered text on its way: to the standard output, into a string, or only measured.
+#pragma once
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vel::stat {
+
+class Sink {
+public:
+  Sink() = default;
+  virtual ~Sink() = default;
+  Sink(const Sink&) = delete;
+  Sink& operator=(const Sink&) = delete;
+
+  virtual void append(std::string_view text) = 0;
+
+  Sink& operator+=(std::string_view text) {
+    append(text);
+    return *this;
+  }
+  Sink& operator+=(char character) { return *this += std::string_view(&character, 1); }
+  void blanks(std::size_t count);
+};
+
+class StringSink final : public Sink {
+public:
+  void append(std::string_view text) override { text_ += text; }
+  const std::string& text() const { return text_; }
+  std::string take() { return std::move(text_); }
+
+private:
+  std::string text_;
+};
+
+// Writes in blocks; what is left is written by flush(). Throws as writeStandardOutput does.
+class StandardOutput final : public Sink {
+public:
+  void append(std::string_view text) override;
+  void flush();
+
+private:
+  std::string block_;
+};
+
+// Some inputs describe far more than they hold, as the objects of a property list may be shared, and keys are repeated
+// in paths. What is shown of an input may take so many times its size.
+constexpr std::size_t mostExpansion = 64;
+
+class TooLong : public std::runtime_error {
+public:
+  TooLong() : std::runtime_error("the output is too long for its input") {}
+};
+
+// Keeps nothing but the length. Throws TooLong as soon as that is beyond the limit, so that a rendering can be refused
+// before any of it is written.
+class Measure final : public Sink {
+public:
+  explicit Measure(std::size_t limit) : limit_(limit) {}
+  void append(std::string_view text) override;
+  std::size_t length() const { return length_; }
+
+private:
+  const std::size_t limit_;
+  std::size_t length_ = 0;
+};
+
+} // namespace vel::stat
