@@ -76,7 +76,7 @@ IOReturn TavikVELHIDStatistics::getPropertyU32(Context* context, uint32_t proper
   return result;
 }
 
-// The interface is not tested here: whoever has a command to send has looked at it. Unlike a property, a command is
+// The interface is not tested here: callers check it before they send a command. Unlike a property read, a command is
 // expected to succeed, so a failure is logged.
 IOReturn TavikVELHIDStatistics::performCommand(Context* context, uint32_t command, void* input, size_t inputSize,
                                                void* output, size_t* outputSize) {

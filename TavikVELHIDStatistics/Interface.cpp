@@ -47,7 +47,7 @@ ULONG release(void* self) {
 
 boolean_t openSession(void* self, IOHIDSessionRef session, IOOptionBits options) {
   object(self)->open(session, options);
-  return 1; // whatever the member answers
+  return 1; // the member's result is not used
 }
 
 void closeSession(void* self, IOHIDSessionRef session, IOOptionBits options) {

@@ -1,4 +1,5 @@
-// Whoever lays a struct over bytes of the co-processor includes this: they are little-endian and read as they stand.
+// Included by code that lays a struct over the co-processor's bytes: both sides are little-endian, so nothing is
+// swapped.
 #pragma once
 
 #include <bit>

@@ -121,7 +121,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     return logFailure("context->_device._service", 268);
   }
 
-  // The driver's interface. Without one the service is kept all the same; one that does not open is the end of it.
+  // The driver's interface. A service without one is still kept; if it has one that does not open, it is abandoned.
   if (registration.createPlugin(entry, kVELDriverUserClientTypeID)) {
     if (!SUCCEEDED(registration.queryPlugin(kVELDriverInterfaceID, &context->_driver._interface))) {
       logFailure("((HRESULT)(Status) >= 0)", 275);
@@ -137,7 +137,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     }
   }
 
-  // The device's interface, which brings the analytics. Whether it opens does not matter: batches come all the same.
+  // The device's interface, which delivers the analytics. Batches arrive even if it does not open.
   if (registration.createPlugin(context->_device._service, kVELDeviceUserClientTypeID)) {
     if (!SUCCEEDED(registration.queryPlugin(kVELDeviceInterfaceID, &context->_device._interface))) {
       logFailure("((HRESULT)(Status) >= 0)", 292);

@@ -10,7 +10,7 @@
 inline constexpr size_t kTextStreamCapacity = 256;
 
 // Reads entries from a reply. Elements end with the reply's length, but a payload that begins inside it and runs past
-// it goes on into the buffer as it stands; beyond the buffer all bytes read as zero.
+// it continues into the buffer's old bytes; beyond the buffer all bytes read as zero.
 class TextStream {
 public:
   TextStream(std::span<const uint8_t> buffer, size_t length);

@@ -53,7 +53,7 @@ class Decoder:
             getattr(self._library, name).restype = ctypes.c_size_t
 
     def text(self, record, times=None):
-        """The text of a record, as bytes: it may hold NULs and bytes that are no UTF-8."""
+        """The text of a record, as bytes: it may contain NULs and bytes that are not UTF-8."""
         times = ctypes.byref(times) if times else None
         length = self._library.vel_profile_render(record, times, None, ctypes.c_size_t(0))
         out = ctypes.create_string_buffer(length + 1)

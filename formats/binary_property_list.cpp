@@ -226,7 +226,7 @@ private:
       Value key = referred(offset);
       auto* text = std::get_if<std::string>(&key.content);
       if (text == nullptr) {
-        source_.fail(offset, "a key that is no text ({})", key.typeName());
+        source_.fail(offset, "a key that is not text ({})", key.typeName());
       }
       members.push_back({std::move(*text), referred(offset + keys)});
     }

@@ -247,7 +247,7 @@ Bytes JsonNode::hex(std::size_t most) const {
     }
     const int value = digit(text[i]);
     if (value < 0) {
-      fail(fmt::format("character {} is no hexadecimal digit", i + 1));
+      fail(fmt::format("character {} is not a hexadecimal digit", i + 1));
     }
     if (high < 0) {
       high = value;

@@ -1,4 +1,4 @@
-// Binary property lists and state records from strangers: nothing outside the bytes is read; what is read can be shown,
+// Binary property lists and state records that are hostile: nothing outside the bytes is read; what is read can be shown,
 // compared and searched in bounded room, and equals itself.
 
 #include <formats/binary_property_list.h>

@@ -1,5 +1,5 @@
 // Any bytes as a damaged file of records: the search takes every byte once, comes to an end, and finds the same records
-// whatever part of the file it sees at a time.
+// for every size of the window that it sees at a time.
 #include <velstat/decode/recovery.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Analytics stores from strangers: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
+// Hostile analytics stores: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
 // is refused and left alone, or holds numbers that can be counted on from.
 #include <control/tally.h>
 

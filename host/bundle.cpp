@@ -79,7 +79,7 @@ std::string findFactoryID(const formats::Value& info, const std::string& file) {
   }
   const auto uuid = control::Ref<CFUUIDRef>::adopt(control::createUUID(*id));
   if (!uuid) {
-    throw Error(fmt::format("{}: the factory \"{}\" in CFPlugInTypes is no UUID", file, *id));
+    throw Error(fmt::format("{}: the factory \"{}\" in CFPlugInTypes is not a UUID", file, *id));
   }
   return control::uuidString(uuid.get());
 }

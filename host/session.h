@@ -49,7 +49,7 @@ public:
   // Returns the number of handlers that the notification reached.
   std::size_t postNotification(std::string_view name);
   // Queues a batch for the service's device. False when the device has no data callback, or no queue to call it on: the
-  // batch is dropped then, as a device drops what nobody wants. What became of a queued one shows in drain().
+  // batch is then dropped, as a device would do. drain() reports a queued batch that failed.
   bool deliverAnalytics(const MachineService& service, formats::Bytes batch);
   // Returns when everything that was queued before has run. Throws Error when a batch could not be stored.
   void drain();

@@ -34,7 +34,7 @@ void mix(Recorder& recorder) {
   }
 }
 
-// Nobody touches the device.
+// An untouched device.
 void idle(Recorder& recorder) {
   const std::uint32_t choice = recorder.random().below(100);
   if (choice < 45) {

@@ -95,7 +95,7 @@ std::uint8_t readKey(const formats::JsonNode& key) {
   const std::string name = key.text(entriesLimit);
   const auto* const found = std::find(std::begin(entryKeys), std::end(entryKeys), name);
   if (found == std::end(entryKeys)) {
-    key.fail(fmt::format("{} is no metric; docs/records.md has the list", formats::inQuotes(name)));
+    key.fail(fmt::format("{} is not a metric; docs/records.md has the list", formats::inQuotes(name)));
   }
   return static_cast<std::uint8_t>(found - std::begin(entryKeys));
 }
@@ -158,7 +158,7 @@ formats::Bytes readAnalyticsBatch(const formats::JsonNode& node) {
     node.requireKeys({"hex"});
     batch = node.find("hex")->hex(entriesLimit * entrySize);
     if (batch.size() % entrySize != 0) {
-      node.fail(fmt::format("has {} bytes, which is no whole number of entries of {}", batch.size(), entrySize));
+      node.fail(fmt::format("has {} bytes, which is not a whole number of entries of {}", batch.size(), entrySize));
     }
     return batch;
   }

@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
                "offset 8: dictionary of length 1 runs past the objects, which end at 10"),
         object("ReferenceToNoObject", "\xA1\x01", "offset 9: reference to object 1 of 1"),
         BadList{"KeyThatIsNoText", BinaryList{.objects = {"\xD1\x01\x01", "\x10\x05"}}.bytes(),
-                "offset 9: a key that is no text (integer)"},
+                "offset 9: a key that is not text (integer)"},
         BadList{"KeyTwice", BinaryList{.objects = {"\xD2\x01\x02\x03\x03", "\x51k", "\x61\x00k"s, "\x09"}}.bytes(),
                 "offset 8: the key \"k\" stands twice in a dictionary"}),
     [](const auto& row) { return std::string(row.param.name); });

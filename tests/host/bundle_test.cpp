@@ -71,7 +71,7 @@ TEST_F(BundleTest, NoPropertyList) {
 
 TEST_F(BundleTest, MalformedPropertyList) {
   const fs::path bundle = emptyBundle();
-  write(bundle / "Info.plist", "this is no property list");
+  write(bundle / "Info.plist", "not a property list");
   EXPECT_EQ(refusal(bundle), "B/Info.plist: malformed property list: not an XML property list");
 }
 
@@ -110,7 +110,7 @@ const WrongInfo wrongInfos[] = {
     {"OtherType",
      {.type = "00000000-3E3D-470A-BD15-A2DD7E1BB719"},
      "B/Info.plist: CFPlugInTypes names no factory for the session-filter type 7F1A3AE6-3E3D-470A-BD15-A2DD7E1BB719"},
-    {"FactoryIsNoUUID", {.factory = "factory"}, "B/Info.plist: the factory \"factory\" in CFPlugInTypes is no UUID"},
+    {"FactoryIsNoUUID", {.factory = "factory"}, "B/Info.plist: the factory \"factory\" in CFPlugInTypes is not a UUID"},
     {"NoFunction",
      {.function = ""},
      "B/Info.plist: CFPlugInFactories names no function for the factory 01020304-0506-0708-090A-0B0C0D0E0F10"},
@@ -135,7 +135,7 @@ INSTANTIATE_TEST_SUITE_P(BundleTest, WrongInfos, testing::ValuesIn(wrongInfos),
 
 TEST_F(BundleTest, ExecutableThatIsNoSharedObject) {
   const fs::path text = folder.path() / "text";
-  write(text, "this is no shared object, though it is long enough to be looked at as if it were one......");
+  write(text, "this is not a shared object, but it is as long as the header that the loader reads first........");
   EXPECT_EQ(refusal(makeBundle(folder, text)), "B/PlugIn: cannot be loaded: invalid ELF header");
 }
 

@@ -194,7 +194,7 @@ TEST_F(CFPropertyList, WhatItCannotHold_IsRefusedAtAnyDepth) {
                {"dictionary of pointers", pairs.get()},
                {"dictionary of objects under pointers", pointerKeys.get()},
                {"dictionary of pointers under objects", pointerValues.get()},
-               {"key that is no string", numberKey.get()}};
+               {"key that is not a string", numberKey.get()}};
   for (const auto& row : cases) {
     EXPECT_FALSE(write(row.object)) << row.name;
     EXPECT_FALSE(write(in(row.object).get())) << row.name;

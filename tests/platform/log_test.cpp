@@ -80,7 +80,7 @@ TEST_F(Log, Object_OutlivesItsReleases) {
 TEST_F(Log, ReleasingWhatIsNoLogObject_EndsTheProcess) {
   testing::FLAGS_gtest_death_test_style = "threadsafe";
   int other = 0;
-  EXPECT_DEATH(os_release(&other), "os_release: .* is no log object");
+  EXPECT_DEATH(os_release(&other), "os_release: .* is not a log object");
 }
 
 TEST_F(Log, Levels_DecideWhatIsKept) {

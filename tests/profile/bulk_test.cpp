@@ -92,7 +92,7 @@ TEST(Bulk, RecordsMayStandAtAnyAddress) {
   }
 }
 
-// The room claimed for a record is never left, whatever it holds: under the address sanitizer the vectors' ends are
+// No record needs more room than is reserved for it: under the address sanitizer the vectors' ends are
 // watched, and here the texts themselves stay well below.
 TEST(Bulk, LongestTexts_FitTheirCapacity) {
   std::size_t longest = 0;

@@ -112,7 +112,7 @@ std::uint64_t failEachCall(const std::function<void()>& work) {
     std::vector<std::string> calls = control::stopRecording();
     const bool failed = control::clearFailures();
     std::erase_if(calls, cannotFail);
-    // Nobody can give back what the system does not take.
+    // A release that fails leaves its reference.
     const std::size_t kept = failed && givesBack(calls.at(nth - 1)) ? 1 : 0;
     EXPECT_EQ(control::liveObjects(), objects) << "call " << nth;
     EXPECT_EQ(control::registryReferences(), references + kept) << "call " << nth;

@@ -1,4 +1,4 @@
-/* A stranger's program: decodes standard input with the installed package. */
+/* An outside program: decodes standard input with the installed package. */
 #include <profile/velprofile.h>
 
 #include <stdio.h>

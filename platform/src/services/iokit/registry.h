@@ -31,7 +31,7 @@ struct Entry {
   std::optional<IOReturn> brokenParent;
   std::vector<PlugIn> plugIns; // of two of one type, the later one counts
   std::shared_ptr<control::UserClient> userClient;
-  io_object_t handle = 0;       // 0: nobody holds the entry
+  io_object_t handle = 0;       // 0: the entry has no outside references
   std::uint32_t references = 0; // to the handle
 };
 

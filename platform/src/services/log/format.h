@@ -14,7 +14,7 @@ namespace vel::platform {
 // - %@ takes a CF object: a string as it is, a number in decimal, a boolean as true or false, anything else as its type
 //   in angle brackets (<CFArray>). Width and precision are not used.
 // - Words in braces right after the % are skipped: %{public}s.
-// - A null string or object is written as (null), whatever the precision.
+// - A null string or object is written as (null), with any precision.
 // - Anything else is copied unchanged, and so is the rest of the format, since it is no longer known which
 //   argument belongs to what.
 std::string formatLog(const char* format, std::va_list arguments);

@@ -138,7 +138,7 @@ void os_release(void* object) {
   const std::lock_guard lock(log().mutex);
   const auto& objects = log().objects;
   if (std::none_of(objects.begin(), objects.end(), [=](const os_log_s& known) { return &known == object; })) {
-    vel::platform::misuse("os_release", "%p is no log object", object);
+    vel::platform::misuse("os_release", "%p is not a log object", object);
   }
   ++log().releases;
 }

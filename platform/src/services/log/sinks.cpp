@@ -74,7 +74,7 @@ private:
   spdlog::sinks::stderr_sink_st sink_;
 };
 
-// Not spdlog's: its error names whatever errno holds, not why the journal refused the line.
+// Not spdlog's: its error shows the value of errno, not why the journal refused the line.
 class JournalSink final : public LogSink {
 public:
   void write(const control::LogLine& line) override {

@@ -73,9 +73,9 @@ struct Settled {
   bool operator==(const Settled&) const = default;
 };
 
-// A reader of SQLite's usual kind leaves two files beside the store, and cannot read from a folder that it may not
-// write to. When nobody has the store in use, the one file holds everything; should somebody begin to write meanwhile,
-// what was read is worth nothing and is read again the usual way.
+// An ordinary SQLite reader leaves two files next to the store, and cannot read in a folder that it may not write to.
+// When the store is not in use, the one file holds everything, so it is read directly. If a writer starts meanwhile,
+// the result is discarded and the store is read again the ordinary way.
 template <class Result>
 Result look(const fs::path& linked, Result (*read)(const fs::path&, Access)) {
   const fs::path path = fileOf(linked);
