@@ -1,6 +1,6 @@
 // Any bytes as a damaged file of records: the search takes every byte once, comes to an end, and finds the same records
 // for every size of the window that it sees at a time.
-#include <velstat/decode/recovery.h>
+#include <sources/recovery.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace vel::stat;
+using namespace vel::sources;
 
 void require(bool holds, const char* what, std::size_t at) {
   if (!holds) {

@@ -21,6 +21,7 @@ sys/time.h
 
 PLATFORM = {str(p.relative_to(ROOT / "platform/include")) for p in (ROOT / "platform/include").rglob("*.h")}
 EDGE = {"profile/profile_description.h"}
+READERS = {"control/tally.h"}  # it also reads stores, for rooms that host nothing
 
 
 def kind(name):
@@ -29,13 +30,15 @@ def kind(name):
         return "standard"
     if name in PLATFORM:
         return "platform"
+    if name in READERS:
+        return "reader"
     if name.startswith("control/"):
         return "control"
     if name.startswith("profile/"):
         return "profile"
     if name.startswith("host/model/"):
         return "model"
-    for room in ("formats", "host", "velstat"):
+    for room in ("formats", "sources", "host", "velstat"):
         if name.startswith(room + "/"):
             return room
     if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
@@ -51,13 +54,15 @@ ROOMS = [
     ("profile", {"standard", "profile"}),
     ("TavikVELHIDStatistics", {"standard", "profile", "platform", "plug-in"}),
     ("platform/include", {"standard", "platform"}),
-    ("platform/control", {"standard", "platform", "control"}),
-    ("platform/src", {"standard", "platform", "control", "library"}),
+    ("platform/control", {"standard", "platform", "control", "reader"}),
+    ("platform/src", {"standard", "platform", "control", "reader", "library"}),
     ("synthetic", {"standard", "profile", "synthetic"}),
     ("formats", {"standard", "platform", "formats", "library"}),
+    ("sources", {"standard", "formats", "profile", "reader", "sources", "library"}),
     ("host/model", {"standard", "platform", "formats", "model", "synthetic", "library"}),
-    ("host", {"standard", "platform", "control", "formats", "model", "host", "synthetic", "library"}),
-    ("tools", {"standard", "control", "formats", "model", "host", "profile", "synthetic", "velstat", "library"}),
+    ("host", {"standard", "platform", "control", "reader", "formats", "model", "host", "synthetic", "library"}),
+    ("tools", {"standard", "control", "formats", "sources", "model", "host", "profile", "synthetic",
+               "velstat", "reader", "library"}),
 ]
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)

@@ -327,7 +327,7 @@ class Filters(unittest.TestCase):
             ("--boot -1", "velstat: --boot: '-1' is not a number from 0 to 18446744073709551615"),
             ("--jobs 0", "velstat: --jobs: '0' is not a number from 1 to 256"),
             ("--jobs 257", "velstat: --jobs: '257' is not a number from 1 to 256"),
-            ("--format yaml", "velstat: --format: yaml not in {text,json,csv,none}"),
+            ("--format yaml", "velstat: --format: yaml not in {text,json,csv,raw,none}"),
             ("--stats=xml", "velstat: --stats: xml not in {text,json}"),
             ("--skip 1.5", "velstat: --skip: '1.5' is not a number from 0 to 18446744073709551615"),
             ("--limit 18446744073709551616",
@@ -359,12 +359,13 @@ class Inputs(WithFolder):
     def test_inputs_that_cannot_be_read(self):
         missing, folder = str(self.folder / "nothing.bin"), str(self.folder)
         self.assertEqual(run("decode", missing), (1, b"", f"velstat: {missing}: No such file or directory\n"))
-        self.assertEqual(run("decode", folder), (1, b"", f"velstat: {folder}: Is a directory\n"))
+        self.assertEqual(run("decode", folder), (1, b"", f"velstat: {folder}: an empty folder\n"))
         # The others are still decoded.
         path = self.file("a", self.ONE)
         self.assertEqual(run("decode", missing, path, folder, "-", stdin=self.TWO),
                          (1, naive(self.ONE + self.TWO), f"velstat: {missing}: No such file or directory\n"
-                                                         f"velstat: {folder}: Is a directory\n"))
+                                                         f"velstat: {folder}: not a capture: the folder holds neither "
+                                                         ".state files nor manifest.json and log.jsonl\n"))
 
     def test_names_are_escaped_in_messages(self):
         self.assertEqual(run("decode", "no\x1b[31m\n")[2], "velstat: no\\x1B[31m\\n: No such file or directory\n")

@@ -1,9 +1,9 @@
 // Many threads, one order; what goes wrong in one of them ends all.
+#include <sources/input.h>
+#include <sources/record.h>
 #include <synthetic/record_stream.h>
-#include <velstat/decode/input.h>
 #include <velstat/decode/pipeline.h>
-#include <velstat/decode/record_header.h>
-#include <velstat/decode/renderer.h>
+#include <velstat/decode/text_renderer.h>
 
 #include <gmock/gmock.h>
 
@@ -16,6 +16,8 @@
 #include <unistd.h>
 
 namespace vel::stat {
+
+using namespace sources;
 
 namespace {
 
@@ -137,8 +139,9 @@ TEST_P(Jobs, ExceptionWhileWriting_EndsAReadThatWaits) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   Complaints complaints([](std::string_view line) { ADD_FAILURE() << line; });
-  Input input({"/dev/fd/" + std::to_string(ends[0])}, complaints);
-  ASSERT_TRUE(input.nextFile());
+  Cancellation cancellation;
+  Input input(complaints, cancellation);
+  ASSERT_TRUE(input.open("/dev/fd/" + std::to_string(ends[0])));
 
   Numbers numbers(100000);
   std::promise<void> waits;
@@ -152,7 +155,7 @@ TEST_P(Jobs, ExceptionWhileWriting_EndsAReadThatWaits) {
     }
     return true;
   };
-  stages.cancelRead = [&] { input.cancel(); };
+  stages.cancelRead = [&] { cancellation.cancel(); };
   numbers.write = [&](std::string_view) {
     if (GetParam() > 1) { // another thread has its turn to read
       waits.get_future().wait();
@@ -163,6 +166,7 @@ TEST_P(Jobs, ExceptionWhileWriting_EndsAReadThatWaits) {
   EXPECT_THROW(input.read(nullptr, recordSize), std::runtime_error) << "cancelled for good";
   close(ends[0]);
   close(ends[1]);
+  complaints.flush();
 }
 
 TEST_P(Jobs, RenderTheSameTextAsOneRenderer) {
@@ -193,6 +197,18 @@ TEST_P(Jobs, RenderTheSameTextAsOneRenderer) {
                              .write = [&](std::string_view text) { written += text; },
                          });
   EXPECT_TRUE(written == expected.view());
+}
+
+TEST(EscapedText, IsOnePrintableLineARecord) {
+  constexpr std::size_t count = 2000;
+  std::vector<_VelProfileReport> records(count);
+  synthetic::RandomStream(4).fill(records);
+  OutputBuffer out;
+  makeEscapedTextRenderer({})->render(reinterpret_cast<const unsigned char*>(records.data()), count, out);
+  EXPECT_EQ(std::count(out.view().begin(), out.view().end(), '\n'), count);
+  for (const char c : {'\0', '\r', '\x1B', '\x7F'}) {
+    EXPECT_EQ(out.view().find(c), std::string_view::npos);
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(Jobs, Jobs, testing::Values(1, 2, 3, 8));

@@ -1,10 +1,12 @@
 // Sequence numbers in every order, bounded counts, and the whole text and JSON of a small stream.
-#include "records.h"
+#include "support/record_files.h"
 #include <velstat/decode/statistics.h>
 
 #include <gmock/gmock.h>
 
 namespace vel::stat {
+
+using namespace sources;
 
 namespace {
 

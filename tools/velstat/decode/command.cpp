@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 #include <unistd.h>
@@ -19,12 +20,13 @@ namespace {
 
 struct CommandLine {
   DecodeOptions decode;
-  SelectionRequest selection;
+  sources::SelectionRequest selection;
   std::string format = "text";
   std::string statistics;
   std::string sequence;
   std::string time;
   std::string timeSync;
+  std::optional<std::uint64_t> boot;
   unsigned jobs = 0; // one a core
   bool framed = false;
   bool raw = false;
@@ -36,7 +38,8 @@ profile::TimeSync parseTimeSync(std::string_view text) {
   if (comma == std::string_view::npos) {
     throw std::invalid_argument("expected VEL,CALENDAR: the two clocks' readings at one moment");
   }
-  return {parseNumber<std::int64_t>(text.substr(0, comma)), parseNumber<std::int64_t>(text.substr(comma + 1))};
+  return {formats::parseNumber<std::int64_t>(text.substr(0, comma)),
+          formats::parseNumber<std::int64_t>(text.substr(comma + 1))};
 }
 
 // Runs a reading of an option's text; its failure is a wrong usage.
@@ -56,6 +59,9 @@ DecodeFormat chooseFormat(const CommandLine& line) {
   if (line.format == "csv") {
     return DecodeFormat::csv;
   }
+  if (line.format == "raw") {
+    return DecodeFormat::raw;
+  }
   if (line.format == "none") {
     return DecodeFormat::none;
   }
@@ -73,15 +79,23 @@ int run(CommandLine& line) {
   if (line.framed && !line.raw && isatty(STDOUT_FILENO) != 0) {
     throw Error("standard output: will not write framed texts to a terminal without --raw");
   }
+  if (line.format == "raw" && !line.raw && isatty(STDOUT_FILENO) != 0) {
+    throw Error("standard output: will not write raw records to a terminal without --raw");
+  }
   line.decode.format = chooseFormat(line);
   if (!line.sequence.empty()) {
-    line.selection.sequence = readOption("--sequence", [&] { return parseRange(line.sequence); });
+    line.selection.sequence = readOption("--sequence", [&] { return sources::parseRange(line.sequence); });
   }
   if (!line.time.empty()) {
-    line.selection.time = readOption("--time", [&] { return parseRange(line.time); });
+    line.selection.time = readOption("--time", [&] { return sources::parseRange(line.time); });
   }
+  profile::TimePolicy times;
+  times.boot = line.boot;
   if (!line.timeSync.empty()) {
-    line.decode.times.sync = readOption("--timesync", [&] { return parseTimeSync(line.timeSync); });
+    times.sync = readOption("--timesync", [&] { return parseTimeSync(line.timeSync); });
+  }
+  if (times.sync || times.boot) {
+    line.decode.times = times;
   }
   if (!line.statistics.empty()) {
     line.decode.statistics = line.statistics == "json" ? StatisticsFormat::json : StatisticsFormat::text;
@@ -90,7 +104,7 @@ int run(CommandLine& line) {
     line.decode.files = {"-"};
   }
   line.decode.jobs = line.jobs != 0 ? line.jobs : std::clamp(std::thread::hardware_concurrency(), 1U, 64U);
-  Selection selection = readOption("decode", [&] { return Selection(line.selection); });
+  sources::Selection selection = readOption("decode", [&] { return sources::Selection(line.selection); });
   return decode(line.decode, std::move(selection)) ? 0 : 1;
 }
 
@@ -117,8 +131,10 @@ void addFilters(CLI::App& command, CommandLine& line) {
 }
 
 void addFormats(CLI::App& command, CommandLine& line) {
-  command.add_option("--format", line.format, "text; json: an object a line; csv; none: check and count only")
-      ->check(CLI::IsMember({"text", "json", "csv", "none"}))
+  command
+      .add_option("--format", line.format,
+                  "text; json: an object a line; csv; raw: the 48 bytes; none: check and count only")
+      ->check(CLI::IsMember({"text", "json", "csv", "raw", "none"}))
       ->capture_default_str();
   CLI::Option* const framed = command.add_flag("--framed", line.framed,
                                                "Put each text's length before it (32 bits, little-endian), no newline");
@@ -130,7 +146,7 @@ void addFormats(CLI::App& command, CommandLine& line) {
       ->type_name("VEL,CALENDAR");
   command
       .add_option_function<std::uint64_t>(
-          "--boot", [&line](std::uint64_t boot) { line.decode.times.boot = boot; },
+          "--boot", [&line](std::uint64_t boot) { line.boot = boot; },
           "Show this boot time, in microseconds since 1970")
       ->type_name("US")
       ->transform(decimal<std::uint64_t>());
@@ -140,11 +156,15 @@ void addFormats(CLI::App& command, CommandLine& line) {
 
 void addDecode(CLI::App& app, int& status) {
   auto line = std::make_shared<CommandLine>();
-  CLI::App* const command = app.add_subcommand("decode", "Show profile records as text, JSON or CSV");
-  command->add_option("files", line->decode.files, "Files of 48-byte records; - or none: standard input")
+  CLI::App* const command = app.add_subcommand(
+      "decode", "Show profile records, of captures, logs or files of their own, as text, JSON or CSV");
+  command
+      ->add_option("files", line->decode.files,
+                   "Captures, property lists, text, JSON, CSV or 48-byte records; - or none: standard input")
       ->type_name("FILE");
   addFormats(*command, *line);
   addFilters(*command, *line);
+  command->add_flag("--all", line->decode.all, "Every occurrence of a record, in the order of the input");
   command->add_flag("--recover", line->decode.recover, "Go on after damage at the next place where records agree");
   command
       ->add_flag("--stats{text}", line->statistics,
@@ -154,6 +174,7 @@ void addDecode(CLI::App& app, int& status) {
       ->type_name("N")
       ->transform(decimal(1U, 256U));
   command->footer("Examples:\n"
+                  "  velstat decode --format raw snapshot > records.bin\n"
                   "  velstat decode --category zorb --event input-packet records.bin\n"
                   "  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");
   command->callback([line, &status] { status = run(*line); });

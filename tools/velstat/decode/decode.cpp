@@ -1,46 +1,110 @@
-// Puts the parts together: source, selection and statistics one after the other on whichever thread reads, renderers on
-// all threads, and the standard output.
+// Puts the parts together: sources, selection and statistics one after the other on whichever thread reads, renderers
+// on all threads, and the standard output.
 #include "velstat/decode/decode.h"
 
+#include <sources/clock.h>
+#include <sources/input.h>
+#include <sources/record.h>
+#include <sources/source.h>
 #include <velstat/decode/pipeline.h>
 #include <velstat/decode/progress.h>
-#include <velstat/decode/record_header.h>
-#include <velstat/decode/record_source.h>
-#include <velstat/decode/renderer.h>
 #include <velstat/decode/statistics.h>
+#include <velstat/decode/text_renderer.h>
 #include <velstat/text/output.h>
 
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
+#include <memory>
+#include <optional>
 #include <unistd.h>
 
 namespace vel::stat {
 
 namespace {
 
+using sources::recordSize;
+
+sources::Options sourceOptions(const DecodeOptions& options, std::function<void(std::string_view)> complain) {
+  return {.all = options.all,
+          .recover = options.recover,
+          .waits = false,
+          .jobs = options.jobs,
+          .watchedOutput = options.format == DecodeFormat::none ? -1 : STDOUT_FILENO,
+          .complain = std::move(complain)};
+}
+
+// The times that all inputs tell. Where they disagree there are none, as one relation would be wrong for the others.
+profile::TimePolicy timesOf(const std::vector<sources::InputInfo>& inputs) {
+  std::optional<sources::ClockRelation> common;
+  for (const sources::InputInfo& input : inputs) {
+    if (input.kind == sources::Kind::unknown) {
+      continue;
+    }
+    const auto& clocks = input.capture.clocks;
+    if (clocks.size() != 1 || (common && *common != clocks.front())) {
+      return {};
+    }
+    common = clocks.front();
+  }
+  return common ? profile::TimePolicy{sources::timeSync(*common), common->boot} : profile::TimePolicy{};
+}
+
+std::uint64_t sizeOf(const std::vector<sources::InputInfo>& inputs) {
+  std::uint64_t size = 0;
+  for (const sources::InputInfo& input : inputs) {
+    if (input.size == 0) {
+      return 0;
+    }
+    size += input.size;
+  }
+  return size;
+}
+
 // Records that are to be shown, in order. [one thread at a time]
 class Reader {
 public:
-  Reader(const DecodeOptions& options, Selection selection)
-      : complaints_([this](std::string_view line) {
-          progress_.clear();
-          complain(line);
-        }),
-        input_(options.files, complaints_,
-               options.format == DecodeFormat::none ? Input::Output::none : Input::Output::standard),
-        progress_(input_.totalSize()),
-        source_(options.recover ? makeRecoveringSource(input_, complaints_) : makePlainSource(input_, complaints_)),
-        selection_(std::move(selection)), counts_(options.statistics != StatisticsFormat::none) {}
+  Reader(const DecodeOptions& options, sources::Selection selection)
+      : sources_(options.files, sourceOptions(options,
+                                              [this](std::string_view line) {
+                                                if (progress_) {
+                                                  progress_->clear();
+                                                }
+                                                complain(line);
+                                              })),
+        records_(sources_.records()), selection_(std::move(selection)),
+        counts_(options.statistics != StatisticsFormat::none) {
+    progress_.emplace(sizeOf(sources_.inputs()));
+  }
 
   bool read(Unit& unit) {
+    try {
+      return readSome(unit);
+    } catch (const sources::OutputClosed&) {
+      throw ReaderGone();
+    }
+  }
+
+  void cancel() noexcept { records_->cancel(); }
+
+  // Nothing more is read: other lines may follow.
+  void finish() {
+    records_.reset(); // its last complaints
+    progress_->clear();
+  }
+
+  bool isSound() const { return sources_.isSound(); }
+  const std::vector<sources::InputInfo>& inputs() const { return sources_.inputs(); }
+  const Statistics& statistics() const { return statistics_; }
+
+private:
+  bool readSome(Unit& unit) {
     while (!selection_.isFull()) {
-      const std::size_t count = source_->read({unit.records.get(), Unit::capacity * recordSize});
+      const std::size_t count = records_->read({unit.records.get(), Unit::capacity * recordSize});
       if (count == 0) {
         return false;
       }
-      records_ += count;
-      progress_.update(records_, input_.bytesRead());
+      seen_ += count;
+      progress_->update(seen_, records_->bytesRead());
       unit.count = selection_.showsAll() && !counts_ ? count : select(unit.records.get(), count);
       if (unit.count != 0) {
         return true;
@@ -49,15 +113,6 @@ public:
     return false;
   }
 
-  void cancel() noexcept { input_.cancel(); }
-
-  // Nothing more is read: other lines may follow.
-  void finish() { progress_.clear(); }
-
-  bool isSound() const { return !complaints_.any(); }
-  const Statistics& statistics() const { return statistics_; }
-
-private:
   // Moves what is to be shown to the front.
   std::size_t select(unsigned char* records, std::size_t count) {
     std::size_t kept = 0;
@@ -81,40 +136,42 @@ private:
     return kept;
   }
 
-  Complaints complaints_;
-  Input input_;
-  Progress progress_;
-  std::unique_ptr<RecordSource> source_;
-  Selection selection_;
+  std::optional<Progress> progress_; // once the sources are known
+  sources::Sources sources_;
+  std::unique_ptr<sources::RecordStream> records_;
+  sources::Selection selection_;
   bool counts_;
-  std::uint64_t records_ = 0;
+  std::uint64_t seen_ = 0;
   Statistics statistics_;
 };
 
-std::unique_ptr<Renderer> makeRenderer(const DecodeOptions& options) {
-  switch (options.format) {
+std::unique_ptr<sources::Renderer> makeRenderer(DecodeFormat format, const profile::TimePolicy& times) {
+  switch (format) {
   case DecodeFormat::escapedText:
-    return makeEscapedTextRenderer(options.times);
+    return makeEscapedTextRenderer(times);
   case DecodeFormat::framedText:
-    return makeTextRenderer(options.times, profile::Framing::length_prefix);
+    return makeTextRenderer(times, profile::Framing::length_prefix);
   case DecodeFormat::json:
-    return makeJsonRenderer(options.times);
+    return sources::makeJsonRenderer(times);
   case DecodeFormat::csv:
-    return makeCsvRenderer(options.times);
+    return sources::makeCsvRenderer(times);
+  case DecodeFormat::raw:
+    return makeRawRenderer();
   default:
-    return makeTextRenderer(options.times, profile::Framing::newline);
+    return makeTextRenderer(times, profile::Framing::newline);
   }
 }
 
 void show(const DecodeOptions& options, Reader& reader) {
   if (options.format == DecodeFormat::csv) {
-    writeStandardOutput(csvHeader);
+    writeStandardOutput(sources::csvHeader);
   }
-  enlargePipe(STDOUT_FILENO);
+  sources::enlargePipe(STDOUT_FILENO);
+  const profile::TimePolicy times = options.times ? *options.times : timesOf(reader.inputs());
   runInOrder(options.jobs, {
                                .read = [&](Unit& unit) { return reader.read(unit); },
                                .makeRender = [&]() -> std::function<void(Unit&)> {
-                                 std::shared_ptr<Renderer> renderer = makeRenderer(options);
+                                 std::shared_ptr<sources::Renderer> renderer = makeRenderer(options.format, times);
                                  return [renderer](Unit& unit) {
                                    renderer->render(unit.records.get(), unit.count, unit.out);
                                  };
@@ -133,7 +190,7 @@ void count(Reader& reader) {
 
 } // namespace
 
-bool decode(const DecodeOptions& options, Selection selection) {
+bool decode(const DecodeOptions& options, sources::Selection selection) {
   Reader reader(options, std::move(selection));
   const bool shows = options.format != DecodeFormat::none;
   if (shows) {

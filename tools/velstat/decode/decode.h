@@ -1,27 +1,30 @@
-// Profile records from files to the standard output: what `velstat decode` does once its command line is understood.
+// Profile records from any source to the standard output: what `velstat decode` does once its command line is
+// understood.
 #pragma once
 
 #include <profile/render.h>
-#include <velstat/decode/selection.h>
+#include <sources/selection.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace vel::stat {
 
-enum class DecodeFormat { text, escapedText, framedText, json, csv, none };
+enum class DecodeFormat { text, escapedText, framedText, json, csv, raw, none };
 enum class StatisticsFormat { none, text, json };
 
 struct DecodeOptions {
   std::vector<std::string> files; // "-" is the standard input
   DecodeFormat format = DecodeFormat::text;
   StatisticsFormat statistics = StatisticsFormat::none;
-  profile::TimePolicy times;
+  std::optional<profile::TimePolicy> times; // none: as the inputs tell
   bool recover = false;
+  bool all = false;  // every occurrence of a record
   unsigned jobs = 1; // threads
 };
 
 // True if all of the input was sound. What was not is reported on stderr, a line each; all that was is decoded.
-bool decode(const DecodeOptions& options, Selection selection);
+bool decode(const DecodeOptions& options, sources::Selection selection);
 
 } // namespace vel::stat

@@ -4,7 +4,7 @@
 // text goes out while it is still in a cache.
 #include "velstat/decode/pipeline.h"
 
-#include <velstat/decode/record_header.h>
+#include <sources/record.h>
 
 #include <condition_variable>
 #include <cstdint>
@@ -21,7 +21,7 @@ class Pipeline {
 public:
   Pipeline(unsigned jobs, const Stages& stages) : stages_(stages), units_(jobs + spareUnits), ready_(units_.size()) {
     for (Unit& unit : units_) {
-      unit.records = std::make_unique_for_overwrite<unsigned char[]>(Unit::capacity * recordSize);
+      unit.records = std::make_unique_for_overwrite<unsigned char[]>(Unit::capacity * sources::recordSize);
       free_.push_back(&unit);
     }
   }

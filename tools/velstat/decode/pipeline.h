@@ -1,7 +1,7 @@
 // Reads, renders and writes on all cores at once, and keeps the order.
 #pragma once
 
-#include <velstat/decode/output_buffer.h>
+#include <sources/output_buffer.h>
 
 #include <cstddef>
 #include <functional>
@@ -18,7 +18,7 @@ struct Unit {
 
   std::unique_ptr<unsigned char[]> records;
   std::size_t count = 0;
-  OutputBuffer out;
+  sources::OutputBuffer out;
 };
 
 struct Stages {

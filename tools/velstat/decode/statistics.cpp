@@ -2,7 +2,7 @@
 #include "velstat/decode/statistics.h"
 
 #include <profile/names.h>
-#include <velstat/decode/record_header.h>
+#include <sources/record.h>
 #include <velstat/text/json_writer.h>
 
 #include <fmt/format.h>
@@ -88,12 +88,12 @@ void appendCount(std::string& out, std::string_view name, std::uint64_t count, s
 
 void Statistics::addRead(const unsigned char* record) noexcept {
   ++read_;
-  sequence_.add(sequenceNumber(record));
+  sequence_.add(sources::sequenceNumber(record));
 }
 
 void Statistics::addSelected(const unsigned char* record) noexcept {
   ++selected_;
-  const std::uint64_t time = timeStamp(record);
+  const std::uint64_t time = sources::timeStamp(record);
   earliest_ = std::min(earliest_, time);
   latest_ = std::max(latest_, time);
   const std::uint32_t component = std::uint32_t{record[3]} << 8 | record[2];
@@ -110,7 +110,7 @@ double Statistics::recordsASecond() const noexcept {
 
 std::string Statistics::asText() const {
   std::string out = fmt::format("records: {} read, {} selected, {} shown\n", read_, selected_, shown_);
-  const SequenceCheck::Counts& sequence = sequence_.counts();
+  const sources::SequenceCheck::Counts& sequence = sequence_.counts();
   fmt::format_to(std::back_inserter(out),
                  "sequence numbers: {} gaps ({} missing), {} duplicates, {} late, {} restarts\n", sequence.gaps,
                  sequence.missing, sequence.duplicates, sequence.late, sequence.restarts);
@@ -138,7 +138,7 @@ std::string Statistics::asJson() const {
   json.member("read", read_);
   json.member("selected", selected_);
   json.member("shown", shown_);
-  const SequenceCheck::Counts& sequence = sequence_.counts();
+  const sources::SequenceCheck::Counts& sequence = sequence_.counts();
   json.key("sequence");
   json.beginObject();
   json.member("gaps", sequence.gaps);

@@ -1,8 +1,8 @@
 // What a stream of records holds, in bounded memory however long it is. [one thread at a time]
 #pragma once
 
+#include <sources/sequence_check.h>
 #include <velstat/decode/bounded_counts.h>
-#include <velstat/decode/sequence_check.h>
 
 #include <array>
 #include <cstdint>
@@ -29,7 +29,7 @@ private:
   std::uint64_t shown_ = 0;
   std::uint64_t earliest_ = ~std::uint64_t{0};
   std::uint64_t latest_ = 0;
-  SequenceCheck sequence_;
+  sources::SequenceCheck sequence_;
   std::array<std::uint64_t, 256> categories_{};
   std::array<std::uint64_t, 256> types_{};
   BoundedCounts components_; // by category and component

@@ -1,6 +1,6 @@
-// The text of each record, exact or fit for a terminal.
-#include <velstat/decode/record_header.h>
-#include <velstat/decode/renderer.h>
+// The text of each record, exact or fit for a terminal, and the record itself.
+#include <sources/record.h>
+#include <velstat/decode/text_renderer.h>
 #include <velstat/text/escape.h>
 
 #include <cstdint>
@@ -9,7 +9,10 @@ namespace vel::stat {
 
 namespace {
 
-class TextRenderer final : public Renderer {
+using sources::OutputBuffer;
+using sources::recordSize;
+
+class TextRenderer final : public sources::Renderer {
 public:
   TextRenderer(const profile::TimePolicy& times, profile::Framing framing) : engine_(times, framing) {}
 
@@ -22,7 +25,7 @@ private:
 };
 
 // For people at a terminal, who read no faster than one record at a time.
-class EscapedTextRenderer final : public Renderer {
+class EscapedTextRenderer final : public sources::Renderer {
 public:
   explicit EscapedTextRenderer(const profile::TimePolicy& times) : engine_(times, profile::Framing::none) {}
 
@@ -39,13 +42,24 @@ private:
   profile::BulkRenderer engine_;
 };
 
+class RawRenderer final : public sources::Renderer {
+public:
+  void render(const unsigned char* records, std::size_t count, OutputBuffer& out) override {
+    out.append({reinterpret_cast<const char*>(records), count * recordSize});
+  }
+};
+
 } // namespace
 
-std::unique_ptr<Renderer> makeTextRenderer(const profile::TimePolicy& times, profile::Framing framing) {
+std::unique_ptr<sources::Renderer> makeRawRenderer() {
+  return std::make_unique<RawRenderer>();
+}
+
+std::unique_ptr<sources::Renderer> makeTextRenderer(const profile::TimePolicy& times, profile::Framing framing) {
   return std::make_unique<TextRenderer>(times, framing);
 }
 
-std::unique_ptr<Renderer> makeEscapedTextRenderer(const profile::TimePolicy& times) {
+std::unique_ptr<sources::Renderer> makeEscapedTextRenderer(const profile::TimePolicy& times) {
   return std::make_unique<EscapedTextRenderer>(times);
 }
 

@@ -1,7 +1,7 @@
 // Options that take a whole number.
 #pragma once
 
-#include <velstat/text/parse_number.h>
+#include <formats/parse_number.h>
 
 #include <CLI/CLI.hpp>
 
@@ -13,7 +13,7 @@ CLI::Validator decimal(Number least = std::numeric_limits<Number>::min(),
                        Number most = std::numeric_limits<Number>::max()) {
   const auto parse = [=](std::string& text) {
     try {
-      text = std::to_string(parseNumber(text, least, most));
+      text = std::to_string(formats::parseNumber(text, least, most));
       return std::string();
     } catch (const std::invalid_argument& error) {
       return std::string(error.what());

@@ -1,0 +1,25 @@
+// Numbers in text.
+#pragma once
+
+#include <charconv>
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace vel::formats {
+
+// The text as a whole, in decimal. Throws std::invalid_argument, "'text' is not a number from `least` to `most`".
+template <class Number>
+Number parseNumber(std::string_view text, Number least = std::numeric_limits<Number>::min(),
+                   Number most = std::numeric_limits<Number>::max()) {
+  Number number{};
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc{} || end != text.data() + text.size() || number < least || number > most) {
+    throw std::invalid_argument("'" + std::string(text) + "' is not a number from " + std::to_string(least) + " to " +
+                                std::to_string(most));
+  }
+  return number;
+}
+
+} // namespace vel::formats

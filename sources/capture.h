@@ -1,0 +1,77 @@
+// The small part of an input as one value: what a capture says of a device, apart from its records.
+#pragma once
+
+#include <control/tally.h>
+#include <formats/value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vel::sources {
+
+// What the plug-in made of one service.
+struct Service {
+  std::string name;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> usages; // page and usage
+  bool opened = false;                                         // the plug-in opened an interface of it
+  std::size_t firstHandler = 0;                                // from 1; 0: it has none
+  std::size_t handlers = 0;
+};
+
+// One state handler, asked once.
+struct Handler {
+  std::size_t number = 0;              // from 1
+  std::string service;                 // that brought it; empty: not known
+  bool answered = false;               // it returned a record
+  std::optional<std::uint32_t> result; // the code that its log lines tell, if it returned nothing
+  std::string resultText;              // the same in words, or why there is no code; empty if it answered
+};
+
+// One state record, or one property list. Lines of profile records are in its value, and in the stream of records.
+struct Report {
+  std::string title;       // empty for a property list without a state record around it
+  std::string file;        // path
+  std::size_t handler = 0; // that returned it; 0: not known
+  formats::Value value;
+};
+
+struct LogEntry {
+  std::string time; // UTC, as it stands in the file: 2026-11-21T21:01:35.861772Z
+  std::string level;
+  std::string subsystem;
+  std::string category;
+  std::string message;
+};
+
+using Metric = control::TallyRow;
+
+// The co-processor's clock against the calendar, as lines tell it: calendar = VEL time + offset, in microseconds, the
+// calendar's since 1970. Lines have no year, which is that of the boot time or the next one, and are in local time.
+struct ClockRelation {
+  std::int64_t offset = 0;
+  std::optional<std::uint64_t> boot; // of the host, in microseconds since 1970
+  std::uint64_t lines = 0;           // that say so
+
+  bool operator==(const ClockRelation& other) const { return offset == other.offset && boot == other.boot; }
+};
+
+struct Capture {
+  std::string version; // of the command that made it; empty: not known, as all that follows
+  std::string device;
+  std::string model;
+  std::string plugIn;
+  std::uint32_t api = 0;
+  std::vector<Service> services;
+  std::vector<Handler> handlers;
+  std::vector<Report> reports; // in the order of the capture
+  std::vector<LogEntry> log;
+  std::vector<Metric> metrics;
+  // Those that its lines tell, the commonest first; more than one is a contradiction. Of a stream of lines those of its
+  // front.
+  std::vector<ClockRelation> clocks;
+};
+
+} // namespace vel::sources

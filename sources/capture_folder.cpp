@@ -1,0 +1,130 @@
+#include "sources/capture_folder.h"
+
+#include <formats/error.h>
+#include <formats/files.h>
+#include <formats/property_list.h>
+#include <formats/state_record.h>
+#include <sources/capture_notes.h>
+#include <sources/report_lines.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <system_error>
+#include <utility>
+
+namespace vel::sources {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// By the number that the name begins with: "1000-" is after "999-".
+std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
+  const std::string name = path.filename().string();
+  std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
+  std::from_chars(name.data(), name.data() + name.size(), number);
+  return {number, name};
+}
+
+struct FolderContent {
+  std::vector<fs::path> records;
+  bool hasManifest = false;
+  bool hasLog = false;
+  bool hasMetrics = false;
+};
+
+FolderContent look(const fs::path& folder) {
+  FolderContent content;
+  std::error_code error;
+  bool any = false;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+    const fs::path name = entry->path().filename();
+    any = true;
+    content.hasManifest = content.hasManifest || name == manifestName;
+    content.hasLog = content.hasLog || name == logName;
+    content.hasMetrics = content.hasMetrics || name == metricsName;
+    if (name.extension() == ".state") {
+      content.records.push_back(entry->path());
+    }
+  }
+  if (error) {
+    throw formats::Error(fmt::format("{}: {}", folder.string(), error.message()));
+  }
+  if (!any) {
+    throw formats::Error(fmt::format("{}: an empty folder", folder.string()));
+  }
+  // A capture in which no handler answered has no records.
+  if (content.records.empty() && !(content.hasLog && content.hasManifest)) {
+    throw formats::Error(fmt::format("{}: not a capture: the folder holds neither .state files nor {} and {}",
+                                     folder.string(), manifestName, logName));
+  }
+  std::sort(content.records.begin(), content.records.end(),
+            [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
+  return content;
+}
+
+// What cannot be read is complained of: the rest of the capture is worth reading.
+template <class Read>
+void attempt(Complaints& complaints, Read read) {
+  try {
+    read();
+  } catch (const formats::Error& error) {
+    complaints.say(error.what());
+  }
+}
+
+} // namespace
+
+Report readReport(Kind kind, std::string_view content, const std::string& name) {
+  Report report;
+  report.file = name;
+  try {
+    if (kind == Kind::stateRecord) {
+      formats::StateRecord record = formats::parseStateRecord(std::as_bytes(std::span(content)));
+      report.title = std::move(record.title);
+      report.value = std::move(record.value);
+      return report;
+    }
+    report.value = content.starts_with("bplist") ? formats::readPropertyList(std::as_bytes(std::span(content)))
+                                                 : formats::readPropertyListXML(content);
+  } catch (const formats::StateRecordError& error) {
+    throw formats::Error(fmt::format("{}: {}", name, error.what()));
+  } catch (const formats::PropertyListError& error) {
+    throw formats::Error(fmt::format("{}: {}", name, error.what()));
+  }
+  if (!isReport(report.value)) {
+    throw formats::Error(fmt::format(
+        "{}: a property list that holds neither lines of profile records nor a report of the plug-in", name));
+  }
+  return report;
+}
+
+Capture readCaptureFolder(const fs::path& folder, Complaints& complaints) {
+  const FolderContent content = look(folder);
+  Capture capture;
+  RecordNotes notes;
+  if (content.hasManifest) {
+    attempt(complaints, [&] { notes = readManifest(folder / manifestName, capture); });
+  }
+  for (const fs::path& path : content.records) {
+    attempt(complaints, [&] {
+      capture.reports.push_back(readReport(Kind::stateRecord, formats::readFile(path, smallFileLimit), path.string()));
+      const auto note = notes.find(path.filename().string());
+      capture.reports.back().handler = note == notes.end() ? 0 : note->second;
+    });
+  }
+  if (content.hasLog) {
+    attempt(complaints, [&] { capture.log = readLog(folder / logName); });
+  }
+  if (content.hasMetrics) {
+    attempt(complaints, [&] { capture.metrics = readMetrics(folder / metricsName); });
+  }
+  return capture;
+}
+
+} // namespace vel::sources

@@ -1,0 +1,23 @@
+// Reads what `velstat capture --out` writes, and single state records and property lists.
+#pragma once
+
+#include <sources/complaints.h>
+#include <sources/source.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace vel::sources {
+
+// Longer files are refused. A capture's records take some ten kilobytes each.
+constexpr std::size_t smallFileLimit = std::size_t{64} << 20;
+
+// Throws formats::Error for what is no such folder. A file of it that cannot be read is complained of and left out.
+Capture readCaptureFolder(const std::filesystem::path& folder, Complaints& complaints);
+
+// A state record, or a property list in either format. `name` is for messages. Throws formats::Error.
+Report readReport(Kind kind, std::string_view content, const std::string& name);
+
+} // namespace vel::sources

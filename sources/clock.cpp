@@ -1,0 +1,138 @@
+#include "sources/clock.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+namespace vel::sources {
+
+namespace {
+
+constexpr std::size_t mostRelations = 64;
+constexpr std::int64_t second = 1'000'000;
+// Boot time and calendar may be set a little apart.
+constexpr std::int64_t tolerance = 86'400 * second;
+
+struct Moment {
+  std::tm local = {}; // without its year
+  std::int64_t microseconds = 0;
+};
+
+bool readDigits(std::string_view text, std::size_t at, std::size_t count, int& number) {
+  number = 0;
+  for (const char c : text.substr(at, count)) {
+    if (c < '0' || c > '9') {
+      return false;
+    }
+    number = number * 10 + (c - '0');
+  }
+  return true;
+}
+
+// "Nov 21 08:15:02.000417", with the month names of the locale "C".
+std::optional<Moment> readMoment(std::string_view text) {
+  constexpr std::array<std::string_view, 12> months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  constexpr std::string_view form = "Nov 21 08:15:02.000417";
+  if (text.size() != form.size()) {
+    return {};
+  }
+  for (const std::size_t at : {3, 6, 9, 12, 15}) {
+    if (text[at] != form[at]) {
+      return {};
+    }
+  }
+  Moment moment;
+  int microseconds = 0;
+  for (std::size_t month = 0; month < months.size(); ++month) {
+    if (text.starts_with(months[month])) {
+      moment.local.tm_mon = static_cast<int>(month);
+      const bool digits = readDigits(text, 4, 2, moment.local.tm_mday) &&
+                          readDigits(text, 7, 2, moment.local.tm_hour) &&
+                          readDigits(text, 10, 2, moment.local.tm_min) &&
+                          readDigits(text, 13, 2, moment.local.tm_sec) && readDigits(text, 16, 6, microseconds);
+      moment.microseconds = microseconds;
+      return digits ? std::optional(moment) : std::nullopt;
+    }
+  }
+  return {};
+}
+
+// The local time in that year; nothing if the year has no such day or hour.
+std::optional<std::int64_t> inYear(const Moment& moment, int year, int summerTime) {
+  std::tm local = moment.local;
+  local.tm_year = year;
+  local.tm_isdst = summerTime;
+  const std::time_t time = std::mktime(&local);
+  const bool same = local.tm_mon == moment.local.tm_mon && local.tm_mday == moment.local.tm_mday &&
+                    local.tm_hour == moment.local.tm_hour && local.tm_min == moment.local.tm_min;
+  return time == -1 || !same ? std::nullopt : std::optional(std::int64_t{time} * second + moment.microseconds);
+}
+
+} // namespace
+
+std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std::optional<std::uint64_t> boot,
+                                                      std::optional<std::int64_t> likely) {
+  const std::optional<Moment> moment = readMoment(text);
+  constexpr std::uint64_t mostBoot = std::uint64_t{1} << 60; // some 36,000 years
+  if (!moment || !boot || *boot > mostBoot) {
+    return {};
+  }
+  const auto booted = static_cast<std::int64_t>(*boot);
+  const auto bootSecond = static_cast<std::time_t>(booted / second);
+  std::tm bootLocal = {};
+  if (localtime_r(&bootSecond, &bootLocal) == nullptr) {
+    return {};
+  }
+  // The year before, for a boot on its first day; a 29th of February may be years away.
+  for (int year = bootLocal.tm_year - 1; year <= bootLocal.tm_year + 8; ++year) {
+    std::optional<std::int64_t> found;
+    // In the hour that the end of summer time repeats, the reading that agrees with the other lines.
+    for (const int summerTime : {-1, 0, 1}) {
+      const std::optional<std::int64_t> time = inYear(*moment, year, summerTime);
+      if (time && (!found || time == likely)) {
+        found = time;
+      }
+    }
+    if (found && *found >= booted - tolerance) {
+      return found;
+    }
+  }
+  return {};
+}
+
+int ClockReader::add(std::uint64_t timestamp, std::string_view calendar, std::optional<std::uint64_t> boot) {
+  // Nearly all lines say what the one before has said.
+  if (last_ && boot == relations_[lastPlace_].boot && last_->text(timestamp) == calendar) {
+    ++relations_[lastPlace_].lines;
+    return static_cast<int>(lastPlace_);
+  }
+  // Time stamps may be anything: differences and sums wrap around.
+  const auto likely =
+      relations_.empty()
+          ? std::nullopt
+          : std::optional(static_cast<std::int64_t>(timestamp + static_cast<std::uint64_t>(relations_.back().offset)));
+  const std::optional<std::int64_t> time = calendarTime(calendar, boot, likely);
+  if (!time) {
+    return -1;
+  }
+  const auto offset = static_cast<std::int64_t>(static_cast<std::uint64_t>(*time) - timestamp);
+  const ClockRelation relation = {.offset = offset, .boot = boot, .lines = 1};
+  lastPlace_ = static_cast<std::size_t>(std::find(relations_.begin(), relations_.end(), relation) - relations_.begin());
+  if (lastPlace_ < relations_.size()) {
+    ++relations_[lastPlace_].lines;
+  } else if (relations_.size() == mostRelations) {
+    last_.reset();
+    return -1;
+  } else {
+    relations_.push_back(relation);
+  }
+  last_.emplace(timeSync(relation));
+  return static_cast<int>(lastPlace_);
+}
+
+profile::TimeSync timeSync(const ClockRelation& relation) {
+  return {.vel = 0, .calendar = static_cast<std::int64_t>(static_cast<std::uint64_t>(relation.offset) * 1000)};
+}
+
+} // namespace vel::sources

@@ -1,0 +1,54 @@
+// What is wrong with the input: one line each, in any number, without stopping the work.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::sources {
+
+class Complaints {
+public:
+  using Print = std::function<void(std::string_view line)>;
+
+  explicit Complaints(Print print) : print_(std::move(print)) {}
+
+  // Keeps the line until flush: the thread that reads need not be the one that prints. [any thread]
+  void say(std::string line) {
+    const std::lock_guard lock(mutex_);
+    any_ = true;
+    waiting_.push_back({std::move(line)});
+  }
+  // The same for what is worth a line and no fault of the input. [any thread]
+  void remark(std::string line) {
+    const std::lock_guard lock(mutex_);
+    waiting_.push_back({std::move(line)});
+  }
+
+  // Prints what waits. [one thread at a time]
+  void flush() {
+    std::vector<std::string> lines;
+    {
+      const std::lock_guard lock(mutex_);
+      lines.swap(waiting_);
+    }
+    for (const std::string& line : lines) {
+      print_(line);
+    }
+  }
+
+  bool any() const noexcept {
+    const std::lock_guard lock(mutex_);
+    return any_;
+  }
+
+private:
+  Print print_;
+  mutable std::mutex mutex_;
+  std::vector<std::string> waiting_;
+  bool any_ = false;
+};
+
+} // namespace vel::sources

@@ -1,0 +1,85 @@
+// The bytes of one file or pipe. [one thread at a time]
+#pragma once
+
+#include <sources/complaints.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::sources {
+
+// A larger pipe needs fewer system calls and fewer switches between its two ends. Does nothing to other files.
+void enlargePipe(int descriptor) noexcept;
+
+// Nobody reads the watched output any more, so that there is no use in reading on.
+class OutputClosed : public std::runtime_error {
+public:
+  OutputClosed() : std::runtime_error("nobody reads the output any more") {}
+};
+
+// Ends the waiting of all inputs that share it.
+class Cancellation {
+public:
+  Cancellation();
+  ~Cancellation();
+  Cancellation(const Cancellation&) = delete;
+  Cancellation& operator=(const Cancellation&) = delete;
+
+  // Reads that wait for a pipe, and all later ones of pipes, throw std::runtime_error. [any thread]
+  void cancel() noexcept;
+  int descriptor() const noexcept { return event_; }
+
+private:
+  const int event_; // -1, where descriptors have run out: a read that waits then ends with its source
+};
+
+class Input {
+public:
+  // With a watched output, OutputClosed is thrown once nobody reads that descriptor any more, even while nothing comes
+  // in. The references outlive the object.
+  Input(Complaints& complaints, const Cancellation& cancellation, int watchedOutput = -1)
+      : complaints_(complaints), cancellation_(cancellation), watchedOutput_(watchedOutput) {}
+  ~Input() { close(); }
+  Input(const Input&) = delete;
+  Input& operator=(const Input&) = delete;
+
+  // "-" names the standard input. False, with a complaint, for what cannot be opened and for folders.
+  bool open(const std::string& name);
+
+  // The bytes from the front on, which later calls give again. Waits until there are `least`, or the file ends.
+  // [borrowed: until the next call]
+  std::string_view peek(std::size_t least);
+  // Waits until there is something, then takes what there is, up to `size` bytes: records of a slow source appear as
+  // they come. 0 at the file's end, and after a failure, of which it complains once.
+  std::size_t read(unsigned char* out, std::size_t size);
+
+  // Whether reading has failed: what is missing then was not missing in the file.
+  bool hasFailed() const noexcept { return failed_; }
+  // As messages name the file.
+  const std::string& name() const noexcept { return shownName_; }
+  std::uint64_t bytesRead() const noexcept { return bytesRead_; }
+
+private:
+  void close() noexcept;
+  bool wait(int milliseconds) const;
+  std::size_t readFile(unsigned char* out, std::size_t size);
+  void checkSize();
+
+  Complaints& complaints_;
+  const Cancellation& cancellation_;
+  const int watchedOutput_;
+  std::string shownName_;
+  int descriptor_ = -1;
+  bool mayWait_ = false; // the file is a pipe, a terminal or the like
+  bool failed_ = false;
+  std::uint64_t expectedSize_ = 0; // of a regular file, when it was opened
+  std::uint64_t bytesRead_ = 0;
+  std::vector<unsigned char> ahead_; // read by peek
+  std::size_t aheadTaken_ = 0;       // of those, by read
+};
+
+} // namespace vel::sources

@@ -1,0 +1,128 @@
+// Typed fields become JSON values: one switch over the kinds, for every layout there is.
+#include "sources/json_fields.h"
+
+#include <profile/fields.h>
+
+namespace vel::sources {
+
+namespace {
+
+constexpr char hexDigits[] = "0123456789abcdef";
+
+void appendValue(OutputBuffer& out, const profile::Field& field) {
+  using profile::FieldKind;
+  switch (field.row->kind) {
+  case FieldKind::number:
+    if (field.row->size == 8) {
+      appendJsonU64(out, field.number);
+    } else {
+      out.appendNumber(field.number);
+    }
+    break;
+  case FieldKind::constant:
+  case FieldKind::quoted_number:
+  case FieldKind::character:
+    out.appendNumber(field.number);
+    break;
+  case FieldKind::text:
+    appendJsonBytesAsString(out, field.bytes);
+    break;
+  case FieldKind::subtype_name:
+    out.append("{\"id\":");
+    out.appendNumber(field.number);
+    out.append(",\"name\":");
+    appendJsonBytesAsString(out, field.bytes);
+    out.append('}');
+    break;
+  case FieldKind::bytes:
+  case FieldKind::sliced_bytes:
+    appendJsonList(out, field.bytes);
+    break;
+  case FieldKind::fixed_point: // a multiple of 2^-16 below 2^15 in size: its shortest form reads back exactly
+    out.appendNumber(field.real);
+    break;
+  }
+}
+
+} // namespace
+
+void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes) {
+  constexpr std::size_t longest = 6; // \u00ff
+  char* const begin = out.room(bytes.size() * longest + 2);
+  char* p = begin;
+  *p++ = '"';
+  for (const char character : bytes) {
+    const unsigned char byte = static_cast<unsigned char>(character);
+    if (byte == '"' || byte == '\\') {
+      *p++ = '\\';
+      *p++ = character;
+    } else if (byte >= 0x20 && byte < 0x7f) {
+      *p++ = character;
+    } else {
+      std::memcpy(p, "\\u00", 4);
+      p[4] = hexDigits[byte >> 4];
+      p[5] = hexDigits[byte & 15];
+      p += longest;
+    }
+  }
+  *p++ = '"';
+  out.claim(static_cast<std::size_t>(p - begin));
+}
+
+void appendJsonList(OutputBuffer& out, std::string_view bytes) {
+  char* const begin = out.room(bytes.size() * 4 + 2);
+  char* p = begin;
+  *p++ = '[';
+  for (const char character : bytes) {
+    const unsigned byte = static_cast<unsigned char>(character);
+    if (p != begin + 1) {
+      *p++ = ',';
+    }
+    if (byte >= 100) {
+      *p++ = static_cast<char>('0' + byte / 100);
+    }
+    if (byte >= 10) {
+      *p++ = static_cast<char>('0' + byte / 10 % 10);
+    }
+    *p++ = static_cast<char>('0' + byte % 10);
+  }
+  *p++ = ']';
+  out.claim(static_cast<std::size_t>(p - begin));
+}
+
+void appendJsonU64(OutputBuffer& out, std::uint64_t number) {
+  out.append('"');
+  out.appendNumber(number);
+  out.append('"');
+}
+
+void appendJsonPayload(OutputBuffer& out, const unsigned char* record) {
+  out.append('[');
+  profile::FieldCursor cursor(record);
+  profile::Field field;
+  bool open = false;
+  unsigned group = 0;
+  while (cursor.next(field)) {
+    if (!open || field.group != group) {
+      out.append(open ? "}},{\"layout\":\"" : "{\"layout\":\"");
+      out.append(field.layout->name);
+      out.append("\",\"fields\":{\"");
+      open = true;
+      group = field.group;
+    } else {
+      out.append(",\"");
+    }
+    out.append(field.row->key);
+    out.append("\":");
+    appendValue(out, field);
+  }
+  out.append(open ? "}}]" : "]");
+}
+
+RecordNames::RecordNames(const unsigned char* record) noexcept
+    : category(name_of(profile::category_names(), record[3], digits_[0])),
+      component(name_of(profile::component_names(record[3]), record[2], digits_[1])),
+      event(name_of(profile::event_names(record[3], record[2]), record[1], digits_[2])),
+      type(name_of(profile::datatype_names(), record[0], digits_[3])) {}
+
+} // namespace vel::sources

@@ -1,0 +1,51 @@
+// Blocks of lines to records: lines of text, and what `velstat decode` writes as JSON and CSV. Each line is rendered
+// again from its bytes, and one comparison tells whether the line agrees with them.
+#pragma once
+
+#include <sources/clock.h>
+#include <sources/source.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::sources {
+
+// What one block holds.
+struct ParsedLines {
+  struct Fault {
+    FindingKind kind;
+    std::size_t at;    // of the line in the block
+    std::size_t place; // in the line, for a contradiction
+  };
+
+  std::vector<unsigned char> records; // 48 bytes each
+  std::vector<std::size_t> places;    // of their lines in the block
+  std::vector<Fault> faults;
+  std::uint64_t truncated = 0;
+  std::uint64_t otherClock = 0; // lines that do not agree with the known relation between the clocks
+  ClockReader clocks;           // only filled when no relation is known
+
+  void clear();
+};
+
+// [one thread at a time; as many objects as threads]
+class LineFormat {
+public:
+  virtual ~LineFormat() = default;
+
+  // `atEnd` says that the block ends the input.
+  virtual void read(std::string_view block, bool atEnd, ParsedLines& lines) = 0;
+  // How much of a text can be read while more is to come.
+  virtual std::size_t whole(std::string_view text) const = 0;
+};
+
+// For Kind::lines, jsonLines and csvLines. With a relation, lines are compared with it; without, they are asked for
+// one.
+std::unique_ptr<LineFormat> makeLineFormat(Kind kind, const std::optional<ClockRelation>& clock);
+
+} // namespace vel::sources

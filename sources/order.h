@@ -1,0 +1,34 @@
+// The records of captures in order: each once, by time and sequence number, in runs between restarts.
+#pragma once
+
+#include <sources/record.h>
+#include <sources/source.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vel::sources {
+
+struct CapturedRecord {
+  std::array<unsigned char, recordSize> bytes;
+  Details details;         // place and calendar time
+  std::uint32_t log = 0;   // which log it is from: of the names below
+  std::uint32_t batch = 0; // of all batches, counted on from capture to capture
+};
+
+struct RecordsInOrder {
+  std::vector<CapturedRecord> records; // with run and gaps in their details
+  std::vector<Run> runs;               // counted from 0 in the order of their first record
+};
+
+// `records` come in the order of the captures; a batch's are next to each other. With `all`, they stay as they are,
+// with every occurrence.
+RecordsInOrder putInOrder(std::vector<CapturedRecord> records, const std::vector<std::string>& logs, bool all);
+
+// What lies between a record and the next one of the same log: more than a gap?
+std::optional<Run::Start> breakBetween(const unsigned char* record, const unsigned char* next) noexcept;
+
+} // namespace vel::sources

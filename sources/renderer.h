@@ -1,0 +1,29 @@
+// Records to the lines that `velstat decode` writes and that are read back here. docs/velstat-decode.md describes them.
+#pragma once
+
+#include <profile/render.h>
+#include <sources/output_buffer.h>
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+namespace vel::sources {
+
+// [one thread at a time; as many objects as threads]
+class Renderer {
+public:
+  virtual ~Renderer() = default;
+
+  // Appends `count` records of 48 bytes each, lying one after the other.
+  virtual void render(const unsigned char* records, std::size_t count, OutputBuffer& out) = 0;
+};
+
+// One JSON object a line.
+std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times);
+// One line of comma-separated values a record, without the header line.
+std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times);
+
+extern const std::string_view csvHeader; // with its newline
+
+} // namespace vel::sources

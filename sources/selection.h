@@ -1,0 +1,67 @@
+// Which records are shown. [one thread at a time]
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::sources {
+
+// Both ends belong to it.
+struct Range {
+  std::uint64_t first = 0;
+  std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
+
+  bool operator==(const Range&) const = default;
+  bool holds(std::uint64_t value) const noexcept { return first <= value && value <= last; }
+};
+
+// "A..B", "A..", "..B" or "A". Throws std::invalid_argument with the cause.
+Range parseRange(std::string_view text);
+
+// As given on the command line: names or ids. Nothing in a list means that all are wanted.
+struct SelectionRequest {
+  std::vector<std::string> categories;
+  std::vector<std::string> components;
+  std::vector<std::string> events;
+  std::vector<std::string> types;
+  Range sequence;
+  Range time;
+  std::uint64_t skip = 0; // of what passes the filters
+  std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
+
+  bool operator==(const SelectionRequest&) const = default;
+};
+
+class Selection {
+public:
+  // Throws std::invalid_argument for a name that no table holds.
+  explicit Selection(const SelectionRequest& request);
+
+  // Whether the filters let the record pass; `skip` and `limit` do not count here.
+  bool passes(const unsigned char* record) const noexcept;
+
+  // Of the next record that passes: whether it is among those shown.
+  bool showsNext() noexcept;
+  bool isFull() const noexcept { return limit_ == 0; }
+  // Whether nothing was asked for, so that the others need not be called.
+  bool showsAll() const noexcept { return showsAll_; }
+
+private:
+  using Ids = std::bitset<256>;
+
+  bool showsAll_;
+  Ids categories_;
+  Ids types_;
+  std::vector<Ids> components_; // by category; empty: all
+  std::vector<Ids> events_;     // by category and component; empty: all
+  Range sequence_;
+  Range time_;
+  std::uint64_t skip_;
+  std::uint64_t limit_;
+};
+
+} // namespace vel::sources

@@ -1,0 +1,156 @@
+// The entry for everything that looks at a device after the fact: captures, state records, property lists, raw records,
+// logs and what `velstat decode` writes, recognised by their content. docs/sources.md describes the rules to users.
+//
+//   Sources sources({"good", "log.txt"}, options);
+//   sources.inputs()[0].capture.reports…             the small part
+//   const auto records = sources.records();          the large part, as often as wanted
+//   while (const std::size_t count = records->read(room, details)) …
+#pragma once
+
+#include <sources/capture.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::sources {
+
+enum class Kind : std::uint8_t {
+  unknown,      // cannot be read or was refused, which `complain` was told
+  waiting,      // a pipe, not looked at before its turn comes
+  records,      // raw, 48 bytes each
+  capture,      // a folder that `velstat capture --out` has written
+  stateRecord,  // header and binary property list
+  propertyList, // binary or XML
+  lines,        // text with lines of records
+  jsonLines,    // as `velstat decode` writes them
+  csvLines,
+};
+// "raw records", "a capture folder" and so on.
+const char* kindName(Kind kind);
+
+struct Options {
+  bool all = false;       // every occurrence of a record, in the order of the input
+  bool recover = false;   // search raw records for damage
+  bool waits = true;      // for the first bytes of pipes, to recognise them at once
+  unsigned jobs = 1;      // threads that read lines
+  int watchedOutput = -1; // OutputClosed is thrown once nobody reads this descriptor
+  // What is wrong with an input, a line each, without stopping the work. [the thread that calls]
+  std::function<void(std::string_view line)> complain;
+};
+
+struct InputInfo {
+  std::string name; // as messages give it
+  std::string path; // as it was given
+  Kind kind = Kind::unknown;
+  std::uint64_t size = 0; // in bytes; 0 if it has none
+  Capture capture;        // empty for raw records
+};
+
+// Where a record came from.
+struct Place {
+  static constexpr std::uint32_t noReport = 0xffffffff;
+
+  std::uint32_t input = 0;         // of Sources::inputs()
+  std::uint32_t report = noReport; // of the input's capture
+  std::uint64_t at = 0;            // in a report the place of its line, from 0; else the offset in bytes
+
+  bool operator==(const Place&) const = default;
+};
+
+// What is known of a record apart from its bytes.
+struct Details {
+  Place place;
+  std::uint32_t run = 0;                 // of RecordStream::runs()
+  std::uint32_t missing = 0;             // sequence numbers left out just before it
+  std::optional<std::uint64_t> calendar; // microseconds since 1970
+};
+
+// Records whose sequence numbers go on: a log between two restarts.
+struct Run {
+  enum class Start : std::uint8_t {
+    first,     // the first of its log
+    restarted, // sequence numbers began anew
+    clockBack, // the clock went back and sequence numbers went on
+  };
+
+  std::uint32_t input = 0; // of its first record
+  std::string log;         // "fw", "kext", "err" where a title tells it
+  Start start = Start::first;
+  std::uint64_t firstTime = 0;
+  std::uint64_t lastTime = 0;
+  std::uint32_t firstSequence = 0;
+  std::uint32_t lastSequence = 0;
+  std::uint64_t records = 0;
+  std::uint64_t gaps = 0;    // places where numbers were left out
+  std::uint64_t missing = 0; // numbers that were left out
+};
+
+enum class FindingKind : std::uint8_t {
+  contradiction, // a line's words contradict its bytes, which win
+  damaged,       // a line's dump cannot be read: no record
+  truncated,     // `count` lines were cut before their bytes: no records
+  missingLines,  // a title counts `count` more records than there are lines
+  clock,         // lines disagree on the relation between the clocks
+};
+const char* findingName(FindingKind kind);
+
+struct Finding {
+  FindingKind kind = FindingKind::damaged;
+  Place place;
+  std::uint64_t count = 1;
+  std::string text; // one line, with the name of its input
+};
+
+// The records of all inputs: those of all captures, state records and property lists at the place of the first of them,
+// once each, in order; those of the others as they stand. In constant memory but for captures, which take about 150
+// bytes a record. [one thread at a time]
+class RecordStream {
+public:
+  virtual ~RecordStream() = default;
+
+  // Fills `out`, which has room for at least one record, with records of 48 bytes; returns how many. Fewer than fit do
+  // not mean the end; none do. With details, these too: as many as records fit.
+  virtual std::size_t read(std::span<unsigned char> out, std::span<Details> details = {}) = 0;
+
+  // What was found in what has been read: findings are kept up to a limit. [borrowed: until the next read]
+  virtual const std::vector<Finding>& findings() const = 0;
+  // The runs of what has been read with details. [borrowed: until the next read]
+  virtual const std::vector<Run>& runs() const = 0;
+  virtual std::uint64_t bytesRead() const = 0;
+
+  // A read that waits, and all later ones, throw. [any thread]
+  virtual void cancel() noexcept = 0;
+};
+
+class Sources {
+public:
+  // Looks at all inputs, "-" being the standard input, and reads captures, state records and property lists. What is
+  // refused is complained of and left out.
+  Sources(const std::vector<std::string>& names, Options options);
+  ~Sources();
+  Sources(const Sources&) = delete;
+  Sources& operator=(const Sources&) = delete;
+
+  // One for each name, in order.
+  const std::vector<InputInfo>& inputs() const;
+  // Of all captures, state records and property lists.
+  const std::vector<Finding>& findings() const;
+  // Whether anything was complained of, also by the streams.
+  bool isSound() const;
+
+  // From the beginning; the object must outlive the stream. A pipe can be read once: the next stream throws
+  // formats::Error. Streams of the same object are read one at a time.
+  std::unique_ptr<RecordStream> records();
+
+  struct State;
+
+private:
+  std::unique_ptr<State> state_;
+};
+
+} // namespace vel::sources
