@@ -2,11 +2,11 @@
 #include "formats/property_list.h"
 
 #include <formats/binary_property_list.h>
+#include <formats/xml_limits.h>
 
 #include <plist/plist.h>
 
 #include <cstdlib>
-#include <limits>
 #include <memory>
 
 namespace vel::formats {
@@ -99,9 +99,7 @@ Value readPropertyList(std::span<const std::byte> bytes, std::size_t base) {
 }
 
 Value readPropertyListXML(std::string_view text) {
-  if (text.size() > std::numeric_limits<std::uint32_t>::max()) {
-    throw PropertyListError("property list too long");
-  }
+  checkXMLLimits(text);
   plist_t list = nullptr;
   plist_from_xml(text.data(), static_cast<std::uint32_t>(text.size()), &list);
   const List owned(list);

@@ -18,7 +18,8 @@ public:
 // The binary format, version 1.0, untrusted. The list begins at offset `base` of its file; errors name offsets in the
 // file.
 Value readPropertyList(std::span<const std::byte> bytes, std::size_t base = 0);
-// The XML format, of files that are trusted as much as the program itself (a bundle's Info.plist).
+// The XML format, from anywhere, within the bounds of xml_limits.h. Dates and what else a tree has no type for are
+// refused.
 Value readPropertyListXML(std::string_view text);
 
 } // namespace vel::formats

@@ -1,12 +1,11 @@
 // Property lists as trees; the binary ones are made by the platform's own writer.
 #include <formats/property_list.h>
+#include <formats/xml_limits.h>
 #include <host/cf_values.h>
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <limits>
-#include <sys/mman.h>
 
 namespace {
 
@@ -104,21 +103,61 @@ TEST(XMLPropertyList, DepthEndsWhereTheTreesLimitIs) {
   }
 }
 
-// The library takes a length of 32 bits. The text is at the start of that many bytes, nearly all of them never touched.
-TEST(XMLPropertyList, TextOf4GiB_IsTooLong) {
-  constexpr std::size_t size = std::size_t{1} << 32;
-  void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  ASSERT_NE(memory, MAP_FAILED);
-  auto* const text = static_cast<char*>(memory);
-  std::strcpy(text, "<plist version=\"1.0\"><true/></plist>");
-  EXPECT_EQ(readPropertyListXML({text, size - 1}), Value{true});
+TEST(XMLPropertyList, TextBeyondTheLimit_IsTooLong) {
+  std::string text = "<plist version=\"1.0\"><true/></plist>";
+  text.resize(longestXML, ' ');
+  EXPECT_EQ(readPropertyListXML(text), Value{true});
   try {
-    readPropertyListXML({text, size});
+    readPropertyListXML(text + ' ');
     ADD_FAILURE() << "accepted";
   } catch (const PropertyListError& error) {
-    EXPECT_STREQ(error.what(), "property list too long");
+    EXPECT_STREQ(error.what(), "property list too long: more than 16777216 bytes of XML");
   }
-  munmap(memory, size);
+}
+
+std::string checked(std::string_view text) {
+  try {
+    checkXMLLimits(text);
+  } catch (const PropertyListError& error) {
+    return error.what();
+  }
+  return "(accepted)";
+}
+
+TEST(XMLLimits, ElementsAreCounted) {
+  std::string text;
+  for (std::size_t i = 0; i < mostXMLElements; ++i) {
+    text += "<a/>";
+  }
+  EXPECT_EQ(checked(text), "(accepted)");
+  EXPECT_EQ(checked(text + "<!-- <a/> --><?a?><![CDATA[<a/>]]></a>"), "(accepted)");
+  EXPECT_EQ(checked(text + "<a>"), "property list with more than 1048576 elements");
+}
+
+TEST(XMLLimits, OnlyWhatIsOpenNests) {
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {
+    text += "<array></array><true/><!-- <array> -->";
+  }
+  EXPECT_EQ(checked(text), "(accepted)");
+  std::string open;
+  for (int i = 0; i < 66; ++i) {
+    open += "<array>";
+  }
+  EXPECT_EQ(checked(open), "(accepted)");
+  EXPECT_EQ(checked(open + "<array>"), "property list nested too deep");
+}
+
+TEST(XMLLimits, DeclarationsOfEntitiesAreRefused) {
+  EXPECT_EQ(checked("<!DOCTYPE plist PUBLIC \"a\" \"b\"><plist/>"), "(accepted)");
+  EXPECT_EQ(checked("<?xml?><!DOCTYPE plist [<!ENTITY a \"b\">]>"),
+            "offset 7: declarations inside <!DOCTYPE are not read");
+}
+
+TEST(XMLLimits, TagsThatDoNotEnd_EndWithTheText) {
+  for (const std::string_view text : {"<", "<!", "<!--", "<![CDATA[", "<?", "</", "<a", "<plist><a"}) {
+    EXPECT_EQ(checked(text), "(accepted)") << text;
+  }
 }
 
 TEST(XMLPropertyList, OtherTextIsRefused) {
