@@ -2,8 +2,10 @@
 one line that says what to do, and leave every file as it was."""
 
 import hashlib
+import json
 import os
 import shutil
+import signal
 import sqlite3
 import struct
 import subprocess
@@ -206,6 +208,52 @@ class WithoutRights(Store):
         self.assertEqual((status, out, error), (
             1, "", f"velstat: {self.store}: its latest batches are in t.sqlite-wal, which cannot be read (Permission "
                    "denied): ask its owner for a copy of both files\n"))
+
+
+class CutShort(Store):
+    """Another program cuts a file short that velstat has mapped."""
+
+    def clicks(self):
+        return json.loads(self.row(CLICKS))[0]["value"]
+
+    def start_writer(self, entries):
+        """A writer that has the store open and waits for its log to be read: for the first time after a line."""
+        log = self.folder / "log"
+        log.unlink(missing_ok=True)
+        os.mkfifo(log)
+        self.entries.write_bytes(ADD * entries)
+        writer = subprocess.Popen([VELSTAT, "publish", "--tally", self.store, "--log", log, self.entries],
+                                  env=ENVIRONMENT, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        lines = open(log, "rb")
+        self.addCleanup(lines.close)
+        lines.readline()
+        return writer, lines
+
+    def test_signal_from_elsewhere_ends_it_as_ever(self):
+        writer, _ = self.start_writer(5000)
+        writer.send_signal(signal.SIGBUS)
+        self.assertEqual((*writer.communicate(timeout=60), writer.returncode), ("", "", -signal.SIGBUS))
+
+    def test_shared_memory_of_a_writer(self):
+        self.place = self.folder / "pl\u00e4ce \x1b[2J"
+        self.place.mkdir()
+        self.store = self.place / "t.sqlite"
+        memory = Path(f"{self.store}-shm")
+        shown = str(memory).replace("\u00e4", r"\xc3\xa4").replace("\x1b", r"\x1b")
+        batch = 5000  # its log is more than a pipe takes
+        for size in (0, 1, 4096):
+            with self.subTest(size):
+                self.assertEqual(self.publish(ADD)[0], 0)
+                before = self.clicks()
+                writer, lines = self.start_writer(batch)
+                os.truncate(memory, size)
+                lines.read()
+                out, error = writer.communicate(timeout=60)
+                self.assertEqual((writer.returncode, out, error), (
+                    1, "", f"velstat: {shown}: cut short by another program while it was in use: look at what was written "
+                           "before you run this again\n"))
+                # The first page is needed to begin a batch, the others only when the store is closed.
+                self.assertEqual(self.clicks(), before if size == 0 else before + batch)
 
 
 if __name__ == "__main__":

@@ -2,6 +2,7 @@
 
 #include <formats/error.h>
 #include <velstat/commands.h>
+#include <velstat/mapped_files.h>
 #include <velstat/text/output.h>
 
 #include <CLI/CLI.hpp>
@@ -67,6 +68,7 @@ int main(int argc, char** argv) {
   keepPlacesOfClosedStreams();
   // A pipe whose reader has gone shows as an error of the write.
   std::signal(SIGPIPE, SIG_IGN);
+  vel::stat::reportFilesCutShort();
   try {
     return run(argc, argv);
   } catch (const vel::stat::ReaderGone&) {
