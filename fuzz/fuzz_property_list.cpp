@@ -1,5 +1,5 @@
-// Binary property lists and state records that are hostile: nothing outside the bytes is read; what is read can be shown,
-// compared and searched in bounded room, and equals itself.
+// Binary property lists and state records that are hostile: nothing outside the bytes is read; what is read can be
+// shown, compared and searched in bounded room, and equals itself.
 
 #include <formats/binary_property_list.h>
 #include <formats/state_record.h>
