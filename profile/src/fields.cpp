@@ -1,7 +1,6 @@
 // One step a field; the same rows that the text is made from.
 #include "profile/fields.h"
 
-#include "fixed_point.h"
 #include "profile/record_view.h"
 
 #include <algorithm>
@@ -9,6 +8,11 @@
 namespace vel::profile {
 
 namespace {
+
+// The firmware's fractions: signed 32 bits, 16 of them after the point.
+double from_fixed_point(std::uint32_t word) noexcept {
+  return static_cast<double>(static_cast<std::int32_t>(word)) * 1.52587890625e-05;
+}
 
 std::string_view view(const unsigned char* at, std::size_t size) noexcept {
   return {reinterpret_cast<const char*>(at), size};
