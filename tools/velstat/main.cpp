@@ -1,4 +1,4 @@
-// velstat: the command line, and what all subcommands do when something is wrong.
+// velstat: the command line, and how failures of all subcommands are reported.
 
 #include <formats/error.h>
 #include <velstat/commands.h>
@@ -23,8 +23,8 @@ enum ExitStatus { done = 0, failed = 1, usage = 2 };
 
 using vel::stat::complain;
 
-// A standard stream that was closed before would be the next file that is opened. In its place stands one that can
-// neither be read nor written, so that its use fails as before.
+// If a standard stream is closed, the next file that is opened would take its place. This opens a file that can be
+// neither read nor written instead, so that using the stream still fails.
 void keepPlacesOfClosedStreams() {
   for (int stream = 0; stream <= 2; ++stream) {
     if (fcntl(stream, F_GETFD) < 0) {
@@ -51,7 +51,7 @@ int run(int argc, char** argv) {
     app.exit(help, text, text);
     vel::stat::writeStandardOutput(text.str());
   } catch (const CLI::RequiredError& error) {
-    // A word that nobody knows is the likelier cause, and told only when nothing is missing.
+    // An unknown word is the likelier cause, but the parser reports it only if nothing is missing.
     const std::vector<std::string> unknown = app.remaining(true);
     complain(unknown.empty() ? error.what() : fmt::format("'{}' is unknown here", unknown.front()));
     return usage;
@@ -66,7 +66,7 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keepPlacesOfClosedStreams();
-  // A pipe whose reader has gone shows as an error of the write.
+  // A closed pipe then shows as a failing write.
   std::signal(SIGPIPE, SIG_IGN);
   vel::stat::reportFilesCutShort();
   try {

@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::string_view hexDigits = "0123456789abcdef";
 
-// What does not fit is left out.
+// Text that does not fit is dropped.
 struct FixedText {
   char characters[16384];
   std::size_t size = 0;

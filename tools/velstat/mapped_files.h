@@ -1,11 +1,11 @@
-// What happens when another program cuts a file short that this process has mapped.
+// Reports a mapped file that another program has truncated.
 #pragma once
 
 namespace vel::stat {
 
-// Ends the process with status 1 and a line that names the file. Without this the process ends by SIGBUS, and nothing
-// says why. SQLite maps a store's -shm, which is shared by all who use the store, so the loss can be neither prevented
-// nor undone here; what was stored before is kept. Other causes of SIGBUS end the process as before.
+// From now on such a truncation ends the process with status 1 and a line that names the file, instead of a silent
+// SIGBUS. SQLite maps a store's -shm, which all users of the store share, so the truncation can be neither prevented
+// nor undone; everything stored before is kept. Other causes of SIGBUS end the process as before.
 void reportFilesCutShort();
 
 } // namespace vel::stat

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// By the number that the name begins with: "1000-" is behind "999-".
+// By the number at the beginning of the name: "1000-" comes after "999-".
 std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
   const std::string name = path.filename().string();
   std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
@@ -33,7 +33,7 @@ std::vector<fs::path> recordFiles(const fs::path& folder) {
   bool isCapture = false;
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    // A capture in which no handler answered has its log alone.
+    // A capture in which no handler answered only has its log.
     isCapture = isCapture || entry->path().filename() == "log.jsonl";
     if (entry->path().extension() == ".state") {
       files.push_back(entry->path());

@@ -1,4 +1,4 @@
-// The records of a folder that `velstat capture --out` has written.
+// The records of a folder written by `velstat capture --out`.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 namespace vel::stat {
 
 struct FolderRecord {
-  // Together they say which record of a capture it is. The number in its file's name does not: it counts what was
-  // captured before.
+  // Together they identify a record of a capture. The number in its file's name does not: it depends on the records
+  // before it.
   std::string title;
   std::size_t occurrence = 1; // of this title, in the order of the capture
 
@@ -20,10 +20,11 @@ struct FolderRecord {
 
 struct CaptureFolder {
   std::vector<FolderRecord> records; // in the order of the capture
-  std::vector<std::string> troubles; // a line for each record that cannot be read; the others are counted without it
+  std::vector<std::string>
+      troubles; // a line for each record that cannot be read; such records do not count as occurrences
 };
 
-// Reads every record, but keeps none. Throws Error for what is no such folder.
+// Reads every record, but keeps none. Throws Error if it is not such a folder.
 CaptureFolder readCaptureFolder(const std::filesystem::path& folder);
 
 } // namespace vel::stat

@@ -20,7 +20,7 @@ namespace vel::stat {
 
 namespace {
 
-// Those of diff(1), so that "different" is no failure.
+// Those of diff(1), so that "different" is not a failure.
 enum DiffStatus { same = 0, different = 1, trouble = 2 };
 
 struct DiffOptions {
@@ -30,7 +30,7 @@ struct DiffOptions {
 };
 
 bool isFolder(const std::string& name) {
-  std::error_code ignored; // what cannot be looked at is a file, and says so when it is read
+  std::error_code ignored; // a path that cannot be examined counts as a file; reading it reports the cause
   return name != "-" && std::filesystem::is_directory(name, ignored);
 }
 
@@ -38,8 +38,8 @@ class Comparison {
 public:
   explicit Comparison(const DiffOptions& options) : options_(options) {}
 
-  // Pairs that are equal are forgotten. Throws Error for one that cannot be read any more, or whose differences would
-  // take too much room.
+  // Equal pairs are dropped. Throws Error for a pair that can no longer be read, or whose differences would be too
+  // long.
   void add(RecordPair pair) {
     if (!pair.before || !pair.after) {
       different_.push_back(std::move(pair));
@@ -64,7 +64,7 @@ public:
     different_.push_back(std::move(pair));
   }
 
-  // `complete`: whether both sides could be read whole; what was not read is not called equal.
+  // `complete`: whether both sides could be read whole; otherwise they are not reported as equal.
   DiffStatus report(bool complete) const {
     StandardOutput out;
     JsonWriter json(out);
@@ -152,7 +152,7 @@ DiffStatus run(const DiffOptions& options) {
     }
     return folders ? diffFolders(options) : diffFiles(options);
   } catch (const ReaderGone&) {
-    return different; // only differences, or the JSON that was asked for, are written at all
+    return different; // only differences, or the requested JSON, are written
   } catch (const std::exception& error) {
     complain(error.what());
     return trouble;

@@ -6,7 +6,7 @@ namespace vel::stat {
 
 namespace {
 
-// By which sides have it.
+// Named by the sides that have it.
 const char* changeOf(bool before, bool after) {
   return !before ? "added" : !after ? "removed" : "changed";
 }

@@ -1,4 +1,4 @@
-// Pairs the records of two captures, and tells whether a pair differs.
+// Pairs the records of two captures, and finds whether a pair differs.
 #include "velstat/diff/record_pair.h"
 
 #include <formats/files.h>

@@ -1,4 +1,4 @@
-// The records of two files or two captures, paired, and what differs in a pair.
+// Pairs of records of two files or two captures, and the differences in a pair.
 #pragma once
 
 #include <velstat/diff/capture_folder.h>
@@ -15,9 +15,9 @@
 namespace vel::stat {
 
 struct RecordSide {
-  std::string name; // of its file, as people know it
+  std::string name; // of its file, in messages
   bool hasHeader = false;
-  // Reads the file, or gives what was read before. Throws Error.
+  // Reads the file, or returns what was read before. Throws Error.
   std::function<std::shared_ptr<const ValueFile>()> read;
 };
 
@@ -30,7 +30,7 @@ struct RecordPair {
 };
 
 RecordPair pairOf(ValueFile before, ValueFile after);
-// By title and occurrence; in the order of `before`, what only `after` has behind the rest.
+// Paired by title and occurrence; in the order of `before`, then those that only `after` has.
 std::vector<RecordPair> pairsOf(const CaptureFolder& before, const CaptureFolder& after);
 
 // A field of the records' headers.
@@ -39,7 +39,7 @@ struct HeadDifference {
   std::string before;
   std::string after;
 };
-// A property list without a header is compared with a record by its value alone.
+// A property list without a header is compared with a record only by its value.
 std::vector<HeadDifference> compareHeads(const ValueFile& before, const ValueFile& after);
 
 bool isDifferent(const ValueFile& before, const ValueFile& after);

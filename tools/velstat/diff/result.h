@@ -1,4 +1,4 @@
-// What `velstat diff` has found, as text for people and as JSON, pair by pair.
+// The result of `velstat diff` for one pair, as text and as JSON.
 #pragma once
 
 #include <velstat/diff/record_pair.h>
@@ -9,7 +9,7 @@
 
 namespace vel::stat {
 
-// Of a pair of both sides, both are given; of a record that only one side has, neither is needed.
+// For a pair, both files are needed; for a record that only one side has, neither.
 void diffText(Sink& out, const RecordPair& pair, const ValueFile* before, const ValueFile* after, const Style& style);
 void diffJson(JsonWriter& json, const RecordPair& pair, const ValueFile* before, const ValueFile* after);
 

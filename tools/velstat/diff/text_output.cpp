@@ -11,16 +11,16 @@ namespace vel::stat {
 
 namespace {
 
-constexpr std::size_t shortText = 60; // two texts of this length stand in one line
+constexpr std::size_t shortText = 60; // two texts of this length fit in one line
 
-// Where two long runs of bytes part; the text of a leaf shows only how they begin.
+// The first difference of two long runs of bytes; a leaf's text only shows their beginning.
 std::string dataText(const formats::Bytes& before, const formats::Bytes& after) {
   const auto parting = std::mismatch(before.begin(), before.end(), after.begin(), after.end()).first;
   return fmt::format("<{} bytes> → <{} bytes>, the same up to byte {}", before.size(), after.size(),
                      parting - before.begin());
 }
 
-// With its type where the text alone does not tell the two apart: the number 1 from the text "1".
+// With its type if the text is ambiguous: the number 1 and the text "1".
 void appendTyped(Sink& out, const formats::Value& value, bool typed) {
   if (typed) {
     out += value.typeName();
@@ -46,7 +46,7 @@ void appendMarked(Sink& out, const Mark& mark, std::string_view before, const fo
   out += mark.off;
 }
 
-// The line goes on behind the path.
+// The line continues after the path.
 void appendChange(Sink& out, const formats::Value& before, const formats::Value& after, const Style& style) {
   const auto* data = before.as<formats::Bytes>();
   const auto* otherData = after.as<formats::Bytes>();

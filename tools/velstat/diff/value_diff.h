@@ -1,4 +1,4 @@
-// Two trees, compared by value.
+// Compares two trees by value.
 #pragma once
 
 #include <formats/value.h>
@@ -8,11 +8,11 @@
 
 namespace vel::stat {
 
-// `before` is null for what was added, `after` for what was removed.
+// `before` is null for an added value, `after` for a removed one.
 using TakeDifference =
     std::function<void(std::string_view path, const formats::Value* before, const formats::Value* after)>;
 
-// Calls `take` with each difference, in the order of `before`, what was added to a dictionary or an array behind the
+// Calls `take` with each difference, in the order of `before`; values added to a dictionary or an array come after the
 // rest of it. The order of keys does not matter, that of items does. Numbers of different types differ (1 is not 1.0);
 // a real that is not a number equals another.
 void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take);

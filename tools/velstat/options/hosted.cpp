@@ -14,7 +14,7 @@ namespace vel::stat {
 
 namespace {
 
-// The bundle beside the running executable, in a build tree or installed.
+// The bundle next to the running executable, in a build tree or installed.
 std::filesystem::path findDefaultBundle() {
   std::error_code error;
   const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
@@ -28,7 +28,7 @@ std::filesystem::path findDefaultBundle() {
     if (std::filesystem::exists(bundle, error)) {
       return bundle;
     }
-    if (tried.empty() || tried.back() != bundle) { // the two can be one
+    if (tried.empty() || tried.back() != bundle) { // both can be the same path
       tried.push_back(bundle.string());
     }
   }

@@ -1,5 +1,4 @@
-// What a session hosts: the device model and the bundle that the command line names, or those that came with this
-// command.
+// The device model and the bundle of a session: those that the command line names, or those that ship with velstat.
 #pragma once
 
 #include <host/bundle.h>
@@ -13,11 +12,11 @@ namespace vel::stat {
 // models/default.json, built in.
 extern const std::string_view defaultModel;
 
-// An empty name chooses the one that came with the command. Both throw Error.
+// An empty name chooses the one that ships with velstat. Both throw Error.
 host::DeviceModel readModel(const std::string& named);
 host::Bundle loadBundle(const std::string& named);
 
-// How people know the model.
+// The model's name in messages.
 std::string modelName(const std::string& named);
 
 } // namespace vel::stat

@@ -7,7 +7,7 @@
 
 namespace vel::stat {
 
-// For Option::transform. The option parser alone takes 010 for eight, and a number that is too large for the largest.
+// For Option::transform. The option parser by itself reads 010 as eight, and clamps numbers that are too large.
 template <class Number>
 CLI::Validator decimal(Number least = std::numeric_limits<Number>::min(),
                        Number most = std::numeric_limits<Number>::max()) {

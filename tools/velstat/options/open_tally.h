@@ -1,4 +1,4 @@
-// The analytics store of this process, for as long as something may be published.
+// The analytics store of this process, open while something may be published.
 #pragma once
 
 #include <control/tally.h>
@@ -8,7 +8,7 @@
 
 namespace vel::stat {
 
-// Opens the file, or makes it; what is published goes there and is not kept in memory. Throws Error.
+// Opens the file, creating it if needed; published values go there and are not kept in memory. Throws Error.
 class OpenTally {
 public:
   explicit OpenTally(const std::filesystem::path& path);

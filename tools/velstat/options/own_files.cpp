@@ -1,4 +1,4 @@
-// Compares files by what the paths lead to, not by the paths.
+// Compares the files that paths lead to, not the paths.
 #include "velstat/options/own_files.h"
 
 #include <velstat/text/error.h>
@@ -18,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Which file a path names.
+// The identity of the file that a path names.
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
@@ -32,7 +32,7 @@ std::optional<Identity> identityOf(const struct stat& status) {
   return S_ISCHR(status.st_mode) ? std::nullopt : std::optional(Identity{status.st_dev, status.st_ino, {}});
 }
 
-// Nothing, too, for a path that cannot be opened: whoever opens it reports that.
+// Also nothing for a path that cannot be opened: opening it later reports the cause.
 std::optional<Identity> identityOf(fs::path path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) == 0) {

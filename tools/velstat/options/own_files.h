@@ -15,12 +15,11 @@ struct ReadFile {
 struct WrittenFile {
   std::filesystem::path path; // an empty path is no file
   std::string_view what;
-  std::string_view option; // that has the file written
+  std::string_view option; // that names the file
 };
 
-// Refuses a file that is to be written and is also read, or written for another option. Two paths name the same file
-// when they lead to the same device and inode, or, while it does not exist, to the same name in the same folder.
-// Throws Error.
+// Throws Error if a file would be both read and written, or written for two options. Two paths name the same file if
+// they lead to the same device and inode or, for a file that does not exist, to the same name in the same folder.
 void requireOwnFiles(std::span<const WrittenFile> written, std::span<const ReadFile> read);
 
 } // namespace vel::stat

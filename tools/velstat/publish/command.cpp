@@ -50,7 +50,7 @@ std::string readEntries(const std::string& path) {
   return entries;
 }
 
-// Those that the plug-in skips.
+// The number of entries that the plug-in skips.
 std::size_t otherVersions(std::string_view entries) {
   std::size_t count = 0;
   for (std::size_t i = 0; i < entries.size(); i += host::entrySize) {
@@ -86,7 +86,7 @@ void publish(host::Session& session, const host::MachineService& taker, formats:
   session.drain();
 }
 
-// The log is written from its start, and SQLite writes to any of the store's files.
+// The log is overwritten, and SQLite may write to any of the store's files.
 void refuseSharedFiles(const PublishOptions& options, const host::Bundle& bundle) {
   std::vector<WrittenFile> written = {{options.log, "the log", "--log"}};
   for (const fs::path& file : control::tallyStoreFiles(options.tally)) {
@@ -115,7 +115,7 @@ int run(const PublishOptions& options) {
   const host::DeviceModel model = readModel(options.model);
   host::Bundle bundle = loadBundle(options.plugIn);
   refuseSharedFiles(options, bundle);
-  const OpenTally tally(options.tally); // before the log: an old one is kept when the store is refused
+  const OpenTally tally(options.tally); // before the log, so that an old log survives if the store is refused
   logTo(options.log);
   host::Machine machine(model);
   host::Session session(std::move(bundle), machine);

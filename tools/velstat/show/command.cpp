@@ -1,4 +1,4 @@
-// velstat show: prints state records and binary property lists from anywhere.
+// velstat show: prints untrusted state records and property lists.
 
 #include <velstat/commands.h>
 #include <velstat/show/result.h>
@@ -24,7 +24,7 @@ struct ShowOptions {
   std::vector<std::string> paths;
 };
 
-// What is wrong with a path, for the parser of the command line: empty for nothing.
+// The error in a path, for the command line parser; empty if there is none.
 std::string checkPath(const std::string& text) {
   try {
     const PathPattern pattern(text);
@@ -34,7 +34,7 @@ std::string checkPath(const std::string& text) {
   return {};
 }
 
-// Writes the files one by one, so that no more than one need be in memory.
+// Writes the files one by one, so that only one is in memory.
 class Output {
 public:
   Output(const ShowOptions& options, std::span<const PathPattern> patterns)
@@ -43,7 +43,7 @@ public:
       json_.beginArray();
     }
   }
-  // How long the text of a file is. Throws Error for a file that would take too much room.
+  // The length of the text of a file. Throws Error if it would be too long.
   std::size_t measure(const ValueFile& file) const {
     Measure length(mostExpansion * (file.size + file.name.size()));
     JsonWriter json(length);

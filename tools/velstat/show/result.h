@@ -1,4 +1,4 @@
-// What `velstat show` has read and found, as text for people and as JSON, file by file.
+// The result of `velstat show` for one file, as text and as JSON.
 #pragma once
 
 #include <velstat/text/json_writer.h>
@@ -11,7 +11,7 @@
 
 namespace vel::stat {
 
-// With patterns only what they match is shown; in text, nothing at all of a file without a match.
+// With patterns only the matches are shown; as text, a file without a match is left out.
 void showText(Sink& out, const ValueFile& file, std::span<const PathPattern> patterns, const Style& style);
 // An object.
 void showJson(JsonWriter& json, const ValueFile& file, std::span<const PathPattern> patterns);

@@ -1,4 +1,4 @@
-// velstat tally: what the analytics store holds, once or whenever it changes.
+// velstat tally: shows an analytics store, once or each time that it changes.
 
 #include <velstat/commands.h>
 #include <velstat/options/number_option.h>
@@ -33,7 +33,7 @@ struct TallyOptions {
   std::uint64_t count = 0;
 };
 
-// What is wrong with a pattern, for the parser of the command line: empty for nothing.
+// The error in a pattern, for the command line parser; empty if there is none.
 std::string checkGlob(const std::string& text) {
   try {
     const Wildcard glob(text);
@@ -43,7 +43,7 @@ std::string checkGlob(const std::string& text) {
   return {};
 }
 
-// A range alone takes what is no number for one that lies in it.
+// `CLI::Range` alone accepts non-numbers.
 std::string checkNumber(const std::string& text) {
   double number = 0;
   const bool isNumber = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
@@ -94,8 +94,8 @@ int show(const TallyOptions& options) {
   return status;
 }
 
-// Waits for the interval to pass, or for somebody to end the command: a signal that arrives at any other time is
-// noticed here as well, so that no output is cut.
+// Waits for the interval to pass, or for a signal that ends the command. A signal that arrives earlier is noticed here
+// too, so that no output is cut.
 class Pause {
 public:
   Pause() {
@@ -104,7 +104,7 @@ public:
     sigaddset(&endings_, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &endings_, nullptr);
   }
-  // False when the command shall end.
+  // False if the command should end.
   bool wait(double seconds) const {
     timespec time{};
     time.tv_sec = static_cast<std::time_t>(seconds);
@@ -116,7 +116,7 @@ private:
   sigset_t endings_{};
 };
 
-// Tells whether a rendering has changed without keeping it: the FNV-1a hash and the length.
+// The FNV-1a hash and length of a rendering: shows whether it changed without storing it.
 class Fingerprint final : public Sink {
 public:
   void append(std::string_view text) override {

@@ -18,8 +18,8 @@ namespace {
 using control::TallyKind;
 using control::TallyRow;
 
-// A metric's name has letters, digits and underscores, and begins with no digit. Different keys may come to one name,
-// also because that of a long key is cut: each sample bears its key as a label.
+// A metric's name has letters, digits and underscores and does not begin with a digit. Different keys may give the same
+// name, also because long names are cut: each sample has its key as a label.
 std::string metricName(std::string_view key) {
   constexpr std::size_t longest = 200;
   std::string name;
@@ -36,8 +36,8 @@ std::string metricName(std::string_view key) {
   return name.empty() ? "_" : name;
 }
 
-// The format has escapes for line breaks, quotation marks and backslashes only, and takes all other characters as they
-// are. A key that a terminal would act on, or that is not UTF-8, stands there as other commands show it.
+// The format only has escapes for line breaks, quotation marks and backslashes. A key with other characters that a
+// terminal would act on, or that is not UTF-8, is written the way other commands show it.
 bool needsEscaping(std::string_view key) {
   while (!key.empty()) {
     const CodePoint point = decodeUTF8(key);
@@ -60,7 +60,7 @@ void appendLabelValue(Sink& out, std::string_view text) {
   }
 }
 
-// The second label tells such a key from one that is spelt like its escapes.
+// The second label distinguishes such a key from one that is spelt like its escapes.
 void appendKeyLabels(Sink& out, std::string_view key) {
   const bool escaped = needsEscaping(key);
   out += "key=\"";
@@ -68,7 +68,7 @@ void appendKeyLabels(Sink& out, std::string_view key) {
   out += escaped ? "\",escaped=\"true\"" : "\"";
 }
 
-// What a row gives samples of.
+// A sample that a row provides.
 struct Part {
   std::string_view suffix; // of the metric's name
   std::string_view help;
@@ -125,7 +125,7 @@ bool precedes(const Sample& a, const Sample& b) {
 void tallyOpenMetrics(Sink& out, const std::vector<TallyRow>& rows) {
   std::vector<std::string> baseNames;
   baseNames.reserve(rows.size());
-  std::vector<Sample> samples; // those of one name must stand together
+  std::vector<Sample> samples; // samples of one name must be consecutive
   for (const TallyRow& row : rows) {
     baseNames.push_back(metricName(row.key));
     for (const Part& part : partsOf(row)) {

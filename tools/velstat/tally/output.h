@@ -1,4 +1,4 @@
-// The rows of an analytics store, written for people, for programs and for a scraper of metrics.
+// The rows of an analytics store as a table, as JSON and as OpenMetrics text.
 #pragma once
 
 #include <control/tally.h>
@@ -12,7 +12,7 @@
 namespace vel::stat {
 
 enum class TallyTimes { shown, hidden };
-// Times are local. Columns that would be empty are left out, long keys are cut.
+// Times are local. Empty columns are left out, long keys are cut.
 void tallyTable(Sink& out, const std::vector<control::TallyRow>& rows, const Style& style, std::size_t indent = 0,
                 TallyTimes times = TallyTimes::shown);
 

@@ -24,7 +24,7 @@ std::string timeText(const std::optional<std::int64_t>& microseconds) {
   std::tm local{};
   char text[64];
   if (localtime_r(&seconds, &local) == nullptr || std::strftime(text, sizeof text, "%F %T", &local) == 0) {
-    return fmt::format("{} us", *microseconds); // a year that no calendar has
+    return fmt::format("{} us", *microseconds); // beyond the years of a calendar
   }
   return text;
 }
@@ -39,7 +39,7 @@ struct Column {
   bool left = false;
 };
 
-// A number of the samples, when there are any.
+// A statistic of the samples; empty without samples.
 Column sampled(const char* title, double control::TallyDistribution::*member) {
   return {title, [member](const TallyRow& row) {
             return row.distribution.count == 0 ? std::string() : number(row.distribution.*member);
@@ -79,7 +79,7 @@ std::vector<Column> columnsOf(TallyKind kind, TallyTimes times) {
   return all;
 }
 
-// A column that has anything to show, and how wide it is.
+// A column with something to show, and its width.
 struct ShownColumn {
   Column column;
   std::size_t width;

@@ -12,7 +12,7 @@ namespace vel::stat {
 
 namespace {
 
-// How a character is shown, where that is not as itself; empty otherwise.
+// The escape of a character; empty for a character that is shown as it is.
 std::string escapeOf(const CodePoint& point) {
   if (point.valid && point.value == '\\') {
     return "\\\\";
@@ -43,8 +43,8 @@ std::vector<std::string> escapedCharacters(std::string_view text) {
   return characters;
 }
 
-// The characters at the beginning or the end of a text that take no more than so many columns when they are escaped.
-// None has more than four bytes.
+// The characters at the beginning or the end of a text that fit in so many columns when escaped. A character has at
+// most four bytes.
 std::string escapedBeginning(std::string_view text, std::size_t width) {
   std::string beginning;
   for (const std::string& character : escapedCharacters(text.substr(0, 4 * width))) {
@@ -59,7 +59,7 @@ std::string escapedBeginning(std::string_view text, std::size_t width) {
 std::string escapedEnd(std::string_view text, std::size_t width) {
   text.remove_prefix(text.size() - std::min(text.size(), 4 * width));
   for (int i = 0; i < 3 && !text.empty() && isContinuation(text.front()); ++i) {
-    text.remove_prefix(1); // of a character that begins before
+    text.remove_prefix(1); // the rest of a character that begins earlier
   }
   std::string end;
   const std::vector<std::string> characters = escapedCharacters(text);
@@ -128,7 +128,7 @@ std::string escape(std::string_view text) {
 }
 
 std::string escapeKey(std::string_view key) {
-  constexpr std::size_t beginning = 41; // less than so many columns
+  constexpr std::size_t beginning = 41; // in columns, exclusive
   constexpr std::size_t end = 21;
   constexpr std::size_t longest = 4 * widestKey; // of those that can fit
   if (key.size() <= longest) {

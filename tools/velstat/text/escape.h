@@ -1,4 +1,4 @@
-// Text from devices and files, made fit for a terminal.
+// Makes text from devices and files safe for a terminal.
 #pragma once
 
 #include <velstat/text/sink.h>
@@ -13,25 +13,25 @@ namespace vel::stat {
 struct CodePoint {
   std::uint32_t value = 0;
   std::size_t length = 1; // in bytes
-  bool valid = false;     // else the first byte begins no UTF-8 sequence, and stands alone
+  bool valid = false;     // if not, this is one byte that does not begin a UTF-8 sequence
 };
 CodePoint decodeUTF8(std::string_view bytes); // not of an empty text
 
-// How many bytes at the start of the text are of ASCII, printable, and none of these two. Most text is all of that kind
-// and can be written in one piece.
+// The number of bytes at the start of the text that are printable ASCII and neither of these two. Most text consists
+// only of such bytes and can be written in one piece.
 std::size_t plainLength(std::string_view text, char except, char orExcept);
 
-// Printable characters as they are; anything that could move the cursor, hide text or break a line, bytes that are not
+// Printable characters unchanged; anything that could move the cursor, hide text or break a line, bytes that are not
 // UTF-8, and the backslash itself as escapes (\n, \x1B, \u{202E}, \\).
 void appendEscaped(Sink& out, std::string_view text);
 std::string escape(std::string_view text);
 
-// The same of a key or a path, which may be as long as its file and is shown again and again: of one that takes more
-// than `widestKey` columns, beginning, end and length ("com.tavik…count (300000 bytes)").
+// The same for a key or a path, which may be as long as its file and is shown many times: one that takes more than
+// `widestKey` columns is shown as its beginning, its end and its length ("com.tavik…count (300000 bytes)").
 constexpr std::size_t widestKey = 80;
 std::string escapeKey(std::string_view key);
 
-// How many columns an escaped text takes, as far as a terminal shows each character in one.
+// The columns of an escaped text on a terminal that shows each character in one column.
 std::size_t columns(std::string_view text);
 
 } // namespace vel::stat

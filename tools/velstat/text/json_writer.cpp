@@ -13,7 +13,7 @@ namespace vel::stat {
 
 namespace {
 
-// A character by its number: two where it needs more than 16 bits.
+// A character as one \u escape, or as two if it needs more than 16 bits.
 std::string numbered(std::uint32_t character) {
   if (character < 0x10000) {
     return fmt::format("\\u{:04x}", character);

@@ -1,4 +1,4 @@
-// JSON, written piece by piece: indented for people, still one valid document for programs.
+// Writes JSON piece by piece: one valid document, indented for readers.
 #pragma once
 
 #include <formats/value.h>
@@ -27,14 +27,15 @@ public:
   void endArray() { close(']'); }
   void key(std::string_view name);
 
-  // Exact, but bytes that are not UTF-8 become U+FFFD. What a terminal would act on, or not show, is written as \uXXXX.
+  // Exact, but bytes that are not UTF-8 become U+FFFD. Characters that a terminal would act on, or not show, become
+  // \uXXXX.
   void string(std::string_view text);
   void hex(std::span<const std::byte> bytes); // a string of their digits
   void integer(std::int64_t number);
-  void real(double number); // null for what is no number in JSON
+  void real(double number); // null for NaN and infinities, which JSON does not have
   void boolean(bool flag);
-  void json(std::string_view value); // one that is written already
-  // A property list; data as {"$data": "hex"}, as device models have it.
+  void json(std::string_view value); // already written as JSON
+  // A property list; data as {"$data": "hex"}, as in device models.
   void value(const formats::Value& value);
 
   // Short for a key and its value.

@@ -27,7 +27,7 @@ void writeStandardOutput(std::string_view text) {
   }
 }
 
-// There is nowhere to tell that stderr cannot be written, and it is no reason to fail.
+// A stderr that cannot be written cannot be reported, and the command need not fail for it.
 void remark(std::string_view message) {
   const std::string line = escape(message) + '\n';
   std::fwrite(line.data(), 1, line.size(), stderr);

@@ -1,4 +1,4 @@
-// What every subcommand needs to write: the standard output, and colours where there is a terminal.
+// Standard output, messages on stderr, and colours on a terminal, for all subcommands.
 #pragma once
 
 #include <stdexcept>
@@ -7,24 +7,24 @@
 
 namespace vel::stat {
 
-// Whoever read the standard output has gone: nothing more to do, and nothing wrong.
+// The reader of standard output has closed it: the command ends, without an error.
 class ReaderGone : public std::runtime_error {
 public:
   ReaderGone() : std::runtime_error("nobody reads the standard output any more") {}
 };
 
-// Writes all of it. Throws ReaderGone, or Error for a full disk and its like.
+// Writes all of it. Throws ReaderGone, or Error with the cause, such as a full disk.
 void writeStandardOutput(std::string_view text);
 
-// A line on stderr. The message may hold names and texts from anywhere.
+// Writes a line on stderr. The message may contain untrusted text, which is escaped.
 void remark(std::string_view message);
-// The same about what is wrong.
+// The same for an error.
 void complain(std::string_view message);
 
-// Whether the standard output is a terminal that does what escape sequences say.
+// Whether standard output is a terminal that understands escape sequences.
 bool isTerminalWithEscapes();
 
-// What to write before and after text that is to be marked up.
+// What to write before and after marked-up text.
 struct Mark {
   std::string_view on;
   std::string_view off;
@@ -32,7 +32,7 @@ struct Mark {
   std::string operator()(std::string_view text) const;
 };
 
-// Marks up text, or leaves it alone.
+// Marks up text, or returns it unchanged.
 class Style {
 public:
   explicit Style(bool colour) : colour_(colour) {}

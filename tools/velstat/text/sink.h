@@ -1,4 +1,4 @@
-// Rendered text on its way: to the standard output, into a string, or only measured.
+// Where rendered text goes: to standard output, into a string, or to be measured only.
 #pragma once
 
 #include <cstddef>
@@ -35,7 +35,7 @@ private:
   std::string text_;
 };
 
-// Writes in blocks; what is left is written by flush(). Throws as writeStandardOutput does.
+// Writes in blocks; flush() writes the rest. Throws as writeStandardOutput does.
 class StandardOutput final : public Sink {
 public:
   void append(std::string_view text) override;
@@ -45,8 +45,8 @@ private:
   std::string block_;
 };
 
-// Some inputs describe far more than they hold, as the objects of a property list may be shared, and keys are repeated
-// in paths. What is shown of an input may take so many times its size.
+// Some inputs describe far more than they contain: objects of a property list may be shared, and keys are repeated in
+// paths. The output for an input may take at most this many times its size.
 constexpr std::size_t mostExpansion = 64;
 
 class TooLong : public std::runtime_error {
@@ -54,8 +54,8 @@ public:
   TooLong() : std::runtime_error("the output is too long for its input") {}
 };
 
-// Keeps nothing but the length. Throws TooLong as soon as that is beyond the limit, so that a rendering can be refused
-// before any of it is written.
+// Keeps only the length. Throws TooLong as soon as it exceeds the limit, so that a rendering can be refused before any
+// of it is written.
 class Measure final : public Sink {
 public:
   explicit Measure(std::size_t limit) : limit_(limit) {}

@@ -1,4 +1,4 @@
-// Text in columns: cells below each other, no wider than a terminal bears.
+// Text in aligned columns of bounded width.
 #pragma once
 
 #include <velstat/text/output.h>

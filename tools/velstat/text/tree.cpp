@@ -20,7 +20,7 @@ struct AppendLeaf {
 
   void operator()(const formats::Dictionary&) const { out += "(empty dictionary)"; }
   void operator()(const formats::Array&) const { out += "(empty array)"; }
-  // In quotes where the ends of the text would not be seen.
+  // In quotes if its ends would be invisible.
   void operator()(const std::string& text) const {
     const bool endsShow = !text.empty() && text.front() != ' ' && text.back() != ' ' && text.front() != '"';
     out += endsShow ? "" : "\"";

@@ -1,4 +1,4 @@
-// A property list as an indented tree with aligned keys, for people.
+// A property list as an indented tree with aligned keys.
 #pragma once
 
 #include <formats/value.h>
@@ -11,18 +11,18 @@
 
 namespace vel::stat {
 
-// Whether it stands in one line: everything but dictionaries and arrays that hold something.
+// Whether it fits in one line: everything except dictionaries and arrays that are not empty.
 bool isLeaf(const formats::Value& value);
-// A leaf in one line. Text is escaped; of long data only the beginning is shown.
+// A leaf in one line. Text is escaped; only the beginning of long data is shown.
 void appendLeaf(Sink& out, const formats::Value& leaf);
 std::string leafText(const formats::Value& leaf);
 
-// Lines with a key and its value, the values below each other.
+// Lines with a key and its value, with the values aligned.
 class KeyColumn {
 public:
-  // A key that will come with a leaf behind it: the column becomes so wide, but no wider than `widestKey`.
+  // Announces a key with a leaf, which may widen the column up to `widestKey`.
   void makeRoomFor(std::string_view key);
-  // A line, or a key and the lines of its tree.
+  // Adds a line, or a key and the lines of its tree.
   void append(Sink& out, std::string_view key, const formats::Value& value, std::size_t indent,
               const Style& style) const;
 

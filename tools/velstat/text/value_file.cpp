@@ -19,7 +19,7 @@ enum class Kind { record, propertyList, xml, other };
 
 Kind kindOf(std::string_view content) {
   using namespace std::string_view_literals;
-  // Type 1 is the only one that a record's data can have here; what else is wrong with it, its reader tells.
+  // Type 1 is the only one of a record with a property list; the reader reports anything else that is wrong.
   if (content.starts_with("\x01\0\0\0"sv)) {
     return Kind::record;
   }

@@ -17,7 +17,7 @@ struct RecordHead {
 };
 
 struct ValueFile {
-  std::string name; // as people know it: the path, or "standard input"
+  std::string name; // in messages: the path, or "standard input"
   std::size_t size = 0;
   std::optional<RecordHead> record; // none for a property list alone
   formats::Value value;
@@ -26,7 +26,7 @@ struct ValueFile {
 // Longer files are refused. A capture's records take some ten kilobytes each.
 constexpr std::size_t valueFileLimit = std::size_t{64} << 20;
 
-// Tells the kind by the content. Throws Error with name, offset and cause.
+// Recognises the kind by the content. Throws Error with name, offset and cause.
 ValueFile readValueFile(const std::filesystem::path& path);
 
 } // namespace vel::stat

@@ -48,7 +48,7 @@ PathPattern::PathPattern(const std::string& text) : text_(text) {
   }
 }
 
-// Goes through the tree once with, for each pattern, the numbers of the segments that the next key may match.
+// Walks the tree once, with the segments of each pattern that the next key may match.
 class PathSearch {
 public:
   PathSearch(std::span<const PathPattern> patterns, const TakeMatch& take)
@@ -64,14 +64,14 @@ public:
   }
 
 private:
-  using Place = std::pair<std::size_t, std::size_t>; // pattern, segment
-  using Places = std::vector<Place>;
+  using State = std::pair<std::size_t, std::size_t>; // pattern, segment
+  using Places = std::vector<State>;
 
-  // "**" may also stand for no segment at all.
+  // "**" also matches no segment at all.
   void add(Places& places, std::size_t pattern, std::size_t segment) const {
     const auto& segments = patterns_[pattern].segments_;
     for (;; ++segment) {
-      if (std::find(places.begin(), places.end(), Place(pattern, segment)) != places.end()) {
+      if (std::find(places.begin(), places.end(), State(pattern, segment)) != places.end()) {
         return;
       }
       places.emplace_back(pattern, segment);
@@ -123,7 +123,7 @@ private:
 
   const std::span<const PathPattern> patterns_;
   const TakeMatch& take_;
-  ValuePath path_; // of the value that is visited
+  ValuePath path_; // of the current value
   std::vector<bool> found_;
 };
 

@@ -1,5 +1,5 @@
 // Places in a tree: "last button press/click 1/button down ts". A segment is a key of a dictionary, or a number from 0
-// in an array; in keys, "/" and "\" stand behind a backslash.
+// in an array; in keys, a backslash precedes "/" and "\".
 #pragma once
 
 #include <formats/value.h>
@@ -14,12 +14,12 @@
 
 namespace vel::stat {
 
-// The path of the value that a walk through a tree has come to.
+// The path of the current value in a walk through a tree.
 class ValuePath {
 public:
   void push(std::string_view key);
   void pop();
-  // Of the value itself until the next change; empty for the whole tree.
+  // The current path; empty for the whole tree. [borrowed: until the next change]
   std::string_view text() const { return text_; }
 
 private:
@@ -27,10 +27,10 @@ private:
   std::vector<std::size_t> lengths_; // of the text without each of the keys
 };
 
-// A path with a glob in each segment; the segment "**" stands for any number of segments.
+// A path with a pattern in each segment; the segment "**" matches any number of segments.
 class PathPattern {
 public:
-  // Throws std::invalid_argument that says what is wrong with it.
+  // Throws std::invalid_argument with the cause.
   explicit PathPattern(const std::string& text);
 
   const std::string& text() const { return text_; }
@@ -47,7 +47,7 @@ private:
 };
 
 // Calls `take` with path and value of each match, in the order of the tree and each value once, and returns for each
-// pattern whether it matched anything. Nothing is looked for inside a value that matches: it is found whole.
+// pattern whether it matched anything. A value inside a match is not matched again.
 using TakeMatch = std::function<void(std::string_view path, const formats::Value& value)>;
 std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take);
 

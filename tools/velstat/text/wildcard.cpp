@@ -11,8 +11,8 @@ namespace vel::stat {
 
 namespace {
 
-// Takes the first character from the text. A byte that is not UTF-8 is told as a number beyond Unicode, so that it is
-// never taken for a character.
+// Takes the first character from the text. A byte that is not UTF-8 becomes a number beyond Unicode, so that it never
+// matches a character.
 char32_t takeCharacter(std::string_view& text) {
   constexpr char32_t strayByte = 0x200000;
   const CodePoint point = decodeUTF8(text);
@@ -28,7 +28,7 @@ std::u32string codePoints(std::string_view text) {
   return points;
 }
 
-// The character at `next`, or the one behind a backslash there.
+// The character at `next`, or the one after a backslash there.
 char32_t take(const std::u32string& pattern, std::size_t& next) {
   if (next < pattern.size() && pattern[next] == '\\') {
     ++next;
@@ -69,7 +69,7 @@ Wildcard::Step Wildcard::bracket(const std::u32string& pattern, std::size_t& nex
     step.kind = Step::Kind::noneOf;
     ++next;
   }
-  // A "]" that stands first is one of the characters.
+  // A "]" in the first place is one of the characters.
   while (next < pattern.size() && (pattern[next] != ']' || step.ranges.empty())) {
     const char32_t first = take(pattern, next);
     char32_t last = first;
@@ -109,8 +109,8 @@ bool Wildcard::accepts(const Step& step, char32_t c) {
 bool Wildcard::matches(std::string_view name) const {
   std::size_t step = 0;
   std::string_view rest = name;
-  // Where to go on when what follows the last "*" does not fit: it then takes one character more. Earlier ones need no
-  // second look, so there is no nesting of attempts.
+  // Where to continue if the text after the last "*" does not match: that "*" then takes one more character. Earlier
+  // ones never need another attempt, so attempts do not nest.
   std::optional<std::size_t> star;
   std::string_view afterStar;
   while (!rest.empty() || step < steps_.size()) {

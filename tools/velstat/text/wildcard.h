@@ -1,4 +1,4 @@
-// Names chosen by patterns, as a shell chooses files.
+// Patterns for names, like those of a shell for files.
 #pragma once
 
 #include <string>
@@ -7,12 +7,12 @@
 
 namespace vel::stat {
 
-// `*` stands for any characters, `?` for one, `[a-z]` for one of these, `[!a-z]` for one of the others; a backslash
-// takes the special meaning from the character behind it. A character is a code point; bytes that are not UTF-8 are a
+// `*` matches any characters, `?` any one, `[a-z]` one of these, `[!a-z]` one of the others; a backslash removes the
+// special meaning of the character after it. A character is a code point; bytes that are not UTF-8 are a
 // character each. The whole name must match. Time is bounded by pattern times name.
 class Wildcard {
 public:
-  // Throws std::invalid_argument that says what is wrong with the pattern.
+  // Throws std::invalid_argument with what is wrong with the pattern.
   explicit Wildcard(std::string_view pattern);
 
   bool matches(std::string_view name) const;
@@ -29,7 +29,7 @@ private:
   };
 
   static bool accepts(const Step& step, char32_t c);
-  // The bracket expression behind its "[", of which it consumes the "]" too.
+  // Parses a bracket expression from after its "[" to its "]".
   static Step bracket(const std::u32string& pattern, std::size_t& next);
 
   std::vector<Step> steps_;
