@@ -41,7 +41,8 @@ private:
     payload_.clear();
     appendJsonPayload(payload_, record);
     appendQuoted(out, payload_.view());
-    for (const unsigned id : {record[0], record[3], record[2], record[1]}) {
+    for (const unsigned id :
+         {profile::type(record), profile::category(record), profile::component(record), profile::event(record)}) {
       out.append(',');
       out.appendNumber(id);
     }

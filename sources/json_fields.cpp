@@ -2,6 +2,7 @@
 #include "sources/json_fields.h"
 
 #include <profile/fields.h>
+#include <profile/record_view.h>
 
 namespace vel::sources {
 
@@ -120,9 +121,10 @@ void appendJsonPayload(OutputBuffer& out, const unsigned char* record) {
 }
 
 RecordNames::RecordNames(const unsigned char* record) noexcept
-    : category(name_of(profile::category_names(), record[3], digits_[0])),
-      component(name_of(profile::component_names(record[3]), record[2], digits_[1])),
-      event(name_of(profile::event_names(record[3], record[2]), record[1], digits_[2])),
-      type(name_of(profile::datatype_names(), record[0], digits_[3])) {}
+    : category(name_of(profile::category_names(), profile::category(record), digits_[0])),
+      component(name_of(profile::component_names(profile::category(record)), profile::component(record), digits_[1])),
+      event(name_of(profile::event_names(profile::category(record), profile::component(record)), profile::event(record),
+                    digits_[2])),
+      type(name_of(profile::datatype_names(), profile::type(record), digits_[3])) {}
 
 } // namespace vel::sources

@@ -45,13 +45,13 @@ private:
     out.append(",\"payload\":");
     appendJsonPayload(out, record);
     out.append(",\"type-id\":");
-    out.appendNumber(record[0]);
+    out.appendNumber(profile::type(record));
     out.append(",\"category-id\":");
-    out.appendNumber(record[3]);
+    out.appendNumber(profile::category(record));
     out.append(",\"component-id\":");
-    out.appendNumber(record[2]);
+    out.appendNumber(profile::component(record));
     out.append(",\"event-id\":");
-    out.appendNumber(record[1]);
+    out.appendNumber(profile::event(record));
     out.append(",\"binary-data\":");
     appendJsonList(out, {reinterpret_cast<const char*>(record), recordSize});
     if (wall_) {

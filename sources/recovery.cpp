@@ -24,7 +24,7 @@ std::bitset<256> ids(profile::NameTable table) {
 bool isPlausible(const unsigned char* record) {
   static const std::bitset<256> categories = ids(profile::category_names());
   static const std::bitset<256> types = ids(profile::datatype_names());
-  return categories[record[3]] && types[record[0]] &&
+  return categories[profile::category(record)] && types[profile::type(record)] &&
          std::any_of(record, record + recordSize, [](unsigned char byte) { return byte != 0; });
 }
 

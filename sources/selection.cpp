@@ -123,8 +123,11 @@ Selection::Selection(const SelectionRequest& request)
 }
 
 bool Selection::passes(const unsigned char* record) const noexcept {
-  return categories_[record[3]] && types_[record[0]] && (components_.empty() || components_[record[3]][record[2]]) &&
-         (events_.empty() || events_[record[3] * idCount + record[2]][record[1]]) &&
+  const unsigned category = profile::category(record);
+  const unsigned component = profile::component(record);
+  return categories_[category] && types_[profile::type(record)] &&
+         (components_.empty() || components_[category][component]) &&
+         (events_.empty() || events_[category * idCount + component][profile::event(record)]) &&
          sequence_.holds(sequenceNumber(record)) && time_.holds(timeStamp(record));
 }
 

@@ -96,11 +96,12 @@ void Statistics::addSelected(const unsigned char* record) noexcept {
   const std::uint64_t time = sources::timeStamp(record);
   earliest_ = std::min(earliest_, time);
   latest_ = std::max(latest_, time);
-  const std::uint32_t component = std::uint32_t{record[3]} << 8 | record[2];
-  ++categories_[record[3]];
-  ++types_[record[0]];
+  const std::uint32_t category = profile::category(record);
+  const std::uint32_t component = category << 8 | profile::component(record);
+  ++categories_[category];
+  ++types_[profile::type(record)];
   components_.add(component);
-  events_.add(component << 8 | record[1]);
+  events_.add(component << 8 | profile::event(record));
 }
 
 // By the co-processor's clock, which counts microseconds.
