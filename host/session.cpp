@@ -3,6 +3,7 @@
 
 #include <control/cf.h>
 #include <control/hid.h>
+#include <control/log.h>
 #include <control/notify.h>
 #include <control/queue.h>
 #include <control/state.h>
@@ -11,6 +12,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include <algorithm>
 #include <atomic>
 #include <malloc.h>
 #include <span>
@@ -154,11 +156,19 @@ Registration Session::registerService(const MachineService& service) {
 std::vector<CapturedRecord> Session::capture(std::uint32_t api, const std::string& requestor) {
   require(Stage::scheduled, "capture");
   std::vector<CapturedRecord> records;
+  handlerRuns_.clear();
   std::size_t number = 0;
+  std::size_t logged = control::logLines().size();
   for (const os_state_handle_t handler : control::stateHandlers()) {
-    ++number;
     const control::StateRecord data = control::captureState(handler, api, requestor);
+    HandlerRun& run = handlerRuns_.emplace_back();
+    run.handler = ++number;
+    run.answered = data != nullptr;
+    const std::vector<control::LogLine> log = control::logLines();
+    run.logLines = log.size() - std::min(log.size(), logged);
+    logged = log.size();
     if (data == nullptr) {
+      explain(run, std::span(log).last(run.logLines));
       continue;
     }
     try {

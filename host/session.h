@@ -5,6 +5,7 @@
 #include <control/ref.h>
 #include <formats/state_record.h>
 #include <host/bundle.h>
+#include <host/handler_run.h>
 #include <host/machine.h>
 
 #include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
@@ -46,6 +47,8 @@ public:
 
   // Asks every state handler, in order; handlers that return no record are left out.
   std::vector<CapturedRecord> capture(std::uint32_t api, const std::string& requestor);
+  // What became of each handler in the last capture. The log must be kept in memory.
+  const std::vector<HandlerRun>& handlerRuns() const { return handlerRuns_; }
   // Returns the number of handlers that the notification reached.
   std::size_t postNotification(std::string_view name);
   // Queues a batch for the service's device. False when the device has no data callback, or no queue to call it on: the
@@ -75,6 +78,7 @@ private:
   IOHIDSessionFilterPlugInInterface** interface_ = nullptr;
   control::Ref<IOHIDSessionRef> session_;
   dispatch_queue_t queue_ = nullptr;
+  std::vector<HandlerRun> handlerRuns_;
 };
 
 } // namespace vel::host

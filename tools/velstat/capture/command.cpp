@@ -73,6 +73,7 @@ CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& mo
   }
   session.drain();
   result.records = session.capture(options.api, "velstat");
+  result.runs = session.handlerRuns();
   result.handlers = session.stateHandlers();
   session.close();
   result.log = control::logLines();

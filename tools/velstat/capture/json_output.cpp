@@ -5,8 +5,6 @@
 
 namespace vel::stat {
 
-namespace {
-
 void writeServices(JsonWriter& json, const CaptureResult& result) {
   json.beginArray();
   for (const CapturedService& service : result.services) {
@@ -32,6 +30,8 @@ void writeServices(JsonWriter& json, const CaptureResult& result) {
   }
   json.endArray();
 }
+
+namespace {
 
 void writeRecords(JsonWriter& json, const CaptureResult& result) {
   json.beginArray();

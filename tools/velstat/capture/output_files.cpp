@@ -38,6 +38,38 @@ std::string safeName(std::string_view title) {
   return name;
 }
 
+const std::string& serviceOf(const CaptureResult& result, std::size_t handler) {
+  static const std::string none;
+  for (const CapturedService& service : result.services) {
+    const host::Registration& registration = service.registration;
+    if (handler >= registration.firstHandler && handler - registration.firstHandler < registration.handlers) {
+      return service.name;
+    }
+  }
+  return none;
+}
+
+// Every handler, also those that returned nothing and so have no file.
+void writeHandlers(JsonWriter& json, const CaptureResult& result) {
+  json.beginArray();
+  for (const host::HandlerRun& run : result.runs) {
+    json.beginObject();
+    json.member("handler", run.handler);
+    json.member("service", serviceOf(result, run.handler));
+    json.key("answered");
+    json.boolean(run.answered);
+    json.member("log lines", run.logLines);
+    if (run.result) {
+      json.member("result", fmt::format("{:#010x}", *run.result));
+    }
+    if (!run.answered) {
+      json.member("result text", run.resultText);
+    }
+    json.endObject();
+  }
+  json.endArray();
+}
+
 // What is in the folder, and where it came from.
 std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
   StringSink out;
@@ -49,6 +81,10 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
   json.member("plug-in", result.plugIn);
   json.member("api", result.api);
   json.member("handlers", result.handlers);
+  json.key("services");
+  writeServices(json, result);
+  json.key("handler results");
+  writeHandlers(json, result);
   json.key("records");
   json.beginArray();
   for (std::size_t i = 0; i < result.records.size(); ++i) {

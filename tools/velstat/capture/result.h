@@ -5,6 +5,7 @@
 #include <control/tally.h>
 #include <host/machine.h>
 #include <host/session.h>
+#include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
 
@@ -34,6 +35,7 @@ struct CaptureResult {
   std::vector<CapturedService> services;
   std::size_t handlers = 0;
   std::vector<host::CapturedRecord> records;
+  std::vector<host::HandlerRun> runs; // of every handler, in order
   std::vector<control::LogLine> log;
   std::vector<control::TallyRow> metrics; // what was published, as the store holds it
 };
