@@ -94,7 +94,7 @@ private:
       }
       return;
     }
-    if (truncated_ != 0) {
+    if (truncated_ != 0 && !input_->hasFailed()) { // else the input was cut, which was told
       const std::string text = fmt::format("{} cut before {} bytes: no record{}",
                                            truncated_ == 1 ? "1 line was" : fmt::format("{} lines were", truncated_),
                                            truncated_ == 1 ? "its" : "their", truncated_ == 1 ? "" : "s");
