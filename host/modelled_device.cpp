@@ -2,13 +2,11 @@
 #include "host/modelled_device.h"
 
 #include <control/queue.h>
-#include <control/tally.h>
 #include <host/model/analytics.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <stdexcept>
 #include <type_traits>
 #include <utility>
 
@@ -37,7 +35,6 @@ struct ModelledDevice::Channel {
   VELDataCallback callback = nullptr;
   void* refcon = nullptr;
   dispatch_queue_t queue = nullptr;
-  std::optional<std::string> failure;
 };
 
 // What callers hold a pointer to: its first word is the table.
@@ -210,7 +207,7 @@ const std::vector<formats::Bytes>& ModelledDevice::analytics() const {
   return device_ ? device_->analytics : none;
 }
 
-bool ModelledDevice::deliverAnalytics(formats::Bytes batch) {
+bool ModelledDevice::deliverAnalytics(formats::Bytes batch, Around around) {
   dispatch_queue_t queue = nullptr;
   {
     const std::scoped_lock lock(channel_->mutex);
@@ -219,7 +216,7 @@ bool ModelledDevice::deliverAnalytics(formats::Bytes batch) {
     }
     queue = channel_->queue;
   }
-  control::async(queue, [channel = channel_, entries = std::move(batch)]() mutable {
+  control::async(queue, [channel = channel_, entries = std::move(batch), around = std::move(around)]() mutable {
     VELDataCallback callback = nullptr;
     void* refcon = nullptr;
     {
@@ -230,22 +227,10 @@ bool ModelledDevice::deliverAnalytics(formats::Bytes batch) {
     if (callback == nullptr) {
       return;
     }
-    // What one batch publishes is stored as a whole.
-    control::beginTallyBatch();
-    callback(refcon, entries.data(), entries.size() / entrySize);
-    try {
-      control::endTallyBatch();
-    } catch (const std::runtime_error& error) {
-      const std::scoped_lock lock(channel->mutex);
-      channel->failure = error.what();
-    }
+    const auto call = [&] { callback(refcon, entries.data(), entries.size() / entrySize); };
+    around ? around(call) : call();
   });
   return true;
-}
-
-std::optional<std::string> ModelledDevice::takeFailure() {
-  const std::scoped_lock lock(channel_->mutex);
-  return std::exchange(channel_->failure, std::nullopt);
 }
 
 bool ModelledDevice::hasCallback() const {

@@ -13,6 +13,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -47,11 +48,12 @@ public:
 
   // The batches that the model has for the data callback.
   const std::vector<formats::Bytes>& analytics() const;
+  // Given the call of the data callback, makes it, and does what is to happen right before and after it.
+  using Around = std::function<void(const std::function<void()>& call)>;
   // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. A callback that
-  // is dropped before the queue gets there is not called. [any thread]
-  bool deliverAnalytics(formats::Bytes batch);
-  // Why a batch could not be stored, if one could not, once. [any thread]
-  std::optional<std::string> takeFailure();
+  // is dropped before the queue gets there is not called, nor is `around`, which may be
+  // null. [any thread]
+  bool deliverAnalytics(formats::Bytes batch, Around around = nullptr);
   bool hasCallback() const;
   void dropCallback();
 

@@ -7,6 +7,7 @@
 #include <control/notify.h>
 #include <control/queue.h>
 #include <control/state.h>
+#include <control/tally.h>
 #include <host/error.h>
 
 #include <fmt/format.h>
@@ -15,7 +16,10 @@
 #include <algorithm>
 #include <atomic>
 #include <malloc.h>
+#include <mutex>
+#include <optional>
 #include <span>
+#include <stdexcept>
 #include <utility>
 
 namespace vel::host {
@@ -51,7 +55,25 @@ std::span<const std::byte> bytesOf(const os_state_data_s& data) {
 
 } // namespace
 
-Session::Session(Bundle bundle, Machine& machine) : bundle_(std::move(bundle)), machine_(machine) {
+// Why a batch could not be stored: set on the queue that brought it.
+class Session::BatchFailure {
+public:
+  void set(const char* reason) {
+    const std::scoped_lock lock(mutex_);
+    reason_ = reason;
+  }
+  std::optional<std::string> take() {
+    const std::scoped_lock lock(mutex_);
+    return std::exchange(reason_, std::nullopt);
+  }
+
+private:
+  std::mutex mutex_;
+  std::optional<std::string> reason_;
+};
+
+Session::Session(Bundle bundle, Machine& machine)
+    : bundle_(std::move(bundle)), machine_(machine), batchFailure_(std::make_shared<BatchFailure>()) {
   if (inSession.exchange(true)) {
     throw Error("another session is open in this process");
   }
@@ -188,16 +210,23 @@ std::size_t Session::postNotification(std::string_view name) {
 
 bool Session::deliverAnalytics(const MachineService& service, formats::Bytes batch) {
   require(Stage::scheduled, "an analytics batch");
-  return service.device->deliverAnalytics(std::move(batch));
+  // What one batch publishes is stored as a whole.
+  return service.device->deliverAnalytics(std::move(batch), [failure = batchFailure_](const auto& publish) {
+    control::beginTallyBatch();
+    publish();
+    try {
+      control::endTallyBatch();
+    } catch (const std::runtime_error& error) {
+      failure->set(error.what());
+    }
+  });
 }
 
 void Session::drain() {
   require(Stage::scheduled, "drain");
   control::drain(queue_);
-  for (const MachineService& service : machine_.services()) {
-    if (const auto failure = service.device->takeFailure()) {
-      throw Error(*failure);
-    }
+  if (const auto failure = batchFailure_->take()) {
+    throw Error(*failure);
   }
 }
 

@@ -12,6 +12,7 @@
 #include <dispatch/dispatch.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,6 +65,7 @@ public:
   bool close();
 
 private:
+  class BatchFailure;
   enum class Stage { created, opened, scheduled, closed };
   void require(Stage stage, const char* call) const;
   void makeInterface();
@@ -77,6 +79,7 @@ private:
   Stage stage_ = Stage::created;
   IOHIDSessionFilterPlugInInterface** interface_ = nullptr;
   control::Ref<IOHIDSessionRef> session_;
+  std::shared_ptr<BatchFailure> batchFailure_; // also held by batches that are queued
   dispatch_queue_t queue_ = nullptr;
   std::vector<HandlerRun> handlerRuns_;
 };

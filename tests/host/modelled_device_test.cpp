@@ -1,18 +1,13 @@
 // A modelled device's user clients, called as a plug-in calls them.
 #include <control/queue.h>
-#include <control/tally.h>
 #include <host/modelled_device.h>
-
-#include <TallyStore/TallyStore.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <sys/resource.h>
+#include <future>
 #include <thread>
 
 namespace {
@@ -213,45 +208,27 @@ TEST_F(Analytics, BatchesArriveInOrderOnTheQueueCountedInEntries) {
   EXPECT_THAT(received, testing::ElementsAre("1234567abcdefg", "ABCDEFG"));
 }
 
-// A batch is one transaction of the store: a full disk, simulated by a file size limit, loses all of it.
-TEST_F(Analytics, BatchThatCannotBeStored_IsToldOnceAndLeavesNothing) {
-  namespace fs = std::filesystem;
-  std::string folder = (fs::temp_directory_path() / "modelled-device-XXXXXX").string();
-  ASSERT_NE(mkdtemp(folder.data()), nullptr);
-  const fs::path store = fs::path(folder) / "tally.sqlite";
-  vel::control::openTallyStore(store);
-  (*interface)
-      ->setDataCallback(
-          interface, [](void*, void*, std::size_t) { TSClientAddValueForScalarKey(CFSTR("key"), 1); }, this);
-
-  const auto deliver = [&] {
-    EXPECT_TRUE(device.deliverAnalytics(bytes("1234567")));
-    vel::control::drain(queue);
+TEST_F(Analytics, WhatIsToHappenAroundTheCallback_HappensOnTheQueueAroundTheCallback) {
+  const auto around = [&](const auto& call) {
+    EXPECT_TRUE(vel::control::onQueue(queue));
+    received.emplace_back("before");
+    call();
+    received.emplace_back("after");
   };
-  deliver();
-  EXPECT_EQ(device.takeFailure(), std::nullopt);
-  EXPECT_EQ(vel::control::readTallyStore(store).at(0).scalar.value, 1);
-
-  std::signal(SIGXFSZ, SIG_IGN);
-  rlimit usual = {};
-  getrlimit(RLIMIT_FSIZE, &usual);
-  const rlimit full = {.rlim_cur = 0, .rlim_max = usual.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &full);
-  deliver();
-  setrlimit(RLIMIT_FSIZE, &usual);
-  EXPECT_THAT(device.takeFailure().value_or(""), testing::StartsWith(store.string() + ": "));
-  EXPECT_EQ(device.takeFailure(), std::nullopt);
-
-  deliver();
-  EXPECT_EQ(device.takeFailure(), std::nullopt);
-  vel::control::closeTallyStore();
-  EXPECT_EQ(vel::control::readTallyStore(store).at(0).scalar.value, 2);
-  fs::remove_all(folder);
+  EXPECT_TRUE(device.deliverAnalytics(bytes("1234567"), around));
+  vel::control::drain(queue);
+  EXPECT_THAT(received, testing::ElementsAre("before", "1234567", "after"));
 }
 
 TEST_F(Analytics, DroppedCallback_IsNotCalledForWhatIsQueued) {
-  vel::control::async(queue, [this] { device.dropCallback(); });
-  device.deliverAnalytics(bytes("1234567"));
+  std::promise<void> queued;
+  vel::control::async(queue, [&] {
+    queued.get_future().wait();
+    device.dropCallback();
+  });
+  EXPECT_TRUE(device.deliverAnalytics(bytes("1234567")));
+  EXPECT_TRUE(device.deliverAnalytics(bytes("1234567"), [&](const auto&) { received.emplace_back("around"); }));
+  queued.set_value();
   vel::control::drain(queue);
   EXPECT_THAT(received, testing::ElementsAre());
   EXPECT_FALSE(device.hasCallback());

@@ -4,18 +4,23 @@
 #include <control/notify.h>
 #include <control/registry.h>
 #include <control/state.h>
+#include <control/tally.h>
 #include <host/session.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
+#include <sys/resource.h>
 
 namespace {
 
 using namespace vel::formats;
 using namespace vel::host;
+namespace fs = std::filesystem;
 
 const DeviceModel& model() {
   static const DeviceModel theModel =
@@ -92,6 +97,82 @@ TEST_F(RealBundle, Close_LeavesNothingRegisteredAndUnloads) {
   EXPECT_EQ(vel::control::notificationRegistrations(), 0U);
   EXPECT_FALSE(machine.services()[0].device->hasCallback());
   EXPECT_EQ(dlopen(REAL_BUNDLE "/TavikVELHIDStatistics", RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+// No file can grow while this lives: the disk is full.
+class FullDisk {
+public:
+  FullDisk() {
+    std::signal(SIGXFSZ, SIG_IGN); // the write is to fail, not the process
+    getrlimit(RLIMIT_FSIZE, &usual_);
+    const rlimit full = {.rlim_cur = 0, .rlim_max = usual_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &usual_); }
+
+private:
+  rlimit usual_{};
+};
+
+class RealBundleBatches : public RealBundle {
+protected:
+  RealBundleBatches() {
+    std::string name = (fs::temp_directory_path() / "batches-XXXXXX").string();
+    EXPECT_NE(mkdtemp(name.data()), nullptr);
+    folder = name;
+    store = folder / "tally.sqlite";
+    vel::control::openTallyStore(store);
+    session.registerService(machine.services()[0]);
+  }
+  ~RealBundleBatches() override {
+    vel::control::closeTallyStore();
+    fs::remove_all(folder);
+  }
+
+  // A batch that adds 1 to each of the first keys.
+  void deliver(unsigned keys) {
+    Bytes batch;
+    for (unsigned key = 0; key < keys; ++key) {
+      for (const unsigned byte : {0x30U, 3U, key, 1U, 0U, 0U, 0U}) {
+        batch.push_back(static_cast<std::byte>(byte));
+      }
+    }
+    EXPECT_TRUE(session.deliverAnalytics(machine.services()[0], batch));
+  }
+  std::string errorOfDrain() {
+    try {
+      session.drain();
+    } catch (const vel::formats::Error& error) {
+      return error.what();
+    }
+    return {};
+  }
+  std::vector<std::int64_t> values() const {
+    std::vector<std::int64_t> found;
+    for (const vel::control::TallyRow& row : vel::control::readTallyStore(store)) {
+      found.push_back(row.scalar.value);
+    }
+    return found;
+  }
+
+  fs::path folder;
+  fs::path store;
+};
+
+TEST_F(RealBundleBatches, BatchThatCannotBeStored_IsToldOnceAndLeavesNothing) {
+  deliver(3);
+  EXPECT_EQ(errorOfDrain(), "");
+  EXPECT_THAT(values(), testing::ElementsAre(1, 1, 1));
+  {
+    const FullDisk full;
+    deliver(3);
+    EXPECT_THAT(errorOfDrain(), testing::StartsWith(store.string() + ": "));
+  }
+  EXPECT_THAT(values(), testing::ElementsAre(1, 1, 1));
+  EXPECT_EQ(errorOfDrain(), "");
+  deliver(3);
+  EXPECT_EQ(errorOfDrain(), "");
+  EXPECT_THAT(values(), testing::ElementsAre(2, 2, 2));
 }
 
 // What a plug-in leaves in the platform at its end: only what it keeps on purpose.
