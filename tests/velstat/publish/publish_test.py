@@ -220,8 +220,8 @@ class CapturedStore(Folder):
 
     def test_manifest_lists_what_is_there(self):
         manifest = json.loads((self.out / "manifest.json").read_text())
-        self.assertEqual(list(manifest), ["version", "device", "model", "plug-in", "api", "handlers", "records", "log",
-                                          "tally"])
+        self.assertEqual(list(manifest), ["version", "device", "model", "plug-in", "api", "handlers", "services",
+                                          "handler results", "records", "log", "tally"])
         self.assertEqual((manifest["device"], manifest["model"], manifest["plug-in"], manifest["api"]),
                          ("default device", "(built-in model)", "com.tavik.TavikVELHIDStatistics", 3))
         self.assertEqual((manifest["handlers"], len(manifest["records"])), (111, 111))
