@@ -9,14 +9,15 @@
 namespace vel::synthetic {
 
 struct Scene {
-  std::string_view name;
-  void (*record)(Recorder& recorder); // one round of it
+  std::string_view name;              // as in device models and `velstat generate`
+  void (*record)(Recorder& recorder); // records one round, which moves the recorder's clock on
 };
 
-// [any thread]
+// All scenes, in the order of the documentation. [any thread]
 std::span<const Scene> scenes();
-const Scene* findScene(std::string_view name); // null when there is none
-// The flows that a device in use may show, each as often as it may.
+// The scene with this name; null if there is none. [any thread]
+const Scene* findScene(std::string_view name);
+// The scene of a device in everyday use, with every flow at its usual frequency. [any thread]
 const Scene& usualMix();
 
 } // namespace vel::synthetic

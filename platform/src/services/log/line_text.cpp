@@ -1,7 +1,6 @@
 // Makes the texts of a line of the log, so that no message can steer a terminal that shows them.
-#include "services/log/line_text.h"
-
 #include "cf/encoding.h"
+#include "services/log/sinks.h"
 #include <control/printable.h>
 
 #include <fmt/chrono.h>

@@ -1,8 +1,6 @@
 // The sinks: a file, spdlog's for stderr, and the journal.
 #include "services/log/sinks.h"
 
-#include "services/log/line_text.h"
-
 #include <fmt/format.h>
 #include <spdlog/pattern_formatter.h>
 #include <spdlog/sinks/stdout_sinks.h>

@@ -1,10 +1,11 @@
-// Where log lines go besides memory.
+// Where log lines go besides memory, and the text that they have there.
 #pragma once
 
 #include <control/log.h>
 
 #include <filesystem>
 #include <memory>
+#include <string>
 
 namespace vel::platform {
 
@@ -15,9 +16,15 @@ public:
   virtual void write(const control::LogLine& line) = 0;
 };
 
-// Throws std::runtime_error when the file cannot be opened.
+// One JSON object a line, flushed after each. Throws std::runtime_error when the file cannot be opened.
 std::unique_ptr<LogSink> makeFileSink(const std::filesystem::path& path);
+// Plain lines on stderr.
 std::unique_ptr<LogSink> makeStderrSink();
+// Plain lines in the system journal, with its priorities.
 std::unique_ptr<LogSink> makeJournalSink();
+
+// A line for a terminal: "error KIP:TavikVELHIDStatistics: message", without the message's last newline and with
+// control characters escaped. logLineJson in control/log.h is the form for programs.
+std::string plainLine(const control::LogLine& line);
 
 } // namespace vel::platform
