@@ -57,6 +57,7 @@ TEST(StateRecord, UnterminatedTitle_EndsWithItsField) {
 TEST(StateRecord, ShorterThanItsHeader_IsRefused) {
   EXPECT_EQ(recordRefusal({}), "ends at offset 0: a state record has a header of 200 bytes");
   EXPECT_EQ(recordRefusal(Bytes(199)), "ends at offset 199: a state record has a header of 200 bytes");
+  EXPECT_EQ(recordRefusal(Bytes(200)), "offset 0: type 0 is not that of a property list (1)");
 }
 
 TEST(StateRecord, OtherType_IsRefused) {

@@ -48,6 +48,10 @@ protected:
   Session session{Bundle::load(REAL_BUNDLE), machine};
 };
 
+TEST(RealBundleFile, HasItsIdentifier) {
+  EXPECT_EQ(Bundle::load(REAL_BUNDLE).identifier(), "com.tavik.TavikVELHIDStatistics");
+}
+
 TEST_F(RealBundle, Button_HasAllHandlersOfTheFirstService) {
   const Registration registration = session.registerService(machine.services()[0]);
   EXPECT_EQ(registration.firstHandler, 1U);

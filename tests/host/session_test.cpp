@@ -217,12 +217,16 @@ INSTANTIATE_TEST_SUITE_P(SessionTest, BadRecords,
                          testing::Values(BadRecord{9, "offset 200: not a binary property list"},
                                          BadRecord{10, "offset 0: type 7 is not that of a property list (1)"}));
 
-TEST_F(SessionTest, RecordThatClaimsMoreThanItsAllocation_IsRefused) {
+TEST_F(SessionTest, RecordLargerThanItsAllocation_IsRefused) {
   auto session = startScheduled();
   session->registerService(service());
+  const std::string start = ".*: state handler 1 returned a bad record: ";
   EXPECT_THAT(refusal([&] { session->capture(11, "test"); }),
-              testing::MatchesRegex(".*: state handler 1 returned a bad record: offset 4: data size 65536 in an "
-                                    "allocation of [0-9]+ bytes"));
+              testing::MatchesRegex(start + "offset 4: data size [0-9]+ in an allocation of [0-9]+ bytes"));
+  EXPECT_THAT(refusal([&] { session->capture(12, "test"); }),
+              testing::MatchesRegex(start + "offset 200: not a binary property list"));
+  EXPECT_THAT(refusal([&] { session->capture(13, "test"); }),
+              testing::MatchesRegex(start + "has 184 bytes, less than the header of 200"));
 }
 
 struct Order {

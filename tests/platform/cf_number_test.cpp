@@ -126,6 +126,7 @@ TEST_F(CFNumber, Equality_IsThatOfTheValue) {
       {0.5, 0.5, true},
       {INT64_MAX, 0x1p63, false},
       {INT64_MIN, -0x1p63, true},
+      {INT64_MIN, 0x1p63, false},
       {std::int64_t{(1LL << 53) + 1}, 0x1p53, false},
       {nan, nan, false},
       {nan, 0, false},

@@ -85,7 +85,13 @@ Array nested(int levels) {
 }
 
 TEST_F(CFPropertyList, Result_IsInTheBinaryFormat) {
-  EXPECT_EQ(bytesOf(CFSTR("text")).substr(0, 13), "bplist00\x54text");
+  using namespace std::string_literals;
+  EXPECT_EQ(bytesOf(CFSTR("text")), "bplist00\x54text"
+                                    "\x08"                  // where the object is
+                                    "\0\0\0\0\0\0\1\1"      // widths of offsets and references
+                                    "\0\0\0\0\0\0\0\1"      // objects
+                                    "\0\0\0\0\0\0\0\0"      // the top one
+                                    "\0\0\0\0\0\0\0\x0D"s); // where the table of offsets is
 }
 
 TEST_F(CFPropertyList, Integers_TakeTheFewestBytesThatHoldThem) {

@@ -105,6 +105,7 @@ TEST_F(CFString, CString_IsConvertedAndMustFit) {
       {"", 1, ascii, ""},
       {"\u00E9\u20AC", 3, macRoman, "\x8E\xDB"},
       {"\u00E9\u20AC", 2, macRoman, std::nullopt},
+      {"a\x7F\u00E9", 4, macRoman, "a\x7F\x8E"},
       {"\u00E9", 8, ascii, std::nullopt},
       {"\u00E9", 3, utf8Encoding, "\u00E9"},
       {"\u00E9", 2, utf8Encoding, std::nullopt},
@@ -145,6 +146,9 @@ TEST_F(CFString, MaximumSize_HoldsAnyTextOfThatLength) {
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(10, utf16Encoding), -1);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(-1, utf8Encoding), -1);
   EXPECT_EQ(CFStringGetMaximumSizeForEncoding(INT64_MAX, utf8Encoding), -1);
+  EXPECT_EQ(CFStringGetMaximumSizeForEncoding(INT64_MAX / 3 + 1, utf8Encoding), -1);
+  EXPECT_EQ(CFStringGetMaximumSizeForEncoding(INT64_MAX / 3, utf8Encoding), INT64_MAX / 3 * 3);
+  EXPECT_EQ(CFStringGetMaximumSizeForEncoding(INT64_MAX, macRoman), INT64_MAX);
 }
 
 TEST_F(CFString, Equality_IsThatOfTheText) {

@@ -89,10 +89,10 @@ TEST_F(Log, Levels_DecideWhatIsKept) {
     const char* name;
     bool enabled;
   };
-  for (const auto& row :
-       {Row{OS_LOG_TYPE_DEFAULT, "default", true}, Row{OS_LOG_TYPE_INFO, "info", false},
-        Row{OS_LOG_TYPE_DEBUG, "debug", false}, Row{OS_LOG_TYPE_ERROR, "error", true},
-        Row{OS_LOG_TYPE_FAULT, "fault", true}, Row{0x12, "unknown", false}, Row{0xFF, "unknown", false}}) {
+  for (const auto& row : {Row{OS_LOG_TYPE_DEFAULT, "default", true}, Row{OS_LOG_TYPE_INFO, "info", false},
+                          Row{OS_LOG_TYPE_DEBUG, "debug", false}, Row{OS_LOG_TYPE_ERROR, "error", true},
+                          Row{OS_LOG_TYPE_FAULT, "fault", true}, Row{0x12, "unknown", false},
+                          Row{0x20, "unknown", false}, Row{0xFF, "unknown", false}}) {
     EXPECT_STREQ(logLevelName(row.type), row.name);
     EXPECT_EQ(os_log_type_enabled(log_, row.type), row.enabled) << row.name;
     os_log_with_type(log_, row.type, "line");
@@ -105,6 +105,13 @@ TEST_F(Log, Levels_DecideWhatIsKept) {
     EXPECT_TRUE(os_log_type_enabled(log_, type));
     setLogLevel(type, false);
     EXPECT_FALSE(os_log_type_enabled(log_, type));
+  }
+}
+
+TEST_F(Log, TypesThatAreNoLevel_CannotBeEnabled) {
+  for (const int type : {0x03, 0x12, 0x1F, 0x20, 0xFF}) {
+    setLogLevel(static_cast<os_log_type_t>(type), true);
+    EXPECT_FALSE(os_log_type_enabled(log_, static_cast<os_log_type_t>(type))) << type;
   }
 }
 

@@ -276,6 +276,16 @@ TEST_F(Registry, PlugIns_ComeFromTheFactoryOfTheirType) {
   EXPECT_EQ(create(type, type), Result(kIOReturnUnsupported, nullptr));
 }
 
+TEST_F(Registry, PlugIns_NeedTypeInterfaceAndAPlaceForTheResult) {
+  addRegistryEntry({.name = "n"});
+  const auto entry = findName("n");
+  CFUUIDRef const id = kIOCFPlugInInterfaceID;
+  IOCFPlugInInterface** plugIn = nullptr;
+  EXPECT_EQ(IOCreatePlugInInterfaceForService(entry, nullptr, id, &plugIn, nullptr), kIOReturnBadArgument);
+  EXPECT_EQ(IOCreatePlugInInterfaceForService(entry, id, nullptr, &plugIn, nullptr), kIOReturnBadArgument);
+  EXPECT_EQ(IOCreatePlugInInterfaceForService(entry, id, id, nullptr, nullptr), kIOReturnBadArgument);
+}
+
 // Notes what it was asked, and answers as told.
 class Client final : public UserClient {
 public:

@@ -56,6 +56,18 @@ TEST_F(TallyBatches, CloseInsideABatch_DropsIt) {
   EXPECT_EQ(scalar("key"), 1001);
 }
 
+TEST_F(TallyBatches, OpeningAnotherStoreInsideABatch_DropsIt) {
+  beginTallyBatch();
+  add("key", 1);
+  const auto first = std::exchange(path, folder_ / "other.sqlite");
+  openTallyStore(path);
+  add("key", 10);
+  EXPECT_EQ(scalar("key"), 10); // at once, outside a batch
+  endTallyBatch();
+  path = first;
+  EXPECT_TRUE(rows().empty());
+}
+
 TEST_F(TallyBatches, WithoutAStore_OperationsAreKeptInMemoryAlone) {
   closeTallyStore();
   clearTally();
@@ -203,6 +215,18 @@ TEST_F(TallyBatches, FailedOperationsOutsideABatch_AreLostWithOneLine) {
   EXPECT_EQ(scalar("key"), 1);
   add("key", 100);
   EXPECT_EQ(scalar("key"), 101);
+}
+
+TEST_F(TallyBatches, EveryStore_HasItsOwnLine) {
+  for (const char* const name : {"first.sqlite", "second.sqlite"}) {
+    openTallyStore(folder_ / name);
+    EXPECT_NE(stderrOf([] {
+                const FullDisk full;
+                add("key", 10);
+              }),
+              "")
+        << name;
+  }
 }
 
 TEST_F(TallyBatches, LossThatCannotBeTold_IsNoMoreThanALoss) {

@@ -49,6 +49,55 @@ TEST_F(TallyDistributions, Percentile_IsTheSampleAtItsRank) {
   EXPECT_TRUE(distribution("sixty").exact);
 }
 
+struct Ranks {
+  const char* name;
+  std::vector<std::pair<double, int>> samples; // and how often each
+  double p50, p90, p99;
+};
+
+class TallyRanks : public TallyDistributions, public testing::WithParamInterface<Ranks> {};
+
+TEST_P(TallyRanks, AreRoundedUp) {
+  beginTallyBatch();
+  for (const auto& [sample, times] : GetParam().samples) {
+    push("key", sample, times);
+  }
+  endTallyBatch();
+  EXPECT_EQ(distribution("key").p50, GetParam().p50);
+  EXPECT_EQ(distribution("key").p90, GetParam().p90);
+  EXPECT_EQ(distribution("key").p99, GetParam().p99);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TallyRanks,
+                         testing::Values(Ranks{"OfOne", {{1, 1}}, 1, 1, 1}, //
+                                         Ranks{"OfTwo", {{1, 1}, {2, 1}}, 1, 2, 2},
+                                         Ranks{"OfThree", {{1, 1}, {2, 1}, {3, 1}}, 2, 3, 3},
+                                         Ranks{"OfNinetyNine", {{1, 49}, {2, 49}, {3, 1}}, 2, 2, 3}, // 98.01
+                                         Ranks{"OfAHundred", {{1, 50}, {2, 49}, {3, 1}}, 1, 2, 2},
+                                         Ranks{"OfAHundredAndOne", {{1, 50}, {2, 49}, {3, 2}}, 2, 2, 3}, // 50.5
+                                         Ranks{"OfTenThousand", {{1, 5000}, {2, 4000}, {3, 900}, {4, 100}}, 1, 2, 3}),
+                         [](const auto& info) { return info.param.name; });
+
+TEST_F(TallyDistributions, Sum_LosesNothingToRounding) {
+  push("large", 1e16);
+  for (int i = 0; i < 5; ++i) {
+    push("large", 1);
+    push("large", 2);
+  }
+  push("large", -1e16);
+  EXPECT_EQ(distribution("large").sum, 15);
+  // Also the sum of one sample's repetitions is rounded: 10 times the double next to 0.1 is 1 + 0x1p-54.
+  push("repeated", 0.1, 10);
+  push("repeated", -1);
+  EXPECT_EQ(distribution("repeated").sum, 0x1p-54);
+}
+
+TEST_F(TallyDistributions, SetDistribution_KeepsTheCountOfIgnoredSamples) {
+  push("key", std::nan(""), 2);
+  TSClientSetValueForDistributionKey(CFSTR("key"), 1);
+  EXPECT_EQ(distribution("key").ignored, 2U);
+}
+
 TEST_F(TallyDistributions, SixtyFourValues_AreExact_OneMoreIsNot) {
   beginTallyBatch();
   for (int i = 0; i < 64; ++i) {
@@ -61,6 +110,8 @@ TEST_F(TallyDistributions, SixtyFourValues_AreExact_OneMoreIsNot) {
   push("key", 64);
   EXPECT_FALSE(distribution("key").exact);
   EXPECT_EQ(distribution("key").count, 64U * 3 + 2);
+  // After 59 bytes of moments the mark of buckets and their number: 58 and 59 share one, and 63 and 64.
+  EXPECT_EQ(sql(path, "SELECT hex(substr(samples, 60, 2)) FROM distribution"), "013F\n");
 }
 
 struct Samples {

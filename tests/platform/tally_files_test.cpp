@@ -1,30 +1,19 @@
 // Which files are stores; all others are refused and not touched.
 #include "tally_fixture.h"
 
+#include <fcntl.h>
 #include <functional>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 using namespace vel::control;
 
 namespace {
 
-// A store with a scalar and distributions of both kinds.
 class TallyFiles : public TallyFile {
 protected:
-  void fill() {
-    openTallyStore(path);
-    beginTallyBatch();
-    for (int i = 0; i < 200; ++i) {
-      add("scalar" + std::to_string(i), i);
-      push("wide", i * 1.5 - 70);
-    }
-    push("narrow", 2, 100);
-    endTallyBatch();
-    closeTallyStore();
-  }
-
   // Both ways in give the same line, and leave the file and its folder as they were.
   void expectRefusal(const std::string& cause) {
     const std::string content = contentOf(path);
@@ -118,6 +107,8 @@ INSTANTIATE_TEST_SUITE_P(
                "damaged (database disk image is malformed)"},
         Damage{"CutInAPage", [](const auto& file) { std::filesystem::resize_file(file, 9000); },
                "damaged (cut off after 9000 bytes)"},
+        Damage{"CutInTheMiddleOfAPage", [](const auto& file) { std::filesystem::resize_file(file, 4096 + 2048); },
+               "damaged (cut off after 6144 bytes)"},
         Damage{"ZeroedPage", [](const auto& file) { overwrite(file, 4096, std::string(4096, '\0')); },
                "damaged (*** in database main ***)"},
         Damage{"NoTables", statement("DROP VIEW tally; DROP TABLE scalar; DROP TABLE distribution"), kForeign},
@@ -306,39 +297,6 @@ TEST_F(TallyFiles, Link_LeadsToTheStore) {
   EXPECT_EQ(rows().size(), keys + 1); // including what is still in the log next to the file
   closeTallyStore();
   EXPECT_EQ(files(), (std::vector<std::string>{"link", "store"}));
-}
-
-TEST_F(TallyFiles, ReadingASettledStore_LeavesNothingBeside) {
-  fill();
-  const std::string before = contentOf(path);
-  EXPECT_EQ(rows().size(), 202U);
-  EXPECT_EQ(files(), std::vector<std::string>{"tally.sqlite"});
-  EXPECT_EQ(contentOf(path), before);
-}
-
-// Locks of a file belong to the process: to close another handle of the file drops them.
-TEST_F(TallyFiles, ReadingAnOpenStore_KeepsItsLocks) {
-  int go[2];
-  ASSERT_EQ(pipe(go), 0);
-  const pid_t other = fork(); // before SQLite knows the file, for the child would believe that it has the locks
-  if (other == 0) {
-    char byte = 0;
-    const bool told = read(go[0], &byte, 1) == 1;
-    sql(path, "SELECT * FROM tally");
-    // The last one out of a store writes its log back and removes it; this one is not the last.
-    _exit(told && std::filesystem::exists(path.string() + "-wal") ? 0 : 1);
-  }
-  openTallyStore(path);
-  add("key", 1);
-  EXPECT_EQ(scalar("key"), 1);
-  EXPECT_EQ(write(go[1], "", 1), 1);
-  int status = 0;
-  waitpid(other, &status, 0);
-  EXPECT_EQ(status, 0);
-  close(go[0]);
-  close(go[1]);
-  add("key", 1);
-  EXPECT_EQ(scalar("key"), 2);
 }
 
 TEST_F(TallyFiles, StoresOfEveryPlatform_HoldTheSameBytes) {

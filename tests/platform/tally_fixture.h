@@ -47,6 +47,19 @@ protected:
     }
   }
 
+  // Makes a store with scalars and distributions of both kinds.
+  void fill() {
+    vel::control::openTallyStore(path);
+    vel::control::beginTallyBatch();
+    for (int i = 0; i < 200; ++i) {
+      add("scalar" + std::to_string(i), i);
+      push("wide", i * 1.5 - 70);
+    }
+    push("narrow", 2, 100);
+    vel::control::endTallyBatch();
+    vel::control::closeTallyStore();
+  }
+
   std::vector<Row> rows() const { return vel::control::readTallyStore(path); }
   // The row of a key, which there is.
   Row row(const std::string& name, Kind kind) const {

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <malloc.h>
 
 namespace {
 
@@ -105,9 +106,12 @@ os_state_data_s* makeRecord(std::uint32_t api) {
   if (api == 3) {
     return nullptr;
   }
-  auto* record = static_cast<os_state_data_s*>(std::calloc(1, sizeof(os_state_data_s)));
+  constexpr std::size_t header = sizeof(os_state_data_s);
+  auto* record = static_cast<os_state_data_s*>(std::calloc(1, api == 13 ? header - 16 : header));
   record->type = api == 10 ? 7 : OS_STATE_DATA_SERIALIZED_PROPERTY_LIST;
-  record->dataSize = api == 11 ? 0x10000 : 0;
+  if (api == 11 || api == 12) { // one byte more than there is, or as many as there are
+    record->dataSize = static_cast<std::uint32_t>(malloc_usable_size(record) - header + (api == 11 ? 1 : 0));
+  }
   return record;
 }
 

@@ -83,7 +83,7 @@ bool isKnown(const Conversion& conversion) {
   if (oneOf(conversion.type, "fFeEgGaA")) {
     return conversion.length.empty() || conversion.length == "l"; // l changes nothing here
   }
-  return conversion.type != 0 && conversion.length.empty() && oneOf(conversion.type, "csp@%");
+  return conversion.length.empty() && oneOf(conversion.type, "csp@%");
 }
 
 template <class T>

@@ -37,8 +37,11 @@ constexpr std::array levels = {
     Level{OS_LOG_TYPE_ERROR, "error"},     Level{OS_LOG_TYPE_FAULT, "fault"},
 };
 
+// Of one of the levels; other types have none.
 constexpr std::uint32_t bit(os_log_type_t type) {
-  return type < 32 ? 1U << type : 0;
+  const bool isLevel =
+      std::any_of(levels.begin(), levels.end(), [=](const Level& level) { return level.type == type; });
+  return isLevel ? 1U << type : 0;
 }
 
 enum SinkKind { fileSink, stderrSink, journalSink };
