@@ -170,7 +170,7 @@ TEST(BinaryPropertyList, SharedArraysThatDoubleEachLevel_EndAtTheMemoryLimit) {
     list.objects.push_back({'\xA2', static_cast<char>(i + 1), static_cast<char>(i + 1)});
   }
   list.objects.push_back("\x09");
-  EXPECT_EQ(refusal(list.bytes()), "offset 122: the values take more than 1048576 bytes of memory, as there are too "
+  EXPECT_EQ(refusal(list.bytes()), "offset 125: the values take more than 1048576 bytes of memory, as there are too "
                                    "many or objects are shared too often");
 }
 
