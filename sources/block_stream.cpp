@@ -7,6 +7,7 @@
 #include <exception>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -16,6 +17,15 @@ namespace vel::sources {
 namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 18;
+
+// Lines are long, so that looking for each break is quicker than looking at each character.
+std::uint64_t lineBreaks(std::string_view text) {
+  std::uint64_t breaks = 0;
+  for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {
+    ++breaks;
+  }
+  return breaks;
+}
 
 // Cuts the input into blocks. [one thread at a time]
 class BlockFiller {
@@ -45,8 +55,7 @@ public:
     block.text.cut(whole);
     block.atEnd = ended_;
     offset_ += whole;
-    lines_ += static_cast<std::uint64_t>(
-        std::count_if(block.text.view().begin(), block.text.view().end(), [](char c) { return c == '\n'; }));
+    lines_ += lineBreaks(block.text.view());
     return true;
   }
 

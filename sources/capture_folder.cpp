@@ -68,6 +68,10 @@ FolderContent look(const fs::path& folder) {
   return content;
 }
 
+std::string contentOf(const fs::path& path) {
+  return formats::readFile(path, smallFileLimit);
+}
+
 // What cannot be read is complained of: the rest of the capture is worth reading.
 template <class Read>
 void attempt(Complaints& complaints, Read read) {
@@ -109,17 +113,18 @@ Capture readCaptureFolder(const fs::path& folder, Complaints& complaints) {
   Capture capture;
   RecordNotes notes;
   if (content.hasManifest) {
-    attempt(complaints, [&] { notes = readManifest(folder / manifestName, capture); });
+    attempt(complaints,
+            [&] { notes = readManifest(contentOf(folder / manifestName), (folder / manifestName).string(), capture); });
   }
   for (const fs::path& path : content.records) {
     attempt(complaints, [&] {
-      capture.reports.push_back(readReport(Kind::stateRecord, formats::readFile(path, smallFileLimit), path.string()));
+      capture.reports.push_back(readReport(Kind::stateRecord, contentOf(path), path.string()));
       const auto note = notes.find(path.filename().string());
       capture.reports.back().handler = note == notes.end() ? 0 : note->second;
     });
   }
   if (content.hasLog) {
-    attempt(complaints, [&] { capture.log = readLog(folder / logName); });
+    attempt(complaints, [&] { capture.log = readLog(contentOf(folder / logName), (folder / logName).string()); });
   }
   if (content.hasMetrics) {
     attempt(complaints, [&] { capture.metrics = readMetrics(folder / metricsName); });

@@ -1,7 +1,6 @@
 #include "sources/capture_notes.h"
 
 #include <formats/error.h>
-#include <formats/files.h>
 #include <formats/json_document.h>
 #include <formats/json_node.h>
 #include <sources/capture_folder.h>
@@ -69,10 +68,9 @@ Handler readHandler(const JsonNode& node) {
 
 } // namespace
 
-RecordNotes readManifest(const std::filesystem::path& path, Capture& capture) {
-  const std::string source = path.string();
-  const formats::Json document = formats::parseJson(formats::readFile(path, smallFileLimit), source);
-  const JsonNode root(document, source);
+RecordNotes readManifest(const std::string& content, const std::string& name, Capture& capture) {
+  const formats::Json document = formats::parseJson(content, name);
+  const JsonNode root(document, name);
   if (!root.isObject()) {
     root.fail("is not the manifest of a capture");
   }
@@ -90,13 +88,12 @@ RecordNotes readManifest(const std::filesystem::path& path, Capture& capture) {
   return notes;
 }
 
-std::vector<LogEntry> readLog(const std::filesystem::path& path) {
-  const std::string content = formats::readFile(path, smallFileLimit);
+std::vector<LogEntry> readLog(const std::string& content, const std::string& name) {
   std::vector<LogEntry> log;
   std::size_t number = 0;
   for (std::size_t begin = 0; begin < content.size();) {
     const std::size_t end = std::min(content.find('\n', begin), content.size());
-    const std::string source = fmt::format("{}: line {}", path.string(), ++number);
+    const std::string source = fmt::format("{}: line {}", name, ++number);
     const formats::Json document = formats::parseJson(std::string_view(content).substr(begin, end - begin), source);
     const JsonNode node(document, source);
     if (!node.isObject()) {

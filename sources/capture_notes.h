@@ -18,9 +18,9 @@ inline constexpr const char* metricsName = "tally.sqlite";
 // The handler that returned a record, by the record's file.
 using RecordNotes = std::map<std::string, std::size_t>;
 
-// All throw formats::Error with path and cause. Keys that are not known are left alone: later versions may add some.
-RecordNotes readManifest(const std::filesystem::path& path, Capture& capture);
-std::vector<LogEntry> readLog(const std::filesystem::path& path);
+// All throw formats::Error with the name and the cause. Unknown keys are ignored: later versions may add some.
+RecordNotes readManifest(const std::string& content, const std::string& name, Capture& capture);
+std::vector<LogEntry> readLog(const std::string& content, const std::string& name);
 std::vector<Metric> readMetrics(const std::filesystem::path& path);
 
 } // namespace vel::sources

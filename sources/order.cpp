@@ -87,11 +87,24 @@ private:
     return found;
   }
 
-  static bool fits(const KnownRun& run, const Stamp& first, const Stamp& last) {
-    const auto after = run.ends.lower_bound(last.time);
-    const auto before = run.ends.upper_bound(first.time);
-    return (after == run.ends.end() || rises(last, {after->first, after->second})) &&
-           (before == run.ends.begin() || rises({std::prev(before)->first, std::prev(before)->second}, first));
+  // If numbers and times rise from what is known before the stretch and to what is known after it: how far off, in
+  // time, the nearer of these is.
+  static std::optional<std::uint64_t> distance(const KnownRun& run, const Stamp& first, const Stamp& last) {
+    std::optional<std::uint64_t> nearest;
+    if (const auto after = run.ends.lower_bound(last.time); after != run.ends.end()) {
+      if (!rises(last, {after->first, after->second})) {
+        return {};
+      }
+      nearest = after->first - last.time;
+    }
+    if (auto before = run.ends.upper_bound(first.time); before != run.ends.begin()) {
+      --before;
+      if (!rises({before->first, before->second}, first)) {
+        return {};
+      }
+      nearest = std::min(nearest.value_or(~std::uint64_t{0}), first.time - before->first);
+    }
+    return nearest;
   }
 
   std::size_t runOf(const Stretch& stretch) {
@@ -99,20 +112,26 @@ private:
     const Stamp last = stampOf(bytesOf(stretch.end - 1));
     const std::uint32_t log = records_[stretch.begin].log;
     std::vector<std::size_t>& candidates = byLog_[log];
+    std::optional<std::size_t> best;
+    std::uint64_t nearest = 0;
     std::size_t looked = 0;
     for (std::size_t i = candidates.size(); i-- > 0 && looked < mostCandidates; ++looked) {
-      KnownRun& run = runs_[candidates[i]];
+      const KnownRun& run = runs_[candidates[i]];
       // After a restart, only what is known to have come after it.
       const bool possible = !stretch.start || (candidates[i] != previous_ && run.era >= runs_[previous_].era);
-      if (possible && fits(run, first, last)) {
-        addEnds(run, first, last);
-        return candidates[i];
+      const auto away = possible ? distance(run, first, last) : std::nullopt;
+      if (away && (!best || *away < nearest)) {
+        best = candidates[i];
+        nearest = *away;
       }
     }
-    candidates.push_back(runs_.size());
-    runs_.push_back(newRun(stretch, first, log));
-    addEnds(runs_.back(), first, last);
-    return runs_.size() - 1;
+    if (!best) {
+      best = runs_.size();
+      candidates.push_back(*best);
+      runs_.push_back(newRun(stretch, first, log));
+    }
+    addEnds(runs_[*best], first, last);
+    return *best;
   }
 
   KnownRun newRun(const Stretch& stretch, const Stamp& first, std::uint32_t log) const {

@@ -20,11 +20,23 @@ std::uint64_t hashOf(const unsigned char* record) {
   return hash;
 }
 
+constexpr std::uint32_t highHalf = 0xffff0000;
+static_assert(RecentRecords::reach <= 0xffff);
+
+std::uint32_t markOf(std::uint64_t hash) {
+  return static_cast<std::uint32_t>(hash >> 32) & highHalf;
+}
+
 } // namespace
 
 std::size_t RecentRecords::Generation::find(std::uint64_t hash, const unsigned char* record) const {
+  const std::uint32_t mark = markOf(hash);
   std::size_t place = hash % places;
-  while (table_[place] != none && std::memcmp(records_[table_[place]].data(), record, recordSize) != 0) {
+  while (table_[place] != none) {
+    const std::uint32_t entry = table_[place];
+    if ((entry & highHalf) == mark && std::memcmp(records_[entry & ~highHalf].data(), record, recordSize) == 0) {
+      break;
+    }
     place = (place + 1) % places;
   }
   return place;
@@ -35,7 +47,7 @@ bool RecentRecords::Generation::holds(std::uint64_t hash, const unsigned char* r
 }
 
 void RecentRecords::Generation::add(std::uint64_t hash, const unsigned char* record) {
-  table_[find(hash, record)] = static_cast<std::uint16_t>(records_.size());
+  table_[find(hash, record)] = markOf(hash) | static_cast<std::uint32_t>(records_.size());
   std::memcpy(records_.emplace_back().data(), record, recordSize);
 }
 

@@ -29,12 +29,13 @@ private:
 
   private:
     static constexpr std::size_t places = reach * 2;
-    static constexpr std::uint16_t none = 0xffff;
+    static constexpr std::uint32_t none = 0xffffffff;
 
     std::size_t find(std::uint64_t hash, const unsigned char* record) const;
 
     std::vector<std::array<unsigned char, recordSize>> records_;
-    std::vector<std::uint16_t> table_ = std::vector<std::uint16_t>(places, none);
+    // The place of a record in its low half, bits of its hash in the other: most records that differ are not looked at.
+    std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(places, none);
   };
 
   Generation recent_;

@@ -1,0 +1,216 @@
+// What a consumer gets besides the records: kinds, places, runs, gaps, calendar times, findings.
+#include <profile/render.h>
+#include <sources/recent_records.h>
+#include <sources/recognise.h>
+#include <sources/source.h>
+#include <support/record_files.h>
+
+#include <gmock/gmock.h>
+
+#include <string>
+
+namespace vel::sources {
+
+namespace {
+
+using testing::ElementsAre;
+using namespace std::string_literals;
+
+Bytes bytesOf(std::string_view text) {
+  return {text.begin(), text.end()};
+}
+
+std::string textOf(const Bytes& records, const profile::TimePolicy& times = {}) {
+  std::string text(records.size() / recordSize * profile::frame_capacity, '\0');
+  text.resize(profile::BulkRenderer(times).render(records.data(), records.size() / recordSize, text.data()));
+  return text;
+}
+
+struct Result {
+  Bytes records;
+  std::vector<Details> details;
+  std::vector<Run> runs;
+  std::vector<Finding> findings;
+  std::vector<std::string> complaints;
+};
+
+Result readAll(const std::vector<std::string>& names, Options options = {}) {
+  Result result;
+  options.complain = [&](std::string_view line) { result.complaints.emplace_back(line); };
+  Sources sources(names, options);
+  for (int pass = 0; pass < 2; ++pass) { // the second gives the same
+    Result read;
+    const auto stream = sources.records();
+    Bytes room(5 * recordSize);
+    std::vector<Details> details(5);
+    while (const std::size_t count = stream->read(room, details)) {
+      read.records.insert(read.records.end(), room.begin(),
+                          room.begin() + static_cast<std::ptrdiff_t>(count * recordSize));
+      read.details.insert(read.details.end(), details.begin(), details.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    EXPECT_TRUE(pass == 0 || read.records == result.records);
+    result.records = read.records;
+    result.details = read.details;
+    result.runs = stream->runs();
+    result.findings = stream->findings();
+  }
+  return result;
+}
+
+TEST(Recognise, KindsByTheirBeginnings) {
+  const std::string line = textOf(record(1));
+  const std::string state = "\x01\0\0\0"s + "\x0A\0\0\0"s + std::string(192, '\0');
+  const std::pair<std::string, Kind> rows[] = {
+      {"", Kind::records},
+      {std::string(48, '\0'), Kind::records},
+      {std::string(50, '\x05'), Kind::records},
+      {"bplist00", Kind::propertyList},
+      {"<?xml version=\"1.0\"?>", Kind::propertyList},
+      {"\xEF\xBB\xBF<plist>", Kind::propertyList},
+      {state + std::string(10, 'x'), Kind::stateRecord},
+      {state + "bplist00", Kind::stateRecord},       // cut, which its reader tells
+      {state + std::string(40, 'x'), Kind::records}, // long-data of category 0 begins like a state record
+      {"category,component,event,type,timestamp,sequence_num,payload,", Kind::csvLines},
+      {"{\"category\":\"uart\",", Kind::jsonLines},
+      {line, Kind::lines},
+      {"Nov 21 host[7]: " + line, Kind::lines},
+      {"\x80\x02\0\0"s + line, Kind::lines}, // framed
+      {"\x89PNG\r\n\x1a\n" + std::string(100, '\0'), Kind::unknown},
+      {"just text", Kind::unknown},
+  };
+  for (const auto& [content, kind] : rows) {
+    EXPECT_EQ(recognise(content, true, content.size()).kind, kind) << content.substr(0, 30);
+  }
+  EXPECT_EQ(recognise("just text", false, {}).kind, Kind::lines) << "lines may follow";
+}
+
+TEST(Recognise, RecordsAreNotText) {
+  for (std::uint32_t i = 0; i < 200; ++i) {
+    const Bytes bytes = record(i * 7919, {7, 0, 0, 3}, i * 1000);
+    EXPECT_FALSE(isText({reinterpret_cast<const char*>(bytes.data()), bytes.size()}));
+  }
+}
+
+TEST(RecentRecords, RemembersTheLastOnes) {
+  constexpr auto reach = static_cast<std::uint32_t>(RecentRecords::reach);
+  for (const std::uint32_t count : {1U, reach - 1, reach, reach + 1, 2 * reach, 2 * reach + 1, 3 * reach}) {
+    RecentRecords recent;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      ASSERT_TRUE(recent.add(record(i).data())) << i;
+    }
+    for (std::uint32_t i = count > reach ? count - reach : 0; i < count; ++i) {
+      ASSERT_FALSE(recent.add(record(i).data())) << i << " of " << count;
+    }
+  }
+}
+
+TEST(RecentRecords, ForgetsInConstantMemory) {
+  RecentRecords recent;
+  for (std::uint32_t i = 0; i <= 2 * RecentRecords::reach; ++i) {
+    recent.add(record(i).data());
+  }
+  EXPECT_TRUE(recent.add(record(0).data()));
+}
+
+TEST(Sources, RawRecords_HaveOffsetsRunsAndGaps) {
+  Bytes content = record(5, {}, 10);
+  append(content, record(6, {}, 20));
+  append(content, record(9, {}, 30));
+  append(content, record(9, {}, 30)); // repetitions stay
+  append(content, record(0, {}, 5));
+  const TemporaryFile file(content);
+  const Result result = readAll({file.path()});
+  EXPECT_EQ(result.records, content);
+  ASSERT_EQ(result.details.size(), 5U);
+  EXPECT_EQ(result.details[2].place, (Place{.input = 0, .at = 96}));
+  EXPECT_EQ(result.details[2].missing, 2U);
+  EXPECT_EQ(result.details[4].run, 0U) << "nine numbers and some microseconds back may be late";
+  ASSERT_EQ(result.runs.size(), 1U);
+  EXPECT_EQ(result.runs[0].records, 5U);
+}
+
+TEST(Sources, RawRecords_OfARestartAreAnotherRun) {
+  Bytes content = record(5000, {}, 10'000'000);
+  append(content, record(0, {}, 5));
+  const TemporaryFile file(content);
+  const Result result = readAll({file.path(), file.path()});
+  ASSERT_EQ(result.details.size(), 4U);
+  EXPECT_EQ(result.details[1].run, 1U);
+  EXPECT_EQ(result.details[2].run, 2U) << "each file has its own";
+  EXPECT_EQ(result.details[2].place.input, 1U);
+  EXPECT_EQ(result.runs[1].start, Run::Start::restarted);
+  EXPECT_EQ(result.runs[2].start, Run::Start::first);
+}
+
+TEST(Sources, RecoveredRecords_HaveTheirOffsets) {
+  Bytes content = records(0, 8);
+  content.insert(content.begin() + 3 * recordSize, 7, 0xAB);
+  const TemporaryFile file(content);
+  const Result result = readAll({file.path()}, {.recover = true});
+  ASSERT_EQ(result.details.size(), 8U);
+  EXPECT_EQ(result.details[2].place.at, 96U);
+  EXPECT_EQ(result.details[3].place.at, 151U);
+  EXPECT_THAT(result.complaints, testing::Each(testing::HasSubstr("damage, 7 bytes skipped")));
+}
+
+TEST(Sources, Lines_HaveOffsetsAndCalendarTimes) {
+  const profile::TimePolicy times{profile::TimeSync{0, 1'731'000'000'000'000'000}, 1'730'900'000'000'000};
+  Bytes content = record(1, {}, 10);
+  append(content, record(2, {}, 20));
+  const std::string text = "a log: " + textOf(content, times);
+  const TemporaryFile file(bytesOf(text));
+  for (const unsigned jobs : {1U, 3U}) {
+    const Result result = readAll({file.path()}, {.jobs = jobs});
+    EXPECT_EQ(result.records, content);
+    ASSERT_EQ(result.details.size(), 2U);
+    EXPECT_EQ(result.details[0].place.at, 7U);
+    EXPECT_EQ(result.details[1].place.at, text.find('\n') + 1);
+    EXPECT_EQ(result.details[1].calendar, 1'731'000'000'000'020U);
+  }
+}
+
+TEST(Sources, FindingsSayWhatAndWhere) {
+  std::string text = textOf(record(1)) + textOf(record(2)) + textOf(record(3)).substr(0, 200) + '\n';
+  const std::size_t second = text.find('\n') + 1;
+  text.replace(text.find("'event'", second), 7, "'evenT'");
+  const TemporaryFile file(bytesOf(text));
+  const Result result = readAll({file.path()});
+  ASSERT_EQ(result.findings.size(), 2U);
+  EXPECT_EQ(result.findings[0].kind, FindingKind::contradiction);
+  EXPECT_EQ(result.findings[0].place.at, second);
+  EXPECT_EQ(result.findings[1].kind, FindingKind::truncated);
+  EXPECT_EQ(result.findings[1].count, 1U);
+}
+
+TEST(Sources, LinesThatDisagreeOnTheClocks_AreCounted) {
+  const profile::TimePolicy one{profile::TimeSync{0, 1'731'000'000'000'000'000}, 1'730'900'000'000'000};
+  const profile::TimePolicy other{profile::TimeSync{0, 1'731'000'001'000'000'000}, 1'730'900'000'000'000};
+  std::string text;
+  for (std::uint32_t i = 0; i < 100; ++i) {
+    text += textOf(record(i, {}, i), i < 97 ? one : other);
+  }
+  const TemporaryFile file(bytesOf(text));
+  const Result result = readAll({file.path()});
+  ASSERT_EQ(result.findings.size(), 1U);
+  EXPECT_EQ(result.findings[0].kind, FindingKind::clock);
+  EXPECT_EQ(result.findings[0].count, 3U);
+  EXPECT_THAT(result.complaints, ElementsAre());
+}
+
+TEST(Sources, InputsInAnyNumber_AreToldApart) {
+  const TemporaryFile raw(record(1));
+  const TemporaryFile text(bytesOf(textOf(record(2))));
+  std::vector<std::string> complaints;
+  Sources sources({raw.path(), "/nothing/there", text.path()},
+                  {.complain = [&](std::string_view line) { complaints.emplace_back(line); }});
+  ASSERT_EQ(sources.inputs().size(), 3U);
+  EXPECT_EQ(sources.inputs()[0].kind, Kind::records);
+  EXPECT_EQ(sources.inputs()[1].kind, Kind::unknown);
+  EXPECT_EQ(sources.inputs()[2].kind, Kind::lines);
+  EXPECT_THAT(complaints, ElementsAre("/nothing/there: No such file or directory"));
+  EXPECT_FALSE(sources.isSound());
+}
+
+} // namespace
+
+} // namespace vel::sources
