@@ -1,4 +1,4 @@
-// The C interface, a thin coat over renderer, fields and names.
+// The C interface: each function calls the renderer, the fields or the names.
 #include "choice.h"
 #include "profile/fields.h"
 #include "profile/render.h"

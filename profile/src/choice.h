@@ -12,7 +12,7 @@
 
 namespace vel::profile {
 
-// The first match wins, as a table may hold an id or a name twice.
+// A table may hold an id twice; the first row wins.
 constexpr const NameRow* find_row(NameTable table, std::uint32_t id) noexcept {
   for (const NameRow& row : table) {
     if (row.id == id) {
@@ -26,7 +26,7 @@ constexpr NameTable table_of(const StaticList<NameRow>& names) noexcept {
   return {names.begin(), names.size()};
 }
 
-// The first entry that applies to the component; the end of the list if none does.
+// The index of the first entry that applies to the component; the size of the list if none does.
 constexpr std::size_t applying_entry(const StaticList<ComponentNames>& lists, unsigned component) noexcept {
   const auto applies = [&](const ComponentNames& names) { return names.apply_to(component); };
   return static_cast<std::size_t>(std::find_if(lists.begin(), lists.end(), applies) - lists.begin());
@@ -49,13 +49,13 @@ constexpr NameTable subtype_table(unsigned category, unsigned component) noexcep
   return category < category_id::count ? table_for(category_table[category].subtypes, component) : NameTable();
 }
 
-// What a record can show, numbered: first the layout of each datatype, then that of a datatype without a name, which is
-// none, then what each category's rules say.
+// What a record can show is one of these choices: for each datatype its layout, then no layout for other datatypes,
+// then the layouts of each category's rules.
 using Choice = std::uint8_t;
 
 inline constexpr Choice no_layout = std::size(datatype_table);
 
-// The choice of a category's first rule.
+// The choice that belongs to a category's first rule.
 constexpr std::size_t first_rule(unsigned category) noexcept {
   std::size_t choice = no_layout + 1;
   for (unsigned id = 0; id < category; ++id) {
@@ -80,12 +80,12 @@ inline constexpr auto choices = [] {
 }();
 static_assert(choices.size() <= 256, "a choice fits its type");
 
-// What a record shows that meets no rule.
+// For records that meet no rule.
 constexpr Choice choose_common(const unsigned char* record) noexcept {
   return std::min(type(record), no_layout);
 }
 
-// Conditions are constants, so that a rule compiles to comparisons.
+// Conditions are template arguments, so that a rule compiles to comparisons with constants.
 template <unsigned Id, std::size_t Rule, std::size_t Index>
 constexpr bool meets_condition(const unsigned char* record) noexcept {
   constexpr Condition condition = category_table[Id].layouts.begin()[Rule].when.begin()[Index];
@@ -102,7 +102,7 @@ constexpr bool meets(const unsigned char* record) noexcept {
   (std::make_index_sequence<category_table[Id].layouts.begin()[Rule].when.size()>());
 }
 
-// The first rule that the record meets.
+// By the first rule that the record meets.
 template <unsigned Id>
 constexpr Choice choose_by_rules(const unsigned char* record) noexcept {
   return [&]<std::size_t... Rule>(std::index_sequence<Rule...>) {
@@ -113,7 +113,7 @@ constexpr Choice choose_by_rules(const unsigned char* record) noexcept {
   (std::make_index_sequence<category_table[Id].layouts.size()>());
 }
 
-// What a record shows by the rules of `category`, which a decoder may apply to any record.
+// By the rules of `category`, which need not be the record's: a decoder object renders any record by its own rules.
 constexpr Choice choose(unsigned category, const unsigned char* record) noexcept {
   return [&]<unsigned... Id>(std::integer_sequence<unsigned, Id...>) {
     Choice choice = no_layout;

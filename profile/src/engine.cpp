@@ -1,4 +1,4 @@
-// Head, payload and tail of a text.
+// Writes the head, the payload and the tail of a text, and proves that they fit.
 #include "engine.h"
 
 #include "layout_writer.h"
@@ -26,10 +26,10 @@ constexpr auto calendar_key = literal(", 'calendar-time':'");
 constexpr auto boot_key = literal(", 'boot-timestamp':");
 
 constexpr std::size_t longest_u64 = 20;
-// No part touches more than a 48-byte piece, or the 30 bytes of a text field with its padding, beyond its end.
+// How far a part may write beyond its end: less than a piece of 48 bytes, or a text field of 30 bytes with its padding.
 constexpr std::size_t spill = 64;
 
-// The greatest size(choice). Visits every row of the tables.
+// The greatest size(choice), of all choices that the tables hold.
 template <class Size>
 constexpr std::size_t greatest(Size size) {
   std::size_t result = 0;
@@ -39,7 +39,7 @@ constexpr std::size_t greatest(Size size) {
   return result;
 }
 
-// Without the name of a subtype.
+// Without the name of a subtype, which is added below.
 constexpr std::size_t longest_payload = greatest([](const ShownLayouts& shown) {
   std::size_t length = 0;
   for (const Layout* const layout : shown) {
@@ -57,7 +57,7 @@ static_assert(longest_head + longest_payload + subtype_pieces.longest() + longes
                   text_capacity,
               "a text, its brace and its newline fit");
 
-// Names as given: the head keeps its keys and paddings and gains the names.
+// With names from other programs: the head has its keys and padding, and those names.
 static_assert(longest_head + std::size_t{4} * 12 + ample_names + spill <= text_capacity);
 static_assert(longest_payload + ample_names + spill <= text_capacity);
 
@@ -91,7 +91,7 @@ constexpr std::size_t layout_index(const Layout* layout) {
   return static_cast<std::size_t>(layout - layouts::all.data());
 }
 
-// The layouts of one choice. They are written by one function, so that a word that two of them show is converted once.
+// Writes the layouts of one choice, in one function: a word that two of them show is then converted once.
 template <std::size_t Index>
 struct ChoiceWriter {
   static constexpr const ShownLayouts& shown = choices[Index];
@@ -112,7 +112,7 @@ struct ChoiceWriter {
         const std::uint8_t table = table_numbers[category].subtypes[component_index(record)];
         return write_named(p, record, subtype_pieces.of(table, static_cast<std::uint8_t>(id)));
       }
-      DecimalText digits; // no table names so high an id
+      DecimalText digits; // ids in tables are bytes
       return write_named(p, record, name_of({}, id, digits));
     } else {
       return write_named(p, record, std::string_view());
@@ -122,7 +122,7 @@ struct ChoiceWriter {
 
 struct Writer {
   char* (*write)(char* p, const unsigned char* record, unsigned category) noexcept;
-  // With the name of the subtype that it shows; null if it shows none.
+  // The same with the subtype's name as given; null for layouts that show none.
   char* (*write_named)(char* p, const unsigned char* record, const std::string_view& subtype) noexcept;
   std::size_t subtype_offset;
 };

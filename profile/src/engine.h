@@ -1,5 +1,5 @@
-// The engine's parts, in the order in which a text shows them. Each writes at `p` and returns the end. text_capacity
-// bounds a whole text, with names from our own tables and with what a part may touch beyond its end.
+// The parts of a text, in order. Each function writes at `p` and returns the end of what it wrote; it may write beyond
+// that, but all parts together fit in text_capacity as long as the names are from our tables.
 #pragma once
 
 #include "choice.h"
@@ -8,11 +8,10 @@
 
 namespace vel::profile {
 
-// From the opening brace to "sequence_num", with names read from the tables of the record's category.
+// From the opening brace to "sequence_num", with the names of the record's category.
 char* write_head(char* p, const unsigned char* record) noexcept;
 
-// The same with names as given, of any length. Takes less than text_capacity as long as they have no more than
-// ample_names bytes together.
+// The same with given names, of any length. It fits in text_capacity if they have at most ample_names bytes together.
 struct HeadNames {
   std::string_view category;
   std::string_view component;
@@ -27,11 +26,11 @@ char* write_head(char* p, const unsigned char* record, const HeadNames& names) n
 // The payload, by the rules and with the names of a category, which need not be the record's.
 char* write_payload(char* p, const unsigned char* record, unsigned category) noexcept;
 
-// Where a choice's layouts show a subtype: the offset of its id; 0 if they show none.
+// The offset of the subtype's id that a choice's layouts show; 0 if they show none.
 std::size_t subtype_offset(Choice choice) noexcept;
 
-// The payload of a choice that shows a subtype, with the subtype's name as given, of any length. Takes less than
-// text_capacity as long as it has no more than ample_names bytes.
+// The payload of a choice that shows a subtype, with a given name for it, of any length. It fits in text_capacity if
+// the name has at most ample_names bytes.
 char* write_payload(char* p, const unsigned char* record, Choice choice, std::string_view subtype) noexcept;
 
 // From "type-id" to the end of the byte dump.

@@ -1,4 +1,4 @@
-// One step a field; the same rows that the text is made from.
+// Fields from the same rows that the text is made from.
 #include "profile/fields.h"
 
 #include "profile/record_view.h"

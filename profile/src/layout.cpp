@@ -1,4 +1,4 @@
-// The layouts, for readers outside the engine, and proofs about their rows.
+// The layouts for readers outside the engine, and proofs about their rows.
 #include "profile/layout.h"
 
 #include "choice.h"
@@ -18,7 +18,7 @@ constexpr bool reads_inside_the_payload(const Layout& layout) {
   return true;
 }
 
-// Fields of one group are told apart by key, so that readers can put them into an object.
+// Readers put the fields of a layout into an object, by key.
 constexpr bool has_distinct_keys(const Layout& layout) {
   for (std::size_t i = 0; i < layout.rows.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
@@ -30,7 +30,7 @@ constexpr bool has_distinct_keys(const Layout& layout) {
   return true;
 }
 
-// The engine has a writer for the row's width.
+// put_value has a writer for the row's kind, size and width.
 constexpr bool has_writer(const Row& row) {
   switch (row.kind) {
   case FieldKind::constant:
@@ -53,7 +53,7 @@ constexpr bool all_layouts_are_sound() {
 }
 static_assert(all_layouts_are_sound());
 
-// A layout that nothing shows was forgotten in the tables of datatypes and categories.
+// A layout that nothing shows has been forgotten in the tables of datatypes and categories.
 constexpr bool all_layouts_are_shown() {
   return std::all_of(layouts::all.begin(), layouts::all.end(), [](const Layout& layout) {
     return std::any_of(choices.begin(), choices.end(), [&](const ShownLayouts& shown) {
@@ -62,6 +62,20 @@ constexpr bool all_layouts_are_shown() {
   });
 }
 static_assert(all_layouts_are_shown());
+
+// The engine looks up one subtype for a record.
+constexpr bool choices_show_one_subtype() {
+  return std::all_of(choices.begin(), choices.end(), [](const ShownLayouts& shown) {
+    std::size_t subtypes = 0;
+    for (const Layout* const layout : shown) {
+      for (const Row& row : layout->rows) {
+        subtypes += row.kind == FieldKind::subtype_name;
+      }
+    }
+    return subtypes <= 1;
+  });
+}
+static_assert(choices_show_one_subtype());
 
 } // namespace
 

@@ -1,5 +1,6 @@
-// The text of a payload layout, unrolled from its rows at compile time: what stands between two values is one constant,
-// and most values have a fixed place in it.
+// Writes the text of payload layouts with code that is unrolled from their rows at compile time. Between two values
+// there is one constant to copy, which begins with what ends the first value and ends with what begins the second.
+// docs/from-record-to-text.md follows a record through this file.
 #pragma once
 
 #include "digits.h"
@@ -14,7 +15,7 @@
 
 namespace vel::profile {
 
-// A constant text, copied in pieces of 16 bytes.
+// A constant text, padded so that it can be copied 16 bytes at a time.
 template <std::size_t Length>
 struct Literal {
   static constexpr std::size_t length = Length;
@@ -30,12 +31,12 @@ constexpr bool is_quoted(FieldKind kind) {
   return kind == FieldKind::text || kind == FieldKind::quoted_number || kind == FieldKind::subtype_name;
 }
 
-// What follows a value: its closing apostrophe, if it has one, and the comma.
+// What follows a value: the closing apostrophe of a quoted one, and the comma.
 constexpr std::string_view closing(const Row& row) {
   return is_quoted(row.kind) ? "'," : ",";
 }
 
-// Blanks, digits and apostrophes before a value that are the same in every record.
+// The part of a row's padding that is the same in every record.
 constexpr std::size_t opening_blanks(const Row& row) {
   switch (row.kind) {
   case FieldKind::quoted_number:
@@ -103,13 +104,16 @@ inline char* put_blanks(char* p, std::size_t count) noexcept {
   return p + count;
 }
 
-// Bytes before the first zero byte, 8 if there is none.
+// Bytes before the first zero byte, 8 if there is none. Subtracting 1 from each byte sets the high bit of a zero byte
+// and of bytes from 0x81; `& ~word` drops the latter. A borrow can only change bytes above a zero byte, so the lowest
+// bit set is right.
 inline std::size_t length_in_word(std::uint64_t word) noexcept {
   const std::uint64_t zeros = (word - 0x0101010101010101) & ~word & 0x8080808080808080;
   return zeros == 0 ? 8 : static_cast<std::size_t>(std::countr_zero(zeros)) / 8;
 }
 
-// The closing apostrophe belongs to the next literal.
+// A text field up to its NUL, with its opening apostrophe; the closing one belongs to the next literal. Copies whole
+// words and leaves it to the next literal to overwrite what follows the NUL.
 template <std::size_t Size, std::size_t Width>
 char* put_text(char* p, const unsigned char* field) noexcept {
   static_assert(Size == 8 || Size == 12 || Size == 16);
@@ -147,8 +151,7 @@ inline char* put_slice_width_10(char* p, const unsigned char* bytes, std::size_t
   return p;
 }
 
-// A name between apostrophes, padded: any text, or a piece made for the width. The closing apostrophe belongs to the
-// next literal.
+// A quoted name without its closing apostrophe, which belongs to the next literal: any text, or a piece.
 inline char* put_name(char* p, std::string_view name, std::size_t width) noexcept {
   if (name.size() + 2 < width) {
     p = put_blanks(p, width - name.size() - 2);
@@ -164,7 +167,7 @@ char* put_name(char* p, const Piece<Size>& name, std::size_t) noexcept {
 }
 
 // A record with its words read before any text is written. The compiler must assume that writing text changes the
-// record, so it would read and convert a word that is shown twice twice.
+// record; with the words read first, it converts a word only once even if the text shows it several times.
 struct RecordWords {
   const unsigned char* bytes;
   std::uint32_t words[record_size / 4];
@@ -244,7 +247,7 @@ char* write_layouts(char* p, const unsigned char* record, const Name& subtype) n
   return p;
 }
 
-// Bytes that a value takes at most; a subtype's name may come from another program, so it is not counted.
+// The most bytes that a value takes. The name of a subtype is not counted: it may come from another program.
 constexpr std::size_t longest_value(const Row& row) {
   switch (row.kind) {
   case FieldKind::number:

@@ -49,7 +49,7 @@ inline constexpr std::uint8_t subtype_width = 25;
 constexpr Row subtype(std::string_view key, std::uint8_t offset) {
   return {key, offset, 4, FieldKind::subtype_name, subtype_width};
 }
-// Context dumps are packed closely: no width.
+// The fields of context dumps have no width.
 constexpr Row flag(std::string_view key, std::uint8_t offset) {
   return u8(key, offset, 0);
 }
@@ -63,8 +63,9 @@ struct Definition {
   const std::initializer_list<Row>& rows;
 };
 
+// Datatypes and categories refer to these by name. A layout that none of them shows does not compile.
 inline constexpr Definition definitions[] = {
-    // A slice of a longer packet; the record holds at most 24 bytes of it, whatever length it claims.
+    // A slice of a longer packet. A record holds at most 24 bytes of it, even if its length says more.
     {"long-data",
      {
          u16("subtype", 16),
@@ -73,7 +74,7 @@ inline constexpr Definition definitions[] = {
          u16("data-offset", 22),
          sliced_bytes("raw-data", 24, 24, 20),
      }},
-    // A whole small packet. Fixed numbers stand where a slice has its own, so that both forms have the same keys.
+    // A whole small packet. Three of its numbers are constants, so that its keys are those of a slice.
     {"short-data",
      {
          u16("subtype", 16),
@@ -82,7 +83,7 @@ inline constexpr Definition definitions[] = {
          constant("data-offset", 0),
          bytes("raw-data", 18, 30),
      }},
-    // Six arguments, shown twice: as numbers, and once more between apostrophes.
+    // Six arguments, shown twice: as numbers, then between apostrophes.
     {"event",
      {
          u32("arg1", 16),
@@ -98,7 +99,7 @@ inline constexpr Definition definitions[] = {
          quoted_u32("xarg5", 32),
          quoted_u32("xarg6", 36),
      }},
-    // The thread id stands for the argument too; the word at offset 16 is never shown.
+    // "arg" shows the thread id again; the word at offset 16 is never shown.
     {"trigger",
      {
          constant("trigger", 1, 0),
@@ -114,7 +115,7 @@ inline constexpr Definition definitions[] = {
          u32("depth", 32),
          u32("thread_duration", 36),
      }},
-    // The last three are single characters, not numbers: 0 puts a NUL into the text.
+    // The last three are raw characters, not numbers: a value of 0 puts a NUL into the text.
     {"sensorinfo",
      {
          text("name", 35, 12, 16),
@@ -134,7 +135,7 @@ inline constexpr Definition definitions[] = {
          u32("thread", 20),
          u32("duration", 24),
      }},
-    // An entry id is a tag of eight characters packed into a number; it is shown as both.
+    // An entry id is a tag of eight characters packed into a number. It is shown both ways.
     {"annotation",
      {
          u64("global-id", 16),
@@ -151,7 +152,7 @@ inline constexpr Definition definitions[] = {
          u32("batch-interval", 32),
          u64("next-dispatch", 16),
      }},
-    // Six words, then the first three once more as fixed-point coordinates.
+    // Six words, then the first three again as fixed-point coordinates.
     {"corvane",
      {
          u32("arg1", 16),
@@ -186,7 +187,7 @@ inline constexpr Definition definitions[] = {
          u32("stageProgress", 27),
          u32("force", 31),
      }},
-    // Of the 64-bit status time stamp only the low word is shown.
+    // Only the low word of the 64-bit status time stamp is shown.
     {"zorb-status-event",
      {
          u32("status-timestamp", 18),
@@ -251,7 +252,7 @@ inline constexpr Definition definitions[] = {
          flag("state0", 44),
          flag("state1", 45),
      }},
-    // Button context: as version 3 with one scan period in place of mode and intervals.
+    // Button context: like version 3, with one scan period in place of the mode and the intervals.
     {"zorb-context-5",
      {
          u16("context-version", 16, 0),
@@ -269,7 +270,7 @@ inline constexpr Definition definitions[] = {
          flag("speed", 35),
          flag("stage", 36),
      }},
-    // Haptic context: as version 4 with one amplifier state in place of four flags.
+    // Haptic context: like version 4, with one amplifier state in place of four flags.
     {"zorb-context-7",
      {
          u16("context-version", 16, 0),

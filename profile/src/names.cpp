@@ -7,7 +7,7 @@
 
 namespace vel::profile {
 
-// A table's ids, which are the indexes of its rows.
+// Ids of categories and datatypes are indexes into their tables.
 template <class Table>
 constexpr bool ids_are_indexes(const Table& table) {
   for (std::size_t i = 0; i < std::size(table); ++i) {

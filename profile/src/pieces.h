@@ -1,4 +1,5 @@
-// Names as the text shows them: keyed, quoted, padded and ready to copy, built from the name tables at compile time.
+// Names as the text shows them, with key, quotes and padding: built from the tables at compile time, copied at run
+// time.
 #pragma once
 
 #include "choice.h"
@@ -10,7 +11,8 @@
 
 namespace vel::profile {
 
-// A text of any length that is copied with all its room and its length: what follows the text is overwritten.
+// A short text that is copied whole, with its unused room and its length, because a copy of constant size is fast. What
+// is written next overwrites the rest.
 template <std::size_t Size>
 struct Piece {
   char text[Size - 1];
@@ -38,7 +40,7 @@ struct Piece {
   }
 };
 
-// What surrounds a name: prefix, value padded to `width`, suffix.
+// What surrounds a name, which is padded to `width`.
 struct Frame {
   std::string_view prefix;
   std::size_t width;
@@ -54,12 +56,12 @@ constexpr Piece<Size> make_piece(const Frame& frame, std::string_view name) {
   return piece;
 }
 
-// A list of name tables, each with its number in a PieceSet: 1 + its place here. Number 0 is that of no table.
+// Name tables by their number in a PieceSet, less 1: number 0 means that there is no table.
 template <std::size_t Count>
 using NameTables = std::array<NameTable, Count>;
 
-// The pieces of several name tables. Pieces 0 to 255 are the plain numbers, shared by all tables; `places` finds the
-// piece of an id in a table.
+// The pieces of several name tables. Pieces 0 to 255 are plain numbers, for ids without a name; `places` has the index
+// of each id's piece in each table.
 template <std::size_t Size, std::size_t Tables, std::size_t Names>
 struct PieceSet {
   Piece<Size> pieces[256 + Names];
@@ -85,7 +87,7 @@ constexpr std::size_t count_names(const NameTables<Count>& tables) {
   return names;
 }
 
-// Ids are bytes. Names go into JSON and CSV as they are.
+// Ids are bytes, and names need no escaping in JSON or CSV.
 template <std::size_t Count>
 constexpr bool are_sound(const NameTables<Count>& tables) {
   const auto is_plain = [](char c) {
@@ -118,7 +120,7 @@ constexpr PieceSet<Size, Count, Names> make_pieces(const Frame& frame, const Nam
     auto& places = set.places[table + 1];
     for (const NameRow& row : tables[table]) {
       set.pieces[next] = make_piece<Size>(frame, row.name);
-      if (places[row.id] == row.id) { // not yet named: the first match wins
+      if (places[row.id] == row.id) { // not named yet: the first match wins
         places[row.id] = static_cast<std::uint16_t>(next);
       }
       ++next;
@@ -185,7 +187,7 @@ inline constexpr auto event_pieces = make_pieces<48, count_names(event_tables)>(
 inline constexpr auto datatype_pieces = make_pieces<48, count_names(datatype_tables)>(datatype_frame, datatype_tables);
 inline constexpr auto subtype_pieces = make_pieces<32, count_names(subtype_tables)>(subtype_frame, subtype_tables);
 
-// Greater than every component that a list names: all components from here on have the same tables.
+// Greater than every component that the tables mention, so that all components from here on have the same names.
 inline constexpr unsigned component_bound = [] {
   unsigned bound = 0;
   for (const Category& category : category_table) {
@@ -207,7 +209,7 @@ struct TableNumbers {
   std::uint8_t subtypes[component_bound + 1];
 };
 
-// The index of a record's component in them.
+// Index of a record's component in these arrays.
 constexpr std::size_t component_index(const unsigned char* record) noexcept {
   return std::min<std::size_t>(component(record), component_bound);
 }
@@ -219,7 +221,7 @@ constexpr std::uint8_t table_number(Column column, unsigned category, unsigned c
   return entry == lists.size() ? 0 : static_cast<std::uint8_t>(count_tables(column, category) + entry + 1);
 }
 
-// Categories without a row have no tables.
+// By category; those without a row have no tables.
 inline constexpr std::array<TableNumbers, 256> table_numbers = [] {
   static_assert(component_tables.size() < 256 && event_tables.size() < 256 && subtype_tables.size() < 256);
   std::array<TableNumbers, 256> numbers{};

@@ -1,4 +1,4 @@
-// Blocks of records to text.
+// Renders blocks of records.
 #include "profile/render.h"
 
 #include "engine.h"

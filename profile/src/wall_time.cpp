@@ -1,4 +1,4 @@
-// Time stamps to local calendar time: the conversion, which wraps around, and the text.
+// Converts time stamps to local calendar time, and writes its text.
 #include "profile/wall_time.h"
 
 #include "digits.h"

@@ -14,7 +14,7 @@ public:
   // The text of one report, from the decoder of its category.
   static std::string to_string(const _VelProfileReport& report);
   static std::string category_to_string(unsigned int category);
-  // Without a decoder for the category it is the number of the category, not of the component, deliberately.
+  // For a category without a decoder this is, deliberately, the number of the category and not of the component.
   static std::string component_to_string(unsigned int category, unsigned int component);
 
   static execution_decoder _exec;

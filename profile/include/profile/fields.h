@@ -15,20 +15,20 @@ namespace vel::profile {
 //   fixed_point                       number (the raw 32-bit word) and real
 struct Field {
   const Layout* layout;
-  unsigned group; // counts the shown layouts from 0: sets apart a layout that is shown twice
+  unsigned group; // counts the shown layouts from 0, as a record can show one layout twice
   const Row* row;
   std::uint64_t number;
   double real;
   std::string_view bytes; // [borrowed: from the record, or from the cursor until its next step]
 };
 
-// Walks the fields of one record in the order in which the text shows them. [one thread at a time]
+// Walks the fields of one record in the order of the text. [one thread at a time]
 class FieldCursor {
 public:
   // `record` points at 48 bytes that outlive the cursor.
   explicit FieldCursor(const void* record) noexcept;
 
-  // Fills `field` with the next one; false when there is none.
+  // Fills `field` with the next one; false after the last.
   bool next(Field& field) noexcept;
 
 private:

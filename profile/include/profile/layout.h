@@ -1,4 +1,4 @@
-// The payload layouts as data: one row a field, written once and read by every rendering.
+// The payload layouts as data: one row for each field, written once and read by every rendering.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@ namespace vel::profile {
 enum class FieldKind : std::uint8_t {
   number,        // unsigned, little-endian, `size` bytes; decimal
   constant,      // the decimal number `parameter`, whatever the record holds
-  quoted_number, // as number, between apostrophes; the width pads the opening apostrophe alone
+  quoted_number, // as number, between apostrophes; the width pads only the opening apostrophe
   text,          // `size` bytes read up to the first NUL, between apostrophes
   subtype_name,  // u32 named by the record's component, between apostrophes
   bytes,         // byte dump of `size` bytes
@@ -25,20 +25,20 @@ struct Row {
   std::uint8_t offset; // from the start of the record
   std::uint8_t size;   // bytes of the record that the value is read from; 0 for a constant
   FieldKind kind;
-  std::uint8_t width; // least width of the value; 0: none
+  std::uint8_t width; // least width of the shown value; 0: none
   std::uint8_t parameter = 0;
 };
 
-// The name tells the layouts apart where keys do not ("arg1" stands in several).
+// Several layouts have a key such as "arg1"; the name tells them apart.
 struct Layout {
   std::string_view name;
   std::span<const Row> rows;
 };
 
-// Every layout there is, in a fixed order. [any thread]
+// All layouts, in a fixed order. [any thread]
 std::span<const Layout> all_layouts() noexcept;
 
-// The layouts that a record shows, in their order; the same one twice where its fields are shown twice.
+// The layouts that a record shows, in order. It can be the same one twice.
 struct ShownLayouts {
   const Layout* items[2] = {};
   std::uint8_t count = 0;
@@ -47,7 +47,7 @@ struct ShownLayouts {
   constexpr const Layout* const* end() const noexcept { return items + count; }
 };
 
-// As the decoder of the record's category decides; `record` points at 48 bytes. [any thread]
+// By the rules of the record's category; `record` points at 48 bytes. [any thread]
 ShownLayouts shown_layouts(const void* record) noexcept;
 
 } // namespace vel::profile

@@ -1,5 +1,5 @@
-// The names of categories, components, events, datatypes and ZORB actions, both ways: id to name and name to id.
-// A name never fails to be found: an id that no table holds is named by its decimal number.
+// The names of categories, components, events, datatypes and subtypes, from id to name and back. An id without a name
+// is shown as its decimal number, so the look-up of a name never fails.
 #pragma once
 
 #include <cstdint>
@@ -16,14 +16,14 @@ struct NameRow {
 };
 using NameTable = std::span<const NameRow>;
 
-// The tables themselves. An empty table means that every id is named by its number. [any thread]
+// With an empty table every id is shown as its number. [any thread]
 NameTable category_names() noexcept;
 NameTable datatype_names() noexcept;
 NameTable component_names(unsigned category) noexcept;
 NameTable event_names(unsigned category, unsigned component) noexcept;
-NameTable subtype_names(unsigned category, unsigned component) noexcept; // such as ZORB actions, shown under "trace"
+NameTable subtype_names(unsigned category, unsigned component) noexcept; // ZORB actions, for example
 
-// Holds the digits of an id that has no name.
+// Room for the digits of an id without a name.
 struct DecimalText {
   char digits[10];
 };

@@ -1,4 +1,4 @@
-// The decoder's exported functions, for callers that know nothing of its classes.
+// The decoder's exported functions, for callers that do not use its classes.
 #ifndef PROFILE_PROFILE_DESCRIPTION_H
 #define PROFILE_PROFILE_DESCRIPTION_H
 
@@ -11,14 +11,14 @@
 extern "C" {
 #endif
 
-// The text of a report. It ends at the text's first NUL, and is null when the text is not UTF-8, as both may come
-// straight from the record. [any thread] [create: caller releases]
+// The text of a report, up to its first NUL; null if it is not UTF-8. Bytes of the record can cause both. [any thread]
+// [create: caller releases]
 VEL_PROFILE_API CFStringRef CopyProfileDescription(const _VelProfileReport* report);
 
 // Writes the text and a newline to standard output; nothing if there is no text. [any thread]
 VEL_PROFILE_API void vel_profile_print(const _VelProfileReport* report);
 
-// Exported for the programs that look for it; nothing here reads it.
+// Programs look for this symbol; the decoder does not read it.
 VEL_PROFILE_API extern unsigned char __vel_profile_delta_enabled;
 
 #ifdef __cplusplus

@@ -10,36 +10,35 @@
 
 namespace vel::profile {
 
-// Bytes that one text can take at most, and that a caller must offer for each record. The engine writes in pieces of
-// up to 64 bytes and may touch, but never claims, what lies between the text's end and this bound; the source proves
-// the figure from the layouts.
+// The most bytes that one text takes, and the room that a caller provides for each record. The engine copies pieces of
+// up to 64 bytes, so it may write beyond a text's end, but not beyond this bound. engine.cpp proves the figure from the
+// tables.
 inline constexpr std::size_t text_capacity = 1408;
 
-// What follows the byte dump; without a time sync there is no "calendar-time", without a boot time no
-// "boot-timestamp".
+// What follows the byte dump: "calendar-time" if there is a time sync, and "boot-timestamp" if there is a boot time.
 struct TimePolicy {
   std::optional<TimeSync> sync;
   std::optional<std::uint64_t> boot; // microseconds since the epoch
 };
 
-// What sets the texts of a block apart.
+// What separates the texts of a block.
 enum class Framing : std::uint8_t {
-  none,          // nothing: the caller renders one record a call
+  none,          // nothing; the caller renders one record per call
   newline,       // '\n' after each text
   length_prefix, // its length as u32, little-endian, before each text
 };
 
-// Bytes of a block that one record can take at most, framing included.
+// The most bytes that one record takes in a block, framing included.
 inline constexpr std::size_t frame_capacity = text_capacity + sizeof(std::uint32_t);
 
-// Renders blocks of records under one policy. A new time zone takes effect with the next renderer, as with any
-// WallClock. [one thread at a time; as many objects as threads]
+// Renders blocks of records with the same times. A new time zone or locale takes effect with the next renderer, as it
+// does with the next WallClock. [one thread at a time; as many objects as threads]
 class BulkRenderer {
 public:
   explicit BulkRenderer(const TimePolicy& times = {}, Framing framing = Framing::newline) noexcept;
 
-  // Renders `count` records of 48 bytes, lying one after the other at any address, into `out`, which holds at least
-  // count * frame_capacity bytes. Returns the bytes written.
+  // Renders `count` consecutive records, at any address, into `out`, which has room for count * frame_capacity bytes.
+  // Returns the bytes written.
   std::size_t render(const void* records, std::size_t count, char* out) noexcept;
 
 private:

@@ -1,7 +1,7 @@
 // Profile records for programs in any language: text, typed fields and names, over a plain C interface.
 //
-// A record is 48 bytes at any address. Functions keep no state, may be called on any thread, never fail for a record's
-// content and never write beyond the capacity that they are given. docs/decoder-c-interface.md has examples.
+// A record is 48 bytes at any address, and no content makes a function fail. Functions keep no state, may be called on
+// any thread, and never write beyond the capacity that they are given. docs/decoder-c-interface.md has examples.
 #ifndef PROFILE_VELPROFILE_H
 #define PROFILE_VELPROFILE_H
 
@@ -16,7 +16,7 @@ extern "C" {
 
 enum { VEL_PROFILE_RECORD_SIZE = 48 };
 
-// A capacity in which every text fits, its terminating NUL included.
+// Every text fits in this capacity, its terminating NUL included.
 enum { VEL_PROFILE_TEXT_CAPACITY = 1412 };
 
 // The times that end a text. With flag 1, "calendar-time" is made from the record's time stamp and the readings `vel`
@@ -37,10 +37,10 @@ typedef struct vel_profile_times {
 VEL_PROFILE_API size_t vel_profile_render(const void* record, const vel_profile_times* times, char* out,
                                           size_t capacity);
 
-// Renders records lying one after the other, each text followed by a newline, as many as surely fit: `count`, or
+// Renders consecutive records, each text followed by a newline, and as many as are sure to fit: `count`, or
 // capacity / VEL_PROFILE_TEXT_CAPACITY of them. Stores the bytes written in *length and returns the number of records
 // rendered. `length` must not be null, and `out` must not overlap the records. There is no NUL. A text may itself hold
-// newlines; `ends`, if not null, receives for each record the offset just behind its newline.
+// newlines; `ends`, if not null, receives the offset just after the newline of each record.
 VEL_PROFILE_API size_t vel_profile_render_many(const void* records, size_t count, const vel_profile_times* times,
                                                char* out, size_t capacity, size_t* length, size_t* ends);
 
@@ -51,7 +51,7 @@ enum vel_profile_kind {
   VEL_PROFILE_QUOTED_NUMBER = 2, // number; the text puts it between apostrophes
   VEL_PROFILE_TEXT = 3,          // bytes up to the field's first NUL
   VEL_PROFILE_SUBTYPE_NAME = 4,  // number (the id) and bytes (its name or digits)
-  VEL_PROFILE_BYTES = 5,         // bytes as they stand in the record
+  VEL_PROFILE_BYTES = 5,         // bytes of the record
   VEL_PROFILE_SLICED_BYTES = 6,  // bytes, as many as the record says
   VEL_PROFILE_CHARACTER = 7,     // number and one byte
   VEL_PROFILE_FIXED_POINT = 8    // number (the raw word) and real
@@ -62,7 +62,7 @@ typedef struct vel_profile_field {
   const char* key;    // [static]
   uint32_t group;     // counts the shown layouts from 0: a layout can be shown twice
   uint32_t kind;      // vel_profile_kind
-  uint32_t offset;    // of the value in the record, and the bytes that it takes there; 0 and 0 for a constant
+  uint32_t offset;    // of the value in the record, and its size there in bytes; both 0 for a constant
   uint32_t size;
   uint32_t width;  // least width of the value in the text; 0: none
   uint32_t length; // of bytes
@@ -75,11 +75,11 @@ typedef struct vel_profile_field {
 // many there are.
 VEL_PROFILE_API size_t vel_profile_fields(const void* record, vel_profile_field* out, size_t capacity);
 
-// A capacity in which the fields of every record fit.
+// The fields of every record fit in this capacity.
 enum { VEL_PROFILE_FIELD_CAPACITY = 32 };
 
 // Writes a name and a NUL to `out` and returns the name's length; nothing is written when `capacity` is too small. An
-// id without a name is named by its decimal number.
+// id without a name is shown as its decimal number.
 VEL_PROFILE_API size_t vel_profile_category_name(uint32_t category, char* out, size_t capacity);
 VEL_PROFILE_API size_t vel_profile_component_name(uint32_t category, uint32_t component, char* out, size_t capacity);
 VEL_PROFILE_API size_t vel_profile_event_name(uint32_t category, uint32_t component, uint32_t event, char* out,

@@ -1,5 +1,5 @@
-// The registry's objects, all constant-initialised, and the choice among them. Records of our own decoders take the
-// fast path: from the tables, without a virtual call.
+// The registry: its decoder objects, all constant-initialised, and the choice between them. If a category's decoder is
+// our own, its record is rendered straight from the tables, without virtual calls.
 #include "profile/KIPLogDecoder.h"
 
 #include "engine.h"

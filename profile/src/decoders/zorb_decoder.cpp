@@ -1,4 +1,4 @@
-// The one decoder that is more than its row of the category table: a subclass can name its actions.
+// The only decoder that is more than a row of the category table, because subclasses can name its actions.
 #include "engine.h"
 #include "profile/profile_decoder.h"
 #include "text_block.h"

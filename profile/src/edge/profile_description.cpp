@@ -23,7 +23,7 @@ void vel_profile_print(const _VelProfileReport* report) {
   if (const char* text = CFStringGetCStringPtr(description, kCFStringEncodingMacRoman)) {
     std::puts(text);
   } else {
-    // No direct pointer: the text is not plain ASCII. Copied out as UTF-8 it is the record's own bytes again.
+    // There is no direct pointer because the text is not ASCII. As UTF-8 it has the bytes of the record.
     const CFIndex longest = CFStringGetMaximumSizeForEncoding(CFStringGetLength(description), kCFStringEncodingUTF8);
     std::vector<char> copy(static_cast<std::size_t>(longest) + 1);
     if (CFStringGetCString(description, copy.data(), longest + 1, kCFStringEncodingUTF8)) {

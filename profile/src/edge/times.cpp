@@ -11,7 +11,7 @@
 
 namespace {
 
-// A clock reading that is missing, or no number, makes the conversion fail.
+// A clock reading that is missing or not a number makes the conversion fail.
 bool read_clock(CFDictionaryRef clocks, CFStringRef name, std::int64_t& value) {
   const CFTypeRef number = CFDictionaryGetValue(clocks, name);
   if (number == nullptr || CFGetTypeID(number) != CFNumberGetTypeID()) {
