@@ -23,6 +23,8 @@ struct LogLine {
 // The lines kept in memory since the last clearLog, oldest first. [any thread]
 std::vector<LogLine> logLines();
 void clearLog();
+// The same lines, which are then no longer kept. [any thread]
+std::vector<LogLine> takeLogLines();
 // "default", "info", "debug", "error", "fault". [any thread]
 const char* logLevelName(os_log_type_t type);
 // A line as a JSON object without a newline. Keys: "time" (UTC, ISO 8601), "level", "subsystem", "category", "message".

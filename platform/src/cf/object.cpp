@@ -2,6 +2,7 @@
 #include "cf/object.h"
 
 #include "announce.h"
+#include "cf/printable.h"
 #include "control/cf.h"
 #include "control/ref.h"
 
@@ -22,10 +23,10 @@ constinit Type* types = nullptr;
 void misuse(const char* function, const char* format, ...) {
   std::va_list arguments;
   va_start(arguments, format);
-  std::fprintf(stderr, "%s: ", function);
-  std::vfprintf(stderr, format, arguments);
-  std::fputc('\n', stderr);
+  char text[1024];
+  std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
+  std::fprintf(stderr, "%s: %s\n", function, printable(text).c_str());
   std::abort();
 }
 

@@ -28,20 +28,32 @@ struct CaptureOptions {
   bool all = false;
 };
 
-CapturedService registerService(host::Session& session, const host::MachineService& service) {
-  const std::size_t linesBefore = control::logLines().size();
+// Moves the lines that were written since the last call; how many they are.
+std::size_t moveLines(CapturedLog& log) {
+  const std::size_t before = log.size();
+  for (control::LogLine& line : control::takeLogLines()) {
+    log.add(std::move(line));
+  }
+  return log.size() - before;
+}
+
+CapturedService registerService(host::Session& session, const host::MachineService& service, CapturedLog& log) {
+  moveLines(log);
   CapturedService captured{.name = service.name, .usages = service.usages};
   captured.registration = session.registerService(service);
   const host::References held = service.device->references();
   captured.opened = held.drivers + held.devices > 0;
-  captured.logLines = control::logLines().size() - linesBefore;
+  captured.logLines = moveLines(log);
   return captured;
 }
 
-void deliverAnalytics(host::Session& session, const host::MachineService& service) {
+// A batch at a time, as each entry writes a line.
+void deliverAnalytics(host::Session& session, const host::MachineService& service, CapturedLog& log) {
   std::size_t dropped = 0;
   for (const formats::Bytes& batch : service.device->analytics()) {
     dropped += session.deliverAnalytics(service, batch) ? 0 : 1;
+    session.drain();
+    moveLines(log);
   }
   if (dropped > 0) {
     complain(fmt::format("service '{}': {} of analytics dropped: the plug-in takes none from it", service.name,
@@ -66,17 +78,16 @@ CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& mo
   session.open();
   session.schedule();
   for (const host::MachineService& service : machine.services()) {
-    result.services.push_back(registerService(session, service));
+    result.services.push_back(registerService(session, service, result.log));
   }
   for (const host::MachineService& service : machine.services()) {
-    deliverAnalytics(session, service);
+    deliverAnalytics(session, service, result.log);
   }
-  session.drain();
   result.records = session.capture(options.api, "velstat");
   result.runs = session.handlerRuns();
   result.handlers = session.stateHandlers();
   session.close();
-  result.log = control::logLines();
+  moveLines(result.log);
   result.metrics = tally.closeAndRead();
   return result;
 }

@@ -66,9 +66,7 @@ void captureJson(Sink& out, const CaptureResult& result) {
   writeRecords(json, result);
   json.key("log");
   json.beginArray();
-  for (const control::LogLine& line : result.log) {
-    json.json(control::logLineJson(line));
-  }
+  result.log.each([&](const control::LogLine& line) { json.json(control::logLineJson(line)); });
   json.endArray();
   json.key("metrics");
   tallyJson(json, result.metrics);

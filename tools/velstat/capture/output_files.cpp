@@ -124,9 +124,7 @@ void writeCapture(const CaptureResult& result, const fs::path& folder) {
     writeFile(folder / (names.back() + ".plist"), std::span(captured.bytes).subspan(formats::recordHeaderSize));
   }
   std::string log;
-  for (const control::LogLine& line : result.log) {
-    log += control::logLineJson(line) + '\n';
-  }
+  result.log.each([&](const control::LogLine& line) { log += control::logLineJson(line) + '\n'; });
   writeFile(folder / logFileName, std::as_bytes(std::span(log)));
   const std::string list = manifest(result, names);
   writeFile(folder / "manifest.json", std::as_bytes(std::span(list)));

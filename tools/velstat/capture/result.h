@@ -1,10 +1,10 @@
 // What one capture has brought, and its three ways out: text for people, JSON, a folder of files.
 #pragma once
 
-#include <control/log.h>
 #include <control/tally.h>
 #include <host/machine.h>
 #include <host/session.h>
+#include <velstat/capture/captured_log.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
@@ -36,7 +36,7 @@ struct CaptureResult {
   std::size_t handlers = 0;
   std::vector<host::CapturedRecord> records;
   std::vector<host::HandlerRun> runs; // of every handler, in order
-  std::vector<control::LogLine> log;
+  CapturedLog log;
   std::vector<control::TallyRow> metrics; // what was published, as the store holds it
 };
 

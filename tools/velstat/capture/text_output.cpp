@@ -1,4 +1,5 @@
 // A capture as text: services, records, metrics and log.
+#include <control/log.h>
 #include <velstat/capture/record_groups.h>
 #include <velstat/capture/result.h>
 #include <velstat/tally/output.h>
@@ -9,8 +10,7 @@
 
 #include <algorithm>
 #include <array>
-#include <map>
-#include <utility>
+#include <string_view>
 
 namespace vel::stat {
 
@@ -70,37 +70,18 @@ std::string_view trimmed(std::string_view message) {
   return message;
 }
 
-// Lines that differ in nothing, at the place of the first.
-struct RepeatedLine {
-  const control::LogLine* line;
-  std::size_t times;
-};
-
-std::vector<RepeatedLine> fold(const std::vector<control::LogLine>& log) {
-  std::vector<RepeatedLine> folded;
-  std::map<std::pair<os_log_type_t, std::string_view>, std::size_t> places;
-  for (const control::LogLine& line : log) {
-    const auto [place, isNew] = places.try_emplace({line.type, line.message}, folded.size());
-    if (isNew) {
-      folded.push_back({&line, 0});
-    }
-    ++folded[place->second].times;
-  }
-  return folded;
-}
-
 // The worst first.
 constexpr std::array levels = {OS_LOG_TYPE_FAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO,
                                OS_LOG_TYPE_DEBUG};
 
 void appendLog(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
   out += style.bold("Log") + fmt::format(": {}\n", countText(result.log.size(), "line"));
-  const std::vector<RepeatedLine> folded = fold(result.log);
+  const std::vector<CapturedLog::Repeated> folded = result.log.repeated();
   for (const os_log_type_t level : levels) {
     std::size_t shown = 0;
     std::size_t hidden = 0;
-    for (const auto& [line, times] : folded) {
-      if (line->type != level) {
+    for (const auto& [type, message, times] : folded) {
+      if (type != level) {
         continue;
       }
       if (detail == Detail::folded && shown == shownLogLines) {
@@ -110,7 +91,7 @@ void appendLog(Sink& out, const CaptureResult& result, Detail detail, const Styl
       ++shown;
       const std::string name = fmt::format("{:7}", control::logLevelName(level));
       const bool severe = level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT;
-      out += fmt::format("  {}  {}", severe ? style.red()(name) : name, escape(trimmed(line->message)));
+      out += fmt::format("  {}  {}", severe ? style.red()(name) : name, escape(trimmed(*message)));
       out += times == 1 ? std::string("\n") : style.dim(fmt::format(" × {}", times)) + '\n';
     }
     if (hidden > 0) {

@@ -153,9 +153,13 @@ std::vector<LogLine> logLines() {
   return log().lines;
 }
 
-void clearLog() {
+std::vector<LogLine> takeLogLines() {
   const std::lock_guard lock(log().mutex);
-  log().lines.clear();
+  return std::exchange(log().lines, {});
+}
+
+void clearLog() {
+  takeLogLines();
 }
 
 const char* logLevelName(os_log_type_t type) {

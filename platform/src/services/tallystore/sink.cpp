@@ -1,6 +1,7 @@
 // Keeps the operations in memory, in their order, and in the store that is open.
 #include "services/tallystore/sink.h"
 
+#include "cf/printable.h"
 #include "services/immortal.h"
 #include "services/tallystore/reader.h"
 #include "services/tallystore/schema.h"
@@ -47,7 +48,8 @@ void writeAtOnce(Tally& tally) {
     tally.store->write(tally.now());
   } catch (const std::exception& error) {
     if (!std::exchange(tally.complained, true)) {
-      std::fprintf(stderr, "TallyStore: %s: %s\n", tally.path.c_str(), error.what());
+      const std::string cause = fmt::format("TallyStore: {}: {}", tally.path.string(), error.what());
+      std::fprintf(stderr, "%s\n", printable(cause).c_str());
     }
   }
 }
