@@ -56,7 +56,8 @@ bool Input::open(const std::string& name) {
   } else {
     // What cannot be read at all would never have anything.
     mayWait_ = !S_ISREG(status.st_mode) && (fcntl(descriptor_, F_GETFL) & O_ACCMODE) != O_WRONLY;
-    if (S_ISREG(status.st_mode)) {
+    isRegular_ = S_ISREG(status.st_mode);
+    if (isRegular_) {
       const off_t begin = lseek(descriptor_, 0, SEEK_CUR); // the standard input may be in the middle of a file
       expectedSize_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size - std::max<off_t>(begin, 0), 0));
     }

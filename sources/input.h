@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -59,6 +60,10 @@ public:
 
   // Whether reading has failed: what is missing then was not missing in the file.
   bool hasFailed() const noexcept { return failed_; }
+  // The bytes of a regular file when it was opened, from where it was read on; none for a pipe and the like.
+  std::optional<std::uint64_t> regularSize() const noexcept {
+    return isRegular_ ? std::optional(expectedSize_) : std::nullopt;
+  }
   // As messages name the file.
   const std::string& name() const noexcept { return shownName_; }
   std::uint64_t bytesRead() const noexcept { return bytesRead_; }
@@ -76,6 +81,7 @@ private:
   int descriptor_ = -1;
   bool mayWait_ = false; // the file is a pipe, a terminal or the like
   bool failed_ = false;
+  bool isRegular_ = false;
   std::uint64_t expectedSize_ = 0; // of a regular file, when it was opened
   std::uint64_t bytesRead_ = 0;
   std::vector<unsigned char> ahead_; // read by peek

@@ -173,7 +173,7 @@ TEST_F(CFString, Constants_AreOneForEachText) {
     ASSERT_EQ(utf8(constant), numbered);
     ASSERT_EQ(CFStringGetConstantString(numbered.c_str()), constant);
   }
-  EXPECT_DEATH(CFSTR("\xFF"), "^CFStringGetConstantString: not UTF-8: \"\xFF\"\n");
+  EXPECT_DEATH(CFSTR("\xFF"), "^CFStringGetConstantString: not UTF-8: \"\\\\xFF\"\n");
   EXPECT_DEATH(CFStringGetConstantString(nullptr), "^CFStringGetConstantString: null in place of text\n");
 }
 

@@ -2,13 +2,13 @@
 
 #include <control/log.h>
 #include <control/tally.h>
-#include <formats/files.h>
 #include <host/model/analytics.h>
 #include <host/session.h>
 #include <velstat/commands.h>
 #include <velstat/options/hosted.h>
 #include <velstat/options/open_tally.h>
 #include <velstat/options/own_files.h>
+#include <velstat/publish/entries.h>
 #include <velstat/text/error.h>
 #include <velstat/text/number_text.h>
 #include <velstat/text/output.h>
@@ -16,7 +16,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <span>
@@ -38,30 +38,20 @@ struct PublishOptions {
   std::string log;
 };
 
-constexpr std::size_t fileLimit = std::size_t{1} << 30;
 constexpr std::size_t batchEntries = 65536; // stored as one
 
-std::string readEntries(const std::string& path) {
-  std::string entries = formats::readFile(path, fileLimit);
-  if (const std::size_t rest = entries.size() % host::entrySize; rest != 0) {
-    throw Error(fmt::format("{}: offset {}: an entry of {} of its {} bytes; the file has {} bytes",
-                            formats::inputName(path), entries.size() - rest, rest, host::entrySize, entries.size()));
-  }
-  return entries;
-}
+// What the plug-in makes of entries.
+struct Counts {
+  std::size_t published = 0;
+  std::size_t skipped = 0; // of another version of the key table
 
-// The number of entries that the plug-in skips.
-std::size_t otherVersions(std::string_view entries) {
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < entries.size(); i += host::entrySize) {
-    count += static_cast<std::uint8_t>(entries[i]) == host::entryVersion ? 0 : 1;
+  void add(std::span<const std::byte> entries) {
+    for (std::size_t i = 0; i < entries.size(); i += host::entrySize) {
+      ++(std::to_integer<unsigned>(entries[i]) == host::entryVersion ? published : skipped);
+    }
   }
-  return count;
-}
-
-std::string published(std::string_view entries) {
-  return countText(entries.size() / host::entrySize - otherVersions(entries), "entry", "entries") + " published";
-}
+  std::string text() const { return countText(published, "entry", "entries") + " published"; }
+};
 
 // The service whose device takes batches.
 const host::MachineService& registerServices(host::Session& session, const host::Machine& machine) {
@@ -111,7 +101,7 @@ void logTo(const std::string& path) {
 }
 
 int run(const PublishOptions& options) {
-  const std::string entries = readEntries(options.entries);
+  Entries entries(options.entries);
   const host::DeviceModel model = readModel(options.model);
   host::Bundle bundle = loadBundle(options.plugIn);
   refuseSharedFiles(options, bundle);
@@ -122,19 +112,21 @@ int run(const PublishOptions& options) {
   session.open();
   session.schedule();
   const host::MachineService& taker = registerServices(session, machine);
-  const auto bytes = std::as_bytes(std::span(entries));
-  for (std::size_t begin = 0; begin < bytes.size(); begin += batchEntries * host::entrySize) {
-    const auto batch = bytes.subspan(begin, std::min(batchEntries * host::entrySize, bytes.size() - begin));
-    try {
-      publish(session, taker, {batch.begin(), batch.end()});
-    } catch (const formats::Error& error) {
-      throw Error(fmt::format("{}; {} before", error.what(), published(std::string_view(entries).substr(0, begin))));
+  Counts counts;
+  try {
+    for (formats::Bytes batch = entries.next(batchEntries); !batch.empty(); batch = entries.next(batchEntries)) {
+      Counts after = counts;
+      after.add(batch);
+      publish(session, taker, std::move(batch));
+      counts = after;
     }
+  } catch (const formats::Error& error) {
+    throw Error(fmt::format("{}; {} before", error.what(), counts.text()));
   }
   session.close();
-  std::string report = fmt::format("{} into {}", published(entries), options.tally);
-  if (const std::size_t skipped = otherVersions(entries); skipped > 0) {
-    report += fmt::format(", {} of another version of the key table skipped", skipped);
+  std::string report = fmt::format("{} into {}", counts.text(), options.tally);
+  if (counts.skipped > 0) {
+    report += fmt::format(", {} of another version of the key table skipped", counts.skipped);
   }
   remark(report);
   if (const auto failure = control::logFileFailure()) {
