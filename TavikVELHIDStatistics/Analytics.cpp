@@ -41,7 +41,7 @@ CFStringRef TavikVELHIDStatistics::keyForIndex(TallyStoreKey key) {
   if (key < kVELTSRecKey_Count) { // none is negative: an entry's index is an unsigned byte
     return _keys[key];
   }
-  logAssertion("key < kVELTSRecKey_Count", "", __LINE__, 0);
+  logAssertion("key < kVELTSRecKey_Count", "", 43, 0);
   return CFSTR("com.tavik.kip.unknown");
 }
 

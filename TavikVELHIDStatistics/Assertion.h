@@ -11,7 +11,8 @@ os_log_t pluginLog();
 void createPluginLog();
 
 // Logs a failed check at the default level: the expression as the source has it, a message (empty, or what the system
-// calls the failing result; null counts as empty), the source line and the offending value. [any thread]
+// calls the failing result; null counts as empty), the line and the offending value. The line is a fixed number of the
+// check, not __LINE__: a log reads the same after the source has moved. [any thread]
 //
 // "kr == 0 " and "result == 0 " end in a blank, which is meant: readers of the log look for these very texts. Only the
 // raw debug data's "kr == 0" has none, and so tells its line from those of the channel.

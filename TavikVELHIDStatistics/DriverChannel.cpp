@@ -1,6 +1,7 @@
 // The driver channel: every read from the co-processor passes through one of these five.
 
 #include "Assertion.h"
+#include "Owned.h"
 #include "TavikVELHIDStatistics.h"
 
 #include <IOKit/IOKitLib.h>
@@ -11,31 +12,16 @@ namespace {
 constexpr uint32_t kVELDriverCommand_GetProperty = 10;
 constexpr uint32_t kNamedServiceSelector_GetProperty = 2;
 
-// A connection to a driver service found by name; closes and releases what it got. Every request makes its own and none
-// is kept, by design: captures are rare, and a connection that is not shared needs no care between them.
-class NamedService {
-public:
-  explicit NamedService(const char* name)
-      : _service(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name))) {}
-  ~NamedService() {
-    if (_connection != 0) {
-      IOServiceClose(_connection);
-    }
-    if (_service != 0) {
-      IOObjectRelease(_service);
-    }
-  }
-  NamedService(const NamedService&) = delete;
-  NamedService& operator=(const NamedService&) = delete;
+// A driver service found by name, or none. Every request makes a connection of its own, and none is kept, by design:
+// captures are rare, and a connection that is not shared needs no care between them. The connection is declared after
+// the service, and so closed before the service is released.
+OwnedIOObject findService(const char* name) {
+  return OwnedIOObject(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name)));
+}
 
-  bool found() const { return _service != 0; }
-  IOReturn open() { return IOServiceOpen(_service, mach_task_self(), 0, &_connection); }
-  io_connect_t connection() const { return _connection; }
-
-private:
-  io_service_t _service;
-  io_connect_t _connection = 0;
-};
+IOReturn openService(const OwnedIOObject& service, OwnedConnection& connection) {
+  return IOServiceOpen(service.get(), mach_task_self(), 0, connection.out());
+}
 
 // With the system's text for the code: a named service may refuse in many ways.
 void logNamedServiceResult(int line, IOReturn kr) {
@@ -91,18 +77,19 @@ IOReturn TavikVELHIDStatistics::performCommand(Context* context, uint32_t comman
 // Callers want to know that a property could not be read, not why: every failure becomes one code.
 IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName, uint32_t property, void* buffer,
                                                         size_t size, size_t* length) {
-  NamedService service(serviceName);
-  if (!service.found()) {
+  const OwnedIOObject service = findService(serviceName);
+  if (!service) {
     logAssertion("service", "", 1207, 0);
     return kIOReturnError;
   }
-  if (IOReturn kr = service.open(); kr != 0) {
+  OwnedConnection connection;
+  if (IOReturn kr = openService(service, connection); kr != 0) {
     logNamedServiceResult(1210, kr);
     return kIOReturnError;
   }
   const uint64_t property64 = property;
   size_t capacity = size;
-  IOReturn kr = IOConnectCallMethod(service.connection(), kNamedServiceSelector_GetProperty, &property64, 1, nullptr, 0,
+  IOReturn kr = IOConnectCallMethod(connection.get(), kNamedServiceSelector_GetProperty, &property64, 1, nullptr, 0,
                                     nullptr, nullptr, buffer, &capacity);
   if (kr != 0) {
     logNamedServiceResult(1214, kr);
@@ -116,17 +103,18 @@ IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName,
 // command.
 IOReturn TavikVELHIDStatistics::performNamedServiceCommand(const char* serviceName, uint32_t command, void* input,
                                                            size_t inputSize, void* output, size_t* outputSize) {
-  NamedService service(serviceName);
-  if (!service.found()) {
+  const OwnedIOObject service = findService(serviceName);
+  if (!service) {
     logAssertion("service", "", 1181, 0);
     return kIOReturnError;
   }
-  if (IOReturn kr = service.open(); kr != 0) {
+  OwnedConnection connection;
+  if (IOReturn kr = openService(service, connection); kr != 0) {
     logNamedServiceResult(1184, kr);
     return kr;
   }
-  IOReturn kr = IOConnectCallMethod(service.connection(), command, nullptr, 0, input, inputSize, nullptr, nullptr,
-                                    output, outputSize);
+  IOReturn kr = IOConnectCallMethod(connection.get(), command, nullptr, 0, input, inputSize, nullptr, nullptr, output,
+                                    outputSize);
   if (kr != 0) {
     logNamedServiceResult(1188, kr);
   }

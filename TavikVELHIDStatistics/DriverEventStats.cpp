@@ -1,6 +1,7 @@
 // The event-queue counters that the driver and its user client publish in the I/O registry.
 
 #include "Assertion.h"
+#include "Owned.h"
 #include "SensorInfo.h"
 #include "StateData.h"
 
@@ -10,50 +11,27 @@
 
 namespace {
 
-// The first child of a registry entry, or none; released with this.
-class FirstChild {
-public:
-  explicit FirstChild(io_registry_entry_t parent) { IORegistryEntryGetChildEntry(parent, kIOServicePlane, &_entry); }
-  ~FirstChild() {
-    if (_entry != 0) {
-      IOObjectRelease(_entry);
-    }
+// The first child of a registry entry, or none.
+OwnedIOObject firstChild(io_registry_entry_t parent) {
+  OwnedIOObject child;
+  IORegistryEntryGetChildEntry(parent, kIOServicePlane, child.out());
+  return child;
+}
+
+OwnedCF<CFTypeRef> copyDebugState(const OwnedIOObject& entry) {
+  return OwnedCF<CFTypeRef>(IORegistryEntryCreateCFProperty(entry.get(), CFSTR("DebugState"), kCFAllocatorDefault, 0));
+}
+
+// Values that are missing or of another kind leave what was there. A number too wide for the type leaves its low bits.
+void getNumber(const OwnedCF<CFTypeRef>& state, CFStringRef key, CFNumberType type, void* value) {
+  if (!state || CFGetTypeID(state.get()) != CFDictionaryGetTypeID()) {
+    return;
   }
-  FirstChild(const FirstChild&) = delete;
-  FirstChild& operator=(const FirstChild&) = delete;
-  io_registry_entry_t entry() const { return _entry; }
-
-private:
-  io_registry_entry_t _entry = 0;
-};
-
-// The "DebugState" of a registry entry; values that are missing or of another kind leave what was there.
-class DebugState {
-public:
-  explicit DebugState(io_registry_entry_t entry)
-      : _property(IORegistryEntryCreateCFProperty(entry, CFSTR("DebugState"), kCFAllocatorDefault, 0)) {}
-  ~DebugState() {
-    if (_property != nullptr) {
-      CFRelease(_property);
-    }
+  const void* number = CFDictionaryGetValue(static_cast<CFDictionaryRef>(state.get()), key);
+  if (number != nullptr && CFGetTypeID(number) == CFNumberGetTypeID()) {
+    CFNumberGetValue(static_cast<CFNumberRef>(number), type, value);
   }
-  DebugState(const DebugState&) = delete;
-  DebugState& operator=(const DebugState&) = delete;
-
-  // A number too wide for the type leaves its low bits.
-  void get(CFStringRef key, CFNumberType type, void* value) const {
-    if (_property == nullptr || CFGetTypeID(_property) != CFDictionaryGetTypeID()) {
-      return;
-    }
-    const void* number = CFDictionaryGetValue(static_cast<CFDictionaryRef>(_property), key);
-    if (number != nullptr && CFGetTypeID(number) == CFNumberGetTypeID()) {
-      CFNumberGetValue(static_cast<CFNumberRef>(number), type, value);
-    }
-  }
-
-private:
-  CFTypeRef _property;
-};
+}
 
 double seconds(uint64_t nanoseconds) {
   return static_cast<double>(nanoseconds) / 1000000000.0;
@@ -62,17 +40,17 @@ double seconds(uint64_t nanoseconds) {
 } // namespace
 
 void copyDriverEventStats(CFMutableDictionaryRef state, io_registry_entry_t device) {
-  const FirstChild interface(device);
-  if (interface.entry() == 0) {
-    return logAssertion("interface", "", __LINE__, 0);
+  const OwnedIOObject interface = firstChild(device);
+  if (!interface) {
+    return logAssertion("interface", "", 67, 0);
   }
-  const FirstChild driver(interface.entry());
-  if (driver.entry() == 0) {
-    return logAssertion("driver", "", __LINE__, 0);
+  const OwnedIOObject driver = firstChild(interface.get());
+  if (!driver) {
+    return logAssertion("driver", "", 71, 0);
   }
-  const FirstChild uc(driver.entry());
-  if (uc.entry() == 0) {
-    return logAssertion("uc", "", __LINE__, 0);
+  const OwnedIOObject uc = firstChild(driver.get());
+  if (!uc) {
+    return logAssertion("uc", "", 75, 0);
   }
 
   int32_t eventCount = -1;
@@ -80,12 +58,12 @@ void copyDriverEventStats(CFMutableDictionaryRef state, io_registry_entry_t devi
   int32_t dropped = -1;
   uint64_t lastEventTime = 0;
   uint64_t lastDroppedTime = 0;
-  DebugState(driver.entry()).get(CFSTR("_num_events"), kCFNumberSInt32Type, &eventCount);
-  const DebugState counters(uc.entry());
-  counters.get(CFSTR("EnqueueEventCount"), kCFNumberSInt64Type, &enqueued);
-  counters.get(CFSTR("DroppedEventCount"), kCFNumberSInt32Type, &dropped);
-  counters.get(CFSTR("LastEventTime"), kCFNumberSInt64Type, &lastEventTime);
-  counters.get(CFSTR("LastDroppedEventTime"), kCFNumberSInt64Type, &lastDroppedTime);
+  getNumber(copyDebugState(driver), CFSTR("_num_events"), kCFNumberSInt32Type, &eventCount);
+  const OwnedCF<CFTypeRef> counters = copyDebugState(uc);
+  getNumber(counters, CFSTR("EnqueueEventCount"), kCFNumberSInt64Type, &enqueued);
+  getNumber(counters, CFSTR("DroppedEventCount"), kCFNumberSInt32Type, &dropped);
+  getNumber(counters, CFSTR("LastEventTime"), kCFNumberSInt64Type, &lastEventTime);
+  getNumber(counters, CFSTR("LastDroppedEventTime"), kCFNumberSInt64Type, &lastDroppedTime);
 
   char text[256]; // the newline belongs to the value, by design
   std::snprintf(text, sizeof text, "%d [enqueued=%d dropped=%d; event_delta=%f dropped_delta=%f]\n", eventCount,

@@ -2,6 +2,7 @@
 // HID service says of itself.
 
 #include "Assertion.h"
+#include "Owned.h"
 #include "TavikVELHIDStatistics.h"
 
 #include <notify.h>
@@ -39,11 +40,9 @@ void TavikVELHIDStatistics::operator delete(TavikVELHIDStatistics* object, std::
 }
 
 HRESULT TavikVELHIDStatistics::QueryInterface(REFIID iid, LPVOID* ppv) {
-  CFUUIDRef wanted = CFUUIDCreateFromUUIDBytes(nullptr, iid);
-  bool known = CFEqual(wanted, kIOHIDSessionFilterInterfaceID) || CFEqual(wanted, kIOHIDSessionFilterInterfaceID2) ||
-               CFEqual(wanted, IUnknownUUID);
-  CFRelease(wanted);
-  if (!known) {
+  const OwnedCF<CFUUIDRef> wanted(CFUUIDCreateFromUUIDBytes(nullptr, iid));
+  if (!CFEqual(wanted.get(), kIOHIDSessionFilterInterfaceID) &&
+      !CFEqual(wanted.get(), kIOHIDSessionFilterInterfaceID2) && !CFEqual(wanted.get(), IUnknownUUID)) {
     *ppv = nullptr;
     return E_NOINTERFACE;
   }

@@ -2,11 +2,12 @@
 #include "RawDebugData.h"
 
 #include "Assertion.h"
+#include "Owned.h"
+#include "ReplyLength.h"
 #include "StateData.h"
 #include "TavikVELHIDStatistics.h"
 #include <profile/profile_description.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -43,30 +44,27 @@ os_state_data_s* TavikVELHIDStatistics::stateHandler_RawDebugData(os_state_hints
     return nullptr;
   }
   if (kr != 0) {
-    logAssertion("kr == 0", "", __LINE__, 0); // the channel has logged the result itself
+    logAssertion("kr == 0", "", 46, 0); // the channel has logged the result itself
     return nullptr;
   }
-  const size_t count = std::min(length, capacity) / sizeof(_VelProfileReport);
+  const size_t count = replyLength(length, capacity) / sizeof(_VelProfileReport);
   if (count == 0) {
     return nullptr;
   }
-  CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
-  if (array == nullptr) {
-    logAssertion("array", "", __LINE__, 0);
+  const OwnedCF<CFMutableArrayRef> array(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
+  if (!array) {
+    logAssertion("array", "", 55, 0);
     return nullptr;
   }
   const auto* reports = static_cast<const _VelProfileReport*>(buffer); // packed: any address will do
   for (size_t i = 0; i < count; ++i) {
-    if (CFStringRef description = CopyProfileDescription(&reports[i])) {
-      CFArrayAppendValue(array, description);
-      CFRelease(description);
+    if (const OwnedCF<CFStringRef> description{CopyProfileDescription(&reports[i])}) {
+      CFArrayAppendValue(array.get(), description.get());
     }
   }
   // The count is that of the records, also of those that have no line.
   char title[64];
   std::snprintf(title, sizeof title, "KIP Profile %u ;count=%lu ;type=%s", index, static_cast<unsigned long>(count),
                 kKindNames[kind]);
-  os_state_data_s* record = copyStateData(array, title);
-  CFRelease(array);
-  return record;
+  return copyStateData(array.get(), title);
 }

@@ -1,52 +1,39 @@
 // Registration of a HID service: is it ours, what stands behind it, and which state handlers it gets.
 
 #include "Assertion.h"
+#include "Owned.h"
 #include "RawDebugData.h"
 #include "TavikVELHIDStatistics.h"
 
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/IOKitLib.h>
 
+#include <memory>
+
 namespace {
 
-// What one registration holds on its way. However it ends, the transport, a plug-in and the parent are given back;
-// unless the context was kept, its record is deleted, but nothing that the record already held is released or closed:
-// the registry objects and interfaces of a half-registered service stay with the process.
-struct Registration {
-  CFTypeRef transport = nullptr;
-  IOCFPlugInInterface** plugin = nullptr;
-  io_service_t parent = 0;
-  Context* context = nullptr;
-  bool kept = false;
+void releasePlugIn(IOCFPlugInInterface** plugin) {
+  (*plugin)->Release(plugin);
+}
 
-  Registration() = default;
-  Registration(const Registration&) = delete;
-  Registration& operator=(const Registration&) = delete;
-  ~Registration() {
-    CFRelease(transport);
-    releasePlugin();
-    if (parent != 0) {
-      IOObjectRelease(parent);
-    }
-    if (!kept) {
-      delete context;
-    }
-  }
+// What one registration holds on its way. However it ends, the transport, a plug-in and the parent are given back, in
+// this order, and then a context that was not kept is deleted. Nothing that the context already held is released or
+// closed: the registry objects and interfaces of a half-registered service stay with the process.
+struct Registration {
+  // The last one declared ends first.
+  std::unique_ptr<Context> context;
+  OwnedIOObject parent;
+  Owned<IOCFPlugInInterface**, releasePlugIn> plugin;
+  OwnedCF<CFTypeRef> transport;
 
   // Puts the plug-in of this type in front of `service` into `plugin`; false, and no log line, if there is none.
   bool createPlugin(io_service_t service, CFUUIDRef type) {
     SInt32 score = 0;
-    return IOCreatePlugInInterfaceForService(service, type, kIOCFPlugInInterfaceID, &plugin, &score) == 0 &&
-           plugin != nullptr;
+    return IOCreatePlugInInterfaceForService(service, type, kIOCFPlugInInterfaceID, plugin.out(), &score) == 0 &&
+           plugin;
   }
   HRESULT queryPlugin(CFUUIDRef interface, void* storage) {
-    return (*plugin)->QueryInterface(plugin, CFUUIDGetUUIDBytes(interface), static_cast<LPVOID*>(storage));
-  }
-  void releasePlugin() {
-    if (plugin != nullptr) {
-      (*plugin)->Release(plugin);
-      plugin = nullptr;
-    }
+    return (*plugin.get())->QueryInterface(plugin.get(), CFUUIDGetUUIDBytes(interface), static_cast<LPVOID*>(storage));
   }
 };
 
@@ -81,12 +68,11 @@ ServiceClass classify(IOHIDServiceRef service) {
 
 void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
   // Is it a service of the co-processor, and a button or a sensor?
-  CFTypeRef transport = IOHIDServiceCopyProperty(service, CFSTR("Transport"));
+  Registration registration{.transport = OwnedCF<CFTypeRef>(IOHIDServiceCopyProperty(service, CFSTR("Transport")))};
+  CFTypeRef transport = registration.transport.get();
   if (transport == nullptr) {
     return;
   }
-  Registration registration;
-  registration.transport = transport;
   if (CFGetTypeID(transport) != CFStringGetTypeID()) {
     return logFailure("CFGetTypeID(transport) == CFStringGetTypeID()", 230);
   }
@@ -101,19 +87,20 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
   // The driver is the service's own registry entry, the device its grandparent.
   const io_service_t entry =
       IOServiceGetMatchingService(kIOMasterPortDefault, IORegistryEntryIDMatching(getIOHIDServiceRegistryID(service)));
-  auto* context = new Context{};
-  registration.context = context;
+  registration.context = std::make_unique<Context>();
+  Context* context = registration.context.get();
   context->_driver._service = entry;
   if (entry == 0) {
     return logFailure("context->_driver._service", 255);
   }
-  if (IOReturn kr = IORegistryEntryGetParentEntry(entry, kIOServicePlane, &registration.parent); kr != 0) {
+  if (IOReturn kr = IORegistryEntryGetParentEntry(entry, kIOServicePlane, registration.parent.out()); kr != 0) {
     return logResult(262, kr);
   }
-  if (registration.parent == 0) {
+  if (!registration.parent) {
     return logFailure("parent", 263);
   }
-  if (IOReturn kr = IORegistryEntryGetParentEntry(registration.parent, kIOServicePlane, &context->_device._service);
+  if (IOReturn kr =
+          IORegistryEntryGetParentEntry(registration.parent.get(), kIOServicePlane, &context->_device._service);
       kr != 0) {
     return logResult(267, kr);
   }
@@ -128,12 +115,12 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     }
     if (VELDriverInterface** driver = context->_driver._interface; driver == nullptr) {
       logFailure("context->_driver._interface", 276);
-      registration.plugin = nullptr; // forgotten, not released: a plug-in without its interface is left alone
+      registration.plugin.release(); // forgotten, not released: a plug-in without its interface is left alone
     } else {
       if (IOReturn kr = (*driver)->open(driver, 0); kr != 0) {
         return logResult(280, kr);
       }
-      registration.releasePlugin();
+      registration.plugin.reset();
     }
   }
 
@@ -151,7 +138,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
         (*device)->setDataCallback(device, publishTSData, this);
       }
     }
-    registration.releasePlugin();
+    registration.plugin.reset();
   }
 
   // The state handlers. The button's reports are for consumer control alone, and the class does not say which usage
@@ -173,8 +160,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     addRawDebugHandlers(kVELProfileKind_Driver, 8);
     addRawDebugHandlers(kVELProfileKind_Error, 48);
   }
-  CFArrayAppendValue(_contexts, context);
-  registration.kept = true;
+  CFArrayAppendValue(_contexts, registration.context.release());
 }
 
 void TavikVELHIDStatistics::addStateHandler(StateHandler handler, Context* context) {

@@ -2,6 +2,8 @@
 #include "SensorInfo.h"
 
 #include "Assertion.h"
+#include "Owned.h"
+#include "ReplyLength.h"
 #include "StateData.h"
 #include "TavikVELHIDStatistics.h"
 #include "TextStream.h"
@@ -17,6 +19,25 @@
 
 namespace {
 
+constexpr uint32_t kVELProperty_ReportInterval = 0;
+constexpr uint32_t kVELProperty_RawMode = 10;
+constexpr uint32_t kVELProperty_CalibrationMatrix = 11;
+constexpr uint32_t kVELProperty_FactoryMode = 13;
+constexpr uint32_t kVELProperty_Manufacturer = 15;
+constexpr uint32_t kVELProperty_Model = 16;
+constexpr uint32_t kVELProperty_OrientationMatrix = 24;
+constexpr uint32_t kVELProperty_InternalCalibration = 25;
+constexpr uint32_t kVELProperty_CalibrationOffset = 26;
+constexpr uint32_t kVELProperty_CompassSensitivity = 29;
+constexpr uint32_t kVELProperty_DecimationEnabled = 36;
+constexpr uint32_t kVELProperty_StartupTime = 45;
+constexpr uint32_t kVELProperty_Registers = 56;
+constexpr uint32_t kVELProperty_FirstText = 57;
+constexpr uint32_t kVELProperty_LastText = 60;
+constexpr uint32_t kVELProperty_CalibrationComplete = 61;
+constexpr uint32_t kVELProperty_SystickInterval = 64;
+constexpr uint32_t kVELProperty_Intervals = 67;
+constexpr uint32_t kVELProperty_Location = 68;
 constexpr uint32_t kVELCommand_Clients = 57;
 
 constexpr double kFraction = 0x1p-16;
@@ -36,9 +57,8 @@ __attribute__((format(printf, 3, 4))) void setFormatted(CFMutableDictionaryRef s
 void setNumbered(CFMutableDictionaryRef state, const char* prefix, unsigned number, const char* text) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%d", prefix, static_cast<int>(number));
-  if (CFStringRef key = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)) {
-    dictSetCString(state, key, text);
-    CFRelease(key);
+  if (const OwnedCF<CFStringRef> key{CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)}) {
+    dictSetCString(state, key.get(), text);
   }
 }
 
@@ -63,7 +83,7 @@ private:
   size_t read(uint32_t property, Reply& reply) {
     size_t length = 0;
     _plugin.getProperty(_context, property, &reply, sizeof reply, &length);
-    return std::min(length, sizeof reply);
+    return replyLength(length, sizeof reply);
   }
   void addNumber(CFStringRef key, uint32_t property);
   void addText(CFStringRef key, uint32_t property);
@@ -77,9 +97,9 @@ private:
 bool SensorReport::addReportInterval() {
   uint32_t interval = 0;
   // Falls back to 0, unlike the other numbers, and only for a reply of another length: no reply is no report.
-  IOReturn result = _plugin.getPropertyU32(_context, 0, &interval, 0);
+  IOReturn result = _plugin.getPropertyU32(_context, kVELProperty_ReportInterval, &interval, 0);
   if (result != 0) {
-    logAssertion("result == 0 ", mach_error_string(result), __LINE__, static_cast<uint32_t>(result));
+    logAssertion("result == 0 ", mach_error_string(result), 81, static_cast<uint32_t>(result));
     return false;
   }
   dictSetSInt32(_state, CFSTR("reportInterval"), interval);
@@ -87,20 +107,20 @@ bool SensorReport::addReportInterval() {
 }
 
 bool SensorReport::addSensorType() {
-  io_registry_entry_t interface = 0;
-  IOReturn kr = IORegistryEntryGetParentEntry(_context->_device._service, kIOServicePlane, &interface);
+  io_registry_entry_t parent = 0;
+  IOReturn kr = IORegistryEntryGetParentEntry(_context->_device._service, kIOServicePlane, &parent);
   if (kr != 0) {
-    logAssertion("kr == 0 ", mach_error_string(kr), __LINE__, static_cast<uint32_t>(kr));
+    logAssertion("kr == 0 ", mach_error_string(kr), 92, static_cast<uint32_t>(kr));
     return false;
   }
-  if (interface == 0) {
-    logAssertion("interface", "", __LINE__, 0);
+  if (parent == 0) {
+    logAssertion("interface", "", 96, 0);
     return false;
   }
+  const OwnedIOObject interface(parent);
   io_name_t name = {};
-  IORegistryEntryGetName(interface, name);
+  IORegistryEntryGetName(interface.get(), name);
   dictSetCString(_state, CFSTR("sensorType"), name);
-  IOObjectRelease(interface);
   return true;
 }
 
@@ -125,10 +145,10 @@ void SensorReport::addMatrix(CFStringRef key, uint32_t property) {
 }
 
 void SensorReport::addIdentity() {
-  addText(CFSTR("manufacturer"), 15);
-  addText(CFSTR("model"), 16);
+  addText(CFSTR("manufacturer"), kVELProperty_Manufacturer);
+  addText(CFSTR("model"), kVELProperty_Model);
   SensorLocation location = {};
-  read(68, location);
+  read(kVELProperty_Location, location);
   if (location.letter != 0) {
     setFormatted(_state, CFSTR("location"), "%c alternate=%d", location.letter, location.alternate);
   } else {
@@ -137,10 +157,10 @@ void SensorReport::addIdentity() {
 }
 
 void SensorReport::addTiming() {
-  addNumber(CFSTR("systickInterval"), 64);
-  addNumber(CFSTR("decimationEnabled"), 36);
+  addNumber(CFSTR("systickInterval"), kVELProperty_SystickInterval);
+  addNumber(CFSTR("decimationEnabled"), kVELProperty_DecimationEnabled);
   SensorIntervals intervals = {};
-  read(67, intervals);
+  read(kVELProperty_Intervals, intervals);
   dictSetSInt32(_state, CFSTR("sensorBatchInterval"), intervals.sensorBatch);
   dictSetSInt32(_state, CFSTR("muxBatchInterval"), intervals.muxBatch);
   dictSetSInt32(_state, CFSTR("apBatchInterval"), intervals.apBatch);
@@ -149,26 +169,26 @@ void SensorReport::addTiming() {
 }
 
 void SensorReport::addCalibration() {
-  addNumber(CFSTR("rawMode"), 10);
-  addNumber(CFSTR("factoryMode"), 13);
-  addNumber(CFSTR("calibrationComplete"), 61);
-  addNumber(CFSTR("startupTime"), 45);
-  addNumber(CFSTR("intCal"), 25);
-  addMatrix(CFSTR("calibrationMatrix"), 11);
+  addNumber(CFSTR("rawMode"), kVELProperty_RawMode);
+  addNumber(CFSTR("factoryMode"), kVELProperty_FactoryMode);
+  addNumber(CFSTR("calibrationComplete"), kVELProperty_CalibrationComplete);
+  addNumber(CFSTR("startupTime"), kVELProperty_StartupTime);
+  addNumber(CFSTR("intCal"), kVELProperty_InternalCalibration);
+  addMatrix(CFSTR("calibrationMatrix"), kVELProperty_CalibrationMatrix);
   int32_t offset[3] = {};
-  read(26, offset);
+  read(kVELProperty_CalibrationOffset, offset);
   setFormatted(_state, CFSTR("calibrationOffset"), "%d %d %d", offset[0], offset[1], offset[2]);
   int8_t m[9] = {};
-  read(24, m);
+  read(kVELProperty_OrientationMatrix, m);
   setFormatted(_state, CFSTR("orientationMatrix"), "%d %d %d, %d %d %d, %d %d %d", m[0], m[1], m[2], m[3], m[4], m[5],
                m[6], m[7], m[8]);
-  addMatrix(CFSTR("compassSensitivityCalibrationMatrix"), 29);
+  addMatrix(CFSTR("compassSensitivityCalibrationMatrix"), kVELProperty_CompassSensitivity);
 }
 
 // Every second pair is shown, and n bounds the pair's index, not how many are shown.
 void SensorReport::addRegisters() {
   SensorRegisters registers = {};
-  read(56, registers);
+  read(kVELProperty_Registers, registers);
   std::string text;
   for (uint32_t i = 0; i < std::min<uint32_t>(registers.n, std::size(registers.pairs)); i += 2) {
     char pair[32];
@@ -184,7 +204,7 @@ void SensorReport::addRegisters() {
 void SensorReport::addExtras() {
   uint8_t buffer[kTextStreamCapacity] = {};
   unsigned count = 0;
-  for (uint32_t property = 57; property <= 60; ++property) {
+  for (uint32_t property = kVELProperty_FirstText; property <= kVELProperty_LastText; ++property) {
     TextStream stream(buffer, read(property, buffer));
     for (std::string entry; stream.next(entry); ++count) {
       setNumbered(_state, "extra", count, entry.c_str());
@@ -198,10 +218,10 @@ bool SensorReport::addClients() {
   IOReturn result = _plugin.performCommand(_context, kVELCommand_Clients, nullptr, 0, clients, &length);
   if (result != 0) {
     // The channel has logged the result; this line says what it cost.
-    logAssertion("result == 0 ", "", __LINE__, static_cast<uint32_t>(result));
+    logAssertion("result == 0 ", "", 200, static_cast<uint32_t>(result));
     return false;
   }
-  const size_t count = std::min(length, sizeof clients) / sizeof(SensorClient);
+  const size_t count = replyLength(length, sizeof clients) / sizeof(SensorClient);
   for (unsigned i = 0; i < count; ++i) {
     const SensorClient& client = clients[i];
     if (client.active != 0) {
@@ -219,27 +239,26 @@ bool SensorReport::addClients() {
 
 os_state_data_s* TavikVELHIDStatistics::stateHandler_SensorInfo(os_state_hints_s*, Context* context) {
   if (context->_driver._interface == nullptr) {
-    logAssertion("context->_driver._interface", "", __LINE__, 0);
+    logAssertion("context->_driver._interface", "", 221, 0);
     return nullptr;
   }
-  CFMutableDictionaryRef state = createDictionary();
-  if (state == nullptr) {
-    logAssertion("state", "", __LINE__, 0);
+  const OwnedCF<CFMutableDictionaryRef> state(createDictionary());
+  if (!state) {
+    logAssertion("state", "", 226, 0);
     return nullptr;
   }
-  os_state_data_s* record = nullptr;
-  SensorReport report(*this, context, state);
-  if (report.addReportInterval() && report.addSensorType()) {
-    report.addIdentity();
-    report.addTiming();
-    report.addCalibration();
-    report.addRegisters();
-    report.addExtras();
-    if (report.addClients()) { // without the list of clients there is no report at all
-      copyDriverEventStats(state, context->_device._service);
-      record = copyStateData(state, "SensorInfo");
-    }
+  SensorReport report(*this, context, state.get());
+  if (!report.addReportInterval() || !report.addSensorType()) {
+    return nullptr;
   }
-  CFRelease(state);
-  return record;
+  report.addIdentity();
+  report.addTiming();
+  report.addCalibration();
+  report.addRegisters();
+  report.addExtras();
+  if (!report.addClients()) { // without the list of clients there is no report at all
+    return nullptr;
+  }
+  copyDriverEventStats(state.get(), context->_device._service);
+  return copyStateData(state.get(), "SensorInfo");
 }

@@ -1,7 +1,8 @@
 // Walks the tagged elements, with a limit on the text and zeros beyond the reply.
 #include "TextStream.h"
 
-#include <algorithm>
+#include "ReplyLength.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <utility>
@@ -15,7 +16,7 @@ enum Tag : uint8_t { number32 = 0, number64 = 1, text = 2, endOfEntry = 3, hexad
 } // namespace
 
 TextStream::TextStream(std::span<const uint8_t> buffer, size_t length)
-    : _buffer(buffer), _length(std::min(length, buffer.size())) {}
+    : _buffer(buffer), _length(replyLength(length, buffer.size())) {}
 
 bool TextStream::next(std::string& entry) {
   while (_offset < _length) {

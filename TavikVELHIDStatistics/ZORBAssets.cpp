@@ -2,10 +2,11 @@
 #include "ZORBAssets.h"
 
 #include "Assertion.h"
+#include "Owned.h"
+#include "ReplyLength.h"
 #include "StateData.h"
 #include "TavikVELHIDStatistics.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -27,13 +28,13 @@ CFMutableDictionaryRef copyZORBAssets(const uint8_t* property, unsigned long pro
   ZORBAsset assets[kZORBSpeedCount][kZORBEventCount];
   static_assert(sizeof assets == 1479);
   if (propertyLength < sizeof assets) {
-    logAssertion("propertyLength >= sizeof(assets)", "", __LINE__, 0);
+    logAssertion("propertyLength >= sizeof(assets)", "", 29, 0);
     return nullptr;
   }
   std::memcpy(assets, property, sizeof assets);
-  CFMutableDictionaryRef stateDict = createDictionary();
-  if (stateDict == nullptr) {
-    logAssertion("stateDict", "", __LINE__, 0);
+  OwnedCF<CFMutableDictionaryRef> stateDict(createDictionary());
+  if (!stateDict) {
+    logAssertion("stateDict", "", 35, 0);
     return nullptr;
   }
   for (size_t speed = 0; speed < kZORBSpeedCount; ++speed) {
@@ -45,13 +46,12 @@ CFMutableDictionaryRef copyZORBAssets(const uint8_t* property, unsigned long pro
       char value[128];
       std::snprintf(value, sizeof value, "enable=%d slot=%d gain=%f min=%lld max=%lld", asset.enable, asset.slot,
                     asset.gain * 0x1p-16, static_cast<long long>(asset.min), static_cast<long long>(asset.max));
-      if (CFStringRef key = CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)) {
-        dictSetCString(stateDict, key, value);
-        CFRelease(key);
+      if (const OwnedCF<CFStringRef> key{CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8)}) {
+        dictSetCString(stateDict.get(), key.get(), value);
       }
     }
   }
-  return stateDict;
+  return stateDict.release();
 }
 
 os_state_data_s* TavikVELHIDStatistics::stateHandler_ZORBAssets(os_state_hints_s*, Context* context) {
@@ -59,15 +59,13 @@ os_state_data_s* TavikVELHIDStatistics::stateHandler_ZORBAssets(os_state_hints_s
   size_t length = 0;
   IOReturn result = getProperty(context, kVELProperty_ZORBAssets, buffer, sizeof buffer, &length);
   if (result != 0) {
-    logAssertion("result == 0 ", "", __LINE__, static_cast<uint32_t>(result));
+    logAssertion("result == 0 ", "", 61, static_cast<uint32_t>(result));
     return nullptr;
   }
-  CFMutableDictionaryRef zorbState = copyZORBAssets(buffer, std::min(length, sizeof buffer));
-  if (zorbState == nullptr) {
-    logAssertion("zorbState != __null", "", __LINE__, 0);
+  const OwnedCF<CFMutableDictionaryRef> zorbState(copyZORBAssets(buffer, replyLength(length, sizeof buffer)));
+  if (!zorbState) {
+    logAssertion("zorbState != __null", "", 66, 0);
     return nullptr;
   }
-  os_state_data_s* record = copyStateData(zorbState, "ZORB assets");
-  CFRelease(zorbState);
-  return record;
+  return copyStateData(zorbState.get(), "ZORB assets");
 }
