@@ -8,7 +8,7 @@
 
 namespace {
 
-// Scaled in single precision, unlike all other fractions, and widened for the call alone: words beyond 24 bits lose
+// Scaled in single precision, unlike all other fractions, and widened only for the call: words beyond 24 bits lose
 // their low bits.
 double sample(const TSRec& entry) {
   return static_cast<float>(entry.value) * 0x1p-16F;
@@ -58,7 +58,7 @@ void TavikVELHIDStatistics::publishTSData(TSRec* records, unsigned long count) {
       continue;
     }
     CFStringRef key = keyForIndex(entry.key);
-    // Every accepted entry is logged, and at error level, by intent: the log shows what the store was told.
+    // Every accepted entry is logged, deliberately at error level: the log shows every call to the store.
     os_log_error(pluginLog(), "%s op=%#x '%@' (%#x)", "publishTSData", entry.op, key, entry.key);
     perform(entry, key);
   }

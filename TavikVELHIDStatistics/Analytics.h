@@ -17,7 +17,7 @@ static_assert(sizeof(TSRec) == 7 && offsetof(TSRec, value) == 3);
 
 inline constexpr uint8_t kTSRecVersion = 0x30;
 
-// From TSOpPushDistribution upward an op stands for as many pushes of one sample as it lies above TSOpSetDistribution.
+// From TSOpPushDistribution upward an op pushes one sample (op - TSOpSetDistribution) times.
 enum TSOp : uint8_t {
   TSOpNone = 0,
   TSOpClearScalar = 1,

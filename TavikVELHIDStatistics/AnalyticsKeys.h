@@ -3,7 +3,7 @@
 
 #include <array>
 
-// A metric as the firmware knows it: an index into the key names.
+// A metric as the firmware names it: an index into the key names.
 using TallyStoreKey = int;
 inline constexpr TallyStoreKey kVELTSRecKey_Count = 48;
 

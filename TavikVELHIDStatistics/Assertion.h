@@ -10,10 +10,10 @@ os_log_t pluginLog();
 // Creates it, once per process.
 void createPluginLog();
 
-// Logs a failed check at the default level: the expression as the source has it, a message (empty, or what the system
-// calls the failing result; null counts as empty), the line and the offending value. The line is a fixed number of the
-// check, not __LINE__: a log reads the same after the source has moved. [any thread]
+// Logs a failed check at the default level: the expression, a message (empty, or the system's text for the failing
+// result; null counts as empty), the line and the offending value. The line is a fixed number for each check, not
+// __LINE__, so that logs read the same after the source has moved. [any thread]
 //
-// "kr == 0 " and "result == 0 " end in a blank, which is meant: readers of the log look for these very texts. Only the
-// raw debug data's "kr == 0" has none, and so tells its line from those of the channel.
+// "kr == 0 " and "result == 0 " end in a blank on purpose: readers of the log search for these exact texts. Only the
+// raw debug data's "kr == 0" has none, which distinguishes its line from those of the channel.
 void logAssertion(const char* expression, const char* message, int line, uint32_t value);

@@ -12,9 +12,9 @@ namespace {
 constexpr uint32_t kVELDriverCommand_GetProperty = 10;
 constexpr uint32_t kNamedServiceSelector_GetProperty = 2;
 
-// A driver service found by name, or none. Every request makes a connection of its own, and none is kept, by design:
-// captures are rare, and a connection that is not shared needs no care between them. The connection is declared after
-// the service, and so closed before the service is released.
+// A driver service found by name, or none. Each request opens its own connection and keeps none, by design: captures
+// are rare, and there is no shared connection to maintain. The connection is declared after the service, so that it is
+// closed before the service is released.
 OwnedIOObject findService(const char* name) {
   return OwnedIOObject(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name)));
 }
@@ -23,15 +23,15 @@ IOReturn openService(const OwnedIOObject& service, OwnedConnection& connection) 
   return IOServiceOpen(service.get(), mach_task_self(), 0, connection.out());
 }
 
-// With the system's text for the code: a named service may refuse in many ways.
+// With the system's text for the code, since a named service may fail in many ways.
 void logNamedServiceResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", mach_error_string(kr), line, static_cast<uint32_t>(kr));
 }
 
 } // namespace
 
-// A command that fails is not logged here: a driver need not have every property, and the reports that cannot do
-// without one say so themselves.
+// A failing read is not logged here: a driver need not have every property, and reports that depend on one log it
+// themselves.
 IOReturn TavikVELHIDStatistics::getProperty(Context* context, uint32_t property, void* buffer, size_t size,
                                             size_t* length) {
   VELDriverInterface** driver = context->_driver._interface;
@@ -99,8 +99,7 @@ IOReturn TavikVELHIDStatistics::getNamedServiceProperty(const char* serviceName,
   return kIOReturnSuccess;
 }
 
-// Unlike a property read, a command hands back the very code that failed: it tells the caller what became of the
-// command.
+// Unlike a property read, a command returns the code of the call that failed, so that the caller knows what happened.
 IOReturn TavikVELHIDStatistics::performNamedServiceCommand(const char* serviceName, uint32_t command, void* input,
                                                            size_t inputSize, void* output, size_t* outputSize) {
   const OwnedIOObject service = findService(serviceName);

@@ -22,7 +22,8 @@ OwnedCF<CFTypeRef> copyDebugState(const OwnedIOObject& entry) {
   return OwnedCF<CFTypeRef>(IORegistryEntryCreateCFProperty(entry.get(), CFSTR("DebugState"), kCFAllocatorDefault, 0));
 }
 
-// Values that are missing or of another kind leave what was there. A number too wide for the type leaves its low bits.
+// Missing values and values of another type leave the variable unchanged. A number too wide for the type stores its low
+// bits.
 void getNumber(const OwnedCF<CFTypeRef>& state, CFStringRef key, CFNumberType type, void* value) {
   if (!state || CFGetTypeID(state.get()) != CFDictionaryGetTypeID()) {
     return;

@@ -1,5 +1,5 @@
-// The plug-in's edge: the interface table, its trampolines, and the factory that the bundle exports. The layouts of all
-// tables that cross it are proved here.
+// The plug-in's edge: the interface table, its trampolines, and the factory that the bundle exports. Static
+// assertions check the layouts of all tables that cross it.
 
 #include "TavikVELHIDStatistics.h"
 

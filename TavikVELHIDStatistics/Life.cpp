@@ -1,5 +1,5 @@
-// The object's life and its small entries: construction to last Release, interface queries, open, queue, and what a
-// HID service says of itself.
+// The object's life and its small entries: construction to last Release, interface queries, open, the queue, and
+// properties of HID services.
 
 #include "Assertion.h"
 #include "Owned.h"
@@ -27,7 +27,7 @@ TavikVELHIDStatistics::TavikVELHIDStatistics(CFAllocatorRef allocator)
 }
 
 // Contexts, their array and the key strings stay: state handlers that outlive the object may still hold them. The log
-// object is the process's, yet every object gives a reference back.
+// object belongs to the process, yet every object releases a reference to it.
 TavikVELHIDStatistics::~TavikVELHIDStatistics() {
   CFPlugInRemoveInstanceForFactory(factoryID());
   os_release(pluginLog());
@@ -85,7 +85,7 @@ void TavikVELHIDStatistics::scheduleWithDispatchQueue(dispatch_queue_t queue) {
   });
 }
 
-// Handlers that are installed stay installed, on the queue that they were given.
+// Installed handlers stay installed, on the queue that they were installed with.
 void TavikVELHIDStatistics::unscheduleFromDispatchQueue(dispatch_queue_t) {
   _queue = nullptr;
 }

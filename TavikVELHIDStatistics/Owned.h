@@ -1,4 +1,4 @@
-// One reference that its scope gives back: to a CF object, a registry object, a connection.
+// A scoped reference to a CF object, a registry object or a connection.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -6,13 +6,13 @@
 
 #include <utility>
 
-// Holds a reference that is its own, or none (null, or 0). Where several end together the last one that was declared is
-// given back first.
+// Owns one reference, or none (null or 0), and releases it at the end of its scope. Of several in a scope, the last one
+// declared is released first.
 template <class Reference, auto giveBack>
 class Owned {
 public:
   Owned() = default;
-  // Takes over what a create or copy function returned.
+  // Takes over the reference that a create or copy function returned.
   explicit Owned(Reference reference) : _reference(reference) {}
   Owned(Owned&& other) noexcept : _reference(other.release()) {}
   Owned& operator=(Owned&&) = delete;
@@ -20,9 +20,9 @@ public:
 
   Reference get() const { return _reference; }
   explicit operator bool() const { return _reference != Reference{}; }
-  // Where a call stores a reference. One that is already held is overwritten and not given back.
+  // For calls that store a reference through a pointer. A reference already held is overwritten, not released.
   Reference* out() { return &_reference; }
-  // Leaves the reference to the caller.
+  // Passes the reference to the caller.
   Reference release() { return std::exchange(_reference, Reference{}); }
   void reset() {
     if (Reference reference = release(); reference != Reference{}) {

@@ -21,8 +21,8 @@ constexpr const char* kKindNames[] = {nullptr, "fw", "kext", "err"};
 
 } // namespace
 
-// The index only tells the records of a snapshot apart: every handler of a kind makes the same request, and what a
-// repeated request yields is the driver's affair.
+// The index only tells the records of a snapshot apart: every handler of a kind makes the same request, and the
+// driver decides what a repeated request returns.
 os_state_data_s* TavikVELHIDStatistics::stateHandler_RawDebugData(os_state_hints_s*, Context*, uint32_t index,
                                                                   uint32_t recordCount, uint32_t kind) {
   const size_t capacity = recordCount * sizeof(_VelProfileReport);
@@ -56,13 +56,13 @@ os_state_data_s* TavikVELHIDStatistics::stateHandler_RawDebugData(os_state_hints
     logAssertion("array", "", 55, 0);
     return nullptr;
   }
-  const auto* reports = static_cast<const _VelProfileReport*>(buffer); // packed: any address will do
+  const auto* reports = static_cast<const _VelProfileReport*>(buffer); // packed: any address is valid
   for (size_t i = 0; i < count; ++i) {
     if (const OwnedCF<CFStringRef> description{CopyProfileDescription(&reports[i])}) {
       CFArrayAppendValue(array.get(), description.get());
     }
   }
-  // The count is that of the records, also of those that have no line.
+  // Counts all records, including those without a line.
   char title[64];
   std::snprintf(title, sizeof title, "KIP Profile %u ;count=%lu ;type=%s", index, static_cast<unsigned long>(count),
                 kKindNames[kind]);

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Kind 0 has no name and is never asked for.
+// Kind 0 has no name and is never requested.
 enum VELProfileKind : uint32_t {
   kVELProfileKind_None,
   kVELProfileKind_Firmware,
@@ -11,5 +11,5 @@ enum VELProfileKind : uint32_t {
   kVELProfileKind_Error
 };
 
-// Records that one request has room for.
+// The capacity of one request, in records.
 inline constexpr uint32_t kRawDebugRecordCount = 32;

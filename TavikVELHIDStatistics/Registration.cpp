@@ -1,4 +1,4 @@
-// Registration of a HID service: is it ours, what stands behind it, and which state handlers it gets.
+// Registration of a HID service: whether it is ours, its registry entries and interfaces, and its state handlers.
 
 #include "Assertion.h"
 #include "Owned.h"
@@ -16,17 +16,17 @@ void releasePlugIn(IOCFPlugInInterface** plugin) {
   (*plugin)->Release(plugin);
 }
 
-// What one registration holds on its way. However it ends, the transport, a plug-in and the parent are given back, in
-// this order, and then a context that was not kept is deleted. Nothing that the context already held is released or
-// closed: the registry objects and interfaces of a half-registered service stay with the process.
+// What one registration holds. However it ends, the transport, a plug-in and the parent are released, in this order,
+// and then a context that was not kept is deleted. Nothing that the context already held is released or closed: the
+// registry objects and interfaces of an abandoned service stay with the process.
 struct Registration {
-  // The last one declared ends first.
+  // The last one declared is released first.
   std::unique_ptr<Context> context;
   OwnedIOObject parent;
   Owned<IOCFPlugInInterface**, releasePlugIn> plugin;
   OwnedCF<CFTypeRef> transport;
 
-  // Puts the plug-in of this type in front of `service` into `plugin`; false, and no log line, if there is none.
+  // Stores the plug-in of this type for `service` in `plugin`; false, without a log line, if there is none.
   bool createPlugin(io_service_t service, CFUUIDRef type) {
     SInt32 score = 0;
     return IOCreatePlugInInterfaceForService(service, type, kIOCFPlugInInterfaceID, plugin.out(), &score) == 0 &&
@@ -41,7 +41,7 @@ void logFailure(const char* expression, int line) {
   logAssertion(expression, "", line, 0);
 }
 
-// Without the system's text for the code, unlike the channel's lines: these say by their number which step failed.
+// Without the system's text for the code, unlike the channel's lines: the line number says which step failed.
 void logResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", "", line, static_cast<uint32_t>(kr));
 }
@@ -115,7 +115,7 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     }
     if (VELDriverInterface** driver = context->_driver._interface; driver == nullptr) {
       logFailure("context->_driver._interface", 276);
-      registration.plugin.release(); // forgotten, not released: a plug-in without its interface is left alone
+      registration.plugin.release(); // forgotten, not released, by design
     } else {
       if (IOReturn kr = (*driver)->open(driver, 0); kr != 0) {
         return logResult(280, kr);
@@ -141,8 +141,8 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     registration.plugin.reset();
   }
 
-  // The state handlers. The button's reports are for consumer control alone, and the class does not say which usage
-  // made the service a button, so the question is put once more.
+  // The state handlers. The button's reports are only for consumer control, and being a button does not say which usage
+  // the service has, so it is asked again.
   if (kind.isButton && IOHIDServiceConformsTo(service, 0x0C, 0x01)) {
     context->_device._hid = IOHIDDeviceCreate(kCFAllocatorDefault, context->_device._service);
     if (context->_device._hid == nullptr) {
@@ -169,7 +169,7 @@ void TavikVELHIDStatistics::addStateHandler(StateHandler handler, Context* conte
   });
 }
 
-// The raw records are for captures at a fault too.
+// The raw records also answer captures at a fault.
 void TavikVELHIDStatistics::addRawDebugHandlers(uint32_t kind, uint32_t count) {
   for (uint32_t index = 0; index < count; ++index) {
     os_state_add_handler(_queue, ^os_state_data_s*(os_state_hints_s* hints) {

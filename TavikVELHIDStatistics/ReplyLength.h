@@ -1,10 +1,10 @@
-// How much of a buffer a reply from the co-processor's side fills.
+// The length of a driver's reply.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
 
-// The length is the driver's word: one above the capacity counts as the capacity.
+// The driver may report any length; one above the capacity counts as the capacity.
 inline size_t replyLength(size_t reported, size_t capacity) {
   return std::min(reported, capacity);
 }

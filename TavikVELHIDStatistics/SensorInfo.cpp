@@ -53,7 +53,7 @@ __attribute__((format(printf, 3, 4))) void setFormatted(CFMutableDictionaryRef s
   dictSetCString(state, key, text);
 }
 
-// Sets the text under "extra0", "client3" and the like.
+// Sets the text under a numbered key, such as "extra0" or "client3".
 void setNumbered(CFMutableDictionaryRef state, const char* prefix, unsigned number, const char* text) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%d", prefix, static_cast<int>(number));
@@ -62,13 +62,13 @@ void setNumbered(CFMutableDictionaryRef state, const char* prefix, unsigned numb
   }
 }
 
-// One report in the making. The replies are zero at the start, so that a read that fails leaves zeros.
+// One report under construction. The replies start as zeros, so that a failing read leaves zeros.
 class SensorReport {
 public:
   SensorReport(TavikVELHIDStatistics& plugin, Context* context, CFMutableDictionaryRef state)
       : _plugin(plugin), _context(context), _state(state) {}
 
-  // In the order of the report. False, after a log line, where the report ends without a record.
+  // In the order of the report. False, after a log line, if there will be no report.
   bool addReportInterval();
   bool addSensorType();
   void addIdentity();
@@ -96,7 +96,8 @@ private:
 
 bool SensorReport::addReportInterval() {
   uint32_t interval = 0;
-  // Falls back to 0, unlike the other numbers, and only for a reply of another length: no reply is no report.
+  // The default is 0, unlike for the other numbers, and only for a reply of another length: a failing read ends the
+  // report.
   IOReturn result = _plugin.getPropertyU32(_context, kVELProperty_ReportInterval, &interval, 0);
   if (result != 0) {
     logAssertion("result == 0 ", mach_error_string(result), 81, static_cast<uint32_t>(result));
@@ -185,7 +186,7 @@ void SensorReport::addCalibration() {
   addMatrix(CFSTR("compassSensitivityCalibrationMatrix"), kVELProperty_CompassSensitivity);
 }
 
-// Every second pair is shown, and n bounds the pair's index, not how many are shown.
+// Only every second pair is shown, and n bounds the index of a pair, not the number shown.
 void SensorReport::addRegisters() {
   SensorRegisters registers = {};
   read(kVELProperty_Registers, registers);
@@ -217,7 +218,7 @@ bool SensorReport::addClients() {
   size_t length = sizeof clients;
   IOReturn result = _plugin.performCommand(_context, kVELCommand_Clients, nullptr, 0, clients, &length);
   if (result != 0) {
-    // The channel has logged the result; this line says what it cost.
+    // The channel has logged the result; this line says that the report is lost.
     logAssertion("result == 0 ", "", 200, static_cast<uint32_t>(result));
     return false;
   }
@@ -256,7 +257,7 @@ os_state_data_s* TavikVELHIDStatistics::stateHandler_SensorInfo(os_state_hints_s
   report.addCalibration();
   report.addRegisters();
   report.addExtras();
-  if (!report.addClients()) { // without the list of clients there is no report at all
+  if (!report.addClients()) { // the list of clients is required
     return nullptr;
   }
   copyDriverEventStats(state.get(), context->_device._service);

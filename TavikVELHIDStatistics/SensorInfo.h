@@ -41,6 +41,6 @@ static_assert(sizeof(SensorClient) == 31 && offsetof(SensorClient, active) == 28
 
 inline constexpr size_t kSensorClientCount = 16;
 
-// Adds "APEvents", the event-queue counters that stand in the registry below the VEL device, when the interface,
-// driver and user client below it are all there. [plugin queue]
+// Adds "APEvents", the event-queue counters in the registry below the VEL device, if the interface, driver and user
+// client below it all exist. [plugin queue]
 void copyDriverEventStats(CFMutableDictionaryRef state, io_registry_entry_t device);

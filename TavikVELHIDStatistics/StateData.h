@@ -6,8 +6,8 @@
 
 #include <cstdint>
 
-// Each creates the value, sets it under the key and releases its own reference. A value that cannot be created is not
-// set, and nothing says so. [plugin queue]
+// Each creates the value, sets it under the key and releases its own reference. A value that cannot be created is
+// silently not set. [plugin queue]
 void dictSetSInt32(CFMutableDictionaryRef dictionary, CFStringRef key, uint32_t value);
 void dictSetSInt64(CFMutableDictionaryRef dictionary, CFStringRef key, uint64_t value);
 void dictSetCString(CFMutableDictionaryRef dictionary, CFStringRef key, const char* text); // ASCII

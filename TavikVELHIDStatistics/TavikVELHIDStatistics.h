@@ -20,7 +20,7 @@
 
 struct TSRec;
 
-// What the plug-in keeps of one accepted HID service. Owned by the plug-in object and never freed once appended: the
+// The plug-in's record of one accepted HID service. Owned by the plug-in object and never freed once appended: the
 // state handlers hold it, and no service is ever unregistered.
 struct Context {
   struct {
@@ -28,7 +28,7 @@ struct Context {
     VELDriverInterface** _interface; // null when the driver gave none
   } _driver;
   struct {
-    IOHIDDeviceRef _hid;             // set for buttons alone
+    IOHIDDeviceRef _hid;             // only set for buttons
     io_service_t _service;           // the VEL device: the grandparent of _driver._service
     VELDeviceInterface** _interface; // null when the device gave none
   } _device;
@@ -36,22 +36,22 @@ struct Context {
 
 class TavikVELHIDStatistics {
 public:
-  // A new object with a count of 1, in memory of `allocator`, to which its last Release gives it back. An allocator
-  // that has no memory is not provided for, nor a system without memory for the identifier that QueryInterface compares
-  // or for the array of contexts.
+  // A new object with a count of 1, in memory of `allocator`; its last Release frees it there. Failing allocations are
+  // not handled: neither of the object, nor of the array of contexts, nor of the identifier that QueryInterface
+  // compares.
   static TavikVELHIDStatistics* alloc(CFAllocatorRef allocator);
 
   explicit TavikVELHIDStatistics(CFAllocatorRef allocator);
   ~TavikVELHIDStatistics();
   TavikVELHIDStatistics(const TavikVELHIDStatistics&) = delete;
   TavikVELHIDStatistics& operator=(const TavikVELHIDStatistics&) = delete;
-  // Destroys the object too, since its allocator has to be read while it still lives.
+  // Also destroys the object, since its allocator must be read before that.
   static void operator delete(TavikVELHIDStatistics* object, std::destroying_delete_t);
 
   // The entry points of the interface table. [event system]
   HRESULT QueryInterface(REFIID iid, LPVOID* ppv);
   ULONG AddRef();
-  ULONG Release(); // at 0 the object is gone
+  ULONG Release(); // destroys the object at 0
   boolean_t open(IOHIDSessionRef session, IOOptionBits options);
   void close(IOHIDSessionRef session, IOOptionBits options);
   void scheduleWithDispatchQueue(dispatch_queue_t queue);
@@ -60,16 +60,17 @@ public:
   // other service. Call it after open and scheduleWithDispatchQueue.
   void registerService(IOHIDServiceRef service);
 
-  // What a HID service says of itself. [event system]
+  // Properties of a HID service. [event system]
   static bool IOHIDServiceSupportsTallyStore(IOHIDServiceRef service);
   static uint64_t getIOHIDServiceRegistryID(IOHIDServiceRef service); // 0: none
 
-  // The driver channel: moves bytes, keeps no state. Lengths are the driver's word: one above a buffer's capacity says
-  // nothing about memory behind it. On failure buffers and lengths are as the callee left them. [plugin queue]
+  // The driver channel: moves bytes, keeps no state. Lengths are what the driver reports, and may exceed the buffer's
+  // capacity. On failure, buffers and lengths are as the callee left them. [plugin queue]
 
   // Reads a property through the context's driver; `length` may be null. kIOReturnNotReady without an interface.
   IOReturn getProperty(Context* context, uint32_t property, void* buffer, size_t size, size_t* length);
-  // Reads a 32-bit property; stores `defaultValue` when the read fails or yields another length, which is no failure.
+  // Reads a 32-bit property; stores `defaultValue` if the read fails or has another length; the latter is not a
+  // failure.
   IOReturn getPropertyU32(Context* context, uint32_t property, uint32_t* value, uint32_t defaultValue);
   // Sends a command to the context's driver, whose interface must not be null. `outputSize`: capacity in, bytes out.
   IOReturn performCommand(Context* context, uint32_t command, void* input, size_t inputSize, void* output,
@@ -77,8 +78,8 @@ public:
   // Reads a property of the driver service with this name; `length` must not be null. Any failure is kIOReturnError.
   IOReturn getNamedServiceProperty(const char* serviceName, uint32_t property, void* buffer, size_t size,
                                    size_t* length);
-  // Sends a command to the driver service with this name; returns the very code of what failed, or kIOReturnError when
-  // there is no such service.
+  // Sends a command to the driver service with this name; returns the code of the call that failed, or kIOReturnError
+  // if there is no such service.
   IOReturn performNamedServiceCommand(const char* serviceName, uint32_t command, void* input, size_t inputSize,
                                       void* output, size_t* outputSize);
 
@@ -86,7 +87,7 @@ public:
   os_state_data_s* stateHandler_ZORBStats(os_state_hints_s* hints, Context* context);
   os_state_data_s* stateHandler_ZORBAssets(os_state_hints_s* hints, Context* context);
   os_state_data_s* stateHandler_SensorInfo(os_state_hints_s* hints, Context* context);
-  // Asks for up to `recordCount` profile records of a VELProfileKind; `index` goes into the title. The context is not
+  // Requests up to `recordCount` profile records of a VELProfileKind; `index` goes into the title. The context is not
   // used.
   os_state_data_s* stateHandler_RawDebugData(os_state_hints_s* hints, Context* context, uint32_t index,
                                              uint32_t recordCount, uint32_t kind);
@@ -95,7 +96,7 @@ public:
   // with the object as refcon. Call it after open. [plugin queue]
   static void publishTSData(void* refcon, void* data, size_t count);
   void publishTSData(TSRec* records, unsigned long count);
-  // The name of a metric, or that of the unknown one. [get: borrowed]
+  // The name of a metric, or the name for unknown ones. [get: borrowed]
   CFStringRef keyForIndex(TallyStoreKey key);
 
   const IOHIDSessionFilterPlugInInterface* _vtbl; // first: the event system calls through it
@@ -111,7 +112,7 @@ public:
 
 private:
   using StateHandler = os_state_data_s* (TavikVELHIDStatistics::*)(os_state_hints_s*, Context*);
-  // Installs a handler that answers requests alone.
+  // Installs a handler that only answers requests.
   void addStateHandler(StateHandler handler, Context* context);
   // Installs the handlers of one VELProfileKind, with indices from 0.
   void addRawDebugHandlers(uint32_t kind, uint32_t count);

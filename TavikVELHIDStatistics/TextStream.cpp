@@ -30,7 +30,7 @@ bool TextStream::next(std::string& entry) {
       return true; // even if it is empty
     }
   }
-  // What is left counts as an entry unless it is empty, ended by a tag or not.
+  // The rest is an entry unless it is empty, with or without an end tag.
   entry = std::exchange(_text, {});
   return !entry.empty();
 }
@@ -71,8 +71,8 @@ void TextStream::takeElement(uint8_t tag) {
   }
 }
 
-// A piece of text is limited more tightly than a number: what remains up to the maximum is taken for the size of the
-// whole text, so that a piece adds nothing once the text is half full.
+// Text pieces have a tighter limit than numbers: the room that remains is taken as the size of the whole text, so that
+// a piece adds nothing once the text is half full.
 void TextStream::takeText() {
   const size_t length = _text.size();
   const size_t size = kMaximumText - length;

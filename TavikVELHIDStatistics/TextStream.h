@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-// The reply buffer of one property; four properties share it in turn.
+// The reply buffer of one property; four properties share it, one after another.
 inline constexpr size_t kTextStreamCapacity = 256;
 
 // Reads entries from a reply. Elements end with the reply's length, but a payload that begins inside it and runs past
@@ -15,7 +15,7 @@ class TextStream {
 public:
   TextStream(std::span<const uint8_t> buffer, size_t length);
 
-  // Stores the next entry, of at most 1023 characters; false when there is none.
+  // Stores the next entry, of at most 1023 characters; false if there are no more.
   bool next(std::string& entry);
 
 private:
@@ -28,7 +28,7 @@ private:
   std::span<const uint8_t> _buffer;
   size_t _length;
   size_t _offset = 0;
-  bool _entryEnded = false; // a tag said so; acted on when the next element is read
+  bool _entryEnded = false; // set by a tag, acted on when the next element is read
   bool _hexadecimal = false;
   std::string _text;
 };

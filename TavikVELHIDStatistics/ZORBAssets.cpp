@@ -19,7 +19,7 @@ constexpr const char* kEventNames[kZORBEventCount] = {
     "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
     "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
     "DeepDown",    "DeepUp",       "LongPress",   "LongPressUp",
-    nullptr, // the firmware's table has 17 slots a speed, and all are reported
+    nullptr, // the firmware's table has 17 slots for each speed, and all are reported
 };
 
 } // namespace

@@ -20,7 +20,7 @@ struct __attribute__((packed)) ZORBAsset {
 static_assert(sizeof(ZORBAsset) == 29 && offsetof(ZORBAsset, slot) == 21);
 
 inline constexpr size_t kZORBSpeedCount = 3;
-inline constexpr size_t kZORBEventCount = 17; // 16 gestures and one that has no name
+inline constexpr size_t kZORBEventCount = 17; // 16 gestures and one without a name
 
 // The driver's reply as a dictionary with a line of text for every speed and event; null if the reply is too short or
 // the dictionary cannot be created. [plugin queue] [create: caller releases]

@@ -18,7 +18,7 @@ void addClick(CFMutableDictionaryRef press, const _ZORBLatencyStatsV2& stats, un
   if (!state) {
     return;
   }
-  // Both edges write "play asset ts", so that the report keeps the up edge's time and the down edge's never shows.
+  // Both edges write "play asset ts": the report keeps the up edge's time, and the down edge's is lost.
   dictSetSInt64(state.get(), CFSTR("button down to play asset"), stats.buttonToPlayAsset[click][Stats::down]);
   dictSetSInt64(state.get(), CFSTR("button down ts"), stats.buttonTs[click][Stats::down]);
   dictSetSInt64(state.get(), CFSTR("play asset ts"), stats.playAssetTs[click][Stats::down]);
@@ -78,7 +78,7 @@ CFMutableDictionaryRef copyZORBStatistics(const _ZORBLatencyStatsV2* stats) {
   return state.release();
 }
 
-// The returned length is not looked at: the record is taken as a whole, with zeros where the driver wrote nothing.
+// The returned length is ignored: the record is taken as a whole, with zeros where the driver wrote nothing.
 os_state_data_s* TavikVELHIDStatistics::stateHandler_ZORBStats(os_state_hints_s*, Context* context) {
   _ZORBLatencyStatsV2 stats = {};
   size_t length = 0;

@@ -8,8 +8,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// As the driver returns it: little-endian, byte-packed, times and latencies in the firmware's own units. Spacing stands
-// for bytes that are not reported.
+// As the driver returns it: little-endian, byte-packed, times and latencies in the firmware's own units. The spacing
+// members are bytes that are not reported.
 struct __attribute__((packed)) _ZORBLatencyStatsV2 {
   enum Edge { down, up };
 
