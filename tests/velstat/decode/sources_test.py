@@ -109,6 +109,18 @@ class Captures(WithCapture):
         folder = self.make_capture("restart", {"209": [log[i * 32:i * 32 + 32] for i in range(3)] + [log[64:]] * 45,
                                                "8": [[]], "9": [[]]})
         self.assertEqual(self.raw(folder), b"".join(log))
+        counts = json.loads(velstat("decode", "--stats=json", "--format", "none", folder)[1])
+        self.assertEqual((counts["read"], counts["sequence"]["restarts"]), (len(log), 1))
+
+    def test_statistics_follow_each_log_by_itself(self):
+        def gaps(records):
+            numbers = [struct.unpack_from("<I", r, 4)[0] for r in dict.fromkeys(records)]
+            return sum(b - a > 1 for a, b in zip(numbers, numbers[1:]))
+
+        counts = json.loads(velstat("decode", "--stats=json", "--format", "none", self.capture_folder)[1])
+        logs = [[r for batch in self.batches[kind] for r in batch] for kind in ("209", "9", "8")]
+        self.assertEqual(counts["sequence"]["gaps"], sum(map(gaps, logs)))
+        self.assertEqual((counts["sequence"]["restarts"], counts["sequence"]["duplicates"]), (0, 0))
 
 
 class Lists(WithCapture):

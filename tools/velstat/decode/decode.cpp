@@ -12,11 +12,13 @@
 #include <velstat/decode/text_renderer.h>
 #include <velstat/text/output.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
 #include <unistd.h>
+#include <vector>
 
 namespace vel::stat {
 
@@ -60,6 +62,10 @@ std::uint64_t sizeOf(const std::vector<sources::InputInfo>& inputs) {
   return size;
 }
 
+bool isCaptured(sources::Kind kind) {
+  return kind == sources::Kind::capture || kind == sources::Kind::stateRecord || kind == sources::Kind::propertyList;
+}
+
 // Records that are to be shown, in order. [one thread at a time]
 class Reader {
 public:
@@ -74,6 +80,12 @@ public:
         records_(sources_.records()), selection_(std::move(selection)),
         counts_(options.statistics != StatisticsFormat::none) {
     progress_.emplace(sizeOf(sources_.inputs()));
+    // What raw records are asked for costs time, and tells nothing that the statistics do not.
+    const auto& inputs = sources_.inputs();
+    if (counts_ &&
+        std::any_of(inputs.begin(), inputs.end(), [](const auto& input) { return isCaptured(input.kind); })) {
+      details_.resize(Unit::capacity);
+    }
   }
 
   bool read(Unit& unit) {
@@ -88,6 +100,10 @@ public:
 
   // Nothing more is read: other lines may follow.
   void finish() {
+    for (const sources::Run& run : records_->runs()) {
+      const bool restarted = isCaptured(sources_.inputs()[run.input].kind) && run.start != sources::Run::Start::first;
+      statistics_.addRestarts(restarted ? 1 : 0);
+    }
     records_.reset(); // its last complaints
     progress_->clear();
   }
@@ -99,7 +115,7 @@ public:
 private:
   bool readSome(Unit& unit) {
     while (!selection_.isFull()) {
-      const std::size_t count = records_->read({unit.records.get(), Unit::capacity * recordSize});
+      const std::size_t count = records_->read({unit.records.get(), Unit::capacity * recordSize}, details_);
       if (count == 0) {
         return false;
       }
@@ -113,13 +129,19 @@ private:
     return false;
   }
 
+  // Records of captures come from several logs, each with its own numbers; the others count as one log.
+  std::size_t runOf(std::size_t record) const {
+    const bool captured = !details_.empty() && details_[record].place.report != sources::Place::noReport;
+    return captured ? details_[record].run + std::size_t{1} : 0;
+  }
+
   // Moves what is to be shown to the front.
   std::size_t select(unsigned char* records, std::size_t count) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < count && !selection_.isFull(); ++i) {
       const unsigned char* const record = records + i * recordSize;
       if (counts_) {
-        statistics_.addRead(record);
+        statistics_.addRead(record, runOf(i));
       }
       if (!selection_.passes(record)) {
         continue;
@@ -141,6 +163,7 @@ private:
   std::unique_ptr<sources::RecordStream> records_;
   sources::Selection selection_;
   bool counts_;
+  std::vector<sources::Details> details_; // of the records that were read last, where the statistics need them
   std::uint64_t seen_ = 0;
   Statistics statistics_;
 };

@@ -86,9 +86,25 @@ void appendCount(std::string& out, std::string_view name, std::uint64_t count, s
 
 } // namespace
 
-void Statistics::addRead(const unsigned char* record) noexcept {
+void Statistics::addRead(const unsigned char* record, std::size_t run) {
   ++read_;
-  sequence_.add(sources::sequenceNumber(record));
+  if (run >= sequences_.size()) {
+    sequences_.resize(run + 1);
+  }
+  sequences_[run].add(sources::sequenceNumber(record));
+}
+
+sources::SequenceCheck::Counts Statistics::sequenceCounts() const noexcept {
+  sources::SequenceCheck::Counts sum;
+  sum.restarts = restarts_;
+  for (const sources::SequenceCheck& sequence : sequences_) {
+    sum.gaps += sequence.counts().gaps;
+    sum.missing += sequence.counts().missing;
+    sum.duplicates += sequence.counts().duplicates;
+    sum.late += sequence.counts().late;
+    sum.restarts += sequence.counts().restarts;
+  }
+  return sum;
 }
 
 void Statistics::addSelected(const unsigned char* record) noexcept {
@@ -111,7 +127,7 @@ double Statistics::recordsASecond() const noexcept {
 
 std::string Statistics::asText() const {
   std::string out = fmt::format("records: {} read, {} selected, {} shown\n", read_, selected_, shown_);
-  const sources::SequenceCheck::Counts& sequence = sequence_.counts();
+  const sources::SequenceCheck::Counts sequence = sequenceCounts();
   fmt::format_to(std::back_inserter(out),
                  "sequence numbers: {} gaps ({} missing), {} duplicates, {} late, {} restarts\n", sequence.gaps,
                  sequence.missing, sequence.duplicates, sequence.late, sequence.restarts);
@@ -139,7 +155,7 @@ std::string Statistics::asJson() const {
   json.member("read", read_);
   json.member("selected", selected_);
   json.member("shown", shown_);
-  const sources::SequenceCheck::Counts& sequence = sequence_.counts();
+  const sources::SequenceCheck::Counts sequence = sequenceCounts();
   json.key("sequence");
   json.beginObject();
   json.member("gaps", sequence.gaps);

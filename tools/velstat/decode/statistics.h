@@ -13,7 +13,10 @@ namespace vel::stat {
 class Statistics {
 public:
   // For every record of the input: only all of them together tell which sequence numbers are missing.
-  void addRead(const unsigned char* record) noexcept;
+  // Records of several runs may come together; each run counts its own sequence numbers.
+  void addRead(const unsigned char* record, std::size_t run = 0);
+  // Restarts that are known from the runs.
+  void addRestarts(std::uint64_t count) noexcept { restarts_ += count; }
   // For every record that passes the filters.
   void addSelected(const unsigned char* record) noexcept;
   void addShown(std::uint64_t count) noexcept { shown_ += count; }
@@ -27,9 +30,12 @@ private:
   std::uint64_t read_ = 0;
   std::uint64_t selected_ = 0;
   std::uint64_t shown_ = 0;
+  std::uint64_t restarts_ = 0;
   std::uint64_t earliest_ = ~std::uint64_t{0};
   std::uint64_t latest_ = 0;
-  sources::SequenceCheck sequence_;
+  sources::SequenceCheck::Counts sequenceCounts() const noexcept; // of all runs
+
+  std::vector<sources::SequenceCheck> sequences_ = std::vector<sources::SequenceCheck>(1); // by run
   std::array<std::uint64_t, 256> categories_{};
   std::array<std::uint64_t, 256> types_{};
   BoundedCounts components_; // by category and component
