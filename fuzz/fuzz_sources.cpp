@@ -111,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   attempt([&] { readLog(std::string(text), "log"); });
   ClockReader::calendarTime(text.substr(0, 22), 1'731'000'000'000'000);
 
-  RecentRecords recent;
+  static RecentRecords recent;
   for (std::size_t at = 0; at + recordSize <= size; at += recordSize) {
     recent.add(data + at);
     require(!recent.add(data + at));

@@ -233,14 +233,16 @@ std::size_t whole_lines(std::string_view text) noexcept {
       break;
     }
   }
-  // A beginning after it may become a line, unless that would be longer than any.
+  // A beginning after it may become a line, unless that would be longer than any; so may a dump, of a line whose front
+  // was cut off.
   const std::size_t possible = text.size() > longest_line ? std::max(end, text.size() - longest_line) : end;
-  const std::size_t open = text.find(line_beginning, possible);
+  const std::size_t open = std::min(text.find(line_beginning, possible), text.find(dump_beginning, possible));
   if (open != npos) {
     return open;
   }
-  // The last characters may be the first ones of a beginning.
-  return std::max(end, text.size() - std::min(text.size(), line_beginning.size() - 1));
+  // The last characters may be the first ones of either.
+  constexpr std::size_t longest_mark = std::max(line_beginning.size(), dump_beginning.size());
+  return std::max(end, text.size() - std::min(text.size(), longest_mark - 1));
 }
 
 } // namespace vel::profile

@@ -236,4 +236,16 @@ TEST(ReadLine, TextInBlocks_GivesTheSameLines) {
   }
 }
 
+// However the text is cut in two, the second part has all of the line's bytes if the first one has none.
+TEST(ReadLine, LineWithoutItsFront_IsNotCutInItsBytes) {
+  const std::string text = sample_text.substr(40) + '\n' + sample_text;
+  for (std::size_t size = 1; size < text.size(); ++size) {
+    const std::size_t whole = whole_lines(std::string_view(text).substr(0, size));
+    EXPECT_EQ(read_all(std::string_view(text).substr(0, whole)).size() +
+                  read_all(std::string_view(text).substr(whole)).size(),
+              2U)
+        << size;
+  }
+}
+
 } // namespace
