@@ -107,7 +107,8 @@ os_state_data_s* makeRecord(std::uint32_t api) {
     return nullptr;
   }
   constexpr std::size_t header = sizeof(os_state_data_s);
-  auto* record = static_cast<os_state_data_s*>(std::calloc(1, api == 13 ? header - 16 : header));
+  // The allocator may give up to 31 bytes more than it is asked for.
+  auto* record = static_cast<os_state_data_s*>(std::calloc(1, api == 13 ? header - 40 : header));
   record->type = api == 10 ? 7 : OS_STATE_DATA_SERIALIZED_PROPERTY_LIST;
   if (api == 11 || api == 12) { // one byte more than there is, or as many as there are
     record->dataSize = static_cast<std::uint32_t>(malloc_usable_size(record) - header + (api == 11 ? 1 : 0));
