@@ -1,6 +1,7 @@
 // Analytics entries, as the co-processor's firmware sends them.
 #pragma once
 
+#include "AnalyticsKeys.h"
 #include "LittleEndian.h"
 
 #include <cstddef>
@@ -16,6 +17,7 @@ struct __attribute__((packed)) TSRec {
 static_assert(sizeof(TSRec) == 7 && offsetof(TSRec, value) == 3);
 
 inline constexpr uint8_t kTSRecVersion = 0x30;
+static_assert(kTSRecVersion == kVELTSRecKey_Count, "the version of the key table is the number of its keys");
 
 // From TSOpPushDistribution upward an op pushes one sample (op - TSOpSetDistribution) times.
 enum TSOp : uint8_t {

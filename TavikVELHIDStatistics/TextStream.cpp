@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t kMaximumText = 1023;
 
-enum Tag : uint8_t { number32 = 0, number64 = 1, text = 2, endOfEntry = 3, hexadecimal = 4, decimal = 5 };
+enum class Tag : uint8_t { number32 = 0, number64 = 1, text = 2, endOfEntry = 3, hexadecimal = 4, decimal = 5 };
 
 } // namespace
 
@@ -21,7 +21,7 @@ TextStream::TextStream(std::span<const uint8_t> buffer, size_t length)
 bool TextStream::next(std::string& entry) {
   while (_offset < _length) {
     const uint8_t tag = take();
-    const bool entryEnded = std::exchange(_entryEnded, tag == endOfEntry);
+    const bool entryEnded = std::exchange(_entryEnded, tag == static_cast<uint8_t>(Tag::endOfEntry));
     if (entryEnded) {
       entry = std::exchange(_text, {});
     }
@@ -49,24 +49,25 @@ uint64_t TextStream::takeNumber(size_t bytes) {
 }
 
 void TextStream::takeElement(uint8_t tag) {
-  switch (tag) {
-  case number32: {
+  // Without a default, so that a tag without a case does not compile. Unknown tags have no payload.
+  switch (static_cast<Tag>(tag)) {
+  case Tag::number32: {
     const auto number = static_cast<uint32_t>(takeNumber(4));
     return _hexadecimal ? appendNumber("%x", number) : appendNumber("%d", static_cast<int32_t>(number));
   }
-  case number64: {
+  case Tag::number64: {
     const auto number = static_cast<unsigned long long>(takeNumber(8));
     return _hexadecimal ? appendNumber("%llx", number) : appendNumber("%lld", static_cast<long long>(number));
   }
-  case text:
+  case Tag::text:
     return takeText();
-  case hexadecimal:
+  case Tag::endOfEntry: // acted on when the next element is read
+    return;
+  case Tag::hexadecimal:
     _hexadecimal = true;
     return;
-  case decimal:
+  case Tag::decimal:
     _hexadecimal = false;
-    return;
-  default: // unknown tags have no payload
     return;
   }
 }
