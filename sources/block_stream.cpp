@@ -1,5 +1,5 @@
-// A ring of blocks. A thread waits for the next block of the ring to be free, fills it in its turn, parses it on its
-// own and marks it ready; next() hands out the blocks in the order of filling.
+// A ring of blocks. A thread waits until the next block of the ring is free, fills it while it holds the input, parses
+// it in parallel with the others and marks it ready; next() returns the blocks in the order of filling.
 #include "sources/block_stream.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 18;
 
-// Lines are long, so that looking for each break is quicker than looking at each character.
+// Lines are long, so searching for line breaks is faster than looking at each character.
 std::uint64_t lineBreaks(std::string_view text) {
   std::uint64_t breaks = 0;
   for (std::size_t at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', at + 1)) {

@@ -23,12 +23,12 @@ struct LineBlock {
 class BlockStream {
 public:
   virtual ~BlockStream() = default;
-  // The next block, null at the end. Rethrows what reading has thrown. [borrowed: until the next call]
+  // The next block, null at the end. Rethrows exceptions of the reading threads. [borrowed: until the next call]
   virtual const LineBlock* next() = 0;
 };
 
-// With one job everything is done in next(). `input` and `cancellation` outlive the object; while it lives, nobody else
-// uses the input. Its destructor cancels what waits.
+// With one job everything is done in next(). `input` and `cancellation` outlive the object; while it lives, only it
+// may use the input. Its destructor cancels waiting reads.
 std::unique_ptr<BlockStream> makeBlockStream(Input& input, Cancellation& cancellation, Kind kind,
                                              const std::optional<ClockRelation>& clock, unsigned jobs);
 

@@ -72,7 +72,7 @@ std::string contentOf(const fs::path& path) {
   return formats::readFile(path, smallFileLimit);
 }
 
-// What cannot be read is complained of: the rest of the capture is worth reading.
+// Unreadable files are reported; the rest of the capture is still read.
 template <class Read>
 void attempt(Complaints& complaints, Read read) {
   try {

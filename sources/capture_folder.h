@@ -14,7 +14,7 @@ namespace vel::sources {
 // Longer files are refused. A capture's records take some ten kilobytes each.
 constexpr std::size_t smallFileLimit = std::size_t{64} << 20;
 
-// Throws formats::Error for what is no such folder. A file of it that cannot be read is complained of and left out.
+// Throws formats::Error if it is not such a folder. A file in it that cannot be read is reported and left out.
 Capture readCaptureFolder(const std::filesystem::path& folder, Complaints& complaints);
 
 // A state record, or a property list in either format. `name` is for messages. Throws formats::Error.

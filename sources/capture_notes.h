@@ -1,4 +1,4 @@
-// What a capture's folder holds beside its records: the manifest, the log, the metrics.
+// What a capture folder has besides records: the manifest, the log, the metrics.
 #pragma once
 
 #include <sources/capture.h>

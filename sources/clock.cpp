@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t mostRelations = 64;
 constexpr std::int64_t second = 1'000'000;
-// Boot time and calendar may be set a little apart.
+// Boot time and calendar may differ slightly.
 constexpr std::int64_t tolerance = 86'400 * second;
 
 struct Moment {
@@ -102,7 +102,7 @@ std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std
 }
 
 int ClockReader::add(std::uint64_t timestamp, std::string_view calendar, std::optional<std::uint64_t> boot) {
-  // Nearly all lines say what the one before has said.
+  // Nearly all lines agree with the one before.
   if (last_ && boot == relations_[lastPlace_].boot && last_->text(timestamp) == calendar) {
     ++relations_[lastPlace_].lines;
     return static_cast<int>(lastPlace_);

@@ -1,4 +1,4 @@
-// Calendar times as lines show them, back into numbers.
+// Converts the calendar times in lines back into numbers.
 #pragma once
 
 #include <profile/wall_time.h>
@@ -14,15 +14,15 @@ namespace vel::sources {
 // The relation as readings of both clocks at one moment: with them, lines show the same calendar times.
 profile::TimeSync timeSync(const ClockRelation& relation);
 
-// Collects what lines say of the clocks. [one thread at a time]
+// Collects the clock relations of lines. [one thread at a time]
 class ClockReader {
 public:
   // The microseconds since 1970 of a calendar time such as "Nov 21 08:15:02.000417": in the process's time zone, of the
-  // first year in which it is not before the boot time. Nothing for text of another form, or without a boot time.
+  // first year in which it is not before the boot time. Empty for text of another form, or without a boot time.
   static std::optional<std::int64_t> calendarTime(std::string_view text, std::optional<std::uint64_t> boot,
                                                   std::optional<std::int64_t> likely = {});
 
-  // What one line says; the place of its relation in relations(), or -1 if it says nothing.
+  // Reads one line; returns the index of its relation in relations(), or -1 if it has none.
   int add(std::uint64_t timestamp, std::string_view calendar, std::optional<std::uint64_t> boot);
 
   // In the order of appearance. Further ones are left out when there are very many.
@@ -30,7 +30,7 @@ public:
 
 private:
   std::vector<ClockRelation> relations_;
-  std::optional<profile::WallClock> last_; // of the relation that was told last
+  std::optional<profile::WallClock> last_; // of the latest relation
   std::size_t lastPlace_ = 0;
 };
 

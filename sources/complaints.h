@@ -1,4 +1,4 @@
-// What is wrong with the input: one line each, in any number, without stopping the work.
+// Errors in the input: one line each, any number of them, without stopping the work.
 #pragma once
 
 #include <functional>
@@ -21,13 +21,13 @@ public:
     any_ = true;
     waiting_.push_back({std::move(line)});
   }
-  // The same for what is worth a line and no fault of the input. [any thread]
+  // The same for a remark that is not an error. [any thread]
   void remark(std::string line) {
     const std::lock_guard lock(mutex_);
     waiting_.push_back({std::move(line)});
   }
 
-  // Prints what waits. [one thread at a time]
+  // Prints the waiting lines. [one thread at a time]
   void flush() {
     std::vector<std::string> lines;
     {

@@ -1,4 +1,4 @@
-// One line of comma-separated values a record: the same columns in every file, the payload as one column of JSON.
+// One line of comma-separated values for each record: the same columns in every file, the payload as a JSON column.
 #include <profile/wall_time.h>
 #include <sources/json_fields.h>
 #include <sources/record.h>
@@ -29,7 +29,7 @@ public:
 
 private:
   void renderOne(const unsigned char* record, OutputBuffer& out) {
-    const RecordNames names(record); // without a comma or a quotation mark, so never quoted
+    const RecordNames names(record); // names have no commas or quotation marks, so they need no quotes
     for (const std::string_view name : {names.category, names.component, names.event, names.type}) {
       out.append(name);
       out.append(',');

@@ -1,4 +1,5 @@
-// read(2) into the caller's buffer; no mapping, so that a growing or shrinking file does no harm and memory stays flat.
+// read(2) into the caller's buffer; no mapping, so that a growing or shrinking file is harmless and memory stays
+// constant.
 #include "sources/input.h"
 
 #include <formats/files.h>
@@ -17,7 +18,7 @@
 namespace vel::sources {
 
 void enlargePipe(int descriptor) noexcept {
-  constexpr int size = 1 << 20; // what the system allows to all; where it does not, the pipe works all the same
+  constexpr int size = 1 << 20; // the usual limit for all users; the pipe also works if this fails
   fcntl(descriptor, F_SETPIPE_SZ, size);
 }
 
@@ -46,7 +47,7 @@ bool Input::open(const std::string& name) {
   bytesRead_ = expectedSize_ = 0;
   ahead_.clear();
   aheadTaken_ = 0;
-  // Not blocking: a named pipe that nobody writes yet is waited for in wait(), as any other.
+  // Non-blocking: wait() waits for a named pipe without a writer like for any other.
   descriptor_ = standardInput ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat status = {};
   if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
@@ -58,7 +59,7 @@ bool Input::open(const std::string& name) {
     mayWait_ = !S_ISREG(status.st_mode) && (fcntl(descriptor_, F_GETFL) & O_ACCMODE) != O_WRONLY;
     isRegular_ = S_ISREG(status.st_mode);
     if (isRegular_) {
-      const off_t begin = lseek(descriptor_, 0, SEEK_CUR); // the standard input may be in the middle of a file
+      const off_t begin = lseek(descriptor_, 0, SEEK_CUR); // standard input may be in the middle of a file
       expectedSize_ = static_cast<std::uint64_t>(std::max<off_t>(status.st_size - std::max<off_t>(begin, 0), 0));
     }
     enlargePipe(descriptor_);
@@ -68,12 +69,12 @@ bool Input::open(const std::string& name) {
   return false;
 }
 
-// Whether a read will not block, within that time (-1: however long it takes). Throws when there is no use in reading.
+// Whether a read will not block within that time (-1: unlimited). Throws if the read is cancelled or pointless.
 bool Input::wait(int milliseconds) const {
   if (!mayWait_) {
     return true;
   }
-  // Of the output only what poll tells unasked matters: that its other end is closed.
+  // Only the closing of the output matters, which poll always reports.
   pollfd waiting[] = {{descriptor_, POLLIN, 0}, {cancellation_.descriptor(), POLLIN, 0}, {watchedOutput_, 0, 0}};
   int result = 0;
   do {

@@ -16,7 +16,7 @@ namespace vel::sources {
 // A larger pipe needs fewer system calls and fewer switches between its two ends. Does nothing to other files.
 void enlargePipe(int descriptor) noexcept;
 
-// Nobody reads the watched output any more, so that there is no use in reading on.
+// The reader of the watched output has closed it, so reading on is pointless.
 class OutputClosed : public std::runtime_error {
 public:
   OutputClosed() : std::runtime_error("nobody reads the output any more") {}
@@ -35,36 +35,36 @@ public:
   int descriptor() const noexcept { return event_; }
 
 private:
-  const int event_; // -1, where descriptors have run out: a read that waits then ends with its source
+  const int event_; // -1 if descriptors have run out: waiting reads then only end with their source
 };
 
 class Input {
 public:
-  // With a watched output, OutputClosed is thrown once nobody reads that descriptor any more, even while nothing comes
-  // in. The references outlive the object.
+  // With a watched output, OutputClosed is thrown once its reader has closed it, even while no input arrives. The
+  // references outlive the object.
   Input(Complaints& complaints, const Cancellation& cancellation, int watchedOutput = -1)
       : complaints_(complaints), cancellation_(cancellation), watchedOutput_(watchedOutput) {}
   ~Input() { close(); }
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
-  // "-" names the standard input. False, with a complaint, for what cannot be opened and for folders.
+  // "-" names standard input. False, with a complaint, for folders and files that cannot be opened.
   bool open(const std::string& name);
 
-  // The bytes from the front on, which later calls give again. Waits until there are `least`, or the file ends.
+  // The next bytes, without consuming them. Waits until there are `least`, or the file ends.
   // [borrowed: until the next call]
   std::string_view peek(std::size_t least);
-  // Waits until there is something, then takes what there is, up to `size` bytes: records of a slow source appear as
-  // they come. 0 at the file's end, and after a failure, of which it complains once.
+  // Waits for input, then takes what is available, up to `size` bytes, so that records of a slow source appear as they
+  // arrive. Returns 0 at the end of the file, and after a failure, which is reported once.
   std::size_t read(unsigned char* out, std::size_t size);
 
-  // Whether reading has failed: what is missing then was not missing in the file.
+  // Whether reading has failed: the missing rest is then not damage in the file.
   bool hasFailed() const noexcept { return failed_; }
-  // The bytes of a regular file when it was opened, from where it was read on; none for a pipe and the like.
+  // The bytes of a regular file from the current position to the end that it had when opened; none for pipes.
   std::optional<std::uint64_t> regularSize() const noexcept {
     return isRegular_ ? std::optional(expectedSize_) : std::nullopt;
   }
-  // As messages name the file.
+  // The file's name in messages.
   const std::string& name() const noexcept { return shownName_; }
   std::uint64_t bytesRead() const noexcept { return bytesRead_; }
 
@@ -79,7 +79,7 @@ private:
   const int watchedOutput_;
   std::string shownName_;
   int descriptor_ = -1;
-  bool mayWait_ = false; // the file is a pipe, a terminal or the like
+  bool mayWait_ = false; // the file is a pipe, a terminal or similar
   bool failed_ = false;
   bool isRegular_ = false;
   std::uint64_t expectedSize_ = 0; // of a regular file, when it was opened

@@ -1,4 +1,4 @@
-// Typed fields become JSON values: one switch over the kinds, for every layout there is.
+// Typed fields become JSON values: one switch over the kinds, for all layouts.
 #include "sources/json_fields.h"
 
 #include <profile/fields.h>

@@ -11,8 +11,8 @@
 
 namespace vel::sources {
 
-// Bytes as a JSON string, each byte as the code point of the same number, so that none is lost and the output is
-// printable ASCII whatever the record holds.
+// Bytes as a JSON string, each byte as the code point of the same number: no byte is lost, and the output is always
+// printable ASCII.
 void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes);
 
 // "[1,2,3]"

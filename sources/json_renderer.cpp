@@ -28,7 +28,7 @@ public:
 
 private:
   void renderOne(const unsigned char* record, OutputBuffer& out) {
-    // Names come from our tables or are digits: nothing in them needs escaping.
+    // Names come from our tables or are digits, so they need no escaping.
     const RecordNames names(record);
     out.append("{\"category\":\"");
     out.append(names.category);

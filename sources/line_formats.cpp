@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// What all lines have in common once their bytes are known.
+// The steps that all lines share once their bytes are known.
 class RecordTaker {
 public:
   explicit RecordTaker(const std::optional<ClockRelation>& clock) : clock_(clock) {
@@ -169,7 +169,7 @@ public:
     }
   }
 
-  // Longer lines than any that decode writes end where they are, and are damage.
+  // Lines longer than decode writes are cut there, and are damage.
   std::size_t whole(std::string_view text) const override {
     constexpr std::size_t longest = std::size_t{1} << 16;
     const std::size_t last = text.rfind('\n');

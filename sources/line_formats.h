@@ -1,5 +1,5 @@
-// Blocks of lines to records: lines of text, and what `velstat decode` writes as JSON and CSV. Each line is rendered
-// again from its bytes, and one comparison tells whether the line agrees with them.
+// Blocks of lines to records: lines of text, and the JSON and CSV of `velstat decode`. Each line is rendered again from
+// its bytes, and one comparison shows whether it agrees with them.
 #pragma once
 
 #include <sources/clock.h>
@@ -15,7 +15,7 @@
 
 namespace vel::sources {
 
-// What one block holds.
+// The content of one block.
 struct ParsedLines {
   struct Fault {
     FindingKind kind;
@@ -40,12 +40,12 @@ public:
 
   // `atEnd` says that the block ends the input.
   virtual void read(std::string_view block, bool atEnd, ParsedLines& lines) = 0;
-  // How much of a text can be read while more is to come.
+  // How much of a text can be parsed before more of it arrives.
   virtual std::size_t whole(std::string_view text) const = 0;
 };
 
-// For Kind::lines, jsonLines and csvLines. With a relation, lines are compared with it; without, they are asked for
-// one.
+// For Kind::lines, jsonLines and csvLines. With a relation, lines are compared with it; without,
+// it is taken from them.
 std::unique_ptr<LineFormat> makeLineFormat(Kind kind, const std::optional<ClockRelation>& clock);
 
 } // namespace vel::sources

@@ -1,4 +1,4 @@
-// Records from lines: text, JSON or CSV. What was found in them is told with the number of the line.
+// Records from lines: text, JSON or CSV. Findings name the line's number.
 #include <formats/error.h>
 #include <sources/block_stream.h>
 #include <sources/parts.h>
@@ -81,7 +81,7 @@ private:
     state_.complaints.say(fmt::format("{}: line {}: {}", input_->name(), line, what));
   }
 
-  // What is known once all has been read.
+  // Findings that are only known at the end of the input.
   void end() {
     if (ended_) {
       return;
@@ -89,12 +89,12 @@ private:
     ended_ = true;
     if (records_ == 0 && truncated_ == 0 && faults_ == 0 && !input_->hasFailed()) {
       const bool text = kind_ == Kind::lines;
-      if (text) { // of the others an empty table is one that decode writes
+      if (text) { // an empty table is valid output of decode
         state_.complaints.say(fmt::format("{}: text without lines of profile records", input_->name()));
       }
       return;
     }
-    if (truncated_ != 0 && !input_->hasFailed()) { // else the input was cut, which was told
+    if (truncated_ != 0 && !input_->hasFailed()) { // a failed read was already reported
       const std::string text = fmt::format("{} cut before {} bytes: no record{}",
                                            truncated_ == 1 ? "1 line was" : fmt::format("{} lines were", truncated_),
                                            truncated_ == 1 ? "its" : "their", truncated_ == 1 ? "" : "s");

@@ -1,5 +1,5 @@
-// A batch is in the order of its log, so that inside one a restart shows: numbers and time go back. Batches may overlap
-// and lie in each other, in any order: a stretch of a batch belongs to a run if numbers and times rise together there.
+// A batch is in the order of its log, so a restart inside one is visible: numbers and time go back. Batches may overlap
+// in any way: a stretch of a batch belongs to a run if numbers and times rise together there.
 #include "sources/order.h"
 
 #include <sources/recovery.h>

@@ -14,9 +14,9 @@ namespace vel::sources {
 
 struct CapturedRecord {
   std::array<unsigned char, recordSize> bytes;
-  Details details;         // place and calendar time
-  std::uint32_t log = 0;   // which log it is from: of the names below
-  std::uint32_t batch = 0; // of all batches, counted on from capture to capture
+  Details details;         // origin and calendar time
+  std::uint32_t log = 0;   // its log: an index into the names below
+  std::uint32_t batch = 0; // counted over all captures
 };
 
 struct RecordsInOrder {
@@ -24,8 +24,8 @@ struct RecordsInOrder {
   std::vector<Run> runs;               // counted from 0 in the order of their first record
 };
 
-// `records` come in the order of the captures; a batch's are next to each other. With `all`, they stay as they are,
-// with every occurrence.
+// `records` are in the order of the captures, with those of a batch next to each other. With `all`, this order and
+// every occurrence are kept.
 RecordsInOrder putInOrder(std::vector<CapturedRecord> records, const std::vector<std::string>& logs, bool all);
 
 // What lies between a record and the next one of the same log: more than a gap?

@@ -1,4 +1,4 @@
-// Bytes on their way out. Grows in rare steps and is used again and again, so that a record costs no allocation.
+// Output bytes. Grows rarely and is reused, so that a record costs no allocation.
 #pragma once
 
 #include <algorithm>
@@ -14,9 +14,9 @@ class OutputBuffer {
 public:
   std::string_view view() const noexcept { return {data_.get(), size_}; }
   void clear() noexcept { size_ = 0; }
-  void cut(std::size_t size) noexcept { size_ = size; } // to fewer bytes
+  void cut(std::size_t size) noexcept { size_ = size; } // `size` is at most the current one
 
-  // At least `size` writable bytes after the content; claim() says how many of them became content.
+  // At least `size` writable bytes after the content; claim() adds them to the content.
   char* room(std::size_t size) {
     if (capacity_ - size_ < size) {
       grow(size);
@@ -40,7 +40,7 @@ public:
   }
 
 private:
-  // New pages are not touched before they are needed, so a generous capacity costs address space alone.
+  // New pages are not touched before they are needed, so a generous capacity only costs address space.
   void grow(std::size_t size) {
     const std::size_t capacity = std::max(size_ + size, capacity_ * 2);
     auto data = std::make_unique_for_overwrite<char[]>(capacity);

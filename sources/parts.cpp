@@ -93,7 +93,7 @@ void RunTracker::follow(const unsigned char* record, Details& details) {
   if (!run_) {
     begin(record, Run::Start::first);
   } else if (const auto start = breakBetween(last_, record)) {
-    // Random bytes begin a run with every other record: they share the last one.
+    // Random bytes would begin a run with every other record: beyond a limit, they share the last run.
     constexpr std::size_t mostRuns = 65536;
     if (state_.runs.size() < mostRuns) {
       begin(record, *start);

@@ -14,7 +14,7 @@
 
 namespace vel::sources {
 
-// What the parts of one stream share. [one thread at a time]
+// The state that the parts of one stream share. [one thread at a time]
 struct StreamState {
   Options options;
   Complaints& complaints;
@@ -34,7 +34,7 @@ public:
 };
 
 std::unique_ptr<Part> makeCapturedPart(const RecordsInOrder& records, StreamState& state);
-// These read the input that is open, which is the input of that number.
+// These read the open input, whose number is given.
 std::unique_ptr<Part> makeRawPart(std::unique_ptr<Input> input, std::uint32_t number, StreamState& state);
 std::unique_ptr<Part> makeLinePart(std::unique_ptr<Input> input, std::uint32_t number, Kind kind,
                                    const std::optional<ClockRelation>& clock, StreamState& state);

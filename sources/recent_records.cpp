@@ -1,4 +1,4 @@
-// Two generations: when the recent one is full it becomes the older one, which is forgotten as a whole.
+// Two generations: when the recent one is full, it replaces the older one.
 #include "sources/recent_records.h"
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// The records that came last, in constant memory: which of them have come before. [one thread at a time]
+// Detects records that repeat a recent one, in constant memory. [one thread at a time]
 #pragma once
 
 #include <sources/record.h>
@@ -15,11 +15,11 @@ class RecentRecords {
 public:
   static constexpr std::size_t reach = 4096;
 
-  // False if the record is among those that are remembered; it is from now on.
+  // False if the record is among the remembered ones. From now on it is remembered.
   bool add(const unsigned char* record);
 
 private:
-  // Records by their hash; half of the places stay free.
+  // Records by their hash; half of the slots stay free.
   class Generation {
   public:
     bool holds(std::uint64_t hash, const unsigned char* record) const;
@@ -34,7 +34,7 @@ private:
     std::size_t find(std::uint64_t hash, const unsigned char* record) const;
 
     std::vector<std::array<unsigned char, recordSize>> records_;
-    // The place of a record in its low half, bits of its hash in the other: most records that differ are not looked at.
+    // The index of a record in the low half, bits of its hash in the other, which rule out most other records.
     std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(places, none);
   };
 

@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// What people pass by mistake, with enough of a beginning that no record is likely to have it.
+// Files that are passed by mistake, with magic numbers that no record is likely to begin with.
 struct Other {
   std::string_view beginning;
   const char* name;
@@ -41,7 +41,7 @@ constexpr Other others[] = {
 
 constexpr std::size_t stateHeaderSize = 200;
 
-// Type 1 comes first; then a property list where the header ends, or the length of one that fits the file.
+// Type 1 first; then a property list after the header, or a length that fits the file.
 bool isStateRecord(std::string_view head, std::optional<std::uint64_t> size) {
   if (!head.starts_with("\x01\0\0\0"sv) || head.size() < stateHeaderSize) {
     return false;

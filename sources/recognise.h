@@ -1,4 +1,4 @@
-// Tells what an input is from its first bytes.
+// Recognises an input by its first bytes.
 #pragma once
 
 #include <sources/source.h>
@@ -11,7 +11,7 @@
 
 namespace vel::sources {
 
-// As many first bytes as decide, if the input has them.
+// The number of first bytes that decide, if the input has them.
 constexpr std::size_t recognisedHead = 1 << 14;
 
 struct Recognised {
@@ -19,11 +19,11 @@ struct Recognised {
   std::string refusal; // what it is instead; empty unless the kind is unknown
 };
 
-// `head` is the beginning of the input, and all of it if `whole`. Raw records have no magic number: whatever is neither
-// text nor of another known kind is taken for them. [any thread]
+// `head` is the beginning of the input, and all of it if `whole`. Raw records have no magic number: any input that is
+// neither text nor of another known kind is taken for them. [any thread]
 Recognised recognise(std::string_view head, bool whole, std::optional<std::uint64_t> size);
 
-// Whether bytes are text, as logs are, of which some records' bytes may be part.
+// Whether bytes are text like that of logs, in which some bytes of records may appear.
 bool isText(std::string_view bytes);
 
 } // namespace vel::sources

@@ -1,4 +1,4 @@
-// What the search, the filters and the counts need to know of a record. docs/record-format.md describes all of it.
+// The fields of a record that search, filters and counts use. docs/record-format.md describes the whole record.
 #pragma once
 
 #include <profile/record_view.h>

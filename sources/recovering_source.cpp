@@ -23,7 +23,7 @@ public:
     while (count < capacity) {
       if (!atEnd_ && size() < RecordFinder::viewSize) {
         if (count != 0) {
-          break; // reading may wait; what there is goes first
+          break; // reading may wait, so the available records go first
         }
         refill();
       }

@@ -1,4 +1,4 @@
-// The judgement of records, and the search after damage.
+// Judges records, and searches for the next ones after damage.
 #include "sources/recovery.h"
 
 #include <profile/names.h>
@@ -20,7 +20,7 @@ std::bitset<256> ids(profile::NameTable table) {
   return known;
 }
 
-// A zeroed stretch of a file would otherwise read as the report of category 0 and type 0.
+// Otherwise a zeroed stretch of a file would read as records of category 0 and type 0.
 bool isPlausible(const unsigned char* record) {
   static const std::bitset<256> categories = ids(profile::category_names());
   static const std::bitset<256> types = ids(profile::datatype_names());
@@ -49,21 +49,21 @@ bool RecordFinder::followsLast(const unsigned char* record) const {
   return last_ && agree(*last_, record, usualStep);
 }
 
-// A file's first record: that its place is right is likely enough for two records to do.
+// A file's first record: its place is probably right, so two records suffice.
 bool RecordFinder::begins(Bytes bytes, bool atEnd) {
   return bytes.size() >= recordSize && isPlausible(bytes.data()) &&
          (endsHere(bytes, recordSize, atEnd) ||
           (bytes.size() >= 2 * recordSize && agree(stampOf(bytes.data()), bytes.data() + recordSize, largestStep)));
 }
 
-// For records at the front that agree, how much there is to be said against them; the less the better. At the end of
-// the file fewer of them are enough, and a single one if it closes the file and its number follows.
+// A penalty for records at the front that agree; lower is better. At the end of the file fewer of them suffice, even a
+// single one if it ends with the file and its number follows.
 std::optional<std::uint64_t> RecordFinder::runDoubt(Bytes bytes, bool atEnd) const {
   const std::size_t count = std::min(agreeingRecords, bytes.size() / recordSize);
   if (count == 0 || (count < agreeingRecords && !atEnd) || !isPlausible(bytes.data())) {
     return std::nullopt;
   }
-  // By its number alone: the time of a record that was cut may be anything.
+  // Only by its number: the time of a cut record may be anything.
   const bool isNext = last_ && sequenceNumber(bytes.data()) - last_->number - 1 < largestStep;
   if (count == 1 && !(isNext && endsHere(bytes, recordSize, atEnd))) {
     return std::nullopt;
@@ -79,7 +79,7 @@ std::optional<std::uint64_t> RecordFinder::runDoubt(Bytes bytes, bool atEnd) con
   return std::uint64_t{rise} + (isNext ? first - last_->number : largestStep);
 }
 
-// A little behind, at about the same time, and the numbers go on after it.
+// A slightly lower number at about the same time, with the numbers continuing after it.
 bool RecordFinder::isLate(Bytes bytes, bool atEnd) const {
   for (std::size_t i = 0; i < agreeingRecords; ++i) {
     const std::size_t at = i * recordSize;
@@ -111,9 +111,9 @@ RecordFinder::Proof RecordFinder::judge(Bytes bytes, bool atEnd) const {
   return isLate(bytes, atEnd) ? Proof::late : Proof::none;
 }
 
-// Numbers that rise are found at wrong places too: time stamps rise, and so does much in payloads. So the first place
-// where records agree is not taken at once, but the best one of all that follow within the next records, of which one
-// or two may be broken.
+// Rising numbers are also found at wrong places: time stamps rise, and so do counters in payloads. So the first place
+// where records agree is not taken at once; the best one within the next few records is, of which one or two may be
+// damaged.
 RecordFinder::Found RecordFinder::search(Bytes window, std::size_t from, bool atEnd) const {
   constexpr std::size_t span = 3 * recordSize;
   const std::size_t needed = atEnd ? recordSize : agreeingRecords * recordSize;

@@ -1,4 +1,4 @@
-// What tells records from damage, when nothing in the format does: no magic number, no checksum, no length.
+// Distinguishes records from damage, in a format that has no magic number, no checksum and no length.
 //
 // A record is plausible when its category and type have names and not all of its bytes are zero. Two records agree when
 // both are plausible, the second one's sequence number is a little above the first one's and its time is not far from
@@ -14,40 +14,40 @@
 
 namespace vel::sources {
 
-// The records that must agree before an alignment is believed.
+// The number of consecutive records that must agree to accept an alignment.
 inline constexpr std::size_t agreeingRecords = 4;
-// The most that sequence numbers rise between records that agree, and between neighbours that need no further proof.
+// The largest step of sequence numbers between records that agree, and between neighbours that need no other proof.
 inline constexpr std::uint32_t largestStep = 65536;
 inline constexpr std::uint32_t usualStep = 16;
-// The most microseconds that pass between records that agree, and the most that the second one may be earlier.
+// The most microseconds between records that agree, and the most by which the second one may be earlier.
 inline constexpr std::uint64_t largestPause = std::uint64_t{1} << 32;
 inline constexpr std::uint64_t largestDisorder = 1'000'000;
-// How far behind a late or repeated record's number may be.
+// By how much the number of a late or repeated record may be lower.
 inline constexpr std::uint32_t largestDelay = 1024;
 
 // Walks one file's bytes through a window that the caller slides. [one thread at a time]
 class RecordFinder {
 public:
-  // As many bytes are enough to judge the first of them, unless the file ends earlier.
+  // The bytes needed to judge the first record, unless the file ends earlier.
   static constexpr std::size_t viewSize = (agreeingRecords + 4) * recordSize;
 
   struct Step {
     bool record;         // the first 48 bytes are a record
-    std::size_t skipped; // bytes after it, or from the front if there is none, that belong to no record
-    bool goesOn;         // so may the bytes after those: the next step tells
+    std::size_t skipped; // bytes after it, or from the front without a record, that are damage
+    bool goesOn;         // the damage may continue: the next step decides
   };
 
-  // Judges the front of `window`: never empty, and at least `viewSize` bytes unless `atEnd`, when the file ends with
-  // the window. The caller drops what the step covers and passes the rest next time.
+  // Judges the front of `window`, which is never empty and has at least `viewSize` bytes unless the file ends with it
+  // (`atEnd`). The caller drops the bytes of the step and passes the rest next time.
   Step next(std::span<const unsigned char> window, bool atEnd);
 
 private:
-  // Why the record at the front is believed.
+  // Why the record at the front is accepted.
   enum class Proof : std::uint8_t {
     none,
-    follows, // its number is one of the next
-    late,    // a little behind, and the numbers go on after it
-    run,     // those behind it agree: the first after damage, after a gap, or of numbers that began anew
+    follows, // its number is among the next ones
+    late,    // its number is slightly lower, and the numbers continue after it
+    run,     // the next ones agree: the first after damage, a gap or a restart
   };
 
   struct Stamp {
@@ -60,7 +60,7 @@ private:
 
   struct Found {
     std::size_t at;
-    bool isRecord; // otherwise: nothing before `at`, and what follows has not been judged
+    bool isRecord; // if not: no record before `at`, and the rest has not been judged
   };
 
   Proof judge(std::span<const unsigned char> bytes, bool atEnd) const;
@@ -71,7 +71,7 @@ private:
   Step leave(std::span<const unsigned char> window, bool atEnd);
 
   std::optional<Stamp> last_; // of the record that the next one should follow
-  Proof front_ = Proof::none; // of the front, where the step before has judged it
+  Proof front_ = Proof::none; // of the front, if the previous step has judged it
   bool insideDamage_ = false;
 };
 

@@ -1,4 +1,4 @@
-// Records to the lines that `velstat decode` writes and that are read back here. docs/velstat-decode.md describes them.
+// Renders records as the JSON and CSV lines that `velstat decode` writes. docs/velstat-decode.md describes them.
 #pragma once
 
 #include <profile/render.h>
@@ -15,13 +15,13 @@ class Renderer {
 public:
   virtual ~Renderer() = default;
 
-  // Appends `count` records of 48 bytes each, lying one after the other.
+  // Appends `count` consecutive records of 48 bytes each.
   virtual void render(const unsigned char* records, std::size_t count, OutputBuffer& out) = 0;
 };
 
 // One JSON object a line.
 std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times);
-// One line of comma-separated values a record, without the header line.
+// One line of comma-separated values for each record, without the header line.
 std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times);
 
 extern const std::string_view csvHeader; // with its newline

@@ -1,4 +1,4 @@
-// The records that a capture's reports hold as lines.
+// The records that a capture's reports contain as lines.
 #pragma once
 
 #include <sources/order.h>
@@ -11,14 +11,14 @@
 
 namespace vel::sources {
 
-// Takes the lines of one report after the other. [one thread at a time]
+// Takes the lines report by report. [one thread at a time]
 class ReportLines {
 public:
-  // Reads the lines of a capture's reports, and notes in the capture what they tell of the clocks.
+  // Reads the lines of a capture's reports, and stores the clock relations that they show in the capture.
   void add(std::uint32_t input, const std::string& name, Capture& capture);
 
   std::vector<CapturedRecord> records;
-  std::vector<std::string> logs; // what CapturedRecord::log counts
+  std::vector<std::string> logs; // CapturedRecord::log is an index into these
   std::vector<Finding> findings;
 
 private:
@@ -27,7 +27,7 @@ private:
   std::uint32_t batches_ = 0;
 };
 
-// Whether a property list without a state record around it is one that the plug-in makes.
+// Whether a property list without a state record's header is one that the plug-in makes.
 bool isReport(const formats::Value& value);
 
 } // namespace vel::sources

@@ -10,7 +10,7 @@
 
 namespace vel::sources {
 
-// Both ends belong to it.
+// Both ends are included.
 struct Range {
   std::uint64_t first = 0;
   std::uint64_t last = std::numeric_limits<std::uint64_t>::max();
@@ -22,7 +22,7 @@ struct Range {
 // "A..B", "A..", "..B" or "A". Throws std::invalid_argument with the cause.
 Range parseRange(std::string_view text);
 
-// As given on the command line: names or ids. Nothing in a list means that all are wanted.
+// As given on the command line: names or ids. An empty list selects all.
 struct SelectionRequest {
   std::vector<std::string> categories;
   std::vector<std::string> components;
@@ -30,7 +30,7 @@ struct SelectionRequest {
   std::vector<std::string> types;
   Range sequence;
   Range time;
-  std::uint64_t skip = 0; // of what passes the filters
+  std::uint64_t skip = 0; // of the records that pass the filters
   std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
 
   bool operator==(const SelectionRequest&) const = default;
@@ -38,16 +38,16 @@ struct SelectionRequest {
 
 class Selection {
 public:
-  // Throws std::invalid_argument for a name that no table holds.
+  // Throws std::invalid_argument for an unknown name.
   explicit Selection(const SelectionRequest& request);
 
   // Whether the filters let the record pass; `skip` and `limit` do not count here.
   bool passes(const unsigned char* record) const noexcept;
 
-  // Of the next record that passes: whether it is among those shown.
+  // Whether the next record that passes the filters is shown: applies `skip` and `limit`.
   bool showsNext() noexcept;
   bool isFull() const noexcept { return limit_ == 0; }
-  // Whether nothing was asked for, so that the others need not be called.
+  // Whether there are no filters and limits, so that the other functions need not be called.
   bool showsAll() const noexcept { return showsAll_; }
 
 private:

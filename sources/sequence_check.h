@@ -9,15 +9,15 @@ namespace vel::sources {
 
 class SequenceCheck {
 public:
-  // Numbers as far behind the highest one as this are late or repeated; farther ones are a new beginning.
+  // Numbers at most this much below the highest one are late or repeated; lower ones are a restart.
   static constexpr std::uint32_t window = 1024;
 
   struct Counts {
     std::uint64_t gaps = 0;       // places where numbers were left out
-    std::uint64_t missing = 0;    // numbers that were left out and have not come late
-    std::uint64_t duplicates = 0; // numbers that came again
+    std::uint64_t missing = 0;    // skipped numbers that did not come late
+    std::uint64_t duplicates = 0; // repeated numbers
     std::uint64_t late = 0;       // numbers that came after a higher one
-    std::uint64_t restarts = 0;   // places where the numbers began anew
+    std::uint64_t restarts = 0;   // places where the numbers restarted
   };
 
   void add(std::uint32_t number) noexcept {
@@ -39,7 +39,7 @@ private:
   bool begun_ = false;
   std::uint32_t highest_ = 0;
   std::uint64_t span_ = 0;   // from the run's first number to the highest
-  std::bitset<window> seen_; // of the numbers that are less than `window` behind the highest, by their remainder
+  std::bitset<window> seen_; // numbers less than `window` below the highest, by their remainder
   Counts counts_;
 };
 
