@@ -72,7 +72,7 @@ def main():
             if digest(*command) != expected:
                 sys.exit(f"{name}: the records are wrong")
         times = {name: [] for name in ways}
-        for _ in range(options.rounds):  # in turns, so that a busy moment hits all of them
+        for _ in range(options.rounds):  # interleaved, so that noise affects all of them
             for name, command in ways.items():
                 times[name].append(run(*command))
         print(f"{options.records} lines of {lines.stat().st_size / options.records:.0f} bytes")

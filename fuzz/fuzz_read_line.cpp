@@ -1,6 +1,6 @@
 // Text to records. First the input as records: their lines, with what the input makes of the text between them, give
-// the same records. Then the input as text: whatever is in it, only what is there is read, a sound line is rendered as
-// it stands.
+// the same records. Then the input as text: only its bytes are read, and a sound line renders to
+// itself.
 #include "profile/read_line.h"
 
 #include <cstdlib>

@@ -1,4 +1,4 @@
-// What sources/ reads from strangers, each from the same bytes: lines of every format, reports with lines, and what a
+// The hostile inputs of sources/, each from the same bytes: lines of every format, reports with lines, and what a
 // capture's folder holds besides. Nothing outside the bytes is read, and what comes out fits together.
 #include <formats/error.h>
 #include <sources/capture_folder.h>

@@ -1,4 +1,4 @@
-// XML property lists from strangers: read or refused, and what was read is the same the second time.
+// Hostile XML property lists: read or refused, and what was read is the same the second time.
 #include <formats/property_list.h>
 
 #include <cstdint>

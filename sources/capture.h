@@ -12,7 +12,7 @@
 
 namespace vel::sources {
 
-// What the plug-in made of one service.
+// The result of registering one service.
 struct Service {
   std::string name;
   std::vector<std::pair<std::uint32_t, std::uint32_t>> usages; // page and usage
@@ -24,9 +24,9 @@ struct Service {
 // One state handler, asked once.
 struct Handler {
   std::size_t number = 0;              // from 1
-  std::string service;                 // that brought it; empty: not known
+  std::string service;                 // that it belongs to; empty: unknown
   bool answered = false;               // it returned a record
-  std::optional<std::uint32_t> result; // the code that its log lines tell, if it returned nothing
+  std::optional<std::uint32_t> result; // the code in its log lines, if it returned nothing
   std::string resultText;              // the same in words, or why there is no code; empty if it answered
 };
 
@@ -39,7 +39,7 @@ struct Report {
 };
 
 struct LogEntry {
-  std::string time; // UTC, as it stands in the file: 2026-11-21T21:01:35.861772Z
+  std::string time; // UTC, as in the file: 2026-11-21T21:01:35.861772Z
   std::string level;
   std::string subsystem;
   std::string category;
@@ -48,18 +48,19 @@ struct LogEntry {
 
 using Metric = control::TallyRow;
 
-// The co-processor's clock against the calendar, as lines tell it: calendar = VEL time + offset, in microseconds, the
-// calendar's since 1970. Lines have no year, which is that of the boot time or the next one, and are in local time.
+// The relation between the co-processor's clock and the calendar, from lines: calendar = VEL time + offset, in
+// microseconds, the calendar's since 1970. Lines are in local time and have no year; it is that of the boot time or the
+// next one.
 struct ClockRelation {
   std::int64_t offset = 0;
   std::optional<std::uint64_t> boot; // of the host, in microseconds since 1970
-  std::uint64_t lines = 0;           // that say so
+  std::uint64_t lines = 0;           // that have this relation
 
   bool operator==(const ClockRelation& other) const { return offset == other.offset && boot == other.boot; }
 };
 
 struct Capture {
-  std::string version; // of the command that made it; empty: not known, as all that follows
+  std::string version; // of the command that made it; empty: unknown, as below
   std::string device;
   std::string model;
   std::string plugIn;
@@ -69,8 +70,8 @@ struct Capture {
   std::vector<Report> reports; // in the order of the capture
   std::vector<LogEntry> log;
   std::vector<Metric> metrics;
-  // Those that its lines tell, the commonest first; more than one is a contradiction. Of a stream of lines those of its
-  // front.
+  // The relations of its lines, the most common first; more than one is a contradiction. Of a stream of lines, those of
+  // its beginning.
   std::vector<ClockRelation> clocks;
 };
 

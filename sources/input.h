@@ -19,7 +19,7 @@ void enlargePipe(int descriptor) noexcept;
 // The reader of the watched output has closed it, so reading on is pointless.
 class OutputClosed : public std::runtime_error {
 public:
-  OutputClosed() : std::runtime_error("nobody reads the output any more") {}
+  OutputClosed() : std::runtime_error("the reader of the output has closed it") {}
 };
 
 // Ends the waiting of all inputs that share it.

@@ -57,7 +57,7 @@ public:
     }
   }
 
-  // Clocks that went back make eras: the records of a later one follow, whatever their times.
+  // A clock that went back begins a new era, whose records follow the earlier ones regardless of their times.
   std::uint32_t era(const CapturedRecord& record) const { return runs_[record.details.run].era; }
   std::size_t count() const { return runs_.size(); }
   Run::Start start(std::size_t run) const { return runs_[run].start; }

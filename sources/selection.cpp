@@ -1,4 +1,4 @@
-// Names become sets of ids once, so that a record costs a few look-ups whatever was asked for.
+// Names become sets of ids once, so that each record costs only a few look-ups.
 #include "sources/selection.h"
 
 #include <formats/parse_number.h>

@@ -1,4 +1,4 @@
-// Looks at the inputs, and puts their records one after the other.
+// Recognises the inputs, and concatenates their records.
 #include "sources/source.h"
 
 #include <formats/error.h>

@@ -1,9 +1,9 @@
-// The entry for everything that looks at a device after the fact: captures, state records, property lists, raw records,
-// logs and what `velstat decode` writes, recognised by their content. docs/sources.md describes the rules to users.
+// The entry for everything that examines a device after the fact: captures, state records, property lists, raw records,
+// logs and the output of `velstat decode`, recognised by their content. docs/sources.md describes the rules to users.
 //
 //   Sources sources({"good", "log.txt"}, options);
 //   sources.inputs()[0].capture.reports…             the small part
-//   const auto records = sources.records();          the large part, as often as wanted
+//   const auto records = sources.records();          the large part, any number of times
 //   while (const std::size_t count = records->read(room, details)) …
 #pragma once
 
@@ -20,10 +20,10 @@
 namespace vel::sources {
 
 enum class Kind : std::uint8_t {
-  unknown,      // cannot be read or was refused, which `complain` was told
-  waiting,      // a pipe, not looked at before its turn comes
+  unknown,      // cannot be read or was refused, as reported to `complain`
+  waiting,      // a pipe that is not recognised before its turn
   records,      // raw, 48 bytes each
-  capture,      // a folder that `velstat capture --out` has written
+  capture,      // a folder written by `velstat capture --out`
   stateRecord,  // header and binary property list
   propertyList, // binary or XML
   lines,        // text with lines of records
@@ -38,13 +38,13 @@ struct Options {
   bool recover = false;   // search raw records for damage
   bool waits = true;      // for the first bytes of pipes, to recognise them at once
   unsigned jobs = 1;      // threads that read lines
-  int watchedOutput = -1; // OutputClosed is thrown once nobody reads this descriptor
-  // What is wrong with an input, a line each, without stopping the work. [the thread that calls]
+  int watchedOutput = -1; // OutputClosed is thrown once its reader has closed it; -1: none
+  // Receives each error in an input as one line; the work continues. [the calling thread]
   std::function<void(std::string_view line)> complain;
 };
 
 struct InputInfo {
-  std::string name; // as messages give it
+  std::string name; // in messages
   std::string path; // as it was given
   Kind kind = Kind::unknown;
   std::uint64_t size = 0; // in bytes; 0 if it has none
@@ -106,9 +106,9 @@ struct Finding {
   std::string text; // one line, with the name of its input
 };
 
-// The records of all inputs: those of all captures, state records and property lists at the place of the first of them,
-// once each, in order; those of the others as they stand. In constant memory but for captures, which take about 150
-// bytes a record. [one thread at a time]
+// The records of all inputs. Those of captures, state records and property lists are merged in the place of the first
+// of them, once each, in order; those of the others are unchanged. Constant memory, except for captures, which take
+// about 150 bytes a record. [one thread at a time]
 class RecordStream {
 public:
   virtual ~RecordStream() = default;

@@ -1,5 +1,5 @@
-"""Analytics stores from strangers, and stores where one may not write: velstat publish and velstat tally report them with
-one line that says what to do, and leave every file as it was."""
+"""Hostile analytics stores, and stores without write permission: velstat publish and velstat tally report them in one line
+that says what to do, and change no file."""
 
 import hashlib
 import json

@@ -97,7 +97,7 @@ TEST(ReadLine, LineAfterLine_EachIsFoundWithItsPlace) {
   }
 }
 
-// Text fields may hold whatever a line is recognised by.
+// Text fields may contain everything that a line is recognised by.
 TEST(ReadLine, FieldsThatLookLikeALine_BelongToTheirLine) {
   for (const std::string_view name : {"'binary-data':[7", "{  'category':", "\n\0\n", "', 'binary-data'"}) {
     const Record record = Record(0, 4, 0, 9).text(32, name.substr(0, 16));

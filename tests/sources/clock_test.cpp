@@ -65,7 +65,7 @@ TEST(ClockReader, RepeatedHour_IsReadAsTheOtherLinesAre) {
             summer + 3600 * oneSecond);
 }
 
-// Whatever the relation, lines show it, and what is read from them shows the same lines.
+// Lines show every relation, and the relation read from them gives the same lines.
 TEST(ClockReader, RelationsAreThoseThatLinesWereMadeWith) {
   for (const char* name : {"UTC", "Asia/Kolkata", "America/New_York"}) {
     const Zone zone(name);

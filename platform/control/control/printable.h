@@ -1,4 +1,5 @@
-// Which characters may reach a terminal as they are: one table for the log's sinks and whoever else shows foreign text.
+// The characters that may reach a terminal unescaped: one table for the log's sinks and all others that show untrusted
+// text.
 #pragma once
 
 #include <cstdint>

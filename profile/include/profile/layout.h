@@ -10,13 +10,13 @@ namespace vel::profile {
 
 enum class FieldKind : std::uint8_t {
   number,        // unsigned, little-endian, `size` bytes; decimal
-  constant,      // the decimal number `parameter`, whatever the record holds
+  constant,      // the decimal number `parameter`, independent of the record
   quoted_number, // as number, between apostrophes; the width pads only the opening apostrophe
   text,          // `size` bytes read up to the first NUL, between apostrophes
   subtype_name,  // u32 named by the record's component, between apostrophes
   bytes,         // byte dump of `size` bytes
   sliced_bytes,  // byte dump of as many bytes as the u16 at offset `parameter` says, never more than `size`
-  character,     // one byte, inserted as it stands
+  character,     // one byte, inserted unchanged
   fixed_point,   // signed 32 bits with 16 fraction bits, six significant digits
 };
 

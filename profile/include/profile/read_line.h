@@ -28,9 +28,9 @@ struct FoundLine {
   std::optional<std::uint64_t> boot;
 };
 
-// Finds lines in text of any kind: one after the other, or inside other logs, with anything before and after each.
-// Texts of records may hold newlines and NULs, so that lines are not split at either. [one thread at a time; as many
-// objects as threads]
+// Finds lines in any text: consecutive ones, or inside other logs, with anything before and after each. Texts of
+// records may contain newlines and NULs, so lines are not split at either. [one thread at a time; as many objects as
+// threads]
 class LineReader {
 public:
   // The next line that begins at or after `from` and holds all of its bytes; false if there is none.

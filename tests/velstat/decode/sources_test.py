@@ -144,7 +144,7 @@ class Lists(WithCapture):
 
 class Lines(WithCapture):
     def lines(self):
-        """As a log has them: the batches one after the other."""
+        """As in a log: the batches in order."""
         result = []
         for kind in ("fw", "kext", "err"):
             for index in range(48 if kind != "kext" else 8):

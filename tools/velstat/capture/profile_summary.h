@@ -7,7 +7,7 @@
 
 namespace vel::stat {
 
-// What a line says about its record, as it stands there; empty where it says nothing.
+// The parts of a line, unchanged; empty if the line does not have them.
 struct ProfileLine {
   std::string_view category;
   std::string_view component;

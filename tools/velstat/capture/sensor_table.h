@@ -1,4 +1,4 @@
-// What is told of many sensors' records: a line each.
+// A table of sensors' records, one line each.
 #pragma once
 
 #include <host/session.h>
@@ -9,8 +9,8 @@
 
 namespace vel::stat {
 
-// Appends the table, or nothing and answers false: for records that are no dictionaries, or have none of the members
-// that it tells.
+// Appends the table and returns true; or appends nothing and returns false if the records are not dictionaries, or have
+// none of the columns.
 bool appendSensors(Sink& out, const std::vector<const host::CapturedRecord*>& records, const Style& style);
 
 } // namespace vel::stat

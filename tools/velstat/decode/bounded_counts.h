@@ -1,4 +1,4 @@
-// Counts by key in bounded memory, whatever keys come. [one thread at a time]
+// Counts by key in bounded memory, for any number of keys. [one thread at a time]
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace vel::stat {
 
-// Keeps the first `capacity` keys that come apart; all further keys share one count.
+// Counts the first `capacity` keys separately; all further keys share one count.
 class BoundedCounts {
 public:
   static constexpr std::size_t capacity = 4096;

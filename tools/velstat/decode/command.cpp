@@ -42,7 +42,7 @@ profile::TimeSync parseTimeSync(std::string_view text) {
           formats::parseNumber<std::int64_t>(text.substr(comma + 1))};
 }
 
-// Runs a reading of an option's text; its failure is a wrong usage.
+// Parses an option's text; a failure is wrong usage.
 template <class Read>
 auto readOption(const char* option, Read read) {
   try {

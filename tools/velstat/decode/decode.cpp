@@ -1,5 +1,5 @@
-// Puts the parts together: sources, selection and statistics one after the other on whichever thread reads, renderers
-// on all threads, and the standard output.
+// Connects the parts: sources, selection and statistics on the thread that reads, renderers on all threads, and
+// standard output.
 #include "velstat/decode/decode.h"
 
 #include <sources/clock.h>
@@ -35,7 +35,7 @@ sources::Options sourceOptions(const DecodeOptions& options, std::function<void(
           .complain = std::move(complain)};
 }
 
-// The times that all inputs tell. Where they disagree there are none, as one relation would be wrong for the others.
+// The times that all inputs agree on. If they disagree there are none, since any relation would be wrong for some.
 profile::TimePolicy timesOf(const std::vector<sources::InputInfo>& inputs) {
   std::optional<sources::ClockRelation> common;
   for (const sources::InputInfo& input : inputs) {
@@ -80,7 +80,7 @@ public:
         records_(sources_.records()), selection_(std::move(selection)),
         counts_(options.statistics != StatisticsFormat::none) {
     progress_.emplace(sizeOf(sources_.inputs()));
-    // What raw records are asked for costs time, and tells nothing that the statistics do not.
+    // Details of raw records cost time, and add nothing to the statistics.
     const auto& inputs = sources_.inputs();
     if (counts_ &&
         std::any_of(inputs.begin(), inputs.end(), [](const auto& input) { return isCaptured(input.kind); })) {
@@ -98,7 +98,7 @@ public:
 
   void cancel() noexcept { records_->cancel(); }
 
-  // Nothing more is read: other lines may follow.
+  // No more is read: other lines may follow.
   void finish() {
     for (const sources::Run& run : records_->runs()) {
       const bool restarted = isCaptured(sources_.inputs()[run.input].kind) && run.start != sources::Run::Start::first;
@@ -135,7 +135,7 @@ private:
     return captured ? details_[record].run + std::size_t{1} : 0;
   }
 
-  // Moves what is to be shown to the front.
+  // Moves the selected records to the front.
   std::size_t select(unsigned char* records, std::size_t count) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < count && !selection_.isFull(); ++i) {
@@ -225,7 +225,7 @@ bool decode(const DecodeOptions& options, sources::Selection selection) {
   if (options.statistics != StatisticsFormat::none) {
     const Statistics& statistics = reader.statistics();
     const std::string text = options.statistics == StatisticsFormat::json ? statistics.asJson() : statistics.asText();
-    if (shows) { // the records are the result; what is said about them must not mix with them
+    if (shows) { // the records are the result, so statistics must go elsewhere
       std::fputs(text.c_str(), stderr);
     } else {
       writeStandardOutput(text);

@@ -1,5 +1,4 @@
-// Profile records from any source to the standard output: what `velstat decode` does once its command line is
-// understood.
+// Profile records from any source to standard output: the work of `velstat decode` after its command line is parsed.
 #pragma once
 
 #include <profile/render.h>
@@ -18,13 +17,13 @@ struct DecodeOptions {
   std::vector<std::string> files; // "-" is the standard input
   DecodeFormat format = DecodeFormat::text;
   StatisticsFormat statistics = StatisticsFormat::none;
-  std::optional<profile::TimePolicy> times; // none: as the inputs tell
+  std::optional<profile::TimePolicy> times; // none: as the inputs say
   bool recover = false;
   bool all = false;  // every occurrence of a record
   unsigned jobs = 1; // threads
 };
 
-// True if all of the input was sound. What was not is reported on stderr, a line each; all that was is decoded.
+// True if all of the input was sound. Each fault is reported in one line on stderr; everything else is decoded.
 bool decode(const DecodeOptions& options, sources::Selection selection);
 
 } // namespace vel::stat

@@ -1,7 +1,7 @@
-// A fixed pool of units. A thread takes a free one, fills it under a lock that gives it its turn, renders it on its
-// own, and hands it over. Whoever hands over the unit whose turn it is writes it, and all that are ready behind it; the
-// others go on to the next. So a slow reader of the output holds up one thread, until all units wait for it, and the
-// text goes out while it is still in a cache.
+// A fixed pool of units. A thread takes a free unit, fills it under a lock that also gives it its turn, renders it in
+// parallel with the others, and hands it over. The thread that hands over the next unit in order writes it and all
+// ready ones after it; the others continue. So a slow reader of the output blocks only one thread until all units wait
+// for it, and text is written while it is still in a cache.
 #include "velstat/decode/pipeline.h"
 
 #include <sources/record.h>
@@ -51,7 +51,7 @@ public:
 private:
   static constexpr std::size_t spareUnits = 6;
 
-  // Null when the work has failed. The unit is taken before the turn: whoever has a turn can always finish it.
+  // Null when the work has failed. The unit is taken before the turn, so that every turn can be finished.
   Unit* takeFree() {
     std::unique_lock lock(mutex_);
     freed_.wait(lock, [this] { return failure_ || !free_.empty(); });
@@ -64,7 +64,7 @@ private:
   }
 
   bool read(Unit& unit, std::uint64_t& turn) {
-    // A turn mostly takes microseconds: asking again is quicker than sleeping and being woken.
+    // A turn usually takes microseconds: retrying is faster than sleeping and being woken.
     std::unique_lock lock(readMutex_, std::defer_lock);
     for (int attempt = 0; attempt < 100 && !lock.try_lock(); ++attempt) {
       std::this_thread::yield();
@@ -95,7 +95,7 @@ private:
       ++nextWritten_;
       free_.push_back(next);
       if (free_.size() >= units_.size() / 2) {
-        freed_.notify_all(); // not for each single one: a slow output would wake a thread for every unit
+        freed_.notify_all(); // not for each unit: a slow output would wake a thread every time
       }
     }
     writing_ = false;
@@ -111,7 +111,7 @@ private:
       freed_.notify_all();
     }
     if (stages_.cancelRead) {
-      stages_.cancelRead(); // or the others would only learn of it with the source's next bytes
+      stages_.cancelRead(); // otherwise the others would wait for the source's next bytes
     }
   }
 
@@ -125,7 +125,7 @@ private:
   std::mutex mutex_;
   std::condition_variable freed_;
   std::vector<Unit*> free_;
-  std::vector<Unit*> ready_; // by turn; no more turns than units are under way
+  std::vector<Unit*> ready_; // by turn; there are at most as many turns as units
   bool writing_ = false;     // a thread is in the loop of handOver
   std::uint64_t nextWritten_ = 0;
   std::exception_ptr failure_;
@@ -146,7 +146,7 @@ void runInOrder(unsigned jobs, const Stages& stages) {
         others.emplace_back([&pipeline, &render = renders[i]] { pipeline.work(render); });
       }
     } catch (const std::system_error&) {
-      // No more threads to be had: those that there are do all the work.
+      // No more threads available: the existing ones do all the work.
     }
     pipeline.work(renders[0]);
   }

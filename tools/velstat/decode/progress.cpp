@@ -1,4 +1,4 @@
-// One line that is written over and over.
+// One line that is rewritten in place.
 #include "velstat/decode/progress.h"
 
 #include <fmt/format.h>
@@ -11,7 +11,7 @@ namespace vel::stat {
 
 namespace {
 
-constexpr auto patience = std::chrono::seconds(1); // what takes less needs no progress
+constexpr auto patience = std::chrono::seconds(1); // shorter work shows no progress
 constexpr auto interval = std::chrono::milliseconds(200);
 constexpr const char* emptyLine = "\r\x1B[K";
 
@@ -37,7 +37,7 @@ void Progress::update(std::uint64_t records, std::uint64_t bytes) {
   if (total_ != 0) {
     line += fmt::format(", {:.0f} %", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
   }
-  std::fputs(line.c_str(), stderr); // a terminal that has gone is no reason to stop
+  std::fputs(line.c_str(), stderr); // a closed terminal is not a reason to stop
   visible_ = true;
 }
 

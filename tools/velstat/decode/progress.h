@@ -1,4 +1,4 @@
-// How far a long decoding has come, for people at a terminal. [one thread at a time]
+// Shows the progress of a long decoding on a terminal. [one thread at a time]
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@ namespace vel::stat {
 
 class Progress {
 public:
-  // Shows nothing unless stderr is a terminal and stdout is not, where the records themselves are seen to pass.
+  // Shows nothing unless stderr is a terminal and stdout is not: there the records themselves show the progress.
   // `total` is 0 if it is not known.
   explicit Progress(std::uint64_t total);
   ~Progress() { clear(); }
@@ -16,7 +16,7 @@ public:
   Progress& operator=(const Progress&) = delete;
 
   void update(std::uint64_t records, std::uint64_t bytes);
-  // Makes room for another line.
+  // Removes the line, so that another one can be written.
   void clear();
 
 private:

@@ -16,7 +16,7 @@ namespace vel::stat {
 
 namespace {
 
-// One kind of thing that is counted: a row is its ids, from the category on, their names, and how many there are.
+// One table of counts: each row has ids, from the category on, their names, and a count.
 struct Row {
   std::vector<std::uint32_t> ids;
   std::vector<std::string> names;
@@ -27,7 +27,7 @@ struct Section {
   const char* title;
   std::vector<const char*> keys; // of the ids
   std::vector<Row> rows;
-  std::uint64_t rest = 0; // counted, but not kept apart
+  std::uint64_t rest = 0; // the shared count
 };
 
 std::string nameOf(profile::NameTable table, std::uint32_t id) {

@@ -1,4 +1,4 @@
-// What a stream of records holds, in bounded memory however long it is. [one thread at a time]
+// Statistics of a stream of records of any length, in bounded memory. [one thread at a time]
 #pragma once
 
 #include <sources/sequence_check.h>
@@ -12,7 +12,7 @@ namespace vel::stat {
 
 class Statistics {
 public:
-  // For every record of the input: only all of them together tell which sequence numbers are missing.
+  // For every record of the input, since only all of them show which sequence numbers are missing.
   // Records of several runs may come together; each run counts its own sequence numbers.
   void addRead(const unsigned char* record, std::size_t run = 0);
   // Restarts that are known from the runs.

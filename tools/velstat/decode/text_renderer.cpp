@@ -1,4 +1,4 @@
-// The text of each record, exact or fit for a terminal, and the record itself.
+// The text of each record, exact or escaped for a terminal, and the record itself.
 #include <sources/record.h>
 #include <velstat/decode/text_renderer.h>
 #include <velstat/text/escape.h>
@@ -24,7 +24,7 @@ private:
   profile::BulkRenderer engine_;
 };
 
-// For people at a terminal, who read no faster than one record at a time.
+// For a terminal, where speed does not matter.
 class EscapedTextRenderer final : public sources::Renderer {
 public:
   explicit EscapedTextRenderer(const profile::TimePolicy& times) : engine_(times, profile::Framing::none) {}

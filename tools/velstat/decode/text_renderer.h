@@ -1,4 +1,4 @@
-// Records to text, or to their bytes.
+// Renders records as text, or as their bytes.
 #pragma once
 
 #include <sources/renderer.h>
@@ -7,7 +7,7 @@
 
 namespace vel::stat {
 
-// The text of each record as it stands.
+// The exact text of each record.
 std::unique_ptr<sources::Renderer> makeTextRenderer(const profile::TimePolicy& times, profile::Framing framing);
 // One line a record, with every byte that is not printable escaped.
 std::unique_ptr<sources::Renderer> makeEscapedTextRenderer(const profile::TimePolicy& times);

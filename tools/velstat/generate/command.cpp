@@ -1,4 +1,4 @@
-// velstat generate: the command line, and the way of synthetic records to the standard output.
+// velstat generate: the command line; writes synthetic records to standard output.
 
 #include <synthetic/record_stream.h>
 #include <velstat/commands.h>

@@ -8,12 +8,12 @@
 namespace vel::stat {
 
 struct ReadFile {
-  std::filesystem::path path; // "-" is the standard input; an empty path is no file
+  std::filesystem::path path; // "-" is standard input; empty: no file
   std::string_view what;      // in an error line: "the entries"
 };
 
 struct WrittenFile {
-  std::filesystem::path path; // an empty path is no file
+  std::filesystem::path path; // empty: no file
   std::string_view what;
   std::string_view option; // that names the file
 };

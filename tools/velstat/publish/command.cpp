@@ -141,7 +141,7 @@ void addPublish(CLI::App& app, int& status) {
   auto options = std::make_shared<PublishOptions>();
   CLI::App* const command =
       app.add_subcommand("publish", "Publish analytics entries from a file through the plug-in into a store");
-  command->add_option("entries", options->entries, "Entries of 7 bytes one behind the other, - for standard input")
+  command->add_option("entries", options->entries, "File of consecutive 7-byte entries; - is standard input")
       ->type_name("FILE")
       ->required();
   command->add_option("--tally", options->tally, "The store, made when there is none")->type_name("FILE")->required();

@@ -10,7 +10,7 @@ namespace vel::stat {
 // The reader of standard output has closed it: the command ends, without an error.
 class ReaderGone : public std::runtime_error {
 public:
-  ReaderGone() : std::runtime_error("nobody reads the standard output any more") {}
+  ReaderGone() : std::runtime_error("the reader of standard output has closed it") {}
 };
 
 // Writes all of it. Throws ReaderGone, or Error with the cause, such as a full disk.
