@@ -71,7 +71,7 @@ const char* typeName(const Json& json) {
 
 // "0x..." as a number.
 std::optional<std::uint64_t> hexNumber(std::string_view text) {
-  if (!text.starts_with("0x") || text.size() == 2) {
+  if (!text.starts_with("0x")) {
     return std::nullopt;
   }
   std::uint64_t number = 0;

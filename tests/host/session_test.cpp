@@ -79,25 +79,42 @@ TEST_F(SessionTest, WholeLife_CallsInTheirOrder) {
   EXPECT_FALSE(isLoaded());
 }
 
+// More work than can be done before the next call.
+constexpr std::size_t muchWork = 1000;
+
 TEST_F(SessionTest, Close_DrainsTheQueueBeforeAnythingElse) {
   auto session = startScheduled();
   calls();
-  for (int i = 0; i < 3; ++i) {
+  for (std::size_t i = 0; i < muchWork; ++i) {
     session->postNotification("test.notification");
   }
   session->close();
-  EXPECT_THAT(calls(),
-              ElementsAre("notified", "notified", "notified", "unscheduleFromDispatchQueue", "close", "Release"));
+  std::vector<std::string> expected(muchWork, "notified");
+  expected.insert(expected.end(), {"unscheduleFromDispatchQueue", "close", "Release"});
+  EXPECT_EQ(calls(), expected);
+}
+
+TEST_F(SessionTest, Drain_WaitsForWhatIsQueued) {
+  auto session = startScheduled();
+  calls();
+  for (std::size_t i = 0; i < muchWork; ++i) {
+    session->postNotification("test.notification");
+  }
+  session->drain();
+  EXPECT_EQ(calls(), std::vector<std::string>(muchWork, "notified"));
 }
 
 TEST_F(SessionTest, Close_DropsEverythingThatWasRegistered) {
+  const auto before = vel::control::liveObjects()["IOHIDSession"];
   auto session = startScheduled();
+  EXPECT_EQ(vel::control::liveObjects()["IOHIDSession"], before + 1);
   session->registerService(service());
   EXPECT_EQ(vel::control::stateHandlers().size(), 1U);
   EXPECT_EQ(vel::control::notificationRegistrations(), 1U);
   session->close();
   EXPECT_EQ(vel::control::stateHandlers().size(), 0U);
   EXPECT_EQ(vel::control::notificationRegistrations(), 0U);
+  EXPECT_EQ(vel::control::liveObjects()["IOHIDSession"], before);
   calls();
   EXPECT_EQ(vel::control::postNotification("test.notification"), 0U);
   EXPECT_THAT(calls(), ElementsAre());
@@ -121,6 +138,8 @@ TEST_F(SessionTest, BundleWhoseInstancesOutliveTheSession_StaysLoaded) {
   auto session = start(PLUG_IN_FILE_THAT_STAYS);
   session->open();
   EXPECT_FALSE(session->close());
+  EXPECT_TRUE(isLoaded());
+  session.reset();
   EXPECT_TRUE(isLoaded());
   const auto factory =
       vel::control::Ref<CFUUIDRef>::adopt(vel::control::createUUID("01020304-0506-0708-090A-0B0C0D0E0F10"));
@@ -166,6 +185,10 @@ const Refused refused[] = {
     {"FactoryReturnsNull", PLUG_IN_FILE_WITHOUT_OBJECT,
      "the factory TestPlugInFactory made no object for the session-filter type"},
     {"NoInterface", PLUG_IN_FILE_WITHOUT_INTERFACE,
+     "the object has no session-filter interface: QueryInterface answered 0x80000004"},
+    {"InterfaceThatIsNull", PLUG_IN_FILE_WITH_NULL_INTERFACE,
+     "the object has no session-filter interface: QueryInterface answered 0x00000000"},
+    {"InterfaceThatIsRefused", PLUG_IN_FILE_WITH_REFUSED_INTERFACE,
      "the object has no session-filter interface: QueryInterface answered 0x80000004"},
     {"NoRelease", PLUG_IN_FILE_WITHOUT_RELEASE,
      "the interface table is incomplete: it lacks QueryInterface, AddRef or Release"},

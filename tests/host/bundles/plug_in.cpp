@@ -1,25 +1,42 @@
 // Session-filter plug-ins for the host's tests: one that logs every call it gets, and, by the macro that it is built
 // with, some that no host can work with.
+#include <control/notify.h>
+#include <control/queue.h>
+#include <control/state.h>
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/hid/IOHIDSessionFilterPlugIn.h>
 #include <notify.h>
 #include <os/log.h>
 #include <os/state.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <malloc.h>
 
 namespace {
 
+int queuedLate = 0;
+std::atomic<int> doneLate = 0;
+
 struct PlugIn {
   const IOHIDSessionFilterPlugInInterface* table;
   std::uint32_t count;
   dispatch_queue_t queue;
+  IOHIDSessionRef session;
 };
 
 void say(const char* call) {
   os_log(os_log_create("test", "plug-in"), "%s", call);
+}
+
+// Says a call, and also if its arguments or its time are not the right ones.
+void say(const char* call, bool right) {
+  say(call);
+  if (!right) {
+    say("... wrongly");
+  }
 }
 
 [[maybe_unused]] CFUUIDRef factoryID() {
@@ -41,6 +58,13 @@ HRESULT queryInterface(void* self, REFIID, LPVOID* interface) {
 #if defined PLUG_IN_WITHOUT_INTERFACE
   static_cast<void>(self);
   *interface = nullptr;
+  return E_NOINTERFACE;
+#elif defined PLUG_IN_WITH_NULL_INTERFACE
+  static_cast<void>(self);
+  *interface = nullptr;
+  return S_OK;
+#elif defined PLUG_IN_WITH_REFUSED_INTERFACE
+  *interface = self;
   return E_NOINTERFACE;
 #elif defined PLUG_IN_WITH_POOR_INTERFACE
   static_cast<void>(self);
@@ -64,8 +88,8 @@ ULONG addRef(void* self) {
 }
 
 [[maybe_unused]] ULONG release(void* self) {
-  say("Release");
   const std::uint32_t left = --of(self).count;
+  say("Release", left != 0 || doneLate == queuedLate);
   if (left == 0) {
 #ifndef PLUG_IN_THAT_STAYS
     CFPlugInRemoveInstanceForFactory(factoryID());
@@ -75,8 +99,9 @@ ULONG addRef(void* self) {
   return left;
 }
 
-boolean_t open(void*, IOHIDSessionRef, IOOptionBits) {
-  say("open");
+boolean_t open(void* self, IOHIDSessionRef session, IOOptionBits options) {
+  say("open", session != nullptr && options == 0);
+  of(self).session = session;
 #ifdef PLUG_IN_THAT_REFUSES
   return 0;
 #else
@@ -84,12 +109,12 @@ boolean_t open(void*, IOHIDSessionRef, IOOptionBits) {
 #endif
 }
 
-void close(void*, IOHIDSessionRef, IOOptionBits) {
-  say("close");
+void close(void* self, IOHIDSessionRef session, IOOptionBits options) {
+  say("close", session == of(self).session && options == 0);
 }
 
 void schedule(void* self, dispatch_queue_t queue) {
-  say("scheduleWithDispatchQueue");
+  say("scheduleWithDispatchQueue", queue != nullptr);
   of(self).queue = queue;
   int token = 0;
   notify_register_dispatch("test.notification", &token, queue, ^(int) {
@@ -97,8 +122,19 @@ void schedule(void* self, dispatch_queue_t queue) {
   });
 }
 
-[[maybe_unused]] void unschedule(void*, dispatch_queue_t) {
-  say("unscheduleFromDispatchQueue");
+// Leaves work and a registration behind, as a plug-in may. There is too much of it to be done before the caller goes
+// on.
+[[maybe_unused]] void unschedule(void* self, dispatch_queue_t queue) {
+  say("unscheduleFromDispatchQueue", queue == of(self).queue && vel::control::stateHandlers().empty() &&
+                                         vel::control::notificationRegistrations() == 0);
+  for (int i = 0; i < 1000; ++i) {
+    ++queuedLate;
+    vel::control::async(queue, [] { ++doneLate; });
+  }
+  int token = 0;
+  notify_register_dispatch("test.notification", &token, queue, ^(int) {
+    say("notified late");
+  });
 }
 
 // Records of the kinds that a capture may meet, chosen by the api value.
@@ -176,7 +212,7 @@ extern "C" __attribute__((visibility("default"))) void* TestPlugInFactory(CFAllo
   CFPlugInAddInstanceForFactory(factoryID());
 #endif
   auto* plugIn = static_cast<PlugIn*>(std::malloc(sizeof(PlugIn)));
-  *plugIn = {.table = &table, .count = 1, .queue = nullptr};
+  *plugIn = {.table = &table, .count = 1, .queue = nullptr, .session = nullptr};
   return plugIn;
 #endif
 }
