@@ -58,8 +58,9 @@ public:
                        truncated_ == 1 ? "its" : "their", truncated_ == 1 ? "" : "s"));
     }
     if (counted > lines) {
-      find(FindingKind::missingLines, counted - lines,
-           fmt::format("the title counts {} records, and there are {} lines", counted, lines));
+      find(
+          FindingKind::missingLines, counted - lines,
+          fmt::format("the title counts {} records and the list has {} line{}", counted, lines, lines == 1 ? "" : "s"));
     }
   }
 

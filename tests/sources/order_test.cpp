@@ -141,6 +141,9 @@ TEST(Order, RecordsThatAreALittleLate_StayInTheirRun) {
       order({{"fw", {{1, 10}, {3, 30}, {2, 35}, {4, 40}}}, {"fw", {{6, 60}, {5, 61}, {7, 70}}}});
   EXPECT_THAT(runs(result), testing::Each(0U));
   EXPECT_EQ(result.runs[0].missing, 0U);
+  // Also where one batch ends and the next one begins.
+  EXPECT_EQ(order({{"fw", {{1, 10}, {3, 30}}}, {"fw", {{2, 31}, {4, 40}}}}).runs.size(), 1U);
+  EXPECT_EQ(order({{"fw", {{1, 10}, {30, 30}}}, {"fw", {{2, 31}, {40, 40}}}}).runs.size(), 2U);
 }
 
 TEST(Order, NumbersWrapAround) {

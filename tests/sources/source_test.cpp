@@ -3,10 +3,15 @@
 #include <sources/recent_records.h>
 #include <sources/recognise.h>
 #include <sources/source.h>
+#include <support/binary_list.h>
 #include <support/record_files.h>
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace vel::sources {
@@ -195,6 +200,104 @@ TEST(Sources, LinesThatDisagreeOnTheClocks_AreCounted) {
   EXPECT_EQ(result.findings[0].kind, FindingKind::clock);
   EXPECT_EQ(result.findings[0].count, 3U);
   EXPECT_THAT(result.complaints, ElementsAre());
+}
+
+class Folder {
+public:
+  Folder() {
+    std::string pattern = testing::TempDir() + "/velstat-capture-XXXXXX";
+    path_ = mkdtemp(pattern.data());
+  }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+
+  void write(const std::string& name, const std::string& content) const {
+    std::ofstream(path_ / name, std::ios::binary) << content;
+  }
+  std::string path() const { return path_.string(); }
+
+private:
+  std::filesystem::path path_;
+};
+
+// A list of one text.
+std::string stateRecord(std::string title, const std::string& text) {
+  const tests::BinaryList list{.objects = {"\xA1\x01"s, "\x5F\x11"s + tests::bigEndianText(text.size(), 2) + text},
+                               .offsetWidth = 2};
+  const std::string bytes = list.bytes();
+  std::string size = tests::bigEndianText(bytes.size(), 4);
+  std::reverse(size.begin(), size.end());
+  title.resize(64);
+  return "\x01\0\0\0"s + size + std::string(128, '\0') + title + bytes;
+}
+
+TEST(Sources, CaptureFolder_IsOneValue) {
+  const Folder folder;
+  const profile::TimePolicy times{profile::TimeSync{0, 1'731'000'000'000'000'000}, 1'730'900'000'000'000};
+  std::string line = textOf(record(9, {7, 0, 0, 3}, 10), times);
+  line.pop_back();
+  folder.write("001-b.state", stateRecord("KIP Profile 0 ;count=2 ;type=err", line));
+  folder.write("log.jsonl", R"({"time":"T","level":"error","subsystem":"s","category":"c","message":"m"})"
+                            "\n");
+  folder.write("manifest.json", R"({"version": "1", "device": "d", "model": "m", "plug-in": "p", "api": 3, "later": [],
+    "services": [{"name": "button", "usages": [{"page": 12, "usage": 1}], "opened": true, "first handler": 1,
+                  "handlers": 2}],
+    "handler results": [{"handler": 1, "service": "button", "answered": false, "result": "0xe00002c5",
+                         "result text": "busy"}, {"handler": 2, "service": "button", "answered": true}],
+    "records": [{"file": "001-b.state", "handler": 2}]})");
+  std::vector<std::string> complaints;
+  Sources sources({folder.path()}, {.complain = [&](std::string_view text) { complaints.emplace_back(text); }});
+  ASSERT_EQ(sources.inputs()[0].kind, Kind::capture);
+  const Capture& capture = sources.inputs()[0].capture;
+  EXPECT_EQ(capture.device + capture.model + capture.plugIn + capture.version, "dmp1");
+  EXPECT_EQ(capture.api, 3U);
+  ASSERT_EQ(capture.services.size(), 1U);
+  EXPECT_EQ(capture.services[0].name, "button");
+  EXPECT_THAT(capture.services[0].usages, ElementsAre(std::pair(12U, 1U)));
+  EXPECT_EQ(capture.services[0].handlers, 2U);
+  ASSERT_EQ(capture.handlers.size(), 2U);
+  EXPECT_FALSE(capture.handlers[0].answered);
+  EXPECT_EQ(capture.handlers[0].result, 0xe00002c5U);
+  EXPECT_EQ(capture.handlers[0].resultText, "busy");
+  EXPECT_EQ(capture.handlers[1].service, "button");
+  ASSERT_EQ(capture.reports.size(), 1U);
+  EXPECT_EQ(capture.reports[0].title, "KIP Profile 0 ;count=2 ;type=err");
+  EXPECT_EQ(capture.reports[0].handler, 2U);
+  ASSERT_EQ(capture.log.size(), 1U);
+  EXPECT_EQ(capture.log[0].message, "m");
+  ASSERT_EQ(capture.clocks.size(), 1U);
+  EXPECT_EQ(capture.clocks[0].offset, 1'731'000'000'000'000);
+  EXPECT_EQ(capture.clocks[0].boot, times.boot);
+  ASSERT_EQ(sources.findings().size(), 1U);
+  EXPECT_EQ(sources.findings()[0].kind, FindingKind::missingLines) << "the title counts two";
+  EXPECT_THAT(complaints, ElementsAre(testing::HasSubstr("the title counts 2 records and the list has 1 line")));
+
+  const auto stream = sources.records();
+  Bytes room(recordSize);
+  std::vector<Details> details(1);
+  ASSERT_EQ(stream->read(room, details), 1U);
+  EXPECT_EQ(room, record(9, {7, 0, 0, 3}, 10));
+  EXPECT_EQ(details[0].place, (Place{.input = 0, .report = 0, .at = 0}));
+  EXPECT_EQ(details[0].calendar, 1'731'000'000'000'010U);
+  EXPECT_EQ(stream->runs()[0].log, "err");
+}
+
+TEST(Sources, LinesOfACaptureThatDisagreeOnTheClocks_AreAFinding) {
+  const Folder folder;
+  for (const int seconds : {0, 1}) {
+    const profile::TimePolicy times{profile::TimeSync{0, (1'731'000'000LL + seconds) * 1'000'000'000LL},
+                                    1'730'900'000'000'000};
+    std::string line = textOf(record(9, {7, 0, 0, 3}, 10 + static_cast<unsigned>(seconds)), times);
+    line.pop_back();
+    folder.write(std::to_string(seconds) + ".state", stateRecord("KIP Profile 0 ;count=1 ;type=err", line));
+  }
+  Sources sources({folder.path()}, {});
+  EXPECT_EQ(sources.inputs()[0].capture.clocks.size(), 2U);
+  ASSERT_EQ(sources.findings().size(), 1U);
+  EXPECT_EQ(sources.findings()[0].kind, FindingKind::clock);
+  EXPECT_EQ(sources.findings()[0].count, 1U);
+  EXPECT_THAT(sources.findings()[0].text, testing::HasSubstr("1000000 us apart"));
 }
 
 TEST(Sources, InputsInAnyNumber_AreToldApart) {
