@@ -3,11 +3,12 @@
 // arithmetic, so nothing here branches on a number's size where a width is given.
 #pragma once
 
+#include "copy_bytes.h"
+
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 namespace vel::profile {
 
@@ -43,7 +44,7 @@ constexpr unsigned leading_zero_bits(std::uint64_t digits) noexcept {
 }
 
 inline void store(char* p, std::uint64_t bytes) noexcept {
-  std::memcpy(p, &bytes, sizeof bytes);
+  copy_bytes(p, &bytes, sizeof bytes);
 }
 
 // The digits of a byte.
@@ -97,7 +98,7 @@ inline constexpr std::array<PaddedByte, 256> right_aligned_bytes = make_right_al
 inline char* put_byte_comma(char* p, unsigned char value) noexcept {
   const std::uint64_t comma = byte_commas[value];
   const auto text = static_cast<std::uint32_t>(comma);
-  std::memcpy(p, &text, sizeof text);
+  copy_bytes(p, &text, sizeof text);
   return p + (comma >> 32);
 }
 
@@ -133,7 +134,7 @@ inline PaddedU32 pad_u32(std::uint32_t value) noexcept {
 // At width 10 a u32 always takes ten characters.
 inline char* put_u32_width_10(char* p, std::uint32_t value) noexcept {
   const PaddedU32 text = pad_u32(value);
-  std::memcpy(p, &text.high, sizeof text.high);
+  copy_bytes(p, &text.high, sizeof text.high);
   store(p + 2, text.low);
   return p + 10;
 }
@@ -190,7 +191,7 @@ inline char* put_byte_list(char* p, const unsigned char* bytes, std::size_t coun
   std::size_t at = 0;
   for (; at + 8 <= count; at += 8) {
     std::uint64_t eight;
-    std::memcpy(&eight, bytes + at, sizeof eight);
+    copy_bytes(&eight, bytes + at, sizeof eight);
     for (unsigned bit = 0; bit < 64; bit += 8) {
       p = put_byte_comma(p, static_cast<unsigned char>(eight >> bit));
     }

@@ -69,10 +69,10 @@ char* write_clocks(char* p, const unsigned char* record) noexcept {
 }
 
 char* put_frame(char* p, const Frame& frame, std::string_view name) noexcept {
-  std::memcpy(p, frame.prefix.data(), frame.prefix.size());
+  copy_bytes(p, frame.prefix.data(), frame.prefix.size());
   p = put_name(p + frame.prefix.size(), name, frame.width);
   *p++ = '\'';
-  std::memcpy(p, frame.suffix.data(), frame.suffix.size());
+  copy_bytes(p, frame.suffix.data(), frame.suffix.size());
   return p + frame.suffix.size();
 }
 
@@ -91,6 +91,10 @@ constexpr std::size_t layout_index(const Layout* layout) {
   return static_cast<std::size_t>(layout - layouts::all.data());
 }
 
+// Not a temporary: for a local variable that is passed by reference, the stack protector would check the stack for
+// every record.
+constexpr std::string_view no_name;
+
 // Writes the layouts of one choice, in one function: a word that two of them show is then converted once.
 template <std::size_t Index>
 struct ChoiceWriter {
@@ -105,6 +109,13 @@ struct ChoiceWriter {
     (std::make_index_sequence<shown.count>());
   }
 
+  // With an id that is in no table, as those are bytes. Not inlined: because of its buffer, the stack protector would
+  // check the stack for every record.
+  [[gnu::noinline]] static char* write_unnamed(char* p, const unsigned char* record, std::uint32_t id) noexcept {
+    DecimalText digits;
+    return write_named(p, record, name_of({}, id, digits));
+  }
+
   static char* write(char* p, const unsigned char* record, unsigned category) noexcept {
     if constexpr (subtype != nullptr) {
       const std::uint32_t id = load<std::uint32_t>(record + subtype->offset);
@@ -112,10 +123,9 @@ struct ChoiceWriter {
         const std::uint8_t table = table_numbers[category].subtypes[component_index(record)];
         return write_named(p, record, subtype_pieces.of(table, static_cast<std::uint8_t>(id)));
       }
-      DecimalText digits; // ids in tables are bytes
-      return write_named(p, record, name_of({}, id, digits));
+      return write_unnamed(p, record, id);
     } else {
-      return write_named(p, record, std::string_view());
+      return write_named(p, record, no_name);
     }
   }
 };
@@ -186,7 +196,7 @@ char* write_tail(char* p, const unsigned char* record) noexcept {
 
 char* write_calendar(char* p, std::string_view wall) noexcept {
   p = calendar_key.copy_to(p);
-  std::memcpy(p, wall.data(), wall.size());
+  copy_bytes(p, wall.data(), wall.size());
   p += wall.size();
   *p = '\'';
   return p + 1;

@@ -66,7 +66,7 @@ constexpr SixDigits six_digits(std::uint32_t magnitude) noexcept {
 // The digits with their point, or with zeros and a point before them. With a point among the digits, those after it
 // move up by a byte.
 inline void put_digits(char* p, const SixDigits& digits) noexcept {
-  std::memcpy(p, "0.000", 5);
+  copy_bytes(p, "0.000", 5);
   p += digits.zeros_before();
   const unsigned whole_bits = digits.decimals >= 6 ? 56 : 8 * (6 - digits.decimals);
   const std::uint64_t whole = (std::uint64_t{1} << whole_bits) - 1;
@@ -76,7 +76,7 @@ inline void put_digits(char* p, const SixDigits& digits) noexcept {
 // Blanks and the sign before a text of `length` that is aligned to the right in width 10; returns the text's end.
 inline char* put_opening_width_10(char* p, bool negative, std::size_t length) noexcept {
   store(p, 0x2020202020202020);
-  std::memcpy(p + 8, "  ", 2);
+  copy_bytes(p + 8, "  ", 2);
   length += negative;
   char* const end = p + std::max<std::size_t>(10, length);
   end[-static_cast<std::ptrdiff_t>(length)] = '-'; // overwritten if there is no sign
@@ -89,7 +89,7 @@ inline char* put_fixed_point_width_10(char* p, std::uint32_t word) noexcept {
   if (magnitude < 7) {
     const std::string_view text = magnitude == 0 ? std::string_view("0") : smallest_fixed_points[magnitude - 1];
     char* const end = put_opening_width_10(p, negative, text.size());
-    std::memcpy(end - text.size(), text.data(), text.size());
+    copy_bytes(end - text.size(), text.data(), text.size());
     return end;
   }
   const SixDigits digits = six_digits(magnitude);

@@ -22,7 +22,7 @@ struct Literal {
   char text[(Length + 15) / 16 * 16] = {};
 
   char* copy_to(char* p) const noexcept {
-    std::memcpy(p, text, sizeof text);
+    copy_bytes(p, text, sizeof text);
     return p + Length;
   }
 };
@@ -100,8 +100,7 @@ template <std::size_t LayoutIndex, std::size_t RowIndex>
 inline constexpr auto opening = make_opening<LayoutIndex, RowIndex>();
 
 inline char* put_blanks(char* p, std::size_t count) noexcept {
-  std::memset(p, ' ', count);
-  return p + count;
+  return std::fill_n(p, count, ' ');
 }
 
 // Bytes before the first zero byte, 8 if there is none. Subtracting 1 from each byte sets the high bit of a zero byte
@@ -144,7 +143,7 @@ inline char* put_slice_width_10(char* p, const unsigned char* bytes, std::size_t
   *p++ = ']';
   const std::size_t length = static_cast<std::size_t>(p - begin);
   if (length < 10) {
-    std::memmove(begin + 10 - length, begin, length);
+    std::copy_backward(begin, p, begin + 10);
     put_blanks(begin, 10 - length);
     return begin + 10;
   }
@@ -157,7 +156,7 @@ inline char* put_name(char* p, std::string_view name, std::size_t width) noexcep
     p = put_blanks(p, width - name.size() - 2);
   }
   *p++ = '\'';
-  std::memcpy(p, name.data(), name.size());
+  copy_bytes(p, name.data(), name.size());
   return p + name.size();
 }
 
@@ -173,7 +172,7 @@ struct RecordWords {
   std::uint32_t words[record_size / 4];
 
   explicit RecordWords(const unsigned char* record) noexcept : bytes(record) {
-    std::memcpy(words, record, sizeof words);
+    copy_bytes(words, record, sizeof words);
   }
 
   template <std::size_t Offset>
@@ -194,7 +193,7 @@ template <std::size_t LayoutIndex, std::size_t RowIndex, class Name>
   if constexpr (row.kind == FieldKind::number && row.size == 1 && row.width == 0) {
     return put_byte_comma(p, *at) - 1;
   } else if constexpr (row.kind == FieldKind::number && row.size == 1) {
-    std::memcpy(p, right_aligned_bytes[*at].text, 4);
+    copy_bytes(p, right_aligned_bytes[*at].text, 4);
     return p + 3;
   } else if constexpr (row.kind == FieldKind::number && row.size == 8) {
     return put_u64_width_10(p, load<std::uint64_t>(at));
@@ -234,7 +233,7 @@ template <std::size_t LayoutIndex, class Name, std::size_t... RowIndex>
                                                std::index_sequence<RowIndex...>) noexcept {
   ((p = put_value<LayoutIndex, RowIndex>(opening<LayoutIndex, RowIndex>.copy_to(p), record, subtype)), ...);
   constexpr std::string_view last = closing(layouts::all[LayoutIndex].rows.back());
-  std::memcpy(p, last.data(), last.size());
+  copy_bytes(p, last.data(), last.size());
   return p + last.size();
 }
 

@@ -3,11 +3,11 @@
 #pragma once
 
 #include "choice.h"
+#include "copy_bytes.h"
 #include "digits.h"
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 
 namespace vel::profile {
 
@@ -35,7 +35,7 @@ struct Piece {
 
   char* copy_to(char* p) const noexcept {
     static_assert(sizeof(Piece) == Size);
-    std::memcpy(p, this, Size);
+    copy_bytes(p, this, Size);
     return p + length;
   }
 };

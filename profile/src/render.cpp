@@ -1,6 +1,7 @@
 // Renders blocks of records.
 #include "profile/render.h"
 
+#include "copy_bytes.h"
 #include "engine.h"
 
 #include <cstring>
@@ -26,7 +27,7 @@ char* BulkRenderer::render_one(const unsigned char* record, char* p) noexcept {
   if (wall_) {
     p = write_calendar(p, wall_->text(timestamp(record)));
   }
-  std::memcpy(p, ending_, sizeof ending_);
+  copy_bytes(p, ending_, sizeof ending_);
   return p + ending_length_;
 }
 
@@ -41,7 +42,7 @@ std::size_t BulkRenderer::render(const void* records, std::size_t count, char* o
     char* const text = p + sizeof(std::uint32_t);
     char* const end = render_one(record, text);
     const std::uint32_t length = static_cast<std::uint32_t>(end - text);
-    std::memcpy(p, &length, sizeof length); // little-endian, as digits.h asserts
+    copy_bytes(p, &length, sizeof length); // little-endian, as digits.h asserts
     p = end;
   }
   return static_cast<std::size_t>(p - out);
