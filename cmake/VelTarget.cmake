@@ -1,4 +1,4 @@
-# What every target of ours has in common: warnings as errors, blocks, sanitizers.
+# What every target of ours has in common: warnings as errors, blocks, sanitizers, coverage.
 
 add_library(vel_options INTERFACE)
 target_compile_options(vel_options INTERFACE
@@ -23,4 +23,11 @@ function(vel_exports target script)
     target_link_options(${target} PRIVATE -Wl,-z,defs)
   endif()
   set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
+endfunction()
+
+# vel_finds_libraries_in(target folder): the target finds our libraries in the folder, relative to $ORIGIN, as built and as
+# installed. If the two differed, CMake would pad the shorter with ':' to replace it at installation, and an empty element
+# is the current directory.
+function(vel_finds_libraries_in target folder)
+  set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH ${folder})
 endfunction()

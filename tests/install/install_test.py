@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """What ships, used from where it was moved to.
 
-usage: install_test.py CMAKE BUILD-FOLDER COMPILER SOURCE-FOLDER"""
+usage: install_test.py CMAKE BUILD-FOLDER COMPILER SOURCE-FOLDER BUILD-TYPE"""
 
 import pathlib
 import shutil
@@ -10,8 +10,9 @@ import sys
 import tempfile
 import unittest
 
-CMAKE, BUILD, COMPILER, SOURCE = sys.argv[1:5]
+CMAKE, BUILD, COMPILER, SOURCE, BUILD_TYPE = sys.argv[1:]
 CONSUMER = pathlib.Path(__file__).parent / "consumer"
+HARDENING = pathlib.Path(__file__).parent.parent / "house/hardening.py"
 
 
 def run(*command, **options):
@@ -57,6 +58,10 @@ class Installed(unittest.TestCase):
             content = path.read_bytes()
             for place in (SOURCE, BUILD, str(self.folder)):
                 self.assertNotIn(place.encode(), content, path)
+
+    def test_files_are_hardened(self):
+        done = subprocess.run([sys.executable, HARDENING, BUILD_TYPE, self.prefix], stdout=subprocess.PIPE, text=True)
+        self.assertEqual(done.returncode, 0, done.stdout)
 
 
 unittest.main(argv=sys.argv[:1])

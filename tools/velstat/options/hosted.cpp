@@ -4,11 +4,9 @@
 #include <velstat/text/error.h>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 namespace vel::stat {
 
@@ -21,18 +19,12 @@ std::filesystem::path findDefaultBundle() {
   if (error) {
     throw Error("the plug-in is looked for beside this command, whose place is unknown: name it with --plugin");
   }
-  const std::filesystem::path root = executable.parent_path().parent_path();
-  std::vector<std::string> tried;
-  for (const char* const place : {"lib", VELSTAT_LIBRARY_FOLDER}) { // as built, as installed
-    std::filesystem::path bundle = root / place / "TavikVELHIDStatistics.plugin";
-    if (std::filesystem::exists(bundle, error)) {
-      return bundle;
-    }
-    if (tried.empty() || tried.back() != bundle) { // both can be the same path
-      tried.push_back(bundle.string());
-    }
+  const std::filesystem::path bundle =
+      executable.parent_path().parent_path() / VELSTAT_LIBRARY_FOLDER / "TavikVELHIDStatistics.plugin";
+  if (!std::filesystem::exists(bundle, error)) {
+    throw Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", bundle.string()));
   }
-  throw Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", fmt::join(tried, ", ")));
+  return bundle;
 }
 
 } // namespace
