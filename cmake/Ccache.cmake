@@ -1,0 +1,8 @@
+# Compiles through ccache if it is installed and no other launcher was asked for.
+find_program(CCACHE ccache)
+mark_as_advanced(CCACHE)
+if(CCACHE AND NOT CMAKE_C_COMPILER_LAUNCHER AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  # What ccache needs to be told before it takes a precompiled header; see also -fno-pch-timestamp in tests/.
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE})
+  set(CMAKE_C_COMPILER_LAUNCHER ${CMAKE_CXX_COMPILER_LAUNCHER})
+endif()
