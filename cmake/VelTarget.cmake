@@ -12,7 +12,12 @@ if(VEL_FUZZ) # the libraries under test report their coverage to libFuzzer
   target_compile_options(vel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 if(VEL_COVERAGE)
-  target_compile_options(vel_options INTERFACE -fprofile-instr-generate -fcoverage-mapping)
+  set(coverage -fprofile-instr-generate -fcoverage-mapping)
+  include(CheckCXXCompilerFlag)
+  list(JOIN coverage " " CMAKE_REQUIRED_FLAGS)
+  check_cxx_compiler_flag(-fcoverage-mcdc VEL_HAS_MCDC) # clang 18 and later
+  unset(CMAKE_REQUIRED_FLAGS)
+  target_compile_options(vel_options INTERFACE ${coverage} $<$<BOOL:${VEL_HAS_MCDC}>:-fcoverage-mcdc>)
   target_link_options(vel_options INTERFACE -fprofile-instr-generate)
 endif()
 
