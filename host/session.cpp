@@ -17,6 +17,7 @@
 #include <atomic>
 #include <malloc.h>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -213,7 +214,12 @@ bool Session::deliverAnalytics(const MachineService& service, formats::Bytes bat
   // What one batch publishes is stored as a whole.
   return service.device->deliverAnalytics(std::move(batch), [failure = batchFailure_](const auto& publish) {
     control::beginTallyBatch();
-    publish();
+    try {
+      publish();
+    } catch (const std::bad_alloc&) {
+      failure->set("out of memory");
+      return; // the batch is dropped with the session
+    }
     try {
       control::endTallyBatch();
     } catch (const std::runtime_error& error) {

@@ -12,7 +12,9 @@
 #include <future>
 #include <latch>
 #include <memory>
+#include <new>
 #include <numeric>
+#include <pthread.h>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -95,6 +97,18 @@ TEST(Queue, SyncOnItself_RunsInline) {
     EXPECT_TRUE(onQueue(queue.get()));
   });
   EXPECT_EQ(ran, (std::vector<int>{1, 2, 3}));
+}
+
+TEST(Queue, OutOfMemory_IsThrownOnToWhoeverWaitsForTheWork) {
+  const auto queue = makeQueue();
+  const auto fail = [] { throw std::bad_alloc(); };
+  EXPECT_THROW(sync(queue.get(), fail), std::bad_alloc);
+  bool inner = false;
+  sync(queue.get(), [&] {
+    EXPECT_THROW(sync(queue.get(), fail), std::bad_alloc);
+    inner = true;
+  });
+  EXPECT_TRUE(inner); // the queue goes on
 }
 
 TEST(Queue, QueuesThatWaitForOthers_DoNotUseUpTheThreads) {
@@ -253,6 +267,51 @@ TEST_F(QueueDeath, ExitFromQueuedWork_DoesNotWaitForItself) {
         std::promise<void>().get_future().wait(); // for ever: only the work ends the process
       },
       testing::ExitedWithCode(4), "");
+}
+
+// As if the system had no more: their stacks would not fit into any memory.
+void refuseThreads() {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, std::size_t{1} << 46);
+  pthread_setattr_default_np(&attributes);
+  pthread_attr_destroy(&attributes);
+}
+
+TEST_F(QueueDeath, WithoutThreads_QueuesAreRefused) {
+  EXPECT_EXIT(
+      {
+        refuseThreads();
+        try {
+          createQueue("first");
+        } catch (const std::system_error& error) {
+          std::fputs(error.what(), stderr);
+          std::_Exit(7);
+        }
+      },
+      testing::ExitedWithCode(7), "no thread for a queue: Resource temporarily unavailable");
+}
+
+TEST_F(QueueDeath, WithoutMoreThreads_WorkRunsOnThoseThereAre) {
+  EXPECT_EXIT(
+      {
+        startQueues();
+        refuseThreads();
+        bool ran = false;
+        sync(createQueue("outer"), [&] { sync(createQueue("inner"), [&] { ran = true; }); });
+        std::_Exit(ran ? 8 : 9);
+      },
+      testing::ExitedWithCode(8), "");
+}
+
+TEST_F(QueueDeath, WorkThatWouldWaitForEver_DiesWithTheReason) {
+  EXPECT_DEATH(
+      {
+        startQueues();
+        refuseThreads();
+        sync(createQueue("outer"), [] { sync(createQueue("middle"), [] { sync(createQueue("inner"), [] {}); }); });
+      },
+      "middle: uncaught exception: no thread for a queue: Resource temporarily unavailable");
 }
 
 TEST_F(QueueDeath, WorkQueuedAfterTheEnd_RunsInline) {

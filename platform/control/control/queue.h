@@ -1,5 +1,6 @@
 // Serial queues from the outside: each runs one block at a time, in order, on one of a few threads that all queues
-// share. An exception that escapes from work ends the process with the queue's label and its text. At the end of the
+// share. An exception that escapes from work ends the process with the queue's label and its text; only the
+// std::bad_alloc of work that sync waits for is thrown on to the caller of sync. At the end of the
 // process, running work is waited for and queued work is dropped (those waiting for it continue); from then on work
 // runs at once, on the calling thread. [any thread]
 #pragma once
@@ -10,6 +11,9 @@
 #include <string>
 
 namespace vel::control {
+
+// Starts the threads, which the first queue does otherwise. Throws std::system_error when there are none to be had.
+void startQueues();
 
 // A serial queue, until destroyQueue.
 dispatch_queue_t createQueue(std::string label);

@@ -135,7 +135,8 @@ CFStringRef CFStringGetConstantString(const char* text) {
       [view] {
         const CFStringObject* object = makeString(nullptr, view, kCFStringEncodingUTF8);
         if (object == nullptr) {
-          misuse("CFStringGetConstantString", "not UTF-8: \"%s\"", view.data());
+          misuse("CFStringGetConstantString", utf16Length(view) ? "out of memory: \"%s\"" : "not UTF-8: \"%s\"",
+                 view.data());
         }
         object->makeConstant();
         return object;

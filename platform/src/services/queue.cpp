@@ -20,6 +20,8 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -31,8 +33,15 @@ constexpr std::size_t threadCount = 2;
 class Pool {
 public:
   Pool() {
-    for (std::size_t i = 0; i < threadCount; ++i) {
-      startThread();
+    try {
+      while (threads_.size() < threadCount) {
+        startThread();
+      }
+    } catch (const std::exception&) {
+      if (threads_.empty()) {
+        throw;
+      }
+      // One is enough: a queue that waits for another starts the next.
     }
     std::atexit([] { vel::platform::immortal<Pool>().shutDown(); });
   }
@@ -50,7 +59,7 @@ public:
     std::unique_lock lock(mutex_);
     waiting_ += isOwnThread_ ? 1 : 0;
     if (isOwnThread_ && !isDown() && waiting_ + threadCount > threads_.size()) {
-      startThread();
+      startReplacement(work);
     }
     changed_.wait(
         lock, [&] { return work.state == Awaited::State::done || (isDown() && work.state == Awaited::State::queued); });
@@ -76,10 +85,27 @@ public:
 
 private:
   void startThread() {
-    threads_.emplace_back([this] {
-      isOwnThread_ = true;
-      context_.run();
-    });
+    try {
+      threads_.emplace_back([this] {
+        isOwnThread_ = true;
+        context_.run();
+      });
+    } catch (const std::system_error& error) {
+      throw std::system_error(error.code(), "no thread for a queue");
+    }
+  }
+
+  // For a thread that is about to wait. When there is none, and no other to run the work, it never would.
+  void startReplacement(Awaited& work) {
+    try {
+      startThread();
+    } catch (const std::exception&) {
+      if (waiting_ == threads_.size()) {
+        work.state = Awaited::State::dropped;
+        --waiting_;
+        throw;
+      }
+    }
   }
 
   void shutDown() {
@@ -146,20 +172,45 @@ void runOn(dispatch_queue_t queue, const std::function<void()>& work) {
   current = outer; // the queue itself may be gone by now: the work may have been what destroyQueue waited for
 }
 
+// Somebody waits for the work, and can be told that memory ran out.
+std::exception_ptr runForCaller(dispatch_queue_t queue, const std::function<void()>& work) {
+  std::exception_ptr outOfMemory;
+  runOn(queue, [&] {
+    try {
+      work();
+    } catch (const std::bad_alloc&) {
+      outOfMemory = std::current_exception();
+    }
+  });
+  return outOfMemory;
+}
+
+void rethrow(const std::exception_ptr& failure) {
+  if (failure) {
+    std::rethrow_exception(failure);
+  }
+}
+
 void runAndWait(dispatch_queue_t queue, const std::function<void()>& work) {
   const auto awaited = std::make_shared<Pool::Awaited>();
-  asio::post(queue->strand, [queue, &work, awaited] {
+  std::exception_ptr failure;
+  asio::post(queue->strand, [queue, &work, &failure, awaited] {
     if (pool().begin(*awaited)) {
-      runOn(queue, work);
+      failure = runForCaller(queue, work);
       pool().end(*awaited);
     }
   });
   pool().wait(*awaited);
+  rethrow(failure);
 }
 
 } // namespace
 
 namespace vel::control {
+
+void startQueues() {
+  pool();
+}
 
 dispatch_queue_t createQueue(std::string label) {
   return new dispatch_queue_s{std::move(label)};
@@ -184,7 +235,7 @@ void sync(dispatch_queue_t queue, const std::function<void()>& work) {
   if (queue == nullptr) {
     runOrDie("null queue", work);
   } else if (onQueue(queue) || pool().isDown()) {
-    runOn(queue, work);
+    rethrow(runForCaller(queue, work));
   } else {
     runAndWait(queue, work);
   }
