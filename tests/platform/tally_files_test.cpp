@@ -35,6 +35,39 @@ TEST_F(TallyFiles, NewStore_IsEmpty_AndStandsAlone) {
   EXPECT_EQ(sql(path, "PRAGMA application_id; PRAGMA user_version; PRAGMA journal_mode"), "1413565529\n1\nwal\n");
 }
 
+TEST_F(TallyFiles, StoreInMemory_MakesNoFile_AndBecomesOne) {
+  openTallyStoreInMemory();
+  add("scalar", 2);
+  push("wide", 1.5);
+  EXPECT_TRUE(files().empty());
+  const std::vector<Row> kept = tallyRows();
+  const std::string image = tallyImage();
+  closeTallyStore();
+  EXPECT_EQ(errorOf([] { tallyRows(); }), "no store is open");
+  EXPECT_EQ(errorOf([] { tallyImage(); }), "no store is open");
+
+  writeFile(path, image);
+  EXPECT_EQ(sql(path, "PRAGMA journal_mode; PRAGMA integrity_check"), "wal\nok\n");
+  ASSERT_EQ(kept.size(), 2U);
+  for (const Row& one : kept) {
+    EXPECT_EQ(row(one.key, one.kind).lastChange, one.lastChange);
+  }
+  openTallyStore(path);
+  add("scalar", 1);
+  push("wide", 2.5);
+  EXPECT_EQ(scalar("scalar"), 3);
+  EXPECT_EQ(distribution("wide").mean, 2);
+}
+
+TEST_F(TallyFiles, NewStoreInMemory_IsEmpty) {
+  openTallyStoreInMemory();
+  add("key", 1);
+  openTallyStoreInMemory();
+  EXPECT_TRUE(tallyRows().empty());
+  writeFile(path, tallyImage());
+  EXPECT_TRUE(rows().empty());
+}
+
 struct Damage {
   const char* name;
   std::function<void(const std::filesystem::path&)> make; // from a whole store
@@ -209,18 +242,13 @@ TEST_F(TallyFiles, FolderThatOneMayNotAddTo_IsNamedAsTheCause) {
   EXPECT_TRUE(std::filesystem::exists(path));
 }
 
-TEST_F(TallyFiles, RemainsOfAStoreThatWasNotFinished_AreReplaced) {
-  const std::string unfinished =
-      path.string() + ".new-" + std::to_string(getpid()); // an earlier process had the number
-  openTallyStore(path);
-  add("old", 1);
-  writeFile(unfinished, contentOf(path));
-  writeFile(unfinished + "-journal", "old");
-  for (const char* const companion : {"-wal", "-shm"}) {
-    writeFile(unfinished + companion, contentOf(path.string() + companion));
+TEST_F(TallyFiles, RemainsOfAStoreThatWasNotFinished_AreRemoved) {
+  for (const std::string& process : {std::to_string(getpid()), std::string("1")}) { // this number's earlier process, too
+    const auto unfinished = folder_ / (".vel-new-" + process + ".0");
+    std::filesystem::create_directory(unfinished);
+    writeFile(unfinished / "store", "old");
+    writeFile(unfinished / "store-journal", "old");
   }
-  closeTallyStore();
-  std::filesystem::remove(path);
   openTallyStore(path);
   EXPECT_EQ(rows().size(), 0U);
   closeTallyStore();

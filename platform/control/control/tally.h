@@ -31,7 +31,9 @@ void openTallyStore(const std::filesystem::path& path);
 // The files that a store at this path has or would have: itself first, then those that are next to it while it is in
 // use. Symbolic links to the store are followed. [any thread]
 std::vector<std::filesystem::path> tallyStoreFiles(const std::filesystem::path& path);
-// Operations reach no file any more. A batch that was not ended is dropped. [any thread]
+// The same without a file, for what only this process looks at. [any thread]
+void openTallyStoreInMemory();
+// Operations reach no store any more. A batch that was not ended is dropped. [any thread]
 void closeTallyStore();
 
 // The operations from begin to end, on any thread, are written as one: all of them or none. When endTallyBatch has
@@ -82,5 +84,10 @@ struct TallyRow {
 // What a store holds, by key; its scalar before its distribution. Another process may be writing: the rows are those
 // after its last whole batch. Throws std::runtime_error with path and cause. [any thread]
 std::vector<TallyRow> readTallyStore(const std::filesystem::path& path);
+
+// The same of the store that is open. [any thread]
+std::vector<TallyRow> tallyRows();
+// The content of a file that would hold what the open store in memory does. [any thread]
+std::string tallyImage();
 
 } // namespace vel::control

@@ -52,6 +52,10 @@ Database openDatabase(const std::filesystem::path& path, Access access) {
     break;
   case Access::read:
     break;
+  case Access::memory:
+    name = ":memory:";
+    flags = SQLITE_OPEN_READWRITE;
+    break;
   case Access::settled:
     name = uriOf(path, "?immutable=1");
     flags |= SQLITE_OPEN_URI;

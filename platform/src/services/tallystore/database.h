@@ -31,8 +31,9 @@ public:
 enum class Access {
   create, // a new file
   write,
-  read,   // other processes may write; needs the file's companions, or the right to make them
-  settled // for a store that is not in use: reads only the one file and creates none
+  read,    // other processes may write; needs the file's companions, or the right to make them
+  settled, // for a store that is not in use: reads only the one file and creates none
+  memory   // a new database without a file; the path is not used
 };
 // The path is absolute: SQLite sees special names in others, such as ":memory:".
 Database openDatabase(const std::filesystem::path& path, Access access);

@@ -2,13 +2,11 @@
 #include "services/tallystore/reader.h"
 
 #include "services/tallystore/rights.h"
-#include "services/tallystore/rows.h"
 #include "services/tallystore/schema.h"
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <functional>
 #include <sys/stat.h>
 #include <tuple>
 
@@ -19,34 +17,21 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kMostKeys = 100'000;
 
-void eachRow(const fs::path& path, Access access, const std::function<void(const Row&)>& take) {
-  const Database database = openDatabase(path, access);
+Database openWhole(const fs::path& path, Access access) {
+  Database database = openDatabase(path, access);
   execute(database, "BEGIN"); // check and rows see one state of the file
   requireWhole(database);
-  Rows(database, access).each(take);
+  return database;
 }
 
 std::vector<control::TallyRow> readRows(const fs::path& path, Access access) {
-  std::vector<control::TallyRow> found;
-  eachRow(path, access, [&](const Row& row) {
-    if (found.size() == kMostKeys) {
-      throw DatabaseError(fmt::format("more than the {} keys that are allowed", kMostKeys));
-    }
-    found.push_back({.key = row.key,
-                     .kind = row.kind,
-                     .scalar = row.scalar,
-                     .distribution = row.distribution.summary(),
-                     .firstSample = row.firstSample,
-                     .lastChange = row.lastChange,
-                     .lastClear = row.lastClear});
-  });
-  std::sort(found.begin(), found.end(),
-            [](const auto& a, const auto& b) { return std::tie(a.key, a.kind) < std::tie(b.key, b.kind); });
-  return found;
+  const Database database = openWhole(path, access);
+  return collect(Rows(database, access));
 }
 
 bool checkRows(const fs::path& path, Access access) {
-  eachRow(path, access, [](const Row& row) { row.requireRoom(); });
+  const Database database = openWhole(path, access);
+  Rows(database, access).each([](const Row& row) { row.requireRoom(); });
   return true;
 }
 
@@ -98,6 +83,25 @@ Result look(const fs::path& linked, Result (*read)(const fs::path&, Access)) {
 }
 
 } // namespace
+
+std::vector<control::TallyRow> collect(const Rows& rows) {
+  std::vector<control::TallyRow> found;
+  rows.each([&](const Row& row) {
+    if (found.size() == kMostKeys) {
+      throw DatabaseError(fmt::format("more than the {} keys that are allowed", kMostKeys));
+    }
+    found.push_back({.key = row.key,
+                     .kind = row.kind,
+                     .scalar = row.scalar,
+                     .distribution = row.distribution.summary(),
+                     .firstSample = row.firstSample,
+                     .lastChange = row.lastChange,
+                     .lastClear = row.lastClear});
+  });
+  std::sort(found.begin(), found.end(),
+            [](const auto& a, const auto& b) { return std::tie(a.key, a.kind) < std::tie(b.key, b.kind); });
+  return found;
+}
 
 std::vector<control::TallyRow> readStore(const fs::path& path) {
   return look(path, readRows);

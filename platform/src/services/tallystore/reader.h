@@ -1,6 +1,7 @@
 // A store's rows, for one look.
 #pragma once
 
+#include "services/tallystore/rows.h"
 #include <control/tally.h>
 
 #include <filesystem>
@@ -8,10 +9,11 @@
 
 namespace vel::platform {
 
-// Both throw DatabaseError for anything but a whole store, and say what to do if this user may not read it.
+// Each throws DatabaseError for anything but a whole store, and says what to do if this user may not read it.
 
-// By key, the scalar before the distribution. Refuses more keys than any plug-in has.
+// By key, the scalar before the distribution. Both functions refuse more keys than any plug-in has.
 std::vector<control::TallyRow> readStore(const std::filesystem::path& path);
+std::vector<control::TallyRow> collect(const Rows& rows);
 // Reads all of it before it is written to, and keeps nothing. Refuses a store in which a count cannot grow.
 void checkStore(const std::filesystem::path& path);
 

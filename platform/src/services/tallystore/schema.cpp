@@ -2,6 +2,7 @@
 #include "services/tallystore/schema.h"
 
 #include "services/tallystore/rights.h"
+#include <control/unfinished_folder.h>
 
 #include <fmt/format.h>
 
@@ -13,6 +14,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
+#include <new>
 #include <string>
 #include <sys/stat.h>
 #include <system_error>
@@ -86,9 +89,12 @@ FROM both ORDER BY key, kind DESC)"},
 // if zeros followed.
 constexpr std::size_t kHeaderSize = 100;
 constexpr std::size_t kPageSizeOffset = 16;
+constexpr std::size_t kWriteVersionOffset = 18;
+constexpr std::size_t kReadVersionOffset = 19;
 constexpr std::size_t kFormatOffset = 60;
 constexpr std::size_t kApplicationOffset = 68;
 constexpr char kMagic[] = "SQLite format 3"; // with its NUL
+constexpr char kWriteAheadLog = 2;           // as either version; a database in memory has no log
 
 struct Header {
   std::array<std::uint8_t, kHeaderSize> bytes{};
@@ -138,8 +144,11 @@ Header readHeader(const fs::path& path) {
   return header;
 }
 
-void fill(const fs::path& path) {
-  const Database database = openDatabase(path, Access::create);
+struct FreeMemory {
+  void operator()(unsigned char* memory) const { sqlite3_free(memory); }
+};
+
+void makeTables(const Database& database) {
   execute(database, "BEGIN");
   execute(database, fmt::format("PRAGMA application_id = {}", kApplication).c_str());
   execute(database, fmt::format("PRAGMA user_version = {}", kFormat).c_str());
@@ -147,27 +156,13 @@ void fill(const fs::path& path) {
     execute(database, object.sql);
   }
   execute(database, "COMMIT");
-  execute(database, "PRAGMA journal_mode = WAL"); // from now on part of the file
 }
 
-// A store under construction, with the files that SQLite puts next to it; the destructor removes them all.
-struct Unfinished {
-  explicit Unfinished(const fs::path& path) : file(fmt::format("{}.new-{}", path.string(), getpid())) {
-    remove(); // that of a process which ended too early and had the same number
-  }
-  ~Unfinished() { remove(); }
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-
-  void remove() const {
-    std::error_code ignored;
-    for (const char* const companion : {"", "-shm"}) { // SQLite drops a journal or a log without its file
-      fs::remove(file + companion, ignored);
-    }
-  }
-
-  const std::string file;
-};
+void fill(const fs::path& path) {
+  const Database database = openDatabase(path, Access::create);
+  makeTables(database);
+  execute(database, "PRAGMA journal_mode = WAL"); // from now on part of the file
+}
 
 } // namespace
 
@@ -198,12 +193,30 @@ void createStore(const fs::path& path) {
           "a store that is gone has left its file with {} at the end of the name: remove that first", ending));
     }
   }
-  const Unfinished unfinished(path);
-  fill(unfinished.file);
-  const int result = renameat2(AT_FDCWD, unfinished.file.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE);
+  const control::UnfinishedFolder unfinished(path.parent_path());
+  const fs::path file = unfinished.path() / "store";
+  fill(file);
+  const int result = renameat2(AT_FDCWD, file.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE);
   if (result != 0 && errno != EEXIST) {
     throw DatabaseError(std::strerror(errno));
   }
+}
+
+Database createStoreInMemory() {
+  Database database = openDatabase({}, Access::memory);
+  makeTables(database);
+  return database;
+}
+
+std::string imageOf(const Database& database) {
+  sqlite3_int64 size = 0;
+  const std::unique_ptr<unsigned char, FreeMemory> image(sqlite3_serialize(database.get(), "main", &size, 0));
+  if (image == nullptr) {
+    throw std::bad_alloc();
+  }
+  std::string file(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size));
+  file[kWriteVersionOffset] = file[kReadVersionOffset] = kWriteAheadLog;
+  return file;
 }
 
 void requireStore(const fs::path& path) {

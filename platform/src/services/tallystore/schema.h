@@ -3,6 +3,7 @@
 
 #include "services/tallystore/database.h"
 
+#include <string>
 #include <vector>
 
 namespace vel::platform {
@@ -18,6 +19,9 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path);
 
 // Makes a store without keys. It appears whole; one that another process makes in the meantime stays untouched.
 void createStore(const std::filesystem::path& path);
+Database createStoreInMemory();
+// The content of a store's file that holds what a database in memory does.
+std::string imageOf(const Database& database);
 
 // Throws DatabaseError unless the file is a store of this version. Reads only the header and opens no database, so that
 // no file appears next to a foreign one.

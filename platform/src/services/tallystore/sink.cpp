@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -39,7 +40,37 @@ struct Tally {
 };
 
 [[noreturn]] void fail(const std::filesystem::path& path, const std::exception& cause) {
-  throw std::runtime_error(fmt::format("{}: {}", path.string(), cause.what()));
+  const bool outOfMemory = dynamic_cast<const std::bad_alloc*>(&cause) != nullptr;
+  throw std::runtime_error(fmt::format("{}: {}", path.string(), outOfMemory ? "out of memory" : cause.what()));
+}
+
+// The store is made in place of the one that was open, which stays when that fails.
+template <class Make>
+void open(const std::filesystem::path& path, Make make) {
+  auto& tally = immortal<Tally>();
+  const std::lock_guard lock(tally.mutex);
+  try {
+    tally.store = make();
+  } catch (const std::exception& error) {
+    fail(path, error);
+  }
+  tally.path = path;
+  tally.inBatch = false;
+  tally.complained = false;
+}
+
+template <class Question>
+auto ask(Question question) {
+  auto& tally = immortal<Tally>();
+  const std::lock_guard lock(tally.mutex);
+  if (tally.store == nullptr) {
+    throw std::runtime_error("no store is open");
+  }
+  try {
+    return question(*tally.store);
+  } catch (const std::exception& error) {
+    fail(tally.path, error);
+  }
 }
 
 // The functions report nothing to their caller.
@@ -96,16 +127,19 @@ void keepTallyInMemory(bool keep) {
 }
 
 void openTallyStore(const std::filesystem::path& path) {
-  auto& tally = immortal<Tally>();
-  const std::lock_guard lock(tally.mutex);
-  try {
-    tally.store = std::make_unique<platform::Store>(path);
-  } catch (const std::exception& error) {
-    platform::fail(path, error);
-  }
-  tally.path = path;
-  tally.inBatch = false;
-  tally.complained = false;
+  platform::open(path, [&] { return std::make_unique<platform::Store>(path); });
+}
+
+void openTallyStoreInMemory() {
+  platform::open("the metrics", [] { return std::make_unique<platform::Store>(); });
+}
+
+std::vector<TallyRow> tallyRows() {
+  return platform::ask([](const platform::Store& store) { return store.rows(); });
+}
+
+std::string tallyImage() {
+  return platform::ask([](const platform::Store& store) { return store.image(); });
 }
 
 std::vector<std::filesystem::path> tallyStoreFiles(const std::filesystem::path& path) {

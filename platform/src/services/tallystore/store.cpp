@@ -1,12 +1,11 @@
 // Keeps rows in memory and writes the changed ones once a batch.
 #include "services/tallystore/store.h"
 
-#include "services/tallystore/reader.h"
 #include "services/tallystore/rights.h"
-#include "services/tallystore/schema.h"
 
 #include <bit>
 #include <system_error>
+#include <utility>
 
 namespace vel::platform {
 
@@ -46,10 +45,13 @@ constexpr std::size_t kMostKept = 10'000;
 
 } // namespace
 
-Store::Store(const std::filesystem::path& path)
-    : database_(openStore(fileOf(path))), rows_(database_, Access::write),
-      begin_(prepare(database_, "BEGIN IMMEDIATE")), commit_(prepare(database_, "COMMIT")),
-      dataVersion_(prepare(database_, "PRAGMA data_version")) {}
+Store::Store(const std::filesystem::path& path) : Store(openStore(fileOf(path))) {}
+
+Store::Store() : Store(createStoreInMemory()) {}
+
+Store::Store(Database database)
+    : database_(std::move(database)), rows_(database_, Access::write), begin_(prepare(database_, "BEGIN IMMEDIATE")),
+      commit_(prepare(database_, "COMMIT")), dataVersion_(prepare(database_, "PRAGMA data_version")) {}
 
 Store::Kept& Store::find(std::string_view key, TallyKind kind) {
   auto& one = kept_[static_cast<std::size_t>(kind)][std::string(key)];

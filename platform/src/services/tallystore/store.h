@@ -1,7 +1,9 @@
 // An open store: gathers operations and writes them in batches, a transaction each.
 #pragma once
 
+#include "services/tallystore/reader.h"
 #include "services/tallystore/rows.h"
+#include "services/tallystore/schema.h"
 
 #include <memory>
 #include <string>
@@ -16,13 +18,22 @@ class Store {
 public:
   // Opens the store at `path`, creating it if needed. Throws DatabaseError.
   explicit Store(const std::filesystem::path& path);
+  // In memory: what is written lasts as long as the object.
+  Store();
 
   // Remembers an operation for the next write.
   void take(std::string_view key, const Operation& operation);
   // Writes what was taken, all or nothing. Throws DatabaseError and forgets it when that fails.
   void write(std::int64_t now);
 
+  // What was written.
+  std::vector<control::TallyRow> rows() const { return collect(rows_); }
+  // Of a store in memory: the content of a file for it.
+  std::string image() const { return imageOf(database_); }
+
 private:
+  explicit Store(Database database);
+
   struct Kept {
     Row row;
     bool loaded = false; // as the database has it

@@ -1,0 +1,36 @@
+// A place for what is not finished yet: it appears where it is wanted by one rename(2), or not at all.
+#pragma once
+
+#include <filesystem>
+
+namespace vel::control {
+
+// A new folder in `parent`, for files that are to appear in `parent` later. It is locked while the object lives and
+// removed, with what is still in it, at its end. A folder without a lock is left from a process that was killed: the
+// next one that is made in `parent` removes it. [one thread at a time]
+class UnfinishedFolder {
+public:
+  // Throws std::system_error.
+  explicit UnfinishedFolder(const std::filesystem::path& parent);
+  ~UnfinishedFolder();
+  UnfinishedFolder(const UnfinishedFolder&) = delete;
+  UnfinishedFolder& operator=(const UnfinishedFolder&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  // Those of a new folder in `parent`. Until it is moved its owner may do everything, whatever the umask says.
+  std::filesystem::perms permissions() const { return permissions_; }
+
+  // The folder itself is what was wanted: gives it the permissions and renames it. An empty folder of the new name is
+  // replaced; anything else there is an error. Throws std::system_error.
+  void moveTo(const std::filesystem::path& wanted, std::filesystem::perms permissions);
+
+private:
+  bool make();
+  void open();
+
+  std::filesystem::path path_; // empty once it was moved
+  std::filesystem::perms permissions_{};
+  int descriptor_ = -1;
+};
+
+} // namespace vel::control
