@@ -1,4 +1,4 @@
-// Reads with stdio, up to a limit, so that a file that grows cannot exhaust memory.
+// Reads files up to a limit, so that one that grows cannot exhaust memory.
 #include "formats/files.h"
 
 #include <formats/error.h>
@@ -6,18 +6,82 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <memory>
+#include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace vel::formats {
 
 namespace {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
+// Closed at the end, unless it is the standard input.
+class Descriptor {
+public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ > STDIN_FILENO) {
+      close(number_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int number() const { return number_; }
+
+private:
+  const int number_;
 };
+
+void require(bool done, const std::string& name) {
+  if (!done) {
+    throw Error(fmt::format("{}: {}", name, std::strerror(errno)));
+  }
+}
+
+void requireRegular(const struct stat& status, const std::string& name) {
+  if (!S_ISREG(status.st_mode)) {
+    throw Error(fmt::format("{}: not a regular file", name));
+  }
+}
+
+// As read(2), but waits also where that would not.
+ssize_t readSome(int descriptor, char* out, std::size_t size) {
+  for (;;) {
+    const ssize_t got = read(descriptor, out, size);
+    if (got >= 0 || (errno != EAGAIN && errno != EINTR)) {
+      return got;
+    }
+    if (errno == EAGAIN) {
+      pollfd waiting = {descriptor, POLLIN, 0};
+      poll(&waiting, 1, -1);
+    }
+  }
+}
+
+std::string readAll(int descriptor, const std::string& name, std::size_t limit) {
+  const auto refuseLonger = [&](std::size_t size) {
+    if (size > limit) {
+      throw Error(fmt::format("{}: longer than the {} bytes that are allowed", name, limit));
+    }
+  };
+  std::string content;
+  // Known before of a regular file. It may still change, so the size is no more than a hint.
+  struct stat status {};
+  if (descriptor != STDIN_FILENO && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
+    refuseLonger(static_cast<std::size_t>(status.st_size));
+    content.reserve(static_cast<std::size_t>(status.st_size));
+  }
+  char block[16384];
+  ssize_t got = 0;
+  while ((got = readSome(descriptor, block, sizeof block)) > 0) {
+    content.append(block, static_cast<std::size_t>(got));
+    refuseLonger(content.size());
+  }
+  require(got == 0, name);
+  return content;
+}
 
 } // namespace
 
@@ -28,34 +92,22 @@ std::string inputName(const std::filesystem::path& path) {
 std::string readFile(const std::filesystem::path& path, std::size_t limit) {
   const bool standardInput = path == "-";
   const std::string name = inputName(path);
-  const std::unique_ptr<std::FILE, CloseFile> file(standardInput ? nullptr : std::fopen(path.c_str(), "rbe"));
-  if (!standardInput && file == nullptr) {
-    throw Error(fmt::format("{}: {}", name, std::strerror(errno)));
-  }
-  std::FILE* const from = standardInput ? stdin : file.get();
+  const Descriptor file(standardInput ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  require(file.number() >= 0, name);
+  return readAll(file.number(), name, limit);
+}
 
-  const auto refuseLonger = [&](std::size_t size) {
-    if (size > limit) {
-      throw Error(fmt::format("{}: longer than the {} bytes that are allowed", name, limit));
-    }
-  };
-  std::string content;
-  // Known before of a regular file. It may still change, so the size is no more than a hint.
+// Opening a pipe waits, and opening a device may do something: neither is opened. Should the file become one between
+// the two looks at it, opening does not wait.
+std::string readRegularFile(const std::filesystem::path& path, std::size_t limit) {
+  const std::string name = inputName(path);
   struct stat status {};
-  if (!standardInput && fstat(fileno(from), &status) == 0 && S_ISREG(status.st_mode)) {
-    refuseLonger(static_cast<std::size_t>(status.st_size));
-    content.reserve(static_cast<std::size_t>(status.st_size));
-  }
-  std::size_t read = 0;
-  char block[16384];
-  while ((read = std::fread(block, 1, sizeof block, from)) > 0) {
-    content.append(block, read);
-    refuseLonger(content.size());
-  }
-  if (std::ferror(from) != 0) {
-    throw Error(fmt::format("{}: {}", name, std::strerror(errno)));
-  }
-  return content;
+  require(stat(path.c_str(), &status) == 0, name);
+  requireRegular(status, name);
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  require(file.number() >= 0 && fstat(file.number(), &status) == 0, name);
+  requireRegular(status, name);
+  return readAll(file.number(), name, limit);
 }
 
 } // namespace vel::formats

@@ -1,10 +1,11 @@
 // Numbers in text.
 #pragma once
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <limits>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 
 namespace vel::formats {
@@ -15,9 +16,8 @@ Number parseNumber(std::string_view text, Number least = std::numeric_limits<Num
                    Number most = std::numeric_limits<Number>::max()) {
   Number number{};
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc{} || end != text.data() + text.size() || number < least || number > most) {
-    throw std::invalid_argument("'" + std::string(text) + "' is not a number from " + std::to_string(least) + " to " +
-                                std::to_string(most));
+  if (error != std::errc{} || end != text.data() + text.size() || !(number >= least && number <= most)) {
+    throw std::invalid_argument(fmt::format("'{}' is not a number from {} to {}", text, least, most));
   }
   return number;
 }

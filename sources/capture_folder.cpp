@@ -69,7 +69,7 @@ FolderContent look(const fs::path& folder) {
 }
 
 std::string contentOf(const fs::path& path) {
-  return formats::readFile(path, smallFileLimit);
+  return formats::readRegularFile(path, smallFileLimit);
 }
 
 // Unreadable files are reported; the rest of the capture is still read.

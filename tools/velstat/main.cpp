@@ -1,6 +1,5 @@
 // velstat: the command line, and how failures of all subcommands are reported.
 
-#include <formats/error.h>
 #include <velstat/commands.h>
 #include <velstat/mapped_files.h>
 #include <velstat/text/output.h>
@@ -12,8 +11,10 @@
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <span>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <unistd.h>
 #include <vector>
 
@@ -33,6 +34,31 @@ void keepPlacesOfClosedStreams() {
   }
 }
 
+// An empty value is in most cases a variable of a script that is not set.
+constexpr const char* emptyValue = "the value is empty";
+
+void refuseEmptyValues(CLI::App& app) {
+  const CLI::Validator check([](const std::string& value) { return value.empty() ? emptyValue : ""; }, "");
+  for (CLI::Option* const option : app.get_options()) {
+    option->check(check);
+  }
+  for (CLI::App* const subcommand : app.get_subcommands({})) {
+    refuseEmptyValues(*subcommand);
+  }
+}
+
+// "--name=", which the parser takes for "--name" if the option needs no value.
+void refuseEmptyValues(std::span<char*> arguments) {
+  for (const std::string_view argument : arguments) {
+    if (argument == "--") {
+      return;
+    }
+    if (argument.starts_with("--") && argument.ends_with('=')) {
+      throw CLI::ValidationError(std::string(argument.substr(0, argument.size() - 1)), emptyValue);
+    }
+  }
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
   app.require_subcommand(1);
@@ -43,8 +69,10 @@ int run(int argc, char** argv) {
 #define VELSTAT_SUBCOMMAND(add) vel::stat::add(app, status);
 #include <subcommands.inc>
 #undef VELSTAT_SUBCOMMAND
+  refuseEmptyValues(app);
 
   try {
+    refuseEmptyValues(std::span(argv, static_cast<std::size_t>(argc)));
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
     std::ostringstream text;
@@ -66,17 +94,16 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keepPlacesOfClosedStreams();
-  // A closed pipe then shows as a failing write.
+  // A closed pipe, and a file that may not grow further, then show as failing writes.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   vel::stat::reportFilesCutShort();
   try {
     return run(argc, argv);
   } catch (const vel::stat::ReaderGone&) {
     return done;
-  } catch (const vel::formats::Error& error) {
-    complain(error.what());
   } catch (const std::exception& error) {
-    complain(fmt::format("unexpected: {}", error.what()));
+    complain(error);
   }
   return failed;
 }

@@ -13,7 +13,6 @@
 #include <velstat/text/output.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <optional>
@@ -226,7 +225,7 @@ bool decode(const DecodeOptions& options, sources::Selection selection) {
     const Statistics& statistics = reader.statistics();
     const std::string text = options.statistics == StatisticsFormat::json ? statistics.asJson() : statistics.asText();
     if (shows) { // the records are the result, so statistics must go elsewhere
-      std::fputs(text.c_str(), stderr);
+      writeStandardError(text);
     } else {
       writeStandardOutput(text);
     }

@@ -1,9 +1,10 @@
 // One line that is rewritten in place.
 #include "velstat/decode/progress.h"
 
+#include <velstat/text/output.h>
+
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <string>
 #include <unistd.h>
 
@@ -37,13 +38,13 @@ void Progress::update(std::uint64_t records, std::uint64_t bytes) {
   if (total_ != 0) {
     line += fmt::format(", {:.0f} %", 100.0 * static_cast<double>(bytes) / static_cast<double>(total_));
   }
-  std::fputs(line.c_str(), stderr); // a closed terminal is not a reason to stop
+  writeStandardError(line);
   visible_ = true;
 }
 
 void Progress::clear() {
   if (visible_) {
-    std::fputs(emptyLine, stderr);
+    writeStandardError(emptyLine);
     visible_ = false;
   }
 }

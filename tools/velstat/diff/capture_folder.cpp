@@ -56,7 +56,7 @@ CaptureFolder readCaptureFolder(const fs::path& folder) {
   std::map<std::string, std::size_t> occurrences;
   for (const fs::path& path : recordFiles(folder)) {
     try {
-      const ValueFile file = readValueFile(path);
+      const ValueFile file = readRegularValueFile(path);
       const std::string title = file.record ? file.record->title : path.filename().string();
       capture.records.push_back({title, ++occurrences[title], path, file.record.has_value()});
     } catch (const formats::Error& error) {

@@ -154,7 +154,7 @@ DiffStatus run(const DiffOptions& options) {
   } catch (const ReaderGone&) {
     return different; // only differences, or the requested JSON, are written
   } catch (const std::exception& error) {
-    complain(error.what());
+    complain(error);
     return trouble;
   }
 }

@@ -13,7 +13,7 @@ CLI::Validator decimal(Number least = std::numeric_limits<Number>::min(),
                        Number most = std::numeric_limits<Number>::max()) {
   const auto parse = [=](std::string& text) {
     try {
-      text = std::to_string(formats::parseNumber(text, least, most));
+      text = fmt::format("{}", formats::parseNumber(text, least, most));
       return std::string();
     } catch (const std::invalid_argument& error) {
       return std::string(error.what());

@@ -1,6 +1,7 @@
 // velstat publish: analytics entries from a file, through the plug-in's data callback, into a store.
 
 #include <control/log.h>
+#include <control/queue.h>
 #include <control/tally.h>
 #include <host/model/analytics.h>
 #include <host/session.h>
@@ -105,6 +106,7 @@ int run(const PublishOptions& options) {
   const host::DeviceModel model = readModel(options.model);
   host::Bundle bundle = loadBundle(options.plugIn);
   refuseSharedFiles(options, bundle);
+  control::startQueues();               // before anything is created: the system may refuse
   const OpenTally tally(options.tally); // before the log, so that an old log survives if the store is refused
   logTo(options.log);
   host::Machine machine(model);

@@ -13,9 +13,14 @@
 #include <cerrno>
 #include <cmath>
 #include <csignal>
+#include <cstring>
 #include <ctime>
+#include <iterator>
 #include <memory>
+#include <poll.h>
 #include <stdexcept>
+#include <sys/signalfd.h>
+#include <unistd.h>
 #include <utility>
 
 namespace vel::stat {
@@ -41,13 +46,6 @@ std::string checkGlob(const std::string& text) {
     return fmt::format("'{}' has {}", text, error.what());
   }
   return {};
-}
-
-// `CLI::Range` alone accepts non-numbers.
-std::string checkNumber(const std::string& text) {
-  double number = 0;
-  const bool isNumber = CLI::detail::lexical_cast(text, number) && std::isfinite(number);
-  return isNumber ? std::string() : fmt::format("'{}' is no number", text);
 }
 
 std::vector<TallyRow> read(const TallyOptions& options) {
@@ -94,26 +92,37 @@ int show(const TallyOptions& options) {
   return status;
 }
 
-// Waits for the interval to pass, or for a signal that ends the command. A signal that arrives earlier is noticed here
-// too, so that no output is cut.
+// Waits for the interval to pass, for a signal that ends the command, or for the reader of the output to go away. A
+// signal that arrives earlier is noticed here too, so that no output is cut.
 class Pause {
 public:
   Pause() {
-    sigemptyset(&endings_);
-    sigaddset(&endings_, SIGINT);
-    sigaddset(&endings_, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &endings_, nullptr);
+    sigset_t endings{};
+    sigemptyset(&endings);
+    sigaddset(&endings, SIGINT);
+    sigaddset(&endings, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &endings, nullptr);
+    signals_ = signalfd(-1, &endings, SFD_CLOEXEC);
+    if (signals_ < 0) {
+      throw Error(fmt::format("signals cannot be waited for: {}", std::strerror(errno)));
+    }
   }
+  ~Pause() { close(signals_); }
+  Pause(const Pause&) = delete;
+  Pause& operator=(const Pause&) = delete;
+
   // False if the command should end.
   bool wait(double seconds) const {
     timespec time{};
     time.tv_sec = static_cast<std::time_t>(seconds);
     time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    return sigtimedwait(&endings_, nullptr, &time) < 0;
+    // Without an event asked for, poll still tells that the other end is closed.
+    pollfd waiting[] = {{signals_, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    return ppoll(waiting, std::size(waiting), &time, nullptr) <= 0;
   }
 
 private:
-  sigset_t endings_{};
+  int signals_ = -1;
 };
 
 // The FNV-1a hash and length of a rendering: shows whether it changed without storing it.
@@ -176,8 +185,7 @@ void addTally(CLI::App& app, int& status) {
   CLI::Option* const watching = command->add_flag("--watch", options->watch, "Show it again whenever it has changed");
   command->add_option("--interval", options->interval, "How often to look for changes, in seconds")
       ->type_name("S")
-      ->check(CLI::Range(0.001, 86400.0))
-      ->check(checkNumber)
+      ->transform(decimal(0.001, 86400.0))
       ->needs(watching)
       ->capture_default_str();
   command->add_option("--count", options->count, "End after it was shown so many times (0: never)")

@@ -7,34 +7,60 @@
 #include <fmt/format.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
+#include <poll.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace vel::stat {
 
-void writeStandardOutput(std::string_view text) {
+bool writeAll(int descriptor, std::string_view text) noexcept {
   while (!text.empty()) {
-    const ssize_t written = ::write(STDOUT_FILENO, text.data(), text.size());
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
     if (written >= 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EPIPE) {
-      throw ReaderGone();
+    } else if (errno == EAGAIN) {
+      pollfd waiting = {descriptor, POLLOUT, 0};
+      poll(&waiting, 1, -1);
     } else if (errno != EINTR) {
-      throw Error(fmt::format("standard output: {}", std::strerror(errno)));
+      return false;
     }
+  }
+  return true;
+}
+
+void writeStandardOutput(std::string_view text) {
+  if (!writeAll(STDOUT_FILENO, text)) {
+    if (errno == EPIPE) {
+      throw ReaderGone();
+    }
+    throw Error(fmt::format("standard output: {}", std::strerror(errno)));
   }
 }
 
-// A stderr that cannot be written cannot be reported, and the command need not fail for it.
+void writeStandardError(std::string_view text) noexcept {
+  static_cast<void>(writeAll(STDERR_FILENO, text));
+}
+
 void remark(std::string_view message) {
-  const std::string line = escape(message) + '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  writeStandardError(escape(message) + '\n');
 }
 
 void complain(std::string_view message) {
   remark(fmt::format("velstat: {}", message));
+}
+
+void complain(const std::exception& error) {
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
+    writeStandardError("velstat: out of memory\n"); // which takes none
+  } else if (dynamic_cast<const formats::Error*>(&error) != nullptr ||
+             dynamic_cast<const std::system_error*>(&error) != nullptr) {
+    complain(std::string_view(error.what()));
+  } else {
+    complain(fmt::format("unexpected: {}", error.what()));
+  }
 }
 
 bool isTerminalWithEscapes() {

@@ -1,6 +1,7 @@
 // Standard output, messages on stderr, and colours on a terminal, for all subcommands.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -13,13 +14,19 @@ public:
   ReaderGone() : std::runtime_error("the reader of standard output has closed it") {}
 };
 
-// Writes all of it. Throws ReaderGone, or Error with the cause, such as a full disk.
+// Writes all of it, however long a descriptor that does not block has to be waited for. False, with errno, when it
+// cannot be written.
+bool writeAll(int descriptor, std::string_view text) noexcept;
+// The same on standard output. Throws ReaderGone, or Error with the cause, such as a full disk.
 void writeStandardOutput(std::string_view text);
+// The same on stderr. A stderr that cannot be written cannot be reported, and the command need not fail for it.
+void writeStandardError(std::string_view text) noexcept;
 
 // Writes a line on stderr. The message may contain untrusted text, which is escaped.
 void remark(std::string_view message);
 // The same for an error.
 void complain(std::string_view message);
+void complain(const std::exception& error);
 
 // Whether standard output is a terminal that understands escape sequences.
 bool isTerminalWithEscapes();

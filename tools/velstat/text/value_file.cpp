@@ -51,10 +51,7 @@ void parse(ValueFile& file, const std::string& content) {
   }
 }
 
-} // namespace
-
-ValueFile readValueFile(const std::filesystem::path& path) {
-  const std::string content = formats::readFile(path, valueFileLimit);
+ValueFile parseFile(const std::filesystem::path& path, const std::string& content) {
   ValueFile file;
   file.name = formats::inputName(path);
   file.size = content.size();
@@ -66,6 +63,16 @@ ValueFile readValueFile(const std::filesystem::path& path) {
     throw Error(fmt::format("{}: {}", file.name, error.what()));
   }
   return file;
+}
+
+} // namespace
+
+ValueFile readValueFile(const std::filesystem::path& path) {
+  return parseFile(path, formats::readFile(path, valueFileLimit));
+}
+
+ValueFile readRegularValueFile(const std::filesystem::path& path) {
+  return parseFile(path, formats::readRegularFile(path, valueFileLimit));
 }
 
 } // namespace vel::stat
