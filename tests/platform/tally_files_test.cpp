@@ -243,7 +243,8 @@ TEST_F(TallyFiles, FolderThatOneMayNotAddTo_IsNamedAsTheCause) {
 }
 
 TEST_F(TallyFiles, RemainsOfAStoreThatWasNotFinished_AreRemoved) {
-  for (const std::string& process : {std::to_string(getpid()), std::string("1")}) { // this number's earlier process, too
+  for (const std::string& process :
+       {std::to_string(getpid()), std::string("1")}) { // this number's earlier process, too
     const auto unfinished = folder_ / (".vel-new-" + process + ".0");
     std::filesystem::create_directory(unfinished);
     writeFile(unfinished / "store", "old");

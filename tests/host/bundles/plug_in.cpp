@@ -12,8 +12,10 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <malloc.h>
+#include <unistd.h>
 
 namespace {
 
@@ -102,8 +104,15 @@ ULONG addRef(void* self) {
 boolean_t open(void* self, IOHIDSessionRef session, IOOptionBits options) {
   say("open", session != nullptr && options == 0);
   of(self).session = session;
-#ifdef PLUG_IN_THAT_REFUSES
+#if defined PLUG_IN_THAT_REFUSES
   return 0;
+#elif defined PLUG_IN_THAT_CRASHES
+  std::abort();
+#elif defined PLUG_IN_THAT_HANGS
+  std::fputs("hanging\n", stderr);
+  for (;;) {
+    pause();
+  }
 #else
   return 1;
 #endif

@@ -3,7 +3,6 @@
 import json
 import os
 import resource
-import signal
 import sqlite3
 import struct
 import subprocess
@@ -236,39 +235,6 @@ class CapturedStore(Folder):
         self.assertEqual(manifest["log"]["lines"], len((self.out / "log.jsonl").read_text().splitlines()))
         self.assertEqual(manifest["tally"]["metrics"], len(self.document["metrics"]))
 
-    def test_nothing_is_left_among_the_temporary_files(self):
-        with tempfile.TemporaryDirectory() as folder:
-            done = subprocess.run([VELSTAT, "capture"], capture_output=True, env={**ENVIRONMENT, "TMPDIR": folder})
-            self.assertEqual((done.returncode, done.stderr, list(Path(folder).iterdir())), (0, b"", []))
-
-    def test_nothing_is_left_when_a_signal_ends_it(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
-            with self.subTest(number), tempfile.TemporaryDirectory() as folder:
-                capture = self.start_capture_that_waits_for_its_reader(folder)
-                self.assertEqual(len(list(Path(folder).iterdir())), 1)
-                capture.send_signal(number)
-                self.assertEqual(capture.wait(timeout=60), -number)
-                self.assertEqual(list(Path(folder).iterdir()), [])
-                self.assertEqual(capture.communicate()[1], b"")
-
-    def test_ignored_signal_stays_ignored(self):
-        def ignore():
-            signal.signal(signal.SIGHUP, signal.SIG_IGN)
-
-        with tempfile.TemporaryDirectory() as folder:
-            capture = self.start_capture_that_waits_for_its_reader(folder, preexec_fn=ignore)
-            capture.send_signal(signal.SIGHUP)
-            out, error = capture.communicate(timeout=60)
-            self.assertEqual((capture.returncode, error, out[-2:]), (0, b"", b"}\n"))
-            self.assertEqual(list(Path(folder).iterdir()), [])
-
-    def start_capture_that_waits_for_its_reader(self, folder, **options):
-        """Its output does not fit into the pipe."""
-        capture = subprocess.Popen([VELSTAT, "capture", "--format", "json"], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, env={**ENVIRONMENT, "TMPDIR": folder}, **options)
-        self.assertEqual(capture.stdout.read(1), b"{")
-        return capture
-
     def test_model_is_read_before_a_folder_is_made(self):
         out = self.folder / "other"
         model = self.folder / "model"
@@ -279,11 +245,6 @@ class CapturedStore(Folder):
             writer.write("{}")
         self.assertEqual(capture.wait(timeout=60), 0)
         self.assertTrue(out.is_dir())
-
-    def test_missing_place_for_temporary_files_is_told(self):
-        done = subprocess.run([VELSTAT, "capture"], capture_output=True, env={**ENVIRONMENT, "TMPDIR": "/no/such"})
-        self.assertEqual((done.returncode, done.stdout, done.stderr),
-                         (1, b"", b"velstat: /no/such/velstat.XXXXXX: No such file or directory\n"))
 
 
 SCALARS = "SELECT key, value FROM scalar"

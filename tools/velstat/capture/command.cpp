@@ -1,7 +1,6 @@
 // velstat capture: hosts a plug-in on a device model and shows what it registers and reports.
 
 #include <velstat/capture/result.h>
-#include <velstat/capture/temporary_folder.h>
 #include <velstat/commands.h>
 #include <velstat/options/hosted.h>
 #include <velstat/options/number_option.h>
@@ -61,9 +60,7 @@ void deliverAnalytics(host::Session& session, const host::MachineService& servic
   }
 }
 
-// Leaves the store of what was published in `folder`.
-CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle,
-                      const std::filesystem::path& folder) {
+CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle) {
   CaptureResult result{.api = options.api};
   result.device = model.name;
   result.model = modelName(options.model);
@@ -72,7 +69,7 @@ CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& mo
   result.path = bundle.path().string();
 
   control::clearLog();
-  OpenTally tally(folder / tallyFileName);
+  const OpenTally tally;
   host::Machine machine(model);
   host::Session session(std::move(bundle), machine);
   session.open();
@@ -88,20 +85,22 @@ CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& mo
   result.handlers = session.stateHandlers();
   session.close();
   moveLines(result.log);
-  result.metrics = tally.closeAndRead();
+  result.metrics = tally.rows();
+  result.tally = tally.image();
   return result;
 }
 
 int run(const CaptureOptions& options) {
-  const host::DeviceModel model = readModel(options.model);
-  host::Bundle bundle = loadBundle(options.plugIn);
-  // The folder appears whole or not at all.
-  std::optional<TemporaryFolder> folder;
-  options.out.empty() ? folder.emplace() : folder.emplace(std::filesystem::path(options.out));
-  const CaptureResult result = capture(options, model, std::move(bundle), folder->path());
+  // Refused before anything is waited for. Nothing is written before the capture is over, so that a signal, or a
+  // plug-in that crashes, leaves nothing.
+  std::optional<OutputFolder> folder;
   if (!options.out.empty()) {
-    writeCapture(result, folder->path());
-    folder->moveToWanted();
+    folder.emplace(options.out);
+  }
+  const host::DeviceModel model = readModel(options.model);
+  const CaptureResult result = capture(options, model, loadBundle(options.plugIn));
+  if (folder) {
+    writeCapture(result, *folder);
   }
   StandardOutput out;
   if (options.format == "json") {

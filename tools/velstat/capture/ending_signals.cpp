@@ -1,45 +1,48 @@
+// Notes signals in a handler, which holds for all threads of the process, those of a plug-in included.
 #include "velstat/capture/ending_signals.h"
 
-#include <pthread.h>
-#include <utility>
+#include <atomic>
+#include <cstdlib>
 
 namespace vel::stat {
 
-EndingSignals::EndingSignals(std::function<void()> tidyUp) : tidyUp_(std::move(tidyUp)) {
-  sigemptyset(&awaited_);
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-    struct sigaction action {};
-    sigaction(number, nullptr, &action);
-    if (action.sa_handler != SIG_IGN) { // once blocked, an ignored signal would be seen too
-      sigaddset(&awaited_, number);
+namespace {
+
+std::atomic<int> firstSignal = 0;
+static_assert(std::atomic<int>::is_always_lock_free); // or a handler could not use it
+
+extern "C" void noteSignal(int number) {
+  int none = 0;
+  firstSignal.compare_exchange_strong(none, number);
+}
+
+} // namespace
+
+EndingSignals::EndingSignals() {
+  firstSignal = 0;
+  struct sigaction note {};
+  note.sa_handler = noteSignal;
+  note.sa_flags = SA_RESTART;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    sigaction(numbers[i], nullptr, &before_[i]);
+    if (before_[i].sa_handler == SIG_DFL) {
+      sigaction(numbers[i], &note, nullptr);
     }
   }
-  sigaddset(&awaited_, SIGUSR1); // to wake the thread
-  pthread_sigmask(SIG_BLOCK, &awaited_, &before_);
-  thread_ = std::thread([this] { watch(); });
 }
 
 EndingSignals::~EndingSignals() {
-  ended_ = true;
-  pthread_kill(thread_.native_handle(), SIGUSR1);
-  thread_.join();
-  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    sigaction(numbers[i], &before_[i], nullptr);
+  }
+  if (const int number = firstSignal; number != 0) {
+    std::raise(number);
+    std::_Exit(128 + number); // this thread blocks it, and another one received it
+  }
 }
 
-void EndingSignals::watch() {
-  int number = 0;
-  sigwait(&awaited_, &number);
-  if (number == SIGUSR1 && ended_) {
-    return;
-  }
-  tidyUp_();
-  // It is still pending for nobody: sent again, it ends the process once this thread lets it through.
-  sigset_t one{};
-  sigemptyset(&one);
-  sigaddset(&one, number);
-  std::signal(number, SIG_DFL);
-  pthread_sigmask(SIG_UNBLOCK, &one, nullptr);
-  pthread_kill(pthread_self(), number);
+bool EndingSignals::arrived() {
+  return firstSignal != 0;
 }
 
 } // namespace vel::stat

@@ -1,30 +1,27 @@
-// What is to be tidied up when somebody ends the command by a signal.
+// Signals that would end the process, put off until it has tidied up.
 #pragma once
 
-#include <atomic>
+#include <array>
 #include <csignal>
-#include <functional>
-#include <thread>
 
 namespace vel::stat {
 
-// While it lives, SIGINT, SIGTERM and SIGHUP, as far as they are not ignored, run `tidyUp` on a thread of its own, and
-// then end the process as they would have. Made before other threads, which are to leave these signals alone.
+// While the object lives, a signal that asks the process to end (and is not ignored) is only noted. The destructor lets
+// it end the process. One object at a time.
 class EndingSignals {
 public:
-  explicit EndingSignals(std::function<void()> tidyUp);
+  EndingSignals();
   ~EndingSignals();
   EndingSignals(const EndingSignals&) = delete;
   EndingSignals& operator=(const EndingSignals&) = delete;
 
-private:
-  void watch();
+  // Whether there is no use in going on.
+  static bool arrived();
 
-  std::function<void()> tidyUp_;
-  sigset_t awaited_{};
-  sigset_t before_{};
-  std::atomic<bool> ended_ = false;
-  std::thread thread_;
+private:
+  static constexpr std::array numbers = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGXCPU};
+
+  std::array<struct sigaction, numbers.size()> before_{};
 };
 
 } // namespace vel::stat

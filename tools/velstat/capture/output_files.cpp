@@ -1,13 +1,10 @@
 // A capture as files: a record each, log, metrics and manifest.
 #include <velstat/capture/result.h>
-#include <velstat/text/error.h>
 #include <velstat/text/json_writer.h>
 
 #include <fmt/format.h>
 
-#include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <span>
 #include <string_view>
 
@@ -15,18 +12,8 @@ namespace vel::stat {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr const char* logFileName = "log.jsonl";
-
-void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
-  std::ofstream file(path, std::ios::binary);
-  file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  file.close();
-  if (!file) {
-    throw Error(fmt::format("{}: {}", path.string(), std::strerror(errno)));
-  }
-}
+constexpr const char* tallyFileName = "tally.sqlite";
 
 // A title as part of a file name: what a file name cannot hold, or a shell would stumble over, becomes "_".
 std::string safeName(std::string_view title) {
@@ -116,18 +103,21 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
 
 } // namespace
 
-void writeCapture(const CaptureResult& result, const fs::path& folder) {
+void writeCapture(const CaptureResult& result, const OutputFolder& folder) {
   std::vector<std::string> names;
+  std::vector<OutputFile> files;
   for (const host::CapturedRecord& captured : result.records) {
     names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
-    writeFile(folder / (names.back() + ".state"), captured.bytes);
-    writeFile(folder / (names.back() + ".plist"), std::span(captured.bytes).subspan(formats::recordHeaderSize));
+    files.push_back({names.back() + ".state", captured.bytes});
+    files.push_back({names.back() + ".plist", std::span(captured.bytes).subspan(formats::recordHeaderSize)});
   }
   std::string log;
   result.log.each([&](const control::LogLine& line) { log += control::logLineJson(line) + '\n'; });
-  writeFile(folder / logFileName, std::as_bytes(std::span(log)));
   const std::string list = manifest(result, names);
-  writeFile(folder / "manifest.json", std::as_bytes(std::span(list)));
+  files.push_back({logFileName, std::as_bytes(std::span(log))});
+  files.push_back({tallyFileName, std::as_bytes(std::span(result.tally))});
+  files.push_back({"manifest.json", std::as_bytes(std::span(list))});
+  folder.write(files);
 }
 
 } // namespace vel::stat

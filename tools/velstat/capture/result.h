@@ -5,13 +5,13 @@
 #include <host/machine.h>
 #include <host/session.h>
 #include <velstat/capture/captured_log.h>
+#include <velstat/capture/output_folder.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -38,6 +38,7 @@ struct CaptureResult {
   std::vector<host::HandlerRun> runs; // of every handler, in order
   CapturedLog log;
   std::vector<control::TallyRow> metrics; // what was published, as the store holds it
+  std::string tally;                      // the store's file
 };
 
 // Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
@@ -45,11 +46,11 @@ enum class Detail { folded, all };
 
 void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style);
 void captureJson(Sink& out, const CaptureResult& result);
+// The services, as both the JSON and the manifest have them.
+void writeServices(JsonWriter& json, const CaptureResult& result);
 
-// The name of the store in the folder.
-constexpr const char* tallyFileName = "tally.sqlite";
-// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl and manifest.json into a
-// folder that exists. Throws Error.
-void writeCapture(const CaptureResult& result, const std::filesystem::path& folder);
+// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl, tally.sqlite and
+// manifest.json. Throws Error.
+void writeCapture(const CaptureResult& result, const OutputFolder& folder);
 
 } // namespace vel::stat

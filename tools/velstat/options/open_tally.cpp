@@ -7,12 +7,26 @@
 
 namespace vel::stat {
 
-OpenTally::OpenTally(const std::filesystem::path& path) : path_(path) {
+namespace {
+
+template <class Call>
+auto withError(Call call) {
   try {
-    control::openTallyStore(path);
+    return call();
   } catch (const std::runtime_error& error) {
     throw Error(error.what());
   }
+}
+
+} // namespace
+
+OpenTally::OpenTally() {
+  withError([] { control::openTallyStoreInMemory(); });
+  control::keepTallyInMemory(false);
+}
+
+OpenTally::OpenTally(const std::filesystem::path& path) {
+  withError([&] { control::openTallyStore(path); });
   control::keepTallyInMemory(false);
 }
 
@@ -21,13 +35,12 @@ OpenTally::~OpenTally() {
   control::keepTallyInMemory(true);
 }
 
-std::vector<control::TallyRow> OpenTally::closeAndRead() {
-  control::closeTallyStore();
-  try {
-    return control::readTallyStore(path_);
-  } catch (const std::runtime_error& error) {
-    throw Error(error.what());
-  }
+std::vector<control::TallyRow> OpenTally::rows() {
+  return withError([] { return control::tallyRows(); });
+}
+
+std::string OpenTally::image() {
+  return withError([] { return control::tallyImage(); });
 }
 
 } // namespace vel::stat

@@ -4,23 +4,26 @@
 #include <control/tally.h>
 
 #include <filesystem>
+#include <string>
 #include <vector>
 
 namespace vel::stat {
 
-// Opens the file, creating it if needed; published values go there and are not kept in memory. Throws Error.
+// Published values go into the store; the operations themselves are not kept.
 class OpenTally {
 public:
+  // In memory. Throws Error.
+  OpenTally();
+  // Opens the file, creating it if needed. Throws Error.
   explicit OpenTally(const std::filesystem::path& path);
   ~OpenTally();
   OpenTally(const OpenTally&) = delete;
   OpenTally& operator=(const OpenTally&) = delete;
 
-  // Closes the store and reads what it holds. Throws Error.
-  std::vector<control::TallyRow> closeAndRead();
-
-private:
-  std::filesystem::path path_;
+  // What the store holds. Throws Error.
+  static std::vector<control::TallyRow> rows();
+  // Of a store in memory: the content of its file. Throws Error.
+  static std::string image();
 };
 
 } // namespace vel::stat

@@ -1,0 +1,115 @@
+// Everything is written into a folder under another name by the one thread that may also remove it. One rename(2) is
+// the moment from which on the folder is there; nothing is done to it after that.
+#include "velstat/capture/output_folder.h"
+
+#include <control/unfinished_folder.h>
+#include <velstat/capture/ending_signals.h>
+#include <velstat/capture/folder_attributes.h>
+#include <velstat/text/error.h>
+#include <velstat/text/output.h>
+
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace vel::stat {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path withoutSlashes(const fs::path& path) {
+  std::string text = path.string();
+  while (text.size() > 1 && text.back() == '/') {
+    text.pop_back();
+  }
+  return text;
+}
+
+// A mount point cannot be renamed over.
+bool isMountPoint(const fs::path& path) {
+  struct statx status {};
+  return statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW, STATX_TYPE, &status) == 0 &&
+         (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
+}
+
+void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  const bool written =
+      descriptor >= 0 && writeAll(descriptor, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  int error = errno;
+  if (descriptor >= 0 && close(descriptor) != 0 && written) { // where a network file system tells of a full disk
+    error = errno;
+  } else if (written) {
+    return;
+  }
+  throw std::system_error(error, std::generic_category());
+}
+
+} // namespace
+
+OutputFolder::OutputFolder(const fs::path& named) : named_(named), path_(withoutSlashes(named)) {
+  const fs::path name = path_.filename();
+  if (name.empty() || name == "." || name == "..") {
+    fail("cannot be replaced: name a new folder");
+  }
+  struct stat status {};
+  if (lstat(path_.c_str(), &status) != 0) {
+    if (errno != ENOENT) {
+      fail(std::strerror(errno));
+    }
+  } else if (S_ISLNK(status.st_mode)) {
+    fail("is a symbolic link: name the folder itself");
+  } else if (!S_ISDIR(status.st_mode)) {
+    fail("exists and is no folder");
+  } else if (isMountPoint(path_)) {
+    fail("is a mount point and cannot be replaced: name a new folder in it");
+  } else {
+    std::error_code error;
+    const bool empty = fs::is_empty(path_, error);
+    if (error || !empty) {
+      fail(error ? error.message() : "exists and is not empty");
+    }
+  }
+  const fs::path parent = path_.has_parent_path() ? path_.parent_path() : fs::path(".");
+  if (faccessat(AT_FDCWD, parent.c_str(), W_OK | X_OK, AT_EACCESS) != 0) {
+    fail(std::strerror(errno));
+  }
+}
+
+void OutputFolder::fail(const std::string& reason) const {
+  throw Error(fmt::format("{}: {}", named_.string(), reason));
+}
+
+void OutputFolder::write(const std::vector<OutputFile>& files) const {
+  const EndingSignals signals; // ends the process after the folder is gone
+  fs::path place = named_;     // of what fails
+  try {
+    control::UnfinishedFolder folder(path_.parent_path());
+    fs::perms permissions = folder.permissions();
+    if (const fs::file_status existing = fs::symlink_status(path_); fs::is_directory(existing)) {
+      permissions = existing.permissions();
+      takeAttributes(path_, folder.path());
+    }
+    for (const OutputFile& file : files) {
+      if (EndingSignals::arrived()) {
+        return;
+      }
+      place = named_ / file.name;
+      writeFile(folder.path() / file.name, file.bytes);
+    }
+    place = named_;
+    if (!EndingSignals::arrived()) {
+      folder.moveTo(path_, permissions);
+    }
+  } catch (const std::system_error& error) {
+    throw Error(fmt::format("{}: {}", place.string(), error.code().message()));
+  }
+}
+
+} // namespace vel::stat

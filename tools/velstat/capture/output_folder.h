@@ -1,0 +1,33 @@
+// The folder of `capture --out`: it appears whole or not at all.
+#pragma once
+
+#include <filesystem>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+struct OutputFile {
+  std::string name;
+  std::span<const std::byte> bytes;
+};
+
+class OutputFolder {
+public:
+  // Makes nothing yet. Throws Error for a place where no folder can be made, or where there is anything but an empty
+  // folder.
+  explicit OutputFolder(const std::filesystem::path& named);
+
+  // Makes the folder. An empty one that exists is replaced, and its permissions, owner, group and extended attributes
+  // are kept. Signals that end the process do so when it is whole or nothing is left of it. Throws Error.
+  void write(const std::vector<OutputFile>& files) const;
+
+private:
+  [[noreturn]] void fail(const std::string& reason) const;
+
+  std::filesystem::path named_; // by the user
+  std::filesystem::path path_;  // without slashes at its end
+};
+
+} // namespace vel::stat
