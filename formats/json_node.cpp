@@ -1,6 +1,8 @@
 // Typed reads of JSON values; each refusal names the place and what was expected.
 #include "formats/json_node.h"
 
+#include <formats/nearest_name.h>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <nlohmann/json.hpp>
@@ -8,7 +10,6 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
-#include <numeric>
 
 namespace vel::formats {
 
@@ -17,34 +18,13 @@ namespace {
 constexpr std::size_t dataLimit = 1 << 20;
 constexpr std::size_t textLimit = 1 << 16;
 
-// The edit distance of two words.
-std::size_t distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), 0);
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < b.size(); ++j) {
-      const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
-    }
-  }
-  return row.back();
-}
-
 // Advice about an unknown key: the nearest known one, or all of them.
 std::string advice(std::string_view key, std::span<const std::string_view> keys) {
   if (keys.empty()) {
     return "none is allowed here";
   }
-  constexpr std::size_t longestGuess = 64;
-  if (key.size() <= longestGuess) {
-    const auto* const nearest = std::min_element(keys.data(), keys.data() + keys.size(),
-                                                 [&](auto a, auto b) { return distance(key, a) < distance(key, b); });
-    if (distance(key, *nearest) <= std::max<std::size_t>(1, nearest->size() / 3)) {
-      return fmt::format("did you mean \"{}\"?", *nearest);
-    }
+  if (const auto nearest = nearestName(key, keys)) {
+    return fmt::format("did you mean \"{}\"?", *nearest);
   }
   return fmt::format("allowed: {}", fmt::join(keys, ", "));
 }

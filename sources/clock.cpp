@@ -135,4 +135,19 @@ profile::TimeSync timeSync(const ClockRelation& relation) {
   return {.vel = 0, .calendar = static_cast<std::int64_t>(static_cast<std::uint64_t>(relation.offset) * 1000)};
 }
 
+profile::TimePolicy commonTimes(const std::vector<InputInfo>& inputs) {
+  std::optional<ClockRelation> common;
+  for (const InputInfo& input : inputs) {
+    if (input.kind == Kind::unknown) {
+      continue;
+    }
+    const auto& clocks = input.capture.clocks;
+    if (clocks.size() != 1 || (common && *common != clocks.front())) {
+      return {};
+    }
+    common = clocks.front();
+  }
+  return common ? profile::TimePolicy{timeSync(*common), common->boot} : profile::TimePolicy{};
+}
+
 } // namespace vel::sources

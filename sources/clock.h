@@ -1,8 +1,10 @@
 // Converts the calendar times in lines back into numbers.
 #pragma once
 
+#include <profile/render.h>
 #include <profile/wall_time.h>
 #include <sources/capture.h>
+#include <sources/source.h>
 
 #include <cstdint>
 #include <optional>
@@ -13,6 +15,8 @@ namespace vel::sources {
 
 // The relation as readings of both clocks at one moment: with them, lines show the same calendar times.
 profile::TimeSync timeSync(const ClockRelation& relation);
+// The times that all inputs agree on. If they disagree there are none, since any relation would be wrong for some.
+profile::TimePolicy commonTimes(const std::vector<InputInfo>& inputs);
 
 // Collects the clock relations of lines. [one thread at a time]
 class ClockReader {

@@ -20,21 +20,10 @@ std::string_view view(const unsigned char* at, std::size_t size) noexcept {
 
 } // namespace
 
-FieldCursor::FieldCursor(const void* record) noexcept
-    : record_(static_cast<const unsigned char*>(record)), shown_(shown_layouts(record)) {}
-
-bool FieldCursor::next(Field& field) noexcept {
-  if (group_ < shown_.count && row_ == shown_.items[group_]->rows.size()) {
-    ++group_;
-    row_ = 0;
-  }
-  if (group_ >= shown_.count) {
-    return false;
-  }
-  const Layout& layout = *shown_.items[group_];
-  const Row& row = layout.rows[row_++];
-  const unsigned char* at = record_ + row.offset;
-  field = Field{&layout, group_, &row, 0, 0.0, {}};
+Field read_field(const void* record, const Row& row, DecimalText& digits) noexcept {
+  const unsigned char* const bytes = static_cast<const unsigned char*>(record);
+  const unsigned char* at = bytes + row.offset;
+  Field field{nullptr, 0, &row, 0, 0.0, {}};
   switch (row.kind) {
   case FieldKind::number:
   case FieldKind::quoted_number:
@@ -49,14 +38,14 @@ bool FieldCursor::next(Field& field) noexcept {
     break;
   case FieldKind::subtype_name:
     field.number = load_sized(at, row.size);
-    field.bytes = name_of(subtype_names(category(record_), component(record_)),
-                          static_cast<std::uint32_t>(field.number), digits_);
+    field.bytes =
+        name_of(subtype_names(category(bytes), component(bytes)), static_cast<std::uint32_t>(field.number), digits);
     break;
   case FieldKind::bytes:
     field.bytes = view(at, row.size);
     break;
   case FieldKind::sliced_bytes:
-    field.bytes = view(at, std::min<std::size_t>(row.size, load<std::uint16_t>(record_ + row.parameter)));
+    field.bytes = view(at, std::min<std::size_t>(row.size, load<std::uint16_t>(bytes + row.parameter)));
     break;
   case FieldKind::character:
     field.number = *at;
@@ -67,6 +56,24 @@ bool FieldCursor::next(Field& field) noexcept {
     field.real = from_fixed_point(static_cast<std::uint32_t>(field.number));
     break;
   }
+  return field;
+}
+
+FieldCursor::FieldCursor(const void* record) noexcept
+    : record_(static_cast<const unsigned char*>(record)), shown_(shown_layouts(record)) {}
+
+bool FieldCursor::next(Field& field) noexcept {
+  if (group_ < shown_.count && row_ == shown_.items[group_]->rows.size()) {
+    ++group_;
+    row_ = 0;
+  }
+  if (group_ >= shown_.count) {
+    return false;
+  }
+  const Layout& layout = *shown_.items[group_];
+  field = read_field(record_, layout.rows[row_++], digits_);
+  field.layout = &layout;
+  field.group = group_;
   return true;
 }
 

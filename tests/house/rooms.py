@@ -41,7 +41,7 @@ def kind(name):
         return "profile"
     if name.startswith("host/model/"):
         return "model"
-    for room in ("formats", "sources", "host", "velstat"):
+    for room in ("formats", "sources", "query", "host", "velstat"):
         if name.startswith(room + "/"):
             return room
     if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
@@ -63,9 +63,10 @@ ROOMS = [
     ("synthetic", {"standard", "profile", "synthetic"}),
     ("formats", {"standard", "platform", "formats", "library"}),
     ("sources", {"standard", "formats", "profile", "reader", "sources", "library"}),
+    ("query", {"standard", "formats", "sources", "profile", "reader", "query", "library"}),
     ("host/model", {"standard", "platform", "formats", "model", "synthetic", "library"}),
     ("host", {"standard", "platform", "control", "reader", "formats", "model", "host", "synthetic", "library"}),
-    ("tools", {"standard", "control", "formats", "sources", "model", "host", "profile", "synthetic",
+    ("tools", {"standard", "control", "formats", "sources", "query", "model", "host", "profile", "synthetic",
                "velstat", "reader", "library"}),
 ]
 

@@ -22,6 +22,10 @@ struct Field {
   std::string_view bytes; // [borrowed: from the record, or from the cursor until its next step]
 };
 
+// One field of the record's payload, whether or not the record shows its layout; without layout and group. `record`
+// points at 48 bytes; `digits` holds the bytes of an unnamed subtype. [any thread]
+Field read_field(const void* record, const Row& row, DecimalText& digits) noexcept;
+
 // Walks the fields of one record in the order of the text. [one thread at a time]
 class FieldCursor {
 public:

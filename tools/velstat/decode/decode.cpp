@@ -34,22 +34,6 @@ sources::Options sourceOptions(const DecodeOptions& options, std::function<void(
           .complain = std::move(complain)};
 }
 
-// The times that all inputs agree on. If they disagree there are none, since any relation would be wrong for some.
-profile::TimePolicy timesOf(const std::vector<sources::InputInfo>& inputs) {
-  std::optional<sources::ClockRelation> common;
-  for (const sources::InputInfo& input : inputs) {
-    if (input.kind == sources::Kind::unknown) {
-      continue;
-    }
-    const auto& clocks = input.capture.clocks;
-    if (clocks.size() != 1 || (common && *common != clocks.front())) {
-      return {};
-    }
-    common = clocks.front();
-  }
-  return common ? profile::TimePolicy{sources::timeSync(*common), common->boot} : profile::TimePolicy{};
-}
-
 std::uint64_t sizeOf(const std::vector<sources::InputInfo>& inputs) {
   std::uint64_t size = 0;
   for (const sources::InputInfo& input : inputs) {
@@ -189,7 +173,7 @@ void show(const DecodeOptions& options, Reader& reader) {
     writeStandardOutput(sources::csvHeader);
   }
   sources::enlargePipe(STDOUT_FILENO);
-  const profile::TimePolicy times = options.times ? *options.times : timesOf(reader.inputs());
+  const profile::TimePolicy times = options.times ? *options.times : sources::commonTimes(reader.inputs());
   runInOrder(options.jobs, {
                                .read = [&](Unit& unit) { return reader.read(unit); },
                                .makeRender = [&]() -> std::function<void(Unit&)> {

@@ -27,21 +27,6 @@ std::vector<std::string> splitPath(std::string_view text) {
 
 } // namespace
 
-void ValuePath::push(std::string_view key) {
-  const bool first = lengths_.empty();
-  lengths_.push_back(text_.size());
-  text_ += first ? "" : "/";
-  for (const char c : key) {
-    text_ += c == '/' || c == '\\' ? "\\" : "";
-    text_ += c;
-  }
-}
-
-void ValuePath::pop() {
-  text_.resize(lengths_.back());
-  lengths_.pop_back();
-}
-
 PathPattern::PathPattern(const std::string& text) : text_(text) {
   for (const std::string& segment : splitPath(text)) {
     segments_.push_back({segment == "**", Wildcard(segment)});

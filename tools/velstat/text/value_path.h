@@ -3,6 +3,7 @@
 #pragma once
 
 #include <formats/value.h>
+#include <formats/value_path.h>
 #include <velstat/text/wildcard.h>
 
 #include <cstddef>
@@ -14,18 +15,7 @@
 
 namespace vel::stat {
 
-// The path of the current value in a walk through a tree.
-class ValuePath {
-public:
-  void push(std::string_view key);
-  void pop();
-  // The current path; empty for the whole tree. [borrowed: until the next change]
-  std::string_view text() const { return text_; }
-
-private:
-  std::string text_;
-  std::vector<std::size_t> lengths_; // of the text without each of the keys
-};
+using formats::ValuePath;
 
 // A path with a pattern in each segment; the segment "**" matches any number of segments.
 class PathPattern {

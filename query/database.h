@@ -1,0 +1,105 @@
+// Asks sources in SQL: SQLite with virtual tables over the inputs, which are read and not copied. docs/velstat-query.md
+// describes the tables.
+//
+//   query::Database database(sources);
+//   query::Statement statement = database.prepare("SELECT category, count(*) FROM records GROUP BY 1");
+//   while (statement.step()) … statement.text(0), statement.integer(1) …
+//
+// SQL is untrusted: it can only read these tables; memory, expressions and time are limited. Every failure is thrown as
+// query::Error, one line; what reading a source throws comes through unchanged. A failure ends its statement only.
+// [one thread at a time]
+#pragma once
+
+#include <formats/error.h>
+#include <sources/source.h>
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct sqlite3_stmt;
+
+namespace vel::query {
+
+class Error : public formats::Error {
+public:
+  using formats::Error::Error;
+};
+
+struct ColumnInfo {
+  std::string name;
+  const char* type = "TEXT"; // TEXT, INTEGER, REAL or BLOB
+  std::string about;         // one line
+  bool hidden = false;       // not in SELECT *, and computed only when it is named
+  bool wide = false;         // an INTEGER that may be above 2^63 - 1, which is then the text of its digits
+};
+
+struct TableInfo {
+  std::string name;
+  std::string about; // one line
+  std::vector<ColumnInfo> columns;
+};
+
+// SQLite limits memory for a whole process: of several databases, the `memory` of the last one counts.
+struct Limits {
+  std::chrono::milliseconds time{60'000}; // of a statement, from its preparation; 0: no limit
+  std::size_t memory = std::size_t{512} << 20;
+};
+
+enum class ValueType : std::uint8_t { null, integer, real, text, blob };
+
+class State;
+
+// Must not outlive its database.
+class Statement {
+public:
+  Statement(State& state, std::string_view sql);
+  ~Statement();
+  Statement(Statement&& other) noexcept;
+  Statement& operator=(Statement&&) = delete;
+
+  std::size_t columns() const;
+  std::string_view name(std::size_t column) const; // [borrowed: from the statement]
+
+  // Goes to the next row; false when there is none.
+  bool step();
+
+  // The present row. A value of another type is converted as SQLite does. [borrowed: until the next step]
+  ValueType type(std::size_t column) const;
+  std::int64_t integer(std::size_t column) const;
+  double real(std::size_t column) const;
+  std::string_view text(std::size_t column) const;
+  std::span<const std::byte> blob(std::size_t column) const;
+
+private:
+  State& state_;
+  sqlite3_stmt* statement_ = nullptr;
+};
+
+class Database {
+public:
+  // `sources` outlives the object. Nothing is read before a statement asks for it.
+  explicit Database(sources::Sources& sources, const Limits& limits = {});
+  ~Database();
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  // One statement. Throws Error with line and column for SQL that is wrong, and for SQL that does more than read.
+  Statement prepare(std::string_view sql);
+
+  // How many records the virtual tables have handed to SQLite: what a filter has left. For tests and benchmarks.
+  std::uint64_t recordsProduced() const;
+
+private:
+  std::unique_ptr<State> state_;
+};
+
+// The tables that every database has.
+std::vector<TableInfo> schema();
+
+} // namespace vel::query

@@ -1,0 +1,243 @@
+// From constraints to a plan, and from a plan with values to a selection.
+#include "query/record_filter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <stdexcept>
+
+namespace vel::query {
+
+namespace {
+
+using sources::Range;
+using sources::Selection;
+using sources::SelectionRequest;
+
+constexpr std::string_view in = "=*"; // one of several values
+
+std::string_view operatorText(unsigned char op) {
+  switch (op) {
+  case SQLITE_INDEX_CONSTRAINT_EQ:
+    return "=";
+  case SQLITE_INDEX_CONSTRAINT_LT:
+    return "<";
+  case SQLITE_INDEX_CONSTRAINT_LE:
+    return "<=";
+  case SQLITE_INDEX_CONSTRAINT_GT:
+    return ">";
+  case SQLITE_INDEX_CONSTRAINT_GE:
+    return ">=";
+  default:
+    return {};
+  }
+}
+
+// Text is compared byte by byte, as the selection does.
+bool comparesBytes(sqlite3_index_info& index, int constraint) {
+  return std::string_view(sqlite3_vtab_collation(&index, constraint)) == "BINARY";
+}
+
+bool canNarrow(sqlite3_index_info& index, int number, const FilteredBy& by) {
+  const auto& constraint = index.aConstraint[number];
+  if (constraint.usable == 0 || operatorText(constraint.op).empty()) {
+    return false;
+  }
+  if (by.range != nullptr) {
+    return true;
+  }
+  return constraint.op == SQLITE_INDEX_CONSTRAINT_EQ &&
+         (by.ids != nullptr || (by.names != nullptr && comparesBytes(index, number)));
+}
+
+// Narrowing by names or ids. A selection takes either for the same list, so only the first constraint counts.
+enum class Outcome { narrowed, impossible, notNarrowed };
+
+// Whether the selection knows the name or id. One that it does not know is the value of no record.
+bool isKnown(std::vector<std::string> SelectionRequest::*list, const std::string& text) {
+  SelectionRequest request;
+  request.*list = {text};
+  try {
+    const Selection selection(request);
+  } catch (const std::invalid_argument&) {
+    return false;
+  }
+  return true;
+}
+
+std::string textOf(sqlite3_value* value) {
+  const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+  return text == nullptr ? std::string() : std::string(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+}
+
+Outcome narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlite3_value* const> values) {
+  const auto list = by.names != nullptr ? by.names : by.ids;
+  constexpr std::size_t mostValues = 64; // to know whether there is a name takes a while
+  if (values.size() > mostValues || !(request.*list).empty()) {
+    return Outcome::notNarrowed;
+  }
+  std::vector<std::string> known;
+  for (sqlite3_value* const value : values) {
+    const int type = sqlite3_value_type(value);
+    if (type == SQLITE_NULL) {
+      continue; // equals nothing
+    }
+    if (type != SQLITE_INTEGER && (by.ids != nullptr || type != SQLITE_TEXT)) {
+      return Outcome::notNarrowed; // SQLite may convert it
+    }
+    std::string text = textOf(value);
+    if (isKnown(list, text)) {
+      known.push_back(std::move(text));
+    }
+  }
+  if (known.empty()) {
+    return Outcome::impossible;
+  }
+  request.*list = std::move(known);
+  return Outcome::narrowed;
+}
+
+// All whole numbers that may satisfy the comparison with the value; nothing if there are none.
+std::optional<Range> rangeOf(std::string_view op, sqlite3_value* value) {
+  const int type = sqlite3_value_type(value);
+  if (type == SQLITE_NULL) {
+    return std::nullopt;
+  }
+  Range range;
+  if (type == SQLITE_INTEGER) {
+    const std::int64_t number = sqlite3_value_int64(value);
+    const bool isBelow = number < 0;
+    const auto bound = static_cast<std::uint64_t>(isBelow ? 0 : number);
+    if (op.front() != '>') { // =, <, <=
+      if (isBelow || (op == "<" && bound == 0)) {
+        return std::nullopt;
+      }
+      range.last = op == "<" ? bound - 1 : bound;
+    }
+    if (op.front() != '<' && !isBelow) { // =, >, >=
+      range.first = op == ">" ? bound + 1 : bound;
+    }
+  } else if (type == SQLITE_FLOAT) {
+    constexpr double end = 9e18; // what is beyond is left to SQLite
+    const double number = sqlite3_value_double(value);
+    if (number >= 0 && number < end) {
+      range.first = op.front() == '<' ? 0 : static_cast<std::uint64_t>(std::floor(number));
+      range.last = op.front() == '>' ? range.last : static_cast<std::uint64_t>(std::ceil(number));
+    }
+  }
+  return range;
+}
+
+std::optional<Range> common(const Range& a, const Range& b) {
+  const Range both{std::max(a.first, b.first), std::min(a.last, b.last)};
+  return both.first <= both.last ? std::optional(both) : std::nullopt;
+}
+
+// One "category=" of a plan.
+struct Term {
+  FilteredBy by;
+  std::string_view op;
+};
+
+Term parseTerm(std::string_view text, std::span<const FilterColumn> columns) {
+  const std::size_t end = text.find_first_of("=<>");
+  const auto column = std::find_if(columns.begin(), columns.end(),
+                                   [&](const FilterColumn& c) { return c.name == text.substr(0, end); });
+  if (end == std::string_view::npos || column == columns.end()) {
+    throw std::logic_error("a plan that no table has made");
+  }
+  return {column->by, text.substr(end)};
+}
+
+// The values of one term.
+std::vector<sqlite3_value*> valuesOf(const Term& term, sqlite3_value* value) {
+  if (term.op != in) {
+    return {value};
+  }
+  std::vector<sqlite3_value*> values;
+  sqlite3_value* item = nullptr;
+  for (int result = sqlite3_vtab_in_first(value, &item); result == SQLITE_OK && item != nullptr;
+       result = sqlite3_vtab_in_next(value, &item)) {
+    // The item is valid until the next one comes.
+    values.push_back(sqlite3_value_dup(item));
+  }
+  return values;
+}
+
+class OwnedValues {
+public:
+  OwnedValues(const Term& term, sqlite3_value* value) : owned_(term.op == in), values_(valuesOf(term, value)) {}
+  ~OwnedValues() {
+    for (sqlite3_value* const value : values_) {
+      if (owned_) {
+        sqlite3_value_free(value);
+      }
+    }
+  }
+  OwnedValues(const OwnedValues&) = delete;
+  OwnedValues& operator=(const OwnedValues&) = delete;
+
+  std::span<sqlite3_value* const> all() const { return values_; }
+
+private:
+  bool owned_;
+  std::vector<sqlite3_value*> values_;
+};
+
+// The hull of what the values allow.
+std::optional<Range> rangeOfAll(const Term& term, std::span<sqlite3_value* const> values) {
+  std::optional<Range> hull;
+  for (sqlite3_value* const value : values) {
+    if (const auto range = rangeOf(term.op == in ? "=" : term.op, value)) {
+      hull = hull ? Range{std::min(hull->first, range->first), std::max(hull->last, range->last)} : *range;
+    }
+  }
+  return hull;
+}
+
+} // namespace
+
+std::string planFilter(sqlite3_index_info& index, std::span<const FilterColumn> columns) {
+  std::string plan;
+  int values = 0;
+  for (int i = 0; i < index.nConstraint; ++i) {
+    const int number = index.aConstraint[i].iColumn;
+    if (number < 0 || static_cast<std::size_t>(number) >= columns.size() ||
+        !canNarrow(index, i, columns[static_cast<std::size_t>(number)].by)) {
+      continue;
+    }
+    // All values of IN at once: otherwise SQLite would read the source once for each of them.
+    const bool isList = sqlite3_vtab_in(&index, i, 1) != 0;
+    index.aConstraintUsage[i].argvIndex = ++values;
+    plan += plan.empty() ? "" : " ";
+    plan += columns[static_cast<std::size_t>(number)].name;
+    plan += isList ? in : operatorText(index.aConstraint[i].op);
+  }
+  return plan;
+}
+
+std::optional<Selection> makeSelection(std::string_view plan, std::span<sqlite3_value*> values,
+                                       std::span<const FilterColumn> columns) {
+  SelectionRequest request;
+  for (sqlite3_value* const value : values) {
+    const std::size_t end = std::min(plan.find(' '), plan.size());
+    const Term term = parseTerm(plan.substr(0, end), columns);
+    plan.remove_prefix(std::min(end + 1, plan.size()));
+    const OwnedValues owned(term, value);
+    if (term.by.range == nullptr) {
+      if (narrowList(request, term.by, owned.all()) == Outcome::impossible) {
+        return std::nullopt;
+      }
+      continue;
+    }
+    const auto range = rangeOfAll(term, owned.all());
+    const auto both = range ? common(request.*term.by.range, *range) : std::nullopt;
+    if (!both) {
+      return std::nullopt;
+    }
+    request.*term.by.range = *both;
+  }
+  return Selection(request);
+}
+
+} // namespace vel::query

@@ -1,0 +1,50 @@
+// What a database's tables and statements share.
+#pragma once
+
+#include <profile/render.h>
+#include <query/virtual_table.h>
+
+#include <chrono>
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace vel::query {
+
+class State {
+public:
+  State(sources::Sources& from, const Limits& given);
+  ~State();
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
+
+  // Restarts the time limit.
+  void startClock();
+  bool isLate() const { return deadline_ && std::chrono::steady_clock::now() >= *deadline_; }
+  void requireTime() const; // throws Error when the time is over
+
+  // Throws what a table or SQLite has told. `sql` is what was prepared; empty: not known any more.
+  [[noreturn]] void fail(std::string_view sql);
+
+  sources::Sources& sources;
+  const Limits limits;
+  const profile::TimePolicy times; // that all inputs tell
+  sqlite3* database = nullptr;
+  std::exception_ptr failure; // of a table, during the call of SQLite that runs
+  bool denied = false;        // the SQL wanted to do more than read
+  bool declaring = false;     // a table is made known, which SQLite treats as a change
+  std::uint64_t recordsProduced = 0;
+
+private:
+  std::optional<std::chrono::steady_clock::time_point> deadline_;
+  std::vector<std::unique_ptr<const Table>> tables_;
+};
+
+// All tables, in the order of the documentation.
+std::vector<std::unique_ptr<const Table>> makeRecordTables();
+std::vector<std::unique_ptr<const Table>> makeCaptureTables();
+std::unique_ptr<const Table> makeStateTable();
+
+} // namespace vel::query
