@@ -1,0 +1,196 @@
+// SQL as a C++ interface: what is pushed down, typed values, limits, and what failures leave behind.
+#include <query/database.h>
+#include <support/record_files.h>
+
+#include <gmock/gmock.h>
+
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace vel;
+using query::Database;
+using query::Error;
+using query::Statement;
+using query::ValueType;
+using sources::Bytes;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+// Ten records each of two categories, numbered from 0.
+Bytes twoCategories() {
+  Bytes bytes;
+  for (std::uint32_t i = 0; i < 10; ++i) {
+    sources::append(bytes, sources::record(i, {.category = 7}, 100 + i));
+    sources::append(bytes, sources::record(i, {.category = 6, .event = 3}, 200 + i));
+  }
+  return bytes;
+}
+
+class DatabaseTest : public testing::Test {
+protected:
+  // The values of the first column, as text.
+  std::vector<std::string> ask(const std::string& sql) {
+    Statement rows = database.prepare(sql);
+    std::vector<std::string> values;
+    while (rows.step()) {
+      values.emplace_back(rows.text(0));
+    }
+    return values;
+  }
+
+  std::string failure(const std::string& sql) {
+    try {
+      ask(sql);
+    } catch (const Error& error) {
+      return error.what();
+    }
+    return "no failure";
+  }
+
+  sources::TemporaryFile file{twoCategories()};
+  sources::Sources sources{{file.path()}, {}};
+  Database database{sources};
+};
+
+TEST_F(DatabaseTest, Filters_OnlyWhatTheSelectionLetsPassReachesSQLite) {
+  const std::pair<const char*, std::uint64_t> rows[] = {
+      {"category = 'zorb'", 10},
+      {"category IN ('zorb', 'uart')", 20},
+      {"category IN ('uart', 'nothing')", 10},
+      {"category_id = 6", 10},
+      {"event = 'trace' AND category = 'uart'", 10},
+      {"event_id = 4", 0},
+      {"type = 'event'", 20},
+      {"component_id = 0 AND type_id = 3", 20},
+      {"sequence_num BETWEEN 3 AND 4", 4},
+      {"sequence_num > 8.5", 4},
+      {"timestamp >= 205", 5},
+      {"timestamp < 103", 3},
+      {"timestamp = 104", 1},
+      {"timestamp IN (104, 106)", 3},
+      {"category = 'nothing'", 0},
+      {"category = NULL", 0},
+      {"sequence_num < 0", 0},
+      {"category = 'ZORB' COLLATE NOCASE", 20}, // SQLite's own work
+      {"run = 5", 20},
+  };
+  for (const auto& [where, produced] : rows) {
+    const std::uint64_t before = database.recordsProduced();
+    ask(std::string("SELECT count(*) FROM records WHERE ") + where);
+    EXPECT_EQ(database.recordsProduced() - before, produced) << where;
+  }
+}
+
+TEST_F(DatabaseTest, Limit_NoMoreRecordsAreReadThanAskedFor) {
+  EXPECT_EQ(ask("SELECT sequence_num FROM records LIMIT 2").size(), 2U);
+  EXPECT_LE(database.recordsProduced(), 3U);
+}
+
+TEST_F(DatabaseTest, Values_HaveTheirTypes) {
+  Statement rows = database.prepare("SELECT 1, 2.5, 'a', x'00ff', NULL, '1' || char(0) || '2'");
+  ASSERT_EQ(rows.columns(), 6U);
+  ASSERT_TRUE(rows.step());
+  const ValueType types[] = {ValueType::integer, ValueType::real, ValueType::text,
+                             ValueType::blob,    ValueType::null, ValueType::text};
+  for (std::size_t i = 0; i < rows.columns(); ++i) {
+    EXPECT_EQ(rows.type(i), types[i]) << i;
+  }
+  EXPECT_EQ(rows.integer(0), 1);
+  EXPECT_EQ(rows.real(1), 2.5);
+  EXPECT_EQ(rows.text(2), "a");
+  EXPECT_THAT(rows.blob(3), ElementsAre(std::byte{0}, std::byte{0xff}));
+  EXPECT_EQ(rows.text(4), "");
+  EXPECT_EQ(rows.text(5), std::string_view("1\0002", 3));
+  EXPECT_FALSE(rows.step());
+}
+
+TEST_F(DatabaseTest, GreatNumbers_AreTextOfTheirDigits) {
+  Bytes bytes = sources::record(0, {}, 0x7fffffffffffffff);
+  sources::append(bytes, sources::record(1, {}, 0x8000000000000000));
+  sources::append(bytes, sources::record(2, {}, 0xffffffffffffffff));
+  const sources::TemporaryFile great(bytes);
+  sources::Sources from({great.path()}, {});
+  Database other(from);
+  Statement rows = other.prepare("SELECT typeof(timestamp) || ' ' || timestamp FROM records");
+  for (const char* const value :
+       {"integer 9223372036854775807", "text 9223372036854775808", "text 18446744073709551615"}) {
+    ASSERT_TRUE(rows.step());
+    EXPECT_EQ(rows.text(0), value);
+  }
+}
+
+TEST_F(DatabaseTest, Statements_RunSideBySideAndAfterAFailure) {
+  Statement first = database.prepare("SELECT sequence_num FROM records WHERE category = 'zorb'");
+  Statement second = database.prepare("SELECT sequence_num FROM records WHERE category = 'uart' AND sequence_num > 3");
+  EXPECT_THROW(database.prepare("SELECT nothing"), Error);
+  EXPECT_THROW(database.prepare("DELETE FROM records"), Error);
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(first.step());
+    ASSERT_TRUE(second.step());
+    EXPECT_EQ(first.integer(0), i);
+    EXPECT_EQ(second.integer(0), i + 4);
+  }
+}
+
+TEST_F(DatabaseTest, TheTimeLimit_EndsTheStatementAndNotTheDatabase) {
+  Database hurried(sources, {.time = std::chrono::milliseconds(1)});
+  Statement endless =
+      hurried.prepare("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c) SELECT count(*) FROM c");
+  EXPECT_THROW(endless.step(), Error);
+  Statement unlimited = database.prepare("SELECT count(*) FROM records");
+  ASSERT_TRUE(unlimited.step());
+  EXPECT_EQ(unlimited.integer(0), 20);
+}
+
+TEST_F(DatabaseTest, TheMemoryLimit_EndsTheStatementAndNotTheDatabase) {
+  Database small(sources, {.memory = 8 << 20});
+  EXPECT_EQ(
+      [&]() -> std::string {
+        try {
+          Statement large = small.prepare("WITH RECURSIVE c(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM c LIMIT 100000)"
+                                          " SELECT hex(zeroblob(1000)) AS a FROM c ORDER BY random()");
+          large.step();
+        } catch (const Error& error) {
+          return error.what();
+        }
+        return "no failure";
+      }(),
+      "the SQL needs more than the 8 MiB of memory that it may use");
+  Statement next = small.prepare("SELECT count(*) FROM records");
+  ASSERT_TRUE(next.step());
+  EXPECT_EQ(next.integer(0), 20);
+}
+
+TEST_F(DatabaseTest, Errors_TellThePlace) {
+  EXPECT_THAT(failure("SELECT 1,\n  (2"), HasSubstr("the SQL"));
+  EXPECT_THAT(failure("SELECT 1,\n  foo(2)"), HasSubstr("line 2, column 3: no such function: foo"));
+  EXPECT_THAT(failure(std::string("SELECT 1\0", 9)), HasSubstr("line 1, column 9: a NUL"));
+  EXPECT_THAT(failure(std::string(2 << 20, ' ')), HasSubstr("longer than the 1048576 bytes"));
+  EXPECT_THAT(failure("SELECT 1 FROM record"), HasSubstr("did you mean 'records'?"));
+}
+
+TEST(Schema, EveryNameIsOneOfSQL_AndUnique) {
+  std::set<std::string> tables;
+  for (const query::TableInfo& table : query::schema()) {
+    EXPECT_TRUE(tables.insert(table.name).second) << table.name;
+    std::set<std::string> columns;
+    for (const query::ColumnInfo& column : table.columns) {
+      EXPECT_TRUE(columns.insert(column.name).second) << table.name << '.' << column.name;
+      EXPECT_THAT(column.name, testing::MatchesRegex("[A-Za-z][A-Za-z0-9_]*"));
+      EXPECT_FALSE(column.about.empty()) << table.name << '.' << column.name;
+    }
+  }
+}
+
+TEST_F(DatabaseTest, EachTable_CanBeRead) {
+  for (const query::TableInfo& table : query::schema()) {
+    EXPECT_EQ(ask("SELECT count(*) FROM " + table.name).size(), 1U) << table.name;
+  }
+}
+
+} // namespace
