@@ -1,21 +1,16 @@
-"""velstat, when the system refuses it something: a system call, threads, memory, the size of files. One line says so,
+"""velstat, when the system refuses it something: a system call, threads, the size of files. One line says so,
 and nothing half-written is left."""
 
 import os
 import resource
-import signal
 import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
 import tracing
-from command import ENVIRONMENT, VELSTAT, binary, run
+from command import ENVIRONMENT, VELSTAT, run
 from write_out import WriteOut
-
-
-def limited(limit, size):
-    return lambda: resource.setrlimit(limit, (size, size))
 
 
 class Refusals(WriteOut):
@@ -71,41 +66,10 @@ class Refusals(WriteOut):
         for first in (1, 2, 3):
             self.assertEqual(self.refuse_threads(first, "decode", "--jobs", "4", self.records), whole)
 
-    def test_memory_is_refused(self):
-        """However little there is, from where the loader has enough for the program."""
-        snapshot = self.folder / "snapshot"
-        self.assertEqual(run("capture", "--out", snapshot)[0], 0)
-        large = self.folder / "large.plist"
-        large.write_bytes(binary(list(range(100_000))))
-        for arguments in (["capture", "--out", self.out], ["decode", self.records],
-                          ["decode", "--jobs", "4", self.records], ["show", large], ["diff", large, large],
-                          ["diff", snapshot, snapshot]):
-            refused = 0
-            for size in range(12_000_000, 36_000_000, 1_000_000):
-                with self.subTest(arguments=arguments[:2], size=size):
-                    done = subprocess.run([VELSTAT, *arguments], env=ENVIRONMENT, stdout=subprocess.DEVNULL,
-                                          stderr=subprocess.PIPE, text=True, timeout=60,
-                                          preexec_fn=limited(resource.RLIMIT_AS, size))
-                    if done.returncode == 127:
-                        self.assertIn("error while loading shared libraries", done.stderr)
-                    elif done.returncode == 0:
-                        self.assertEqual(done.stderr, "")
-                    elif done.returncode == -signal.SIGABRT:
-                        # These functions have no way to tell their caller.
-                        self.assertRegex(done.stderr, r"\ACF\w+: out of memory[^\n]*\n\Z")
-                    else:
-                        self.assertEqual(done.returncode, 2 if arguments[0] == "diff" else 1)
-                        self.require_one_line(done.stderr)
-                        refused += 1
-                    if done.returncode != 0:
-                        self.assertEqual(self.names(), [])
-                    self.clear()
-            self.assertGreater(refused, 0, arguments)
-
     def grow_to(self, size, *arguments, stdout=subprocess.PIPE):
         done = subprocess.run([VELSTAT, *arguments], env=ENVIRONMENT, cwd=self.parent, stdout=stdout,
                               stderr=subprocess.PIPE, text=True, timeout=60,
-                              preexec_fn=limited(resource.RLIMIT_FSIZE, size))
+                              preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (size, size)))
         return done.returncode, done.stdout, done.stderr
 
     def test_files_may_not_grow(self):
