@@ -67,6 +67,19 @@ std::uint64_t answeredID(const MachineService& service) {
   return number != nullptr && CFNumberGetValue(number, kCFNumberSInt64Type, &id) ? id : 0;
 }
 
+TEST(Machine, Services_HaveTheirNamesAndUsages) {
+  const Machine machine(parse(R"({"services": [{"name": "Gyro", "usages": [{"page": 12, "usage": 1}, {"page": 9,
+      "usage": 3}]}, {"name": "Button"}]})"));
+  ASSERT_EQ(machine.services().size(), 2U);
+  const MachineService& gyro = machine.services()[0];
+  EXPECT_EQ(gyro.name, "Gyro");
+  ASSERT_EQ(gyro.usages.size(), 2U);
+  EXPECT_EQ(gyro.usages[1].page, 9U);
+  EXPECT_EQ(gyro.usages[1].usage, 3U);
+  EXPECT_EQ(machine.services()[1].name, "Button");
+  EXPECT_TRUE(machine.services()[1].usages.empty());
+}
+
 TEST(Machine, RegistryTreeOfAService) {
   const Machine machine(parse(R"({"services": [{"name": "Gyro", "transport": "VEL", "registry": {
       "service": {"name": "a"}, "parent": {"name": "b"}, "grandparent": {"name": "c"},

@@ -137,6 +137,8 @@ const WrongModel wrongModels[] = {
      "/services/0/driver/property-replies/9/0/registers/0/0: is out of range: 0 to 65535"},
     {"bad/stream_word.json",
      "/services/0/driver/property-replies/9/0/text-stream/0: \"octal\" is not one of end, hex, decimal"},
+    {"bad/stream_unknown_key.json",
+     "/services/0/driver/property-replies/9/0/text-stream/0: unknown key \"u8\"; allowed: u32, u64, text"},
     {"bad/stream_two_kinds.json",
      "/services/0/driver/property-replies/9/0/text-stream/0: must have one of the keys u32, u64, text"},
     {"bad/stream_empty_element.json",

@@ -143,6 +143,24 @@ TEST_F(Contents, ProfileRecords_OfASeedAreAlwaysTheSame) {
   }
 }
 
+TEST(TextStreamContents, HaveAtMost64KiB) {
+  for (const std::size_t length : {65534U, 65535U}) { // and a tag, and a NUL
+    const std::string text = R"({"services": [{"name": "s", "driver": {"property-replies": {"1": [{"text-stream": [)"
+                             R"({"text": ")" +
+                             std::string(length, 'x') + R"("}]}]}}}]})";
+    try {
+      const DeviceModel model = parseDeviceModel(text, "test");
+      EXPECT_EQ(model.services.at(0).driver->replies.properties.at(1).at(0).content->size(), 65536U);
+      EXPECT_EQ(length, 65534U);
+    } catch (const vel::formats::Error& error) {
+      EXPECT_STREQ(error.what(),
+                   "test: /services/0/driver/property-replies/1/0/text-stream: makes 65537 bytes, at most "
+                   "65536 are allowed");
+      EXPECT_EQ(length, 65535U);
+    }
+  }
+}
+
 // The bytes of the profile records that some keys describe.
 Bytes profileRecords(const std::string& keys) {
   const std::string text =
