@@ -1,5 +1,5 @@
-// Hostile device models: a model is refused in one line of bounded length, or it can be put in force and writes only
-// inside the caller's buffer.
+// Hostile device models: a model is refused in one line of bounded length, or it takes bounded memory, can be put in
+// force and writes only inside the caller's buffer.
 #include <host/error.h>
 #include <host/machine.h>
 
@@ -35,6 +35,37 @@ void ask(const ReplyModel& model) {
   }
 }
 
+std::size_t sizeOf(const ReplyModel& model) {
+  std::size_t size = 0;
+  for (const ReplyLists* lists : {&model.properties, &model.commands}) {
+    for (const auto& [id, replies] : *lists) {
+      for (const Reply& reply : replies) {
+        size += sizeof reply + (reply.content ? reply.content->size() : 0);
+      }
+    }
+  }
+  return size;
+}
+
+// A few words make many replies, which have a limit. An entry of analytics has at least two characters.
+void checkSize(const DeviceModel& model, std::size_t textSize) {
+  std::size_t replies = 0;
+  std::size_t analytics = 0;
+  for (const ServiceModel& service : model.services) {
+    replies += service.driver ? sizeOf(service.driver->replies) : 0;
+    if (service.device) {
+      for (const vel::formats::Bytes& batch : service.device->analytics) {
+        analytics += batch.size();
+      }
+    }
+  }
+  for (const NamedServiceModel& service : model.namedServices) {
+    replies += sizeOf(service.replies);
+  }
+  require(replies <= std::size_t{32} << 20);
+  require(analytics <= 4 * textSize);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -42,6 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr std::size_t longestLine = 128 * 140 + 2048;
   try {
     const DeviceModel model = parseDeviceModel({reinterpret_cast<const char*>(data), size}, "fuzz");
+    checkSize(model, size);
     const Machine machine(model);
     require(machine.services().size() == model.services.size());
     for (const ServiceModel& service : model.services) {

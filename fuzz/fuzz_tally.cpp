@@ -1,6 +1,7 @@
 // Hostile analytics stores: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
-// is refused and left alone, or holds numbers that can be counted on from.
+// is refused and left alone, or holds numbers that can be counted on from, and can be shown in bounded room.
 #include <control/tally.h>
+#include <velstat/tally/output.h>
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <TallyStore/TallyStore.h>
@@ -97,6 +98,22 @@ void checkNumbers(const std::vector<TallyRow>& rows) {
   }
 }
 
+// In every format, a store takes no more than so many times its size.
+void checkShown(const std::vector<TallyRow>& rows, std::size_t size) {
+  using namespace vel::stat;
+  try {
+    Measure table(mostExpansion * size);
+    tallyTable(table, rows, Style(false));
+    Measure document(mostExpansion * size);
+    JsonWriter json(document);
+    tallyJson(json, rows);
+    Measure metrics(mostExpansion * size);
+    tallyOpenMetrics(metrics, rows);
+  } catch (const TooLong&) {
+    require(false, "a store takes too much room when it is shown");
+  }
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -128,6 +145,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   checkNumbers(rows);
+  checkShown(rows, store.size());
   try {
     openTallyStore(file);
     beginTallyBatch();

@@ -195,6 +195,26 @@ TEST_F(TallyFiles, TextsAndSamples_AreReadUpTo16MiB) {
   expectRefusal("string or blob too big");
 }
 
+TEST_F(TallyFiles, KeysAreReadUpTo32MiBTogether) {
+  openTallyStore(path);
+  add("key", 1);
+  closeTallyStore();
+  sql(path, "INSERT INTO scalar (key, value, overflows) SELECT i || hex(zeroblob(8388606)), i, 0 FROM "
+            "(SELECT 1 AS i UNION ALL SELECT 2)"); // with "key" 3 bytes less than 32 MiB
+  EXPECT_EQ(rows().size(), 3U);
+  sql(path, "UPDATE scalar SET key = 'key and more' WHERE key = 'key'");
+  EXPECT_EQ(errorOf([&] { rows(); }), path.string() + ": keys of more than the 33554432 bytes that are allowed");
+}
+
+TEST_F(TallyFiles, LongKeys_AreCutInErrors) {
+  openTallyStore(path);
+  push(std::string(63, 'k') + "\u20ACl", 1);
+  closeTallyStore();
+  sql(path, "UPDATE distribution SET samples = x''");
+  EXPECT_EQ(errorOf([&] { rows(); }),
+            path.string() + ": damaged (" + std::string(63, 'k') + "…: its samples cannot be read)");
+}
+
 TEST_F(TallyFiles, MissingFile_CannotBeRead_AndIsNotMade) {
   EXPECT_EQ(errorOf([&] { readTallyStore(path); }), path.string() + ": No such file or directory");
   EXPECT_TRUE(files().empty());

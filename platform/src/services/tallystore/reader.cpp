@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::size_t kMostKeys = 100'000;
+constexpr std::size_t kMostKeyBytes = std::size_t{32} << 20; // of all keys together
 
 Database openWhole(const fs::path& path, Access access) {
   Database database = openDatabase(path, access);
@@ -86,9 +87,14 @@ Result look(const fs::path& linked, Result (*read)(const fs::path&, Access)) {
 
 std::vector<control::TallyRow> collect(const Rows& rows) {
   std::vector<control::TallyRow> found;
+  std::size_t keyBytes = 0;
   rows.each([&](const Row& row) {
     if (found.size() == kMostKeys) {
       throw DatabaseError(fmt::format("more than the {} keys that are allowed", kMostKeys));
+    }
+    keyBytes += row.key.size();
+    if (keyBytes > kMostKeyBytes) {
+      throw DatabaseError(fmt::format("keys of more than the {} bytes that are allowed", kMostKeyBytes));
     }
     found.push_back({.key = row.key,
                      .kind = row.kind,

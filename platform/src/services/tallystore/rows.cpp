@@ -30,8 +30,21 @@ ON CONFLICT (key) DO UPDATE SET first_sample = ?2, last_change = ?3, last_clear 
 // Of a count in a column.
 constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int64_t>::max();
 
+// The key for a line of text: the beginning of a long one, without a part of a character.
+std::string nameOf(const Row& row) {
+  constexpr std::size_t most = 64;
+  if (row.key.size() <= most) {
+    return row.key;
+  }
+  std::size_t end = most;
+  while (end > 0 && (static_cast<unsigned char>(row.key[end]) & 0xC0) == 0x80) {
+    --end;
+  }
+  return row.key.substr(0, end) + "…";
+}
+
 [[noreturn]] void refuseFull(const Row& row) {
-  throw DatabaseError(row.key + ": cannot count any further: use a new store");
+  throw DatabaseError(nameOf(row) + ": cannot count any further: use a new store");
 }
 
 // A count that was written by us is not negative.
@@ -57,7 +70,7 @@ void read(const Statement& statement, Row& row) {
       throw Unpackable();
     }
   } catch (const Unpackable& error) {
-    throw DatabaseError("damaged (" + row.key + ": " + error.what() + ")");
+    throw DatabaseError("damaged (" + nameOf(row) + ": " + error.what() + ")");
   }
 }
 
