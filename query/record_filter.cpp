@@ -50,51 +50,54 @@ bool canNarrow(sqlite3_index_info& index, int number, const FilteredBy& by) {
          (by.ids != nullptr || (by.names != nullptr && comparesBytes(index, number)));
 }
 
-// Narrowing by names or ids. A selection takes either for the same list, so only the first constraint counts.
-enum class Outcome { narrowed, impossible, notNarrowed };
-
-// Whether the selection knows the name or id. One that it does not know is the value of no record.
-bool isKnown(std::vector<std::string> SelectionRequest::*list, const std::string& text) {
-  SelectionRequest request;
-  request.*list = {text};
-  try {
-    const Selection selection(request);
-  } catch (const std::invalid_argument&) {
-    return false;
-  }
-  return true;
-}
-
 std::string textOf(sqlite3_value* value) {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
   return text == nullptr ? std::string() : std::string(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
 }
 
-Outcome narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlite3_value* const> values) {
+// Narrows by names or ids. A selection takes either for the same list, so only the first constraint counts. False: no
+// record can pass.
+bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlite3_value* const> values) {
   const auto list = by.names != nullptr ? by.names : by.ids;
-  constexpr std::size_t mostValues = 64; // to know whether there is a name takes a while
+  constexpr std::size_t mostValues = 64; // finding out which of them are names takes a while
   if (values.size() > mostValues || !(request.*list).empty()) {
-    return Outcome::notNarrowed;
+    return true;
   }
-  std::vector<std::string> known;
+  std::vector<std::string> wanted;
   for (sqlite3_value* const value : values) {
     const int type = sqlite3_value_type(value);
     if (type == SQLITE_NULL) {
       continue; // equals nothing
     }
     if (type != SQLITE_INTEGER && (by.ids != nullptr || type != SQLITE_TEXT)) {
-      return Outcome::notNarrowed; // SQLite may convert it
+      return true; // SQLite may convert it
     }
-    std::string text = textOf(value);
-    if (isKnown(list, text)) {
-      known.push_back(std::move(text));
+    wanted.push_back(textOf(value));
+  }
+  request.*list = std::move(wanted);
+  return !(request.*list).empty();
+}
+
+// Leaves out the names and ids that the selection does not know: no record has them. False: no record can pass.
+bool leaveOutUnknown(SelectionRequest& request) {
+  for (const auto list : {&SelectionRequest::categories, &SelectionRequest::components, &SelectionRequest::events,
+                          &SelectionRequest::types}) {
+    const bool isWanted = !(request.*list).empty();
+    std::erase_if(request.*list, [&](const std::string& text) {
+      SelectionRequest alone;
+      alone.*list = {text};
+      try {
+        const Selection selection(alone);
+      } catch (const std::invalid_argument&) {
+        return true;
+      }
+      return false;
+    });
+    if (isWanted && (request.*list).empty()) {
+      return false;
     }
   }
-  if (known.empty()) {
-    return Outcome::impossible;
-  }
-  request.*list = std::move(known);
-  return Outcome::narrowed;
+  return true;
 }
 
 // All whole numbers that may satisfy the comparison with the value; nothing if there are none.
@@ -225,7 +228,7 @@ std::optional<Selection> makeSelection(std::string_view plan, std::span<sqlite3_
     plan.remove_prefix(std::min(end + 1, plan.size()));
     const OwnedValues owned(term, value);
     if (term.by.range == nullptr) {
-      if (narrowList(request, term.by, owned.all()) == Outcome::impossible) {
+      if (!narrowList(request, term.by, owned.all())) {
         return std::nullopt;
       }
       continue;
@@ -237,7 +240,11 @@ std::optional<Selection> makeSelection(std::string_view plan, std::span<sqlite3_
     }
     request.*term.by.range = *both;
   }
-  return Selection(request);
+  try {
+    return Selection(request);
+  } catch (const std::invalid_argument&) { // an unknown name
+    return leaveOutUnknown(request) ? std::optional<Selection>(request) : std::nullopt;
+  }
 }
 
 } // namespace vel::query
