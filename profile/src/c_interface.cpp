@@ -47,18 +47,14 @@ std::size_t copy_name(NameTable table, std::uint32_t id, char* out, std::size_t 
   return copy_out(name_of(table, id, digits), out, capacity);
 }
 
-constexpr std::size_t most_fields() {
-  std::size_t most = 0;
-  for (const ShownLayouts& shown : choices) {
-    std::size_t fields = 0;
-    for (const Layout* const layout : shown) {
-      fields += layout->rows.size();
-    }
-    most = std::max(most, fields);
+constexpr std::size_t most_fields = greatest_choice([](const ShownLayouts& shown) {
+  std::size_t fields = 0;
+  for (const Layout* const layout : shown) {
+    fields += layout->rows.size();
   }
-  return most;
-}
-static_assert(most_fields() <= VEL_PROFILE_FIELD_CAPACITY);
+  return fields;
+});
+static_assert(most_fields <= VEL_PROFILE_FIELD_CAPACITY);
 
 constexpr std::size_t longest_bytes() {
   std::size_t longest = 0;

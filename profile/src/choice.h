@@ -80,6 +80,16 @@ inline constexpr auto choices = [] {
 }();
 static_assert(choices.size() <= 256, "a choice fits its type");
 
+// The greatest size(layouts) of everything that a record can show.
+template <class Size>
+constexpr std::size_t greatest_choice(Size size) {
+  std::size_t greatest = 0;
+  for (const ShownLayouts& shown : choices) {
+    greatest = std::max(greatest, size(shown));
+  }
+  return greatest;
+}
+
 // For records that meet no rule.
 constexpr Choice choose_common(const unsigned char* record) noexcept {
   return std::min(type(record), no_layout);

@@ -29,18 +29,8 @@ constexpr std::size_t longest_u64 = 20;
 // How far a part may write beyond its end: less than a piece of 48 bytes, or a text field of 30 bytes with its padding.
 constexpr std::size_t spill = 64;
 
-// The greatest size(choice), of all choices that the tables hold.
-template <class Size>
-constexpr std::size_t greatest(Size size) {
-  std::size_t result = 0;
-  for (const ShownLayouts& shown : choices) {
-    result = std::max(result, size(shown));
-  }
-  return result;
-}
-
 // Without the name of a subtype, which is added below.
-constexpr std::size_t longest_payload = greatest([](const ShownLayouts& shown) {
+constexpr std::size_t longest_payload = greatest_choice([](const ShownLayouts& shown) {
   std::size_t length = 0;
   for (const Layout* const layout : shown) {
     length += longest_text(*layout);
@@ -56,10 +46,6 @@ constexpr std::size_t longest_times = calendar_key.length + WallClock::longest_t
 static_assert(longest_head + longest_payload + subtype_pieces.longest() + longest_tail + longest_times + 2 + spill <=
                   text_capacity,
               "a text, its brace and its newline fit");
-
-// With names from other programs: the head has its keys and padding, and those names.
-static_assert(longest_head + std::size_t{4} * 12 + ample_names + spill <= text_capacity);
-static_assert(longest_payload + ample_names + spill <= text_capacity);
 
 char* write_clocks(char* p, const unsigned char* record) noexcept {
   p = put_u64_width_10(p, timestamp(record));

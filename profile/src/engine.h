@@ -11,7 +11,7 @@ namespace vel::profile {
 // From the opening brace to "sequence_num", with the names of the record's category.
 char* write_head(char* p, const unsigned char* record) noexcept;
 
-// The same with given names, of any length. It fits in text_capacity if they have at most ample_names bytes together.
+// The same with given names, of any length, which take room beyond text_capacity.
 struct HeadNames {
   std::string_view category;
   std::string_view component;
@@ -20,7 +20,6 @@ struct HeadNames {
 
   std::size_t size() const noexcept { return category.size() + component.size() + event.size() + type.size(); }
 };
-inline constexpr std::size_t ample_names = 256;
 char* write_head(char* p, const unsigned char* record, const HeadNames& names) noexcept;
 
 // The payload, by the rules and with the names of a category, which need not be the record's.
@@ -29,8 +28,8 @@ char* write_payload(char* p, const unsigned char* record, unsigned category) noe
 // The offset of the subtype's id that a choice's layouts show; 0 if they show none.
 std::size_t subtype_offset(Choice choice) noexcept;
 
-// The payload of a choice that shows a subtype, with a given name for it, of any length. It fits in text_capacity if
-// the name has at most ample_names bytes.
+// The payload of a choice that shows a subtype, with a given name for it, of any length, which takes room beyond
+// text_capacity.
 char* write_payload(char* p, const unsigned char* record, Choice choice, std::string_view subtype) noexcept;
 
 // From "type-id" to the end of the byte dump.

@@ -7,6 +7,8 @@
 
 namespace vel::profile {
 
+namespace {
+
 // Ids of categories and datatypes are indexes into their tables.
 template <class Table>
 constexpr bool ids_are_indexes(const Table& table) {
@@ -18,6 +20,8 @@ constexpr bool ids_are_indexes(const Table& table) {
   return true;
 }
 static_assert(ids_are_indexes(category_table) && ids_are_indexes(datatype_table));
+
+} // namespace
 
 std::span<const Category> categories() noexcept {
   return category_table;

@@ -26,7 +26,7 @@ namespace {
 
 // The decoder of a category that has no class of its own.
 template <unsigned Category>
-constinit category_decoder<Category> table_decoder;
+constinit category_decoder<Category> decoder_without_class;
 
 template <unsigned Category>
 constexpr profile_decoder* decoder_of() {
@@ -38,12 +38,12 @@ constexpr profile_decoder* decoder_of() {
   if constexpr (Category < std::size(with_class)) {
     return with_class[Category];
   } else {
-    return &table_decoder<Category>;
+    return &decoder_without_class<Category>;
   }
 }
 
-// By category. What the virtual members of these objects answer is in the category table.
-constexpr auto table_decoders = []<unsigned... Category>(std::integer_sequence<unsigned, Category...>) {
+// Our own decoder of each category. What the virtual members of these objects answer is in the category table.
+constexpr auto own_decoders = []<unsigned... Category>(std::integer_sequence<unsigned, Category...>) {
   return std::array{decoder_of<Category>()...};
 }
 (std::make_integer_sequence<unsigned, category_id::count>());
@@ -52,8 +52,8 @@ profile_decoder* registered(unsigned category) {
   return category < KIPLogDecoder::_decoders.size() ? KIPLogDecoder::_decoders[category] : nullptr;
 }
 
-bool reads_the_table(const profile_decoder* decoder, unsigned category) {
-  return decoder == (category < table_decoders.size() ? table_decoders[category] : &KIPLogDecoder::_default);
+bool is_own(const profile_decoder* decoder, unsigned category) {
+  return decoder == (category < own_decoders.size() ? own_decoders[category] : &KIPLogDecoder::_default);
 }
 
 // The text as profile_decoder::to_string makes it, with names and payload straight from the tables.
@@ -70,12 +70,12 @@ std::string text_from_tables(profile_decoder& decoder, const _VelProfileReport& 
 
 } // namespace
 
-constinit std::array<profile_decoder*, category_id::count> KIPLogDecoder::_decoders = table_decoders;
+constinit std::array<profile_decoder*, category_id::count> KIPLogDecoder::_decoders = own_decoders;
 
 std::string KIPLogDecoder::to_string(const _VelProfileReport& report) {
   profile_decoder* const entry = registered(report.category);
   profile_decoder* const decoder = entry != nullptr ? entry : &_default;
-  return reads_the_table(decoder, report.category) ? text_from_tables(*decoder, report) : decoder->to_string(report);
+  return is_own(decoder, report.category) ? text_from_tables(*decoder, report) : decoder->to_string(report);
 }
 
 std::string KIPLogDecoder::category_to_string(unsigned int category) {

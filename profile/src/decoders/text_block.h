@@ -17,14 +17,15 @@ inline const unsigned char* bytes_of(const _VelProfileReport& report) {
   return reinterpret_cast<const unsigned char*>(&report);
 }
 
-// Calls write(p), which returns the end of what it wrote, and returns take(text). There is room for a text and `given`
-// bytes of names and times, which may be of any length.
+// Calls write(p), which returns the end of what it wrote, and returns take(text). There is room for a text and for
+// `given` bytes of names and times that are not from our tables, and may be of any length.
 template <class Write, class Take>
 auto with_block(std::size_t given, Write write, Take take) {
-  char ample[text_capacity];
+  constexpr std::size_t usually_given = 256;
+  char usual[text_capacity + usually_given];
   std::unique_ptr<char[]> larger;
-  char* block = ample;
-  if (given > ample_names) {
+  char* block = usual;
+  if (given > usually_given) {
     larger.reset(new char[text_capacity + given]);
     block = larger.get();
   }
