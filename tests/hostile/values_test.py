@@ -6,6 +6,7 @@ from pathlib import Path
 
 from command import run
 
+QUERY = ("--file", "--format", "--export", "--timeout")
 # Every option that takes a value, and what else its command needs.
 OPTIONS = [
     *[("capture", option) for option in ("--plugin", "--model", "--api", "--format", "--out")],
@@ -17,9 +18,10 @@ OPTIONS = [
     *[("publish", "--tally", "store", "file", option) for option in ("--model", "--plugin", "--log")],
     ("publish", "file", "--tally"),
     ("diff", "file", "file", "--format"),
+    *[("query", "file", "SELECT 1", option) for option in QUERY],
 ]
 FLAGS = [("capture", "--all"), ("decode", "--stats"), ("decode", "--recover"), ("tally", "file", "--watch")]
-NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file")]
+NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file"), ("query",), ("query", "file")]
 
 
 class Values(unittest.TestCase):
@@ -50,7 +52,7 @@ class Values(unittest.TestCase):
                          (1, "", "velstat: --stats=: No such file or directory\n"))
 
     def test_every_option_is_in_the_list(self):
-        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff"):
+        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff", "query"):
             text = run(*command.split(), "--help")[1]
             shown = {line.split()[0].split("{")[0] for line in text.splitlines()
                      if line.startswith("  --") and len(line) > 2 and line.split()[1].split(":")[0].isupper()}

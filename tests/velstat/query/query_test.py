@@ -414,7 +414,7 @@ class Refusals(WithFolder):
         "SELECT count(*) FROM records WHERE category = \"zorb\"":
             "velstat: the SQL, line 1, column 47: no such column: zorb; texts are written 'zorb'\n",
         "SELECT 1; SELECT 2": "velstat: the SQL, line 1, column 10: only one statement is allowed\n",
-        "": "velstat: the SQL holds no statement\n",
+        " ": "velstat: the SQL holds no statement\n",
         " ; -- nothing": "velstat: the SQL holds no statement\n",
         "DELETE FROM records": "velstat: the SQL: table records may not be modified\n",
         "UPDATE records SET category = 'x'": "velstat: the SQL: table records may not be modified\n",
