@@ -68,7 +68,10 @@ ServiceClass classify(IOHIDServiceRef service) {
 
 void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
   // Is it a service of the co-processor, and a button or a sensor?
-  Registration registration{.transport = OwnedCF<CFTypeRef>(IOHIDServiceCopyProperty(service, CFSTR("Transport")))};
+  Registration registration{.context = {},
+                            .parent = {},
+                            .plugin = {},
+                            .transport = OwnedCF<CFTypeRef>(IOHIDServiceCopyProperty(service, CFSTR("Transport")))};
   CFTypeRef transport = registration.transport.get();
   if (transport == nullptr) {
     return;

@@ -3,6 +3,10 @@
 add_library(vel_options INTERFACE)
 target_compile_options(vel_options INTERFACE
   -Wall -Wextra -Wshadow -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror -fblocks)
+if(CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 18)
+  # These report that std::stable_sort of Debian 12's standard library calls a deprecated function.
+  target_compile_options(vel_options INTERFACE -Wno-deprecated-declarations)
+endif()
 if(VEL_SANITIZE)
   target_compile_options(vel_options INTERFACE
     -fsanitize=${VEL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g1)

@@ -13,7 +13,7 @@ std::string inputName(const std::filesystem::path& path);
 // The content of a file, or of standard input for "-". Throws Error with the path and the cause, also for more than
 // `limit` bytes.
 std::string readFile(const std::filesystem::path& path, std::size_t limit);
-// The same of a path that nobody chose, such as one found in a folder: pipes and devices are refused.
+// The same for a path that was not named by the user, such as one found in a folder: pipes and devices are refused.
 std::string readRegularFile(const std::filesystem::path& path, std::size_t limit);
 
 } // namespace vel::formats

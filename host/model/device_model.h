@@ -21,8 +21,8 @@ namespace vel::host {
 struct EntryModel {
   std::string name;
   std::string className;
-  formats::Dictionary properties;
-  std::optional<IOReturn> brokenParent; // the result of reading the parent; 0: success, but no parent
+  formats::Dictionary properties = {};
+  std::optional<IOReturn> brokenParent = {}; // the result of reading the parent; 0: success, but no parent
   bool isHIDDevice = false;
 };
 

@@ -1,4 +1,4 @@
-"""A capture folder with what is no file in the place of one: velstat neither waits for it nor opens it."""
+"""A capture folder with a pipe, a device or a folder in the place of a file: velstat neither waits for it nor opens it."""
 
 import os
 import shutil

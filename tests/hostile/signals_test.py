@@ -18,7 +18,7 @@ FACTORY = "01020304-0506-0708-090A-0B0C0D0E0F10"
 
 class Signals(WriteOut):
     def whole_after(self, call, number):
-        """Removing and renaming take long, so that whatever else runs meanwhile can get in between."""
+        """Removing and renaming take long, so that other threads can get in between."""
         self.clear()
         process = tracing.start_stopped(call, *self.arguments(), delayed=("unlink", "unlinkat", "rmdir", "rename"))
         os.kill(process.pid, number)

@@ -73,7 +73,7 @@ def exported_functions(text):
 
 def landing_pad_problems(path, text):
     """A file is not marked for indirect branch tracking, as Debian's start-up files are built without it. Our functions
-    have its landing pads all the same."""
+    still have its landing pads."""
     content = path.read_bytes()
     segments = [[int(number, 16) for number in found] for found in re.findall(
         r"LOAD\s+(0x\w+)\s+(0x\w+)\s+0x\w+\s+(0x\w+)", text)]

@@ -105,5 +105,6 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     complain(error);
   }
-  return failed;
+  // The statuses of diff are those of diff(1), where 1 means that the two differ.
+  return argc > 1 && std::string_view(argv[1]) == "diff" ? usage : failed;
 }

@@ -20,10 +20,10 @@ namespace vel::control {
 struct RegistryEntry {
   std::string name;
   std::string className;
-  Ref<CFDictionaryRef> properties; // may be empty
-  std::uint64_t parent = 0;        // registry id of an entry added before; 0: a root
-  std::uint64_t id = 0;            // 0: the next free one
-  bool isHIDDevice = false;        // whether IOHIDDeviceCreate succeeds on it
+  Ref<CFDictionaryRef> properties = {}; // may be empty
+  std::uint64_t parent = 0;             // registry id of an entry added before; 0: a root
+  std::uint64_t id = 0;                 // 0: the next free one
+  bool isHIDDevice = false;             // whether IOHIDDeviceCreate succeeds on it
 };
 // Adds an entry as its parent's last child; returns its registry id. An id that is taken or a parent that is unknown
 // throws std::invalid_argument.

@@ -17,7 +17,7 @@ public:
   UnfinishedFolder& operator=(const UnfinishedFolder&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
-  // Those of a new folder in `parent`. Until it is moved its owner may do everything, whatever the umask says.
+  // Those of a new folder in `parent`. Until it is moved, its owner has all permissions, regardless of the umask.
   std::filesystem::perms permissions() const { return permissions_; }
 
   // The folder itself is what was wanted: gives it the permissions and renames it. An empty folder of the new name is

@@ -54,6 +54,7 @@ public:
     Measure length(mostExpansion * (size + before->name.size() + after->name.size()));
     JsonWriter json(length);
     try {
+      begin(json, true); // so that the pair is indented as it will be
       render(length, json, pair, before.get(), after.get());
     } catch (const TooLong&) {
       throw Error(fmt::format("{} and {}: to show the differences would take more than {} times the {} bytes of the "
@@ -68,17 +69,7 @@ public:
   DiffStatus report(bool complete) const {
     StandardOutput out;
     JsonWriter json(out);
-    if (isJson()) {
-      json.beginObject();
-      json.member("old", formats::inputName(options_.before));
-      json.member("new", formats::inputName(options_.after));
-      json.key("complete");
-      json.boolean(complete);
-      json.key("equal");
-      json.boolean(complete && different_.empty());
-      json.key("records");
-      json.beginArray();
-    }
+    begin(json, complete);
     for (const RecordPair& pair : different_) {
       const bool both = pair.before && pair.after;
       const auto before = both ? pair.before->read() : nullptr;
@@ -96,6 +87,19 @@ public:
 
 private:
   bool isJson() const { return options_.format == "json"; }
+  void begin(JsonWriter& json, bool complete) const {
+    if (isJson()) {
+      json.beginObject();
+      json.member("old", formats::inputName(options_.before));
+      json.member("new", formats::inputName(options_.after));
+      json.key("complete");
+      json.boolean(complete);
+      json.key("equal");
+      json.boolean(complete && different_.empty());
+      json.key("records");
+      json.beginArray();
+    }
+  }
   void render(Sink& out, JsonWriter& json, const RecordPair& pair, const ValueFile* before,
               const ValueFile* after) const {
     if (isJson()) {

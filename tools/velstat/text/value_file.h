@@ -28,7 +28,7 @@ constexpr std::size_t valueFileLimit = std::size_t{64} << 20;
 
 // Recognises the kind by the content. Throws Error with name, offset and cause.
 ValueFile readValueFile(const std::filesystem::path& path);
-// The same of a path that nobody chose: pipes and devices are refused.
+// The same for a path that was not named by the user: pipes and devices are refused.
 ValueFile readRegularValueFile(const std::filesystem::path& path);
 
 } // namespace vel::stat

@@ -1,0 +1,281 @@
+"""Files that describe far more than they hold, and every file of the fuzz corpora: what is shown of one takes no more
+than 64 times its size, and showing it no more than 256 MiB of memory."""
+
+import json
+import plistlib
+import sqlite3
+import struct
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+from command import VELSTAT, binary, run
+from measured import EXPANSION, MEMORY, SANITIZED, Run, check
+
+CORPORA = Path(sys.argv.pop())
+
+
+def binary_list(objects, references=1):
+    """A property list of objects that are given as their bytes; the first is the top one."""
+    body, offsets = b"bplist00", []
+    for content in objects:
+        offsets.append(len(body))
+        body += content
+    table = len(body)
+    return body + b"".join(struct.pack(">I", offset) for offset in offsets) + struct.pack(
+        ">6xBBQQQ", 4, references, len(objects), 0, table)
+
+
+def counted(marker, count):
+    return bytes([marker | 0xF, 0x12]) + struct.pack(">I", count)
+
+
+def one_long_key(length, short, add=0):
+    return {"K" * length: 1, **{f"k{i}": i + add for i in range(short)}}
+
+
+def shared_text(length, times):
+    return binary_list([counted(0xA0, times) + b"\1" * times, counted(0x50, length) + b"v" * length])
+
+
+def doubled(levels):
+    """Each array holds the next one twice."""
+    return binary_list([bytes([0xA2, i + 1, i + 1]) for i in range(levels)] + [b"\x09"])
+
+
+def shared_deep_down(levels, times):
+    """The same small dictionary many times, far indented."""
+    arrays = [bytes([0xA1, i + 1]) for i in range(levels)]
+    many = counted(0xA0, times) + bytes([levels + 1]) * times
+    return binary_list([*arrays, many, bytes([0xD1, levels + 2, levels + 2]), b"\x51k"])
+
+
+LISTS = {
+    "one long key": binary(one_long_key(300_000, 10_000)),
+    "one long key above": binary({"K" * 300_000: one_long_key(0, 10_000)}),
+    "long keys all the way": binary({"a" * 60_000: {"b" * 60_000: {"c" * 60_000: list(range(5000))}}}),
+    "escapes in a long key": binary({"\x1b\u202e" * 50_000: {f"\x1b{i}": i for i in range(5000)}}),
+    "shared text": shared_text(1000, 10_000),
+    "shared short text": shared_text(100, 1000),
+    "doubled": doubled(10),
+    "doubled often": doubled(17),
+    "doubled too often": doubled(40),
+    "shared deep down": shared_deep_down(60, 20_000),
+}
+SHOWN = ("one long key", "one long key above", "long keys all the way", "escapes in a long key")
+PATHS = ("--path", "**/k*", "--path", "**/[0-9]*")
+
+
+class Bounded(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        (self.folder / "empty").write_bytes(binary({}))
+
+    def size(self, *names):
+        return sum((self.folder / name).stat().st_size for name in names)
+
+    def measure(self, *arguments, size, keep=0):
+        most = EXPANSION * size
+        run = Run(*arguments, most=most, cwd=self.folder, keep=keep)
+        check(self, run, most)
+        return run
+
+
+class Lists(Bounded):
+    def test_hostile_lists(self):
+        for name, content in LISTS.items():
+            (self.folder / name).write_bytes(content)
+            for arguments in (["show"], ["show", "--format", "json"], ["show", *PATHS],
+                              ["show", *PATHS, "--format", "json"], ["diff", "empty"], ["diff", "--format", "json", "empty"]):
+                with self.subTest(name, arguments=arguments):
+                    run = self.measure(*arguments, name, size=self.size(name, "empty"), keep=1 << 24)
+                    refused = "would take more" in run.errors or "values take more" in run.errors
+                    if "--path" not in arguments:  # of which some match nothing
+                        self.assertEqual(run.length == 0, refused, run.errors)
+                        self.assertEqual(run.status, (0 if arguments[0] == "show" else 1) + refused)
+                    if "json" in arguments and not refused:
+                        json.loads(run.output)
+
+    def test_a_list_with_long_keys_is_shown_with_them_cut(self):
+        for name in SHOWN:
+            (self.folder / name).write_bytes(LISTS[name])
+            for arguments in (["show"], ["show", "--path", "*"], ["diff", "empty"]):
+                with self.subTest(name, arguments=arguments):
+                    run = self.measure(*arguments, name, size=self.size(name), keep=1 << 24)
+                    self.assertEqual((run.status, run.errors), (1 if arguments[0] == "diff" else 0, ""))
+                    for line in run.output.decode().splitlines():
+                        self.assertLess(len(line), 200)
+
+    def test_a_refusal_says_what_to_do(self):
+        (self.folder / "shared").write_bytes(shared_text(100, 1000))
+        size = self.size("shared")
+        self.assertEqual(run("show", "shared", cwd=self.folder),
+                         (1, "", f"velstat: shared: to show all of it would take more than 64 times the file's {size} "
+                          "bytes; --path shows a part\n"))
+        self.assertEqual(run("show", "--path", "1[0-4]", "shared", cwd=self.folder)[0::2], (0, ""))
+        (self.folder / "keys").write_bytes(LISTS["one long key above"])
+        (self.folder / "other").write_bytes(binary({"K" * 300_000: one_long_key(0, 10_000, 1)}))
+        sizes = self.size("keys", "other")
+        self.assertEqual(run("diff", "--format", "json", "keys", "other", cwd=self.folder),
+                         (2, "", "velstat: keys and other: to show the differences would take more than 64 times the "
+                          f"{sizes} bytes of the files; --format text cuts long paths\n"))
+        self.assertEqual(run("diff", "keys", "other", cwd=self.folder)[0::2], (1, ""))
+
+    def test_a_refused_file_among_others(self):
+        (self.folder / "shared").write_bytes(shared_text(100, 1000))
+        (self.folder / "good").write_bytes(binary({"x": 1}))
+        status, out, errors = run("show", "--format", "json", "good", "shared", "good", cwd=self.folder)
+        self.assertEqual((status, errors.count("\n")), (1, 1))
+        self.assertEqual([shown["value"] for shown in json.loads(out)], [{"x": 1}, {"x": 1}])
+        status, out, errors = run("show", "shared", "good", cwd=self.folder)
+        self.assertEqual((status, out.splitlines()[1], errors.count("\n")), (1, "  x  1", 1))
+
+    def test_a_refused_record_of_a_capture_is_trouble_and_the_rest_is_compared(self):
+        for folder, value in ("old", 1), ("new", 2):
+            (self.folder / folder).mkdir()
+            (self.folder / folder / "001-a.state").write_bytes(binary({"x": value}))
+            (self.folder / folder / "002-b.state").write_bytes(shared_text(99 + value, 1000))
+        status, out, errors = run("diff", "old", "new", cwd=self.folder)
+        self.assertEqual((status, out), (2, "~ 001-a.state  old/001-a.state → new/001-a.state\n  ~ x: 1 → 2\n"))
+        self.assertRegex(errors, "\\Avelstat: old/002-b.state and new/002-b.state: [^\n]*\n\\Z")
+
+    def test_folders_are_compared_a_pair_at_a_time(self):
+        many = binary([f"{i:040}" for i in range(200_000)])  # a tree of 26 MB
+        for folder in "old", "new":
+            (self.folder / folder).mkdir()
+            for i in range(8):
+                (self.folder / folder / f"{i}.state").write_bytes(many)
+        run = self.measure("diff", "old", "new", size=len(many))
+        self.assertEqual((run.status, run.errors), (0, ""))
+
+
+class Stores(Bounded):
+    FORMATS = (["table"], ["json"], ["openmetrics"], ["table", "--watch", "--count", "1"],
+               ["json", "--watch", "--count", "1"])
+
+    def make(self, keys, table="scalar"):
+        self.assertEqual(run("publish", "--tally", "store", "-", cwd=self.folder,
+                             stdin=struct.pack("<BBBi", 0x30, 6, 11, 5))[0], 0)
+        with sqlite3.connect(self.folder / "store") as database:
+            if table == "scalar":
+                database.executemany("INSERT INTO scalar (key, value, overflows) VALUES (?, 1, 0)", keys)
+            else:
+                count, samples = database.execute("SELECT count, samples FROM distribution").fetchone()
+                database.executemany("INSERT INTO distribution (key, count, ignored, samples, exact) VALUES (?, ?, 0, ?, 1)",
+                                     ((key, count, samples) for key, in keys))
+        database.close()
+
+    def test_hostile_stores(self):
+        long, short = ("\x1b" * 300_000,), [(f"k{i}",) for i in range(10_000)]
+        for table in "scalar", "distribution":
+            (self.folder / "store").unlink(missing_ok=True)
+            self.make([long, *short], table)
+            for arguments in self.FORMATS:
+                with self.subTest(table, arguments=arguments):
+                    run = self.measure("tally", "--format", *arguments, "store", size=self.size("store"), keep=1 << 26)
+                    self.assertEqual((run.status, run.errors), (0, ""))
+                    if arguments == ["json"]:
+                        keys = [row["key"] for row in json.loads(run.output)]
+                        expected = {key for key, in [long, *short]} | {"com.tavik.kip.button.click.duration"}
+                        self.assertTrue(set(keys) == expected and len(keys) == len(expected))
+
+    @unittest.skipIf(SANITIZED, "about memory")
+    def test_as_many_keys_as_are_read(self):
+        self.make([(f"{i:05}" + "k" * 300,) for i in range(99_999)], "distribution")
+        for arguments in self.FORMATS:
+            with self.subTest(arguments):
+                run = self.measure("tally", "--format", *arguments, "store", size=self.size("store"))
+                self.assertEqual((run.status, run.errors), (0, ""))
+
+    def test_a_long_key_is_cut_in_an_error(self):
+        self.make([("\u20ac" * 100_000,)], "distribution")
+        with sqlite3.connect(self.folder / "store") as database:
+            database.execute("UPDATE distribution SET samples = x''")
+        database.close()
+        run = self.measure("tally", "store", size=self.size("store"))
+        self.assertEqual((run.status, run.length), (1, 0))
+
+
+class Corpora(Bounded):
+    """What libFuzzer found worth keeping, as the commands would get it."""
+
+    def check_files(self, folder, *commands):
+        files = sorted((CORPORA / folder).iterdir())
+        self.assertGreater(len(files), 5)
+        for path in files:
+            for arguments in commands:
+                with self.subTest(path.name, arguments=arguments):
+                    self.measure(*arguments, path.name, size=path.stat().st_size)
+
+    def test_lists(self):
+        self.folder = CORPORA / "property_list"
+        self.check_files("property_list", ["show"], ["show", "--format", "json"])
+
+    def test_lists_in_xml(self):
+        self.folder = CORPORA / "xml_property_list"
+        self.check_files("xml_property_list", ["show"], ["show", "--format", "json"])
+
+    def test_records(self):
+        for name in "profile", "recovery":
+            self.folder = CORPORA / name
+            self.check_files(name, *[["decode", "--format", format] for format in ("text", "json", "csv")],
+                             ["decode", "--escape", "--recover"])
+
+    def test_lines_and_other_sources(self):
+        for name in "read_line", "sources":
+            self.folder = CORPORA / name
+            self.check_files(name, ["decode", "--format", "json"])
+
+
+@unittest.skipIf(SANITIZED, "about memory")
+class Largest(Bounded):
+    """Files as large as are read."""
+
+    MOST = 64 << 20
+
+    def write_text(self, name, character, length=MOST - 80):
+        (self.folder / name).write_bytes(binary_list([b"\xA1\1", counted(0x50, length) + character * length]))
+
+    def test_text(self):
+        self.write_text("a", b"a")
+        self.write_text("b", b"b")
+        self.write_text("escapes", b"\x1b", 8 << 20)
+        for arguments in (["show", "a"], ["diff", "a", "b"], ["show", "escapes"], ["show", "--format", "json", "escapes"]):
+            with self.subTest(arguments):
+                self.assertEqual(self.measure(*arguments, size=self.size(arguments[-1])).errors, "")
+
+    def test_data_and_a_key(self):
+        length = self.MOST - 100
+        (self.folder / "data").write_bytes(binary_list([b"\xA1\1", counted(0x40, length) + bytes(length)]))
+        (self.folder / "key").write_bytes(binary_list([b"\xD1\1\2", counted(0x50, length) + b"*" * length, b"\x09"]))
+        for arguments in (["show", "data"], ["show", "--format", "json", "data"], ["diff", "data", "key"],
+                          ["show", "--path", "\\**/**", "key"]):
+            with self.subTest(arguments):
+                self.assertEqual(self.measure(*arguments, size=self.MOST).errors, "")
+
+    def test_values(self):
+        """As many as a tree may have."""
+        for name, first in ("a", b"\x10\1"), ("b", b"\x10\2"):
+            count = 1_900_000
+            (self.folder / name).write_bytes(binary_list([counted(0xA0, count) + b"\1" * count, first]))
+        for arguments in (["show", "a"], ["show", "--format", "json", "a"], ["diff", "a", "b"],
+                          ["diff", "--format", "json", "a", "b"]):
+            with self.subTest(arguments):
+                self.measure(*arguments, size=self.size("a", "b"))
+
+    def test_longer_files_are_refused_before_they_are_read(self):
+        for name, size in ("list", self.MOST + 1), ("entries", (1 << 30) + 1):
+            with (self.folder / name).open("wb") as file:
+                file.truncate(size)
+        for arguments, most in ((["show", "list"], "67108864"), (["publish", "--tally", "t", "entries"], "1073741824")):
+            run = self.measure(*arguments, size=1)
+            self.assertEqual((run.status, run.errors),
+                             (1, f"velstat: {arguments[-1]}: longer than the {most} bytes that are allowed\n"))
+            self.assertLess(run.memory, 32 << 20)
+
+
+if __name__ == "__main__":
+    unittest.main()
