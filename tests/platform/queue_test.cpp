@@ -311,7 +311,7 @@ TEST_F(QueueDeath, WorkThatWouldWaitForEver_DiesWithTheReason) {
         refuseThreads();
         sync(createQueue("outer"), [] { sync(createQueue("middle"), [] { sync(createQueue("inner"), [] {}); }); });
       },
-      "middle: uncaught exception: no thread for a queue: Resource temporarily unavailable");
+      "queues that wait for each other: no thread for a queue: Resource temporarily unavailable");
 }
 
 TEST_F(QueueDeath, WorkQueuedAfterTheEnd_RunsInline) {

@@ -59,7 +59,7 @@ public:
     std::unique_lock lock(mutex_);
     waiting_ += isOwnThread_ ? 1 : 0;
     if (isOwnThread_ && !isDown() && waiting_ + threadCount > threads_.size()) {
-      startReplacement(work);
+      startReplacement();
     }
     changed_.wait(
         lock, [&] { return work.state == Awaited::State::done || (isDown() && work.state == Awaited::State::queued); });
@@ -95,15 +95,13 @@ private:
     }
   }
 
-  // For a thread that is about to wait. When there is none, and no other to run the work, it never would.
-  void startReplacement(Awaited& work) {
+  // For a thread that is about to wait. Without one, and with all others waiting too, none of them would ever go on.
+  void startReplacement() {
     try {
       startThread();
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
       if (waiting_ == threads_.size()) {
-        work.state = Awaited::State::dropped;
-        --waiting_;
-        throw;
+        vel::platform::misuse("queues that wait for each other", "%s", error.what());
       }
     }
   }
