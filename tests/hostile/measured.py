@@ -1,12 +1,16 @@
-"""Runs velstat, and measures what a run takes: its memory, and the length of what it prints."""
+"""Runs velstat and measures what a run takes: its memory, and the length of what it prints. Makes property lists whose
+objects are shared, which plistlib does not write."""
 
 import os
 import resource
 import signal
+import struct
 import subprocess
 import tempfile
+import unittest
+from pathlib import Path
 
-from command import ENVIRONMENT, VELSTAT
+from command import ENVIRONMENT, VELSTAT, binary
 
 MEMORY = 256 << 20
 EXPANSION = 64
@@ -51,3 +55,35 @@ def check(test, run, most):
     if not SANITIZED:
         test.assertLess(run.memory, MEMORY)
     test.assertLessEqual(len(run.errors), 4096, run.errors[:4096])
+
+
+class Bounded(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = Path(folder.name)
+        (self.folder / "empty").write_bytes(binary({}))
+
+    def size(self, *names):
+        return sum((self.folder / name).stat().st_size for name in names)
+
+    def measure(self, *arguments, size, keep=0):
+        most = EXPANSION * size
+        run = Run(*arguments, most=most, cwd=self.folder, keep=keep)
+        check(self, run, most)
+        return run
+
+
+def binary_list(objects, references=1):
+    """A property list of objects that are given as their bytes; the first is the top one."""
+    body, offsets = b"bplist00", []
+    for content in objects:
+        offsets.append(len(body))
+        body += content
+    table = len(body)
+    return body + b"".join(struct.pack(">I", offset) for offset in offsets) + struct.pack(
+        ">6xBBQQQ", 4, references, len(objects), 0, table)
+
+
+def counted(marker, count):
+    return bytes([marker | 0xF, 0x12]) + struct.pack(">I", count)

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 
 #include <cstring>
-#include <span>
 #include <string_view>
 
 namespace vel::stat {
@@ -58,8 +57,7 @@ void writeHandlers(JsonWriter& json, const CaptureResult& result) {
 }
 
 // What is in the folder, and where it came from.
-std::string manifest(const CaptureResult& result, const std::vector<std::string>& recordNames) {
-  StringSink out;
+void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std::string>& recordNames) {
   JsonWriter json(out);
   json.beginObject();
   json.member("version", result.version);
@@ -98,7 +96,6 @@ std::string manifest(const CaptureResult& result, const std::vector<std::string>
   json.endObject();
   json.endObject();
   out += '\n';
-  return out.take();
 }
 
 } // namespace
@@ -108,15 +105,16 @@ void writeCapture(const CaptureResult& result, const OutputFolder& folder) {
   std::vector<OutputFile> files;
   for (const host::CapturedRecord& captured : result.records) {
     names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
-    files.push_back({names.back() + ".state", captured.bytes});
-    files.push_back({names.back() + ".plist", std::span(captured.bytes).subspan(formats::recordHeaderSize)});
+    const std::string_view record(reinterpret_cast<const char*>(captured.bytes.data()), captured.bytes.size());
+    files.push_back({names.back() + ".state", [record](Sink& out) { out += record; }});
+    files.push_back(
+        {names.back() + ".plist", [record](Sink& out) { out += record.substr(formats::recordHeaderSize); }});
   }
-  std::string log;
-  result.log.each([&](const control::LogLine& line) { log += control::logLineJson(line) + '\n'; });
-  const std::string list = manifest(result, names);
-  files.push_back({logFileName, std::as_bytes(std::span(log))});
-  files.push_back({tallyFileName, std::as_bytes(std::span(result.tally))});
-  files.push_back({"manifest.json", std::as_bytes(std::span(list))});
+  files.push_back({logFileName, [&](Sink& out) {
+                     result.log.each([&](const control::LogLine& line) { out += control::logLineJson(line) + '\n'; });
+                   }});
+  files.push_back({tallyFileName, [&](Sink& out) { out += result.tally; }});
+  files.push_back({"manifest.json", [&](Sink& out) { writeManifest(out, result, names); }});
   folder.write(files);
 }
 

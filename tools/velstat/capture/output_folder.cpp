@@ -16,6 +16,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace vel::stat {
 
@@ -38,18 +39,34 @@ bool isMountPoint(const fs::path& path) {
          (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
-void writeFile(const fs::path& path, std::span<const std::byte> bytes) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  const bool written =
-      descriptor >= 0 && writeAll(descriptor, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-  int error = errno;
-  if (descriptor >= 0 && close(descriptor) != 0 && written) { // where a network file system tells of a full disk
-    error = errno;
-  } else if (written) {
-    return;
+// A new file. Throws std::system_error.
+class FileSink final : public BlockSink {
+public:
+  explicit FileSink(const fs::path& path)
+      : descriptor_(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
+    require(descriptor_ >= 0);
   }
-  throw std::system_error(error, std::generic_category());
-}
+  ~FileSink() override {
+    if (descriptor_ >= 0) {
+      ::close(descriptor_);
+    }
+  }
+
+  void close() {
+    flush();
+    require(::close(std::exchange(descriptor_, -1)) == 0); // where a network file system tells of a full disk
+  }
+
+private:
+  void write(std::string_view block) override { require(writeAll(descriptor_, block)); }
+  static void require(bool done) {
+    if (!done) {
+      throw std::system_error(errno, std::generic_category());
+    }
+  }
+
+  int descriptor_;
+};
 
 } // namespace
 
@@ -101,7 +118,9 @@ void OutputFolder::write(const std::vector<OutputFile>& files) const {
         return;
       }
       place = named_ / file.name;
-      writeFile(folder.path() / file.name, file.bytes);
+      FileSink sink(folder.path() / file.name);
+      file.write(sink);
+      sink.close();
     }
     place = named_;
     if (!EndingSignals::arrived()) {

@@ -1,8 +1,10 @@
 // The folder of `capture --out`: it appears whole or not at all.
 #pragma once
 
+#include <velstat/text/sink.h>
+
 #include <filesystem>
-#include <span>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,7 +12,7 @@ namespace vel::stat {
 
 struct OutputFile {
   std::string name;
-  std::span<const std::byte> bytes;
+  std::function<void(Sink&)> write; // its content
 };
 
 class OutputFolder {

@@ -16,21 +16,25 @@ void Sink::blanks(std::size_t count) {
   }
 }
 
-void StandardOutput::append(std::string_view text) {
+void BlockSink::append(std::string_view text) {
   constexpr std::size_t blockSize = std::size_t{64} << 10;
   if (block_.size() + text.size() > blockSize) {
     flush();
   }
   if (text.size() > blockSize) {
-    writeStandardOutput(text);
+    write(text);
   } else {
     block_ += text;
   }
 }
 
-void StandardOutput::flush() {
-  writeStandardOutput(block_);
+void BlockSink::flush() {
+  write(block_);
   block_.clear();
+}
+
+void StandardOutput::write(std::string_view block) {
+  writeStandardOutput(block);
 }
 
 void Measure::append(std::string_view text) {

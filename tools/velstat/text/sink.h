@@ -35,14 +35,21 @@ private:
   std::string text_;
 };
 
-// Writes in blocks; flush() writes the rest. Throws as writeStandardOutput does.
-class StandardOutput final : public Sink {
+// Hands on what it gets in blocks; the last one by flush().
+class BlockSink : public Sink {
 public:
   void append(std::string_view text) override;
   void flush();
 
 private:
+  virtual void write(std::string_view block) = 0;
+
   std::string block_;
+};
+
+// Throws as writeStandardOutput does.
+class StandardOutput final : public BlockSink {
+  void write(std::string_view block) override;
 };
 
 // Some inputs describe far more than they contain: objects of a property list may be shared, and keys are repeated in
