@@ -23,7 +23,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// By the number that the name begins with: "1000-" is after "999-".
 std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
   const std::string name = path.filename().string();
   std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
@@ -63,8 +62,7 @@ FolderContent look(const fs::path& folder) {
     throw formats::Error(fmt::format("{}: not a capture: the folder holds neither .state files nor {} and {}",
                                      folder.string(), manifestName, logName));
   }
-  std::sort(content.records.begin(), content.records.end(),
-            [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
+  sortRecordFiles(content.records);
   return content;
 }
 
@@ -83,6 +81,10 @@ void attempt(Complaints& complaints, Read read) {
 }
 
 } // namespace
+
+void sortRecordFiles(std::vector<fs::path>& files) {
+  std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
+}
 
 Report readReport(Kind kind, std::string_view content, const std::string& name) {
   Report report;

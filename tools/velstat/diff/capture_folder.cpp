@@ -1,15 +1,13 @@
 // Lists and reads the records of a capture folder in their order.
 #include "velstat/diff/capture_folder.h"
 
+#include <sources/capture_folder.h>
 #include <velstat/text/error.h>
 #include <velstat/text/value_file.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
-#include <limits>
 #include <map>
 #include <system_error>
 #include <utility>
@@ -19,14 +17,6 @@ namespace vel::stat {
 namespace {
 
 namespace fs = std::filesystem;
-
-// By the number at the beginning of the name: "1000-" comes after "999-".
-std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
-  const std::string name = path.filename().string();
-  std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
-  std::from_chars(name.data(), name.data() + name.size(), number);
-  return {number, name};
-}
 
 std::vector<fs::path> recordFiles(const fs::path& folder) {
   std::vector<fs::path> files;
@@ -45,7 +35,7 @@ std::vector<fs::path> recordFiles(const fs::path& folder) {
   if (!isCapture && files.empty()) {
     throw Error(fmt::format("{}: no capture: it holds neither .state files nor log.jsonl", folder.string()));
   }
-  std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
+  sources::sortRecordFiles(files);
   return files;
 }
 
