@@ -2,18 +2,15 @@
 names, keys, titles, texts and paths that hold control characters, and nothing that a terminal acts on comes out."""
 
 import json
-import os
-import pty
 import re
 import shutil
 import sqlite3
 import struct
-import subprocess
 import tempfile
 import unittest
 from pathlib import Path
 
-from command import ENVIRONMENT, VELSTAT, binary, record
+from command import binary, on_terminal, record
 
 # A title bar, colours by 7-bit and 8-bit introducers, directions of text, cursor movements, DEL and an invalid byte.
 HOSTILE = "\x1b]0;owned\x07\x1b[35mred\u009b31m\u202eevil\u2066\u200f\u061c\x7f\x08\x0b\u2028"
@@ -21,19 +18,8 @@ ACTED_ON = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u061c\u200e\u200f\u2
 
 
 def screen(*arguments, cwd):
-    """What a terminal gets from a run whose output and errors both go to it, without colours of our own."""
-    leader, follower = pty.openpty()
-    process = subprocess.Popen([VELSTAT, *arguments], stdin=subprocess.DEVNULL, stdout=follower, stderr=follower,
-                               cwd=cwd, env={**ENVIRONMENT, "NO_COLOR": "1"})
-    os.close(follower)
-    output = b""
-    try:
-        while block := os.read(leader, 65536):
-            output += block
-    except OSError:  # how a terminal without writers ends
-        pass
-    os.close(leader)
-    return process.wait(timeout=120), output
+    """Exit status and what a terminal gets from output and errors, without colours of our own."""
+    return on_terminal(arguments, cwd, errors=True, NO_COLOR="1")
 
 
 def sensor_info(name):

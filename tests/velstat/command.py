@@ -17,10 +17,11 @@ def run(*arguments, cwd=None, stdin=b""):
     return done.returncode, done.stdout.decode(), done.stderr.decode()
 
 
-def run_on_terminal(*arguments, cwd=None, **environment):
-    """The standard output of a run that writes to a terminal."""
+def on_terminal(arguments, cwd=None, errors=False, **environment):
+    """Exit status and the bytes that a terminal gets; with `errors`, standard error goes there too and there is no input."""
     leader, follower = pty.openpty()
-    process = subprocess.Popen([VELSTAT, *arguments], stdout=follower, cwd=cwd, env={**ENVIRONMENT, **environment})
+    streams = {"stdin": subprocess.DEVNULL, "stderr": follower} if errors else {}
+    process = subprocess.Popen([VELSTAT, *arguments], stdout=follower, cwd=cwd, env={**ENVIRONMENT, **environment}, **streams)
     os.close(follower)
     output = b""
     try:
@@ -29,8 +30,12 @@ def run_on_terminal(*arguments, cwd=None, **environment):
     except OSError:  # how a terminal without writers ends
         pass
     os.close(leader)
-    process.wait(timeout=120)
-    return output.decode().replace("\r\n", "\n")
+    return process.wait(timeout=120), output
+
+
+def run_on_terminal(*arguments, cwd=None, **environment):
+    """The standard output of a run that writes to a terminal."""
+    return on_terminal(arguments, cwd, **environment)[1].decode().replace("\r\n", "\n")
 
 
 def binary(value):
