@@ -4,11 +4,31 @@
 #include <profile/fields.h>
 #include <profile/record_view.h>
 
+#include <array>
+
 namespace vel::sources {
 
 namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
+
+// Each byte's digits with a comma after them: four characters are copied at once, and those after the comma are
+// overwritten by the next number.
+struct ListItem {
+  std::array<char, 4> text;
+  unsigned char size;
+};
+constexpr std::array<ListItem, 256> listItems = [] {
+  std::array<ListItem, 256> items{};
+  for (unsigned byte = 0; byte < items.size(); ++byte) {
+    ListItem& item = items[byte];
+    for (unsigned divisor = byte >= 100 ? 100 : byte >= 10 ? 10 : 1; divisor != 0; divisor /= 10) {
+      item.text[item.size++] = static_cast<char>('0' + byte / divisor % 10);
+    }
+    item.text[item.size++] = ',';
+  }
+  return items;
+}();
 
 void appendValue(OutputBuffer& out, const profile::Field& field) {
   using profile::FieldKind;
@@ -75,18 +95,11 @@ void appendJsonList(OutputBuffer& out, std::string_view bytes) {
   char* p = begin;
   *p++ = '[';
   for (const char character : bytes) {
-    const unsigned byte = static_cast<unsigned char>(character);
-    if (p != begin + 1) {
-      *p++ = ',';
-    }
-    if (byte >= 100) {
-      *p++ = static_cast<char>('0' + byte / 100);
-    }
-    if (byte >= 10) {
-      *p++ = static_cast<char>('0' + byte / 10 % 10);
-    }
-    *p++ = static_cast<char>('0' + byte % 10);
+    const ListItem& item = listItems[static_cast<unsigned char>(character)];
+    std::memcpy(p, item.text.data(), item.text.size());
+    p += item.size;
   }
+  p -= bytes.empty() ? 0 : 1; // the last comma
   *p++ = ']';
   out.claim(static_cast<std::size_t>(p - begin));
 }

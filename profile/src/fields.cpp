@@ -18,12 +18,14 @@ std::string_view view(const unsigned char* at, std::size_t size) noexcept {
   return {reinterpret_cast<const char*>(at), size};
 }
 
-} // namespace
-
-Field read_field(const void* record, const Row& row, DecimalText& digits) noexcept {
-  const unsigned char* const bytes = static_cast<const unsigned char*>(record);
-  const unsigned char* at = bytes + row.offset;
-  Field field{nullptr, 0, &row, 0, 0.0, {}};
+// Inlined into the cursor's step: a call and a copy for each field would take a tenth of the time of a JSON line.
+[[gnu::always_inline]] inline void read_into(Field& field, const unsigned char* bytes, const Row& row,
+                                             DecimalText& digits) noexcept {
+  const unsigned char* const at = bytes + row.offset;
+  field.row = &row;
+  field.number = 0;
+  field.real = 0.0;
+  field.bytes = {};
   switch (row.kind) {
   case FieldKind::number:
   case FieldKind::quoted_number:
@@ -56,6 +58,13 @@ Field read_field(const void* record, const Row& row, DecimalText& digits) noexce
     field.real = from_fixed_point(static_cast<std::uint32_t>(field.number));
     break;
   }
+}
+
+} // namespace
+
+Field read_field(const void* record, const Row& row, DecimalText& digits) noexcept {
+  Field field{};
+  read_into(field, static_cast<const unsigned char*>(record), row, digits);
   return field;
 }
 
@@ -71,7 +80,7 @@ bool FieldCursor::next(Field& field) noexcept {
     return false;
   }
   const Layout& layout = *shown_.items[group_];
-  field = read_field(record_, layout.rows[row_++], digits_);
+  read_into(field, record_, layout.rows[row_++], digits_);
   field.layout = &layout;
   field.group = group_;
   return true;
