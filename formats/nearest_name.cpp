@@ -4,29 +4,46 @@
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace vel::formats {
 
 namespace {
 
-// The edit distance of two words.
+char lowerCase(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool sameLetter(char a, char b) {
+  return lowerCase(a) == lowerCase(b);
+}
+
+// How many letters have to be changed, added, left out or swapped with their neighbour to make one word of the other.
 std::size_t distance(std::string_view a, std::string_view b) {
+  std::vector<std::size_t> beforeLast;
+  std::vector<std::size_t> last;
   std::vector<std::size_t> row(b.size() + 1);
   std::iota(row.begin(), row.end(), 0);
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i + 1;
-    for (std::size_t j = 0; j < b.size(); ++j) {
-      const std::size_t changed = diagonal + (a[i] == b[j] ? 0 : 1);
-      diagonal = row[j + 1];
-      row[j + 1] = std::min({changed, row[j] + 1, row[j + 1] + 1});
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    beforeLast = std::exchange(last, row);
+    row[0] = i;
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t changed = last[j - 1] + (sameLetter(a[i - 1], b[j - 1]) ? 0 : 1);
+      row[j] = std::min({changed, last[j] + 1, row[j - 1] + 1});
+      if (i > 1 && j > 1 && sameLetter(a[i - 1], b[j - 2]) && sameLetter(a[i - 2], b[j - 1])) {
+        row[j] = std::min(row[j], beforeLast[j - 2] + 1);
+      }
     }
   }
   return row.back();
 }
 
 } // namespace
+
+bool equalIgnoringCase(std::string_view a, std::string_view b) {
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(), sameLetter);
+}
 
 std::optional<std::string_view> nearestName(std::string_view word, std::span<const std::string_view> names) {
   constexpr std::size_t longestGuess = 64;

@@ -1,4 +1,4 @@
-// The known name that a misspelt one was probably meant to be.
+// Names as people type them: without regard to the case of ASCII letters, and misspelt.
 #pragma once
 
 #include <optional>
@@ -7,8 +7,11 @@
 
 namespace vel::formats {
 
-// The name that takes the fewest changed, added or left-out characters; nothing if even that one is far off, or if the
-// word is longer than anybody would type.
+// Equal but for the case of ASCII letters.
+bool equalIgnoringCase(std::string_view a, std::string_view b);
+
+// The name that takes the fewest changed, added, left-out or swapped characters, the case of letters aside; nothing if
+// even that one is far off, or if the word is longer than anybody would type.
 std::optional<std::string_view> nearestName(std::string_view word, std::span<const std::string_view> names);
 
 } // namespace vel::formats

@@ -33,9 +33,10 @@ std::string_view operatorText(unsigned char op) {
   }
 }
 
-// Text is compared byte by byte, as the selection does.
-bool comparesBytes(sqlite3_index_info& index, int constraint) {
-  return std::string_view(sqlite3_vtab_collation(&index, constraint)) == "BINARY";
+// The selection ignores the case of letters, so it lets through what either of these collations finds equal.
+bool comparesNames(sqlite3_index_info& index, int constraint) {
+  const std::string_view collation = sqlite3_vtab_collation(&index, constraint);
+  return collation == "BINARY" || collation == "NOCASE";
 }
 
 bool canNarrow(sqlite3_index_info& index, int number, const FilteredBy& by) {
@@ -47,7 +48,7 @@ bool canNarrow(sqlite3_index_info& index, int number, const FilteredBy& by) {
     return true;
   }
   return constraint.op == SQLITE_INDEX_CONSTRAINT_EQ &&
-         (by.ids != nullptr || (by.names != nullptr && comparesBytes(index, number)));
+         (by.ids != nullptr || (by.names != nullptr && comparesNames(index, number)));
 }
 
 std::string textOf(sqlite3_value* value) {

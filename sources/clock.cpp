@@ -1,7 +1,8 @@
 #include "sources/clock.h"
 
+#include <sources/calendar.h>
+
 #include <algorithm>
-#include <array>
 #include <ctime>
 
 namespace vel::sources {
@@ -13,7 +14,7 @@ constexpr std::int64_t second = 1'000'000;
 // Boot time and calendar may differ slightly.
 constexpr std::int64_t tolerance = 86'400 * second;
 
-struct Moment {
+struct LineTime {
   std::tm local = {}; // without its year
   std::int64_t microseconds = 0;
 };
@@ -30,9 +31,7 @@ bool readDigits(std::string_view text, std::size_t at, std::size_t count, int& n
 }
 
 // "Nov 21 08:15:02.000417", with the month names of the locale "C".
-std::optional<Moment> readMoment(std::string_view text) {
-  constexpr std::array<std::string_view, 12> months = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+std::optional<LineTime> readLineTime(std::string_view text) {
   constexpr std::string_view form = "Nov 21 08:15:02.000417";
   if (text.size() != form.size()) {
     return {};
@@ -42,40 +41,34 @@ std::optional<Moment> readMoment(std::string_view text) {
       return {};
     }
   }
-  Moment moment;
+  const std::optional<int> month = monthNamed(text.substr(0, 3));
+  LineTime time;
   int microseconds = 0;
-  for (std::size_t month = 0; month < months.size(); ++month) {
-    if (text.starts_with(months[month])) {
-      moment.local.tm_mon = static_cast<int>(month);
-      const bool digits = readDigits(text, 4, 2, moment.local.tm_mday) &&
-                          readDigits(text, 7, 2, moment.local.tm_hour) &&
-                          readDigits(text, 10, 2, moment.local.tm_min) &&
-                          readDigits(text, 13, 2, moment.local.tm_sec) && readDigits(text, 16, 6, microseconds);
-      moment.microseconds = microseconds;
-      return digits ? std::optional(moment) : std::nullopt;
-    }
+  if (!month || !readDigits(text, 4, 2, time.local.tm_mday) || !readDigits(text, 7, 2, time.local.tm_hour) ||
+      !readDigits(text, 10, 2, time.local.tm_min) || !readDigits(text, 13, 2, time.local.tm_sec) ||
+      !readDigits(text, 16, 6, microseconds)) {
+    return {};
   }
-  return {};
+  time.local.tm_mon = *month;
+  time.microseconds = microseconds;
+  return time;
 }
 
 // The local time in that year; nothing if the year has no such day or hour.
-std::optional<std::int64_t> inYear(const Moment& moment, int year, int summerTime) {
-  std::tm local = moment.local;
+std::optional<std::int64_t> inYear(const LineTime& time, int year, int summerTime) {
+  std::tm local = time.local;
   local.tm_year = year;
-  local.tm_isdst = summerTime;
-  const std::time_t time = std::mktime(&local);
-  const bool same = local.tm_mon == moment.local.tm_mon && local.tm_mday == moment.local.tm_mday &&
-                    local.tm_hour == moment.local.tm_hour && local.tm_min == moment.local.tm_min;
-  return time == -1 || !same ? std::nullopt : std::optional(std::int64_t{time} * second + moment.microseconds);
+  const std::optional<std::int64_t> seconds = localSeconds(local, summerTime);
+  return seconds ? std::optional(*seconds * second + time.microseconds) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std::optional<std::uint64_t> boot,
                                                       std::optional<std::int64_t> likely) {
-  const std::optional<Moment> moment = readMoment(text);
+  const std::optional<LineTime> time = readLineTime(text);
   constexpr std::uint64_t mostBoot = std::uint64_t{1} << 60; // some 36,000 years
-  if (!moment || !boot || *boot > mostBoot) {
+  if (!time || !boot || *boot > mostBoot) {
     return {};
   }
   const auto booted = static_cast<std::int64_t>(*boot);
@@ -89,9 +82,9 @@ std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std
     std::optional<std::int64_t> found;
     // In the hour that the end of summer time repeats, the reading that agrees with the other lines.
     for (const int summerTime : {-1, 0, 1}) {
-      const std::optional<std::int64_t> time = inYear(*moment, year, summerTime);
-      if (time && (!found || time == likely)) {
-        found = time;
+      const std::optional<std::int64_t> reading = inYear(*time, year, summerTime);
+      if (reading && (!found || reading == likely)) {
+        found = reading;
       }
     }
     if (found && *found >= booted - tolerance) {

@@ -1,13 +1,16 @@
 // Names become sets of ids once, so that each record costs only a few look-ups.
 #include "sources/selection.h"
 
+#include <formats/nearest_name.h>
 #include <formats/parse_number.h>
-#include <profile/names.h>
+#include <profile/category.h>
 #include <sources/record.h>
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace vel::sources {
 
@@ -19,12 +22,25 @@ bool isNumber(std::string_view text) {
   return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
+constexpr std::size_t idCount = 256;
+
+// Calls `visit` with every table of names for the events of a category's components, and for their actions.
+template <class Visit>
+void forEachComponent(Visit visit) {
+  for (unsigned category = 0; category < idCount; ++category) {
+    for (unsigned component = 0; component < idCount; ++component) {
+      visit(profile::event_names(category, component), profile::subtype_names(category, component));
+    }
+  }
+}
+
 // The names or ids of one option.
 class Wanted {
 public:
-  Wanted(std::string_view kind, const std::vector<std::string>& entries) : kind_(kind), all_(entries.empty()) {
+  Wanted(std::string_view kind, const std::vector<std::string>& entries, bool haveIds = true)
+      : kind_(kind), all_(entries.empty()) {
     for (const std::string& entry : entries) {
-      if (!isNumber(entry)) {
+      if (!haveIds || !isNumber(entry)) {
         names_.push_back({entry, false});
       } else if (const std::uint64_t id = formats::parseNumber<std::uint64_t>(entry); id < ids_.size()) {
         ids_.set(id);
@@ -34,28 +50,54 @@ public:
     }
   }
 
-  // The wanted ids among those that `table` names. A name stands for every id that bears it.
-  std::bitset<256> among(NameTable table) {
-    if (all_) {
-      return std::bitset<256>{}.set();
-    }
-    std::bitset<256> found = ids_;
+  // Whether it is one of the names.
+  bool contains(std::string_view known) {
+    bool found = false;
     for (Name& name : names_) {
-      for (const profile::NameRow& row : table) {
-        if (name.text == row.name) {
-          found.set(row.id);
-          name.known = true;
-        }
+      if (formats::equalIgnoringCase(name.text, known)) {
+        found = name.known = true;
       }
     }
     return found;
   }
 
-  // After the last table.
-  void requireKnown() const {
+  // The wanted ids among those that `table` names. A name stands for every id that bears it.
+  std::bitset<idCount> among(NameTable table) {
+    if (all_) {
+      return std::bitset<idCount>{}.set();
+    }
+    if (table.data() != last_.data()) { // most components of a category have the same names
+      last_ = table;
+      lastFound_ = ids_;
+      for (const profile::NameRow& row : table) {
+        if (contains(row.name)) {
+          lastFound_.set(row.id);
+        }
+      }
+    }
+    return table.empty() ? ids_ : lastFound_;
+  }
+
+  // The named ids among those of `table`, which may be any numbers.
+  std::vector<std::uint32_t> namedAmong(NameTable table) {
+    std::vector<std::uint32_t> found;
+    for (const profile::NameRow& row : table) {
+      if (contains(row.name)) {
+        found.push_back(row.id);
+      }
+    }
+    return found;
+  }
+
+  // After the last table. `knownNames` returns all names of this kind.
+  template <class KnownNames>
+  void requireKnown(KnownNames knownNames) const {
     for (const Name& name : names_) {
       if (!name.known) {
-        throw std::invalid_argument(fmt::format("there is no {} '{}'", kind_, name.text));
+        const std::vector<std::string_view> names = knownNames();
+        const auto nearest = formats::nearestName(name.text, names);
+        throw std::invalid_argument(fmt::format("there is no {} '{}'{}", kind_, name.text,
+                                                nearest ? fmt::format("; did you mean '{}'?", *nearest) : ""));
       }
     }
   }
@@ -68,11 +110,54 @@ private:
 
   std::string_view kind_;
   bool all_;
-  std::bitset<256> ids_;
+  std::bitset<idCount> ids_;
   std::vector<Name> names_;
+  NameTable last_;
+  std::bitset<idCount> lastFound_;
 };
 
-constexpr std::size_t idCount = 256;
+void addNames(std::vector<std::string_view>& names, NameTable table) {
+  for (const profile::NameRow& row : table) {
+    names.emplace_back(row.name);
+  }
+}
+
+std::vector<std::string_view> namesIn(NameTable table) {
+  std::vector<std::string_view> names;
+  addNames(names, table);
+  return names;
+}
+
+std::vector<std::string_view> componentNames() {
+  std::vector<std::string_view> names;
+  for (const profile::Category& category : profile::categories()) {
+    addNames(names, profile::component_names(category.id));
+  }
+  return names;
+}
+
+std::vector<std::string_view> eventNames() {
+  std::vector<std::string_view> names;
+  NameTable lastEvents;
+  NameTable lastActions;
+  forEachComponent([&](NameTable events, NameTable actions) {
+    if (events.data() != lastEvents.data() || actions.data() != lastActions.data()) {
+      addNames(names, events);
+      addNames(names, actions);
+      lastEvents = events;
+      lastActions = actions;
+    }
+  });
+  return names;
+}
+
+std::vector<std::string_view> layoutNames() {
+  std::vector<std::string_view> names;
+  for (const profile::Layout& layout : profile::all_layouts()) {
+    names.push_back(layout.name);
+  }
+  return names;
+}
 
 } // namespace
 
@@ -103,6 +188,7 @@ Selection::Selection(const SelectionRequest& request)
   Wanted types("type", request.types);
   Wanted components("component", request.components);
   Wanted events("event", request.events);
+  Wanted layouts("layout", request.layouts, false);
   categories_ = categories.among(profile::category_names());
   types_ = types.among(profile::datatype_names());
   if (!request.components.empty()) {
@@ -111,24 +197,66 @@ Selection::Selection(const SelectionRequest& request)
     }
   }
   if (!request.events.empty()) {
-    for (unsigned category = 0; category < idCount; ++category) {
-      for (unsigned component = 0; component < idCount; ++component) {
-        events_.push_back(events.among(profile::event_names(category, component)));
+    forEachComponent([&](NameTable eventTable, NameTable actionTable) {
+      if (std::vector<std::uint32_t> ids = events.namedAmong(actionTable); !ids.empty()) {
+        actions_.push_back({events_.size(), std::move(ids)});
+      }
+      events_.push_back(events.among(eventTable));
+    });
+  }
+  if (!request.layouts.empty()) {
+    for (const profile::Layout& layout : profile::all_layouts()) {
+      if (layouts.contains(layout.name)) {
+        layouts_.push_back(&layout);
       }
     }
   }
-  for (const Wanted* wanted : {&categories, &types, &components, &events}) {
-    wanted->requireKnown();
-  }
+  categories.requireKnown([] { return namesIn(profile::category_names()); });
+  types.requireKnown([] { return namesIn(profile::datatype_names()); });
+  components.requireKnown(componentNames);
+  events.requireKnown(eventNames);
+  layouts.requireKnown(layoutNames);
+}
+
+void Selection::narrowTime(const Range& range) noexcept {
+  time_ = {std::max(time_.first, range.first), std::min(time_.last, range.last)};
+  showsAll_ = showsAll_ && time_ == Range{};
 }
 
 bool Selection::passes(const unsigned char* record) const noexcept {
   const unsigned category = profile::category(record);
   const unsigned component = profile::component(record);
+  const std::size_t place = category * idCount + component;
   return categories_[category] && types_[profile::type(record)] &&
          (components_.empty() || components_[category][component]) &&
-         (events_.empty() || events_[category * idCount + component][profile::event(record)]) &&
-         sequence_.holds(sequenceNumber(record)) && time_.holds(timeStamp(record));
+         (events_.empty() || events_[place][profile::event(record)] || hasWantedAction(record, place)) &&
+         sequence_.holds(sequenceNumber(record)) && time_.holds(timeStamp(record)) &&
+         (layouts_.empty() || hasWantedLayout(record));
+}
+
+// The action is the subtype that the record shows.
+bool Selection::hasWantedAction(const unsigned char* record, std::size_t component) const noexcept {
+  const auto actions = std::find_if(actions_.begin(), actions_.end(),
+                                    [&](const Actions& candidate) { return candidate.component == component; });
+  if (actions == actions_.end()) {
+    return false;
+  }
+  for (const profile::Layout* const layout : profile::shown_layouts(record)) {
+    for (const profile::Row& row : layout->rows) {
+      if (row.kind == profile::FieldKind::subtype_name) {
+        const std::uint64_t id = profile::load_sized(record + row.offset, row.size);
+        return std::find(actions->ids.begin(), actions->ids.end(), id) != actions->ids.end();
+      }
+    }
+  }
+  return false;
+}
+
+bool Selection::hasWantedLayout(const unsigned char* record) const noexcept {
+  const profile::ShownLayouts shown = profile::shown_layouts(record);
+  return std::any_of(shown.begin(), shown.end(), [&](const profile::Layout* layout) {
+    return std::find(layouts_.begin(), layouts_.end(), layout) != layouts_.end();
+  });
 }
 
 bool Selection::showsNext() noexcept {

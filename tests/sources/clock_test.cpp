@@ -1,26 +1,12 @@
 // Calendar times of lines, back into the relation between the clocks.
+#include "support/zone.h"
 #include <sources/clock.h>
 
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <ctime>
-
 namespace vel::sources {
 
 namespace {
-
-class Zone {
-public:
-  explicit Zone(const char* name) {
-    setenv("TZ", name, 1);
-    tzset();
-  }
-  ~Zone() {
-    unsetenv("TZ");
-    tzset();
-  }
-};
 
 constexpr std::int64_t oneSecond = 1'000'000;
 

@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace vel::sources {
@@ -37,6 +38,16 @@ INSTANTIATE_TEST_SUITE_P(
                     FilterCase{"EventName", {.events = {"ckp_HaldenStartHaptics"}}, true},
                     FilterCase{"EventId", {.events = {"5"}}, true},
                     FilterCase{"NameOfTheEventInAnotherComponent", {.events = {"regwrite"}}, false},
+                    FilterCase{"NamesInAnyCase",
+                               {.categories = {"ZORB"},
+                                .components = {"Latency"},
+                                .events = {"CKP_haldenstarthaptics"},
+                                .types = {"Event"}},
+                               true},
+                    FilterCase{"LayoutName", {.layouts = {"zorb-event"}}, true},
+                    FilterCase{"SecondLayout", {.layouts = {"Event"}}, true},
+                    FilterCase{"OtherLayout", {.layouts = {"corvane"}}, false},
+                    FilterCase{"OneOfTwoLayouts", {.layouts = {"corvane", "event"}}, true},
                     FilterCase{"TypeName", {.types = {"event"}}, true}, FilterCase{"TypeId", {.types = {"3"}}, true},
                     FilterCase{"OtherType", {.types = {"trigger"}}, false},
                     FilterCase{"AllMustAgree", {.categories = {"zorb"}, .types = {"trigger"}}, false},
@@ -63,13 +74,66 @@ std::string refusal(const SelectionRequest& request) {
 }
 
 TEST(Names, UnknownNames_AreRefused) {
-  EXPECT_EQ(refusal({.categories = {"sensor"}}), "there is no category 'sensor'");
-  EXPECT_EQ(refusal({.components = {"zorbb"}}), "there is no component 'zorbb'");
-  EXPECT_EQ(refusal({.events = {"latency", "Latency"}}), "there is no event 'Latency'");
+  EXPECT_EQ(refusal({.categories = {"sensor"}}), "there is no category 'sensor'; did you mean 'sensors'?");
+  EXPECT_EQ(refusal({.components = {"zorbb"}}), "there is no component 'zorbb'; did you mean 'zorb'?");
+  EXPECT_EQ(refusal({.events = {"latency", "Latenzy"}}), "there is no event 'Latenzy'; did you mean 'latency'?");
+  EXPECT_EQ(refusal({.events = {"AmpTurnOnn"}}), "there is no event 'AmpTurnOnn'; did you mean 'AmpTurnOn'?");
+  EXPECT_EQ(refusal({.types = {"evnet"}}), "there is no type 'evnet'; did you mean 'event'?");
+  EXPECT_EQ(refusal({.layouts = {"corvan"}}), "there is no layout 'corvan'; did you mean 'corvane'?");
+  EXPECT_EQ(refusal({.layouts = {"5"}}), "there is no layout '5'");
+  EXPECT_EQ(refusal({.categories = {"somewhere"}}), "there is no category 'somewhere'");
   EXPECT_EQ(refusal({.types = {""}}), "there is no type ''");
   EXPECT_EQ(refusal({.types = {"256"}}), "type 256 is out of range: ids go from 0 to 255");
   EXPECT_EQ(refusal({.types = {"18446744073709551617"}}),
             "'18446744073709551617' is not a number from 0 to 18446744073709551615");
+}
+
+// A record of an action: its id is the first word of the payload.
+Bytes action(std::uint8_t component, std::uint8_t type, std::uint8_t id) {
+  Bytes bytes = record(1, {7, component, 0, type});
+  std::fill(bytes.begin() + 16, bytes.begin() + 20, 0);
+  bytes[16] = id;
+  return bytes;
+}
+
+TEST(Actions, EventsAreSelectedByThem) {
+  constexpr std::uint8_t event = 3;
+  constexpr std::uint8_t shortData = 2;
+  const struct {
+    const char* what;
+    std::vector<std::string> events;
+    Bytes record;
+    bool passes;
+  } rows[] = {
+      {"the action", {"AmpTurnOn"}, action(0, event, 10), true},
+      {"in any case", {"ampturnon"}, action(0, event, 10), true},
+      {"another action", {"AmpTurnOn"}, action(0, event, 12), false},
+      {"the first id of a name", {"AmpPowerUpPhase1"}, action(2, event, 215), true},
+      {"its other id", {"AmpPowerUpPhase1"}, action(2, event, 224), true},
+      {"a component without actions", {"AmpTurnOn"}, action(5, event, 10), false},
+      {"a record that shows no action", {"AmpTurnOn"}, action(0, shortData, 10), false},
+      {"an action or an event", {"AmpTurnOn", "trace"}, action(0, event, 12), true},
+      {"a checkpoint's id in another component", {"ckp_ARCTurnOn"}, action(0, event, 4), false},
+      {"a number is an event's id", {"10"}, action(0, event, 10), false},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Selection({.events = row.events}).passes(row.record.data()), row.passes) << row.what;
+  }
+}
+
+TEST(Time, CanBeNarrowedLater) {
+  Selection selection({.time = {100, 200}});
+  selection.narrowTime({150, 300});
+  EXPECT_FALSE(selection.passes(record(1, {}, 149).data()));
+  EXPECT_TRUE(selection.passes(record(1, {}, 150).data()));
+  EXPECT_TRUE(selection.passes(record(1, {}, 200).data()));
+  EXPECT_FALSE(selection.passes(record(1, {}, 201).data()));
+  Selection all({});
+  all.narrowTime({});
+  EXPECT_TRUE(all.showsAll());
+  all.narrowTime({1, 0});
+  EXPECT_FALSE(all.showsAll());
+  EXPECT_FALSE(all.passes(record(1, {}, 0).data()));
 }
 
 TEST(Skip, SkipAndLimit_CountWhatPasses) {

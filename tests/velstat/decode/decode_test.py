@@ -288,12 +288,15 @@ class Filters(unittest.TestCase):
             ("", [0, 1, 2, 3, 4, 5, 6]),
             ("--category zorb", [0, 1, 5]),
             ("--category zorb --category 2", [0, 1, 2, 3, 5]),
+            ("--category ZORB", [0, 1, 5]),
             ("--category 12", [6]),
             ("--component latency", [0, 5]),
             ("--component 3", [0, 2, 5, 6]),
             ("--component 3 --category sensors", [2]),
             ("--event ckp_ZORBButtonDown", [0]),
             ("--event 2", [0, 1, 2, 6]),
+            ("--layout zorb-event", [0, 1, 5]),
+            ("--layout function", []),
             ("--type event", [0, 1, 2, 3, 4, 5, 6]),
             ("--type trigger", []),
             ("--sequence 2..4", [2, 3, 4]),
@@ -301,12 +304,37 @@ class Filters(unittest.TestCase):
             ("--sequence ..1", [0, 1]),
             ("--sequence 3", [3]),
             ("--time 1004..1005", [4, 5]),
+            ("--time +4us..+5us", [4, 5]),
+            ("--time 0.001004..", [4, 5, 6]),
+            ("--since 1002 --until +3us", [2, 3]),
+            ("--since +9us", []),
+            ("--category sensors --since +3us", [3]),  # after the first record, not the first of those that are shown
+            ("--timesync 0,1700000000000000000 --since 2023-11-14T22:13:20.001005Z", [5, 6]),
             ("--skip 2", [2, 3, 4, 5, 6]),
             ("--limit 2", [0, 1]),
             ("--limit 0", []),
             ("--skip 1 --limit 1 --category zorb", [1]),
         ]:
             self.assertEqual(self.shown(*arguments.split()), expected, arguments)
+
+    def test_calendar_times_need_a_relation(self):
+        self.assertEqual(run("decode", "--since", "08:15", stdin=self.DATA),
+                         (1, b"", "velstat: calendar times need the relation between the clocks, which the inputs do not tell or "
+                                  "do not agree on: give --timesync, or time stamps\n"))
+
+    def test_end_of_the_log(self):
+        with tempfile.NamedTemporaryFile() as file:
+            file.write(self.DATA + b"cut")
+            file.flush()
+            cut = f"velstat: {file.name}: offset 336: the last record is cut short, 3 of 48 bytes\n"
+            for arguments, expected in [(("--time", "last 2us"), [4, 5, 6]), (("--time", "last 3us..last 2us"), [3, 4]),
+                                        (("--until", "last 5us"), [0, 1]), (("--since", "last 1h"), [0, 1, 2, 3, 4, 5, 6])]:
+                status, output, errors = run("decode", "--format", "json", *arguments, file.name)
+                self.assertEqual((status, errors), (1, cut))  # told once, though it is read twice
+                self.assertEqual([json.loads(line)["sequence_num"] for line in output.splitlines()], expected, arguments)
+        self.assertEqual(run("decode", "--since", "last 1s", stdin=self.DATA),
+                         (1, b"", "velstat: standard input: can be read only once, but 'last' has to find the end first: save "
+                                  "it to a file\n"))
 
     def test_limit_over_many_blocks(self):
         data = generate("--count", "5000")
@@ -315,10 +343,13 @@ class Filters(unittest.TestCase):
 
     def test_wrong_usage(self):
         for arguments, message in [
-            ("--category sensor", "velstat: decode: there is no category 'sensor'"),
+            ("--category sensor", "velstat: decode: there is no category 'sensor'; did you mean 'sensors'?"),
             ("--type 256", "velstat: decode: type 256 is out of range: ids go from 0 to 255"),
             ("--sequence 4..2", "velstat: --sequence: the range 4..2 is empty"),
-            ("--time x", "velstat: --time: 'x' is not a number from 0 to 18446744073709551615"),
+            ("--time x", "velstat: --time: 'x' is not a time: expected a time stamp such as 420000000 or 420.5 (s), an offset such "
+                         "as +1.5s, 'last 10s', or a calendar time such as 08:15:02, 'Nov 21 08:15:02.5' or 2026-11-21T08:15"),
+            ("--time 5..4", "velstat: --time: the range 5..4 is empty"),
+            ("--since +1.5", "velstat: --since: '1.5' is not a duration: expected a number and us, ms, s, min or h, such as 1.5s"),
             ("--timesync 5", "velstat: --timesync: expected VEL,CALENDAR: the two clocks' readings at one moment"),
             ("--timesync 5,x", "velstat: --timesync: 'x' is not a number from -9223372036854775808 to 9223372036854775807"),
             ("--framed --format json", "velstat: --framed: only texts are framed; lines of JSON and CSV frame themselves"),

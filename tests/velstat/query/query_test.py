@@ -158,7 +158,8 @@ class Filters(WithFolder):
 
     CONDITIONS = [
         ("category", "= 'zorb'"), ("category", "IN ('zorb', 'nothing', 'uart', NULL)"), ("category", "= '12'"),
-        ("category", "= '007'"), ("category", "= 7"), ("category", "= 'ZORB' COLLATE NOCASE"), ("category", "= NULL"),
+        ("category", "= '007'"), ("category", "= 7"), ("category", "= 'ZORB' COLLATE NOCASE"), ("category", "= 'ZORB'"), ("event", "= 'AmpTurnOn'"), ("type", "= 'event' COLLATE RTRIM"),
+        ("category", "= NULL"),
         ("category", "= x'7a6f7262'"), ("category", "= '300'"), ("category", "> 'sensors'"),
         ("component", "= 'halden'"), ("component", "IN ('accel', '2')"), ("component", "= 3"),
         ("event", "= 'latency'"), ("event", "IN ('trace', 'context')"), ("event", "= '16'"),
@@ -212,7 +213,8 @@ class Filters(WithFolder):
             "category = 'zorb'": "category=",
             "category IN ('zorb', 'uart') AND timestamp >= 5": "category=* timestamp>=",
             "event_id = 3 AND sequence_num < 9": "event_id= sequence_num<",
-            "type = 'event' COLLATE NOCASE": "",
+            "type = 'Event' COLLATE NOCASE": "type=",
+            "type = 'event' COLLATE RTRIM": "",
             "run = 0": "",
         }
         for where, plan in plans.items():

@@ -25,6 +25,8 @@ struct CommandLine {
   std::string statistics;
   std::string sequence;
   std::string time;
+  std::string since;
+  std::string until;
   std::string timeSync;
   std::optional<std::uint64_t> boot;
   unsigned jobs = 0; // one a core
@@ -87,7 +89,13 @@ int run(CommandLine& line) {
     line.selection.sequence = readOption("--sequence", [&] { return sources::parseRange(line.sequence); });
   }
   if (!line.time.empty()) {
-    line.selection.time = readOption("--time", [&] { return sources::parseRange(line.time); });
+    readOption("--time", [&] { line.decode.time.narrow(line.time); });
+  }
+  if (!line.since.empty()) {
+    readOption("--since", [&] { line.decode.time.since(line.since); });
+  }
+  if (!line.until.empty()) {
+    readOption("--until", [&] { line.decode.time.until(line.until); });
   }
   profile::TimePolicy times;
   times.boot = line.boot;
@@ -109,17 +117,26 @@ int run(CommandLine& line) {
 }
 
 void addFilters(CLI::App& command, CommandLine& line) {
-  const auto add = [&](const char* name, std::vector<std::string>& into, const char* description) {
-    command.add_option(name, into, description)->type_name("NAME|ID")->allow_extra_args(false)->group("Filters");
+  const auto add = [&](const char* name, std::vector<std::string>& into, const char* description,
+                       const char* type = "NAME|ID") {
+    command.add_option(name, into, description)->type_name(type)->allow_extra_args(false)->group("Filters");
   };
-  add("--category", line.selection.categories, "Only records of this category; may be repeated, as the next three");
+  add("--category", line.selection.categories, "Only records of this category; may be repeated, as the next four");
   add("--component", line.selection.components, "Only records of this component");
-  add("--event", line.selection.events, "Only records of this event");
+  add("--event", line.selection.events, "Only records of this event or action");
   add("--type", line.selection.types, "Only records of this datatype");
+  add("--layout", line.selection.layouts, "Only records that show this layout", "NAME");
   command.add_option("--sequence", line.sequence, "Only these sequence numbers; A.. and ..B leave an end open")
       ->type_name("A..B")
       ->group("Filters");
-  command.add_option("--time", line.time, "Only these time stamps")->type_name("A..B")->group("Filters");
+  const auto addTime = [&](const char* name, std::string& into, const char* type, const char* description) {
+    command.add_option(name, into, description)->type_name(type)->group("Filters");
+  };
+  addTime("--time", line.time, "A..B", "Only this time; 'last 10s' is the end of the log");
+  addTime("--since", line.since, "TIME",
+          "Only from then on: 420000000 (us), 420.5 (s), +1.5s after the first record, 'last 10s', 08:15:02, "
+          "'Nov 21 08:15:02' or 2026-11-21T08:15");
+  addTime("--until", line.until, "TIME", "Only up to then");
   command.add_option("--skip", line.selection.skip, "Leave out the first N records that pass the filters")
       ->type_name("N")
       ->transform(decimal<std::uint64_t>())

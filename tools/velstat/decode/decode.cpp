@@ -10,12 +10,16 @@
 #include <velstat/decode/progress.h>
 #include <velstat/decode/statistics.h>
 #include <velstat/decode/text_renderer.h>
+#include <velstat/text/error.h>
 #include <velstat/text/output.h>
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <unistd.h>
 #include <vector>
 
@@ -55,6 +59,9 @@ public:
   Reader(const DecodeOptions& options, sources::Selection selection)
       : sources_(options.files, sourceOptions(options,
                                               [this](std::string_view line) {
+                                                if (quiet_) {
+                                                  return;
+                                                }
                                                 if (progress_) {
                                                   progress_->clear();
                                                 }
@@ -62,6 +69,14 @@ public:
                                               })),
         records_(sources_.records()), selection_(std::move(selection)),
         counts_(options.statistics != StatisticsFormat::none) {
+    time_ = options.time;
+    log_.sync = options.times ? options.times->sync : std::nullopt;
+    if (time_.needsLast()) {
+      findLast();
+    }
+    if (time_.isFixed()) {
+      resolveTime();
+    }
     progress_.emplace(sizeOf(sources_.inputs()));
     // Details of raw records cost time, and add nothing to the statistics.
     const auto& inputs = sources_.inputs();
@@ -96,11 +111,49 @@ public:
   const Statistics& statistics() const { return statistics_; }
 
 private:
+  // Reads everything once, without complaints: they come when it is read again.
+  void findLast() {
+    for (const sources::InputInfo& input : sources_.inputs()) {
+      if (input.kind == sources::Kind::waiting || input.path == "-") {
+        throw Error(fmt::format("{}: can be read only once, but 'last' has to find the end first: save it to a file",
+                                input.name));
+      }
+    }
+    quiet_ = true;
+    const auto records = sources_.records();
+    const auto room = std::make_unique_for_overwrite<unsigned char[]>(Unit::capacity * recordSize);
+    while (const std::size_t count = records->read({room.get(), Unit::capacity * recordSize})) {
+      log_.last = sources::timeStamp(room.get() + (count - 1) * recordSize);
+    }
+    quiet_ = false;
+  }
+
+  void resolveTime() {
+    try {
+      selection_.narrowTime(time_.resolve(log_));
+    } catch (const std::invalid_argument& error) {
+      throw Error(error.what());
+    }
+    isTimeResolved_ = true;
+  }
+
+  // The first record, and for a pipe also the relation between the clocks, are known once something has been read.
+  void resolveTimeFrom(const unsigned char* first) {
+    log_.first = sources::timeStamp(first);
+    if (!log_.sync) {
+      log_.sync = sources::commonTimes(sources_.inputs()).sync;
+    }
+    resolveTime();
+  }
+
   bool readSome(Unit& unit) {
     while (!selection_.isFull()) {
       const std::size_t count = records_->read({unit.records.get(), Unit::capacity * recordSize}, details_);
       if (count == 0) {
         return false;
+      }
+      if (!isTimeResolved_) {
+        resolveTimeFrom(unit.records.get());
       }
       seen_ += count;
       progress_->update(seen_, records_->bytesRead());
@@ -142,9 +195,13 @@ private:
   }
 
   std::optional<Progress> progress_; // once the sources are known
+  bool quiet_ = false;
   sources::Sources sources_;
   std::unique_ptr<sources::RecordStream> records_;
   sources::Selection selection_;
+  sources::TimeRange time_;
+  sources::LogTimes log_; // as far as it is known
+  bool isTimeResolved_ = false;
   bool counts_;
   std::vector<sources::Details> details_; // of the records that were read last, where the statistics need them
   std::uint64_t seen_ = 0;

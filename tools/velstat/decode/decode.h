@@ -3,6 +3,7 @@
 
 #include <profile/render.h>
 #include <sources/selection.h>
+#include <sources/time_range.h>
 
 #include <optional>
 #include <string>
@@ -18,6 +19,7 @@ struct DecodeOptions {
   DecodeFormat format = DecodeFormat::text;
   StatisticsFormat statistics = StatisticsFormat::none;
   std::optional<profile::TimePolicy> times; // none: as the inputs say
+  sources::TimeRange time;                  // narrows the selection once the log is known
   bool recover = false;
   bool all = false;  // every occurrence of a record
   unsigned jobs = 1; // threads
