@@ -33,12 +33,12 @@ public:
     index.estimatedCost = few;
   }
 
-  std::unique_ptr<Cursor> open(State& state) const override { return std::make_unique<Items>(state, *this); }
+  std::unique_ptr<Cursor> open(State&, Origin& origin) const override { return std::make_unique<Items>(origin, *this); }
 
 private:
   class Items final : public Cursor {
   public:
-    Items(State& state, const CaptureTable& table) : inputs_(state.sources.inputs()), table_(table) {}
+    Items(const Origin& origin, const CaptureTable& table) : inputs_(origin.sources.inputs()), table_(table) {}
 
     void begin(int, std::string_view, std::span<sqlite3_value*>) override {
       input_ = item_ = 0;
@@ -223,6 +223,25 @@ std::unique_ptr<const Table> makeMetrics() {
       });
 }
 
+std::unique_ptr<const Table> makeClocks() {
+  using sources::ClockRelation;
+  return std::make_unique<CaptureTable<ClockRelation>>(
+      "clocks", "how lines relate the co-processor's clock to the calendar",
+      [](const InputInfo& input) -> const std::vector<ClockRelation>& { return input.capture.clocks; },
+      std::vector<CaptureColumn<ClockRelation>>{
+          sourceColumn<ClockRelation>(),
+          {{"offset", "INTEGER", "calendar - timestamp, in microseconds"},
+           [](Result result, const InputInfo&, const ClockRelation& clock) { result.integer(clock.offset); }},
+          {{"boot", "INTEGER", "of the boot, microseconds since 1970"},
+           [](Result result, const InputInfo&, const ClockRelation& clock) {
+             if (clock.boot) {
+               result.number(*clock.boot);
+             }
+           }},
+          {{"lines", "INTEGER", "that have this relation"}, numberMember<&ClockRelation::lines>},
+      });
+}
+
 } // namespace
 
 std::vector<std::unique_ptr<const Table>> makeCaptureTables() {
@@ -232,6 +251,7 @@ std::vector<std::unique_ptr<const Table>> makeCaptureTables() {
   tables.push_back(makeServices());
   tables.push_back(makeLog());
   tables.push_back(makeMetrics());
+  tables.push_back(makeClocks());
   return tables;
 }
 

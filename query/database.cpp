@@ -16,8 +16,10 @@ namespace {
 
 std::vector<std::unique_ptr<const Table>> makeTables() {
   auto tables = makeRecordTables();
-  for (auto& table : makeCaptureTables()) {
-    tables.push_back(std::move(table));
+  for (auto make : {makeCaptureTables, makeReadingTables}) {
+    for (auto& table : make()) {
+      tables.push_back(std::move(table));
+    }
   }
   return tables;
 }
@@ -71,8 +73,13 @@ bool isEmpty(sqlite3* database, std::string_view sql) {
 
 } // namespace
 
-State::State(sources::Sources& from, const Limits& given)
-    : sources(from), limits(given), times(sources::commonTimes(from.inputs())), tables_(makeTables()) {
+Origin::Origin(sources::Sources& from) : sources(from), times(sources::commonTimes(from.inputs())) {}
+
+State::State(sources::Sources& from, sources::Sources* reference, const Limits& given)
+    : limits(given), inputs_(from), tables_(makeTables()) {
+  if (reference != nullptr) {
+    reference_.emplace(*reference);
+  }
   sqlite3_hard_heap_limit64(static_cast<sqlite3_int64>(limits.memory));
   const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX;
   try {
@@ -85,7 +92,10 @@ State::State(sources::Sources& from, const Limits& given)
     sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr); // "x" is a name, never a text
     limitSize(database);
     for (const auto& table : tables_) {
-      registerTable(*this, *table);
+      registerTable(*this, inputs_, "", *table);
+      if (reference_) {
+        registerTable(*this, *reference_, "reference_", *table);
+      }
     }
     sqlite3_set_authorizer(database, authorize, this);
     constexpr int operations = 10'000; // some hundred microseconds
@@ -221,7 +231,9 @@ std::span<const std::byte> Statement::blob(std::size_t column) const {
 }
 
 Database::Database(sources::Sources& sources, const Limits& limits)
-    : state_(std::make_unique<State>(sources, limits)) {}
+    : state_(std::make_unique<State>(sources, nullptr, limits)) {}
+Database::Database(sources::Sources& sources, sources::Sources& reference, const Limits& limits)
+    : state_(std::make_unique<State>(sources, &reference, limits)) {}
 Database::~Database() = default;
 
 Statement Database::prepare(std::string_view sql) {

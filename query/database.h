@@ -85,6 +85,8 @@ class Database {
 public:
   // `sources` outlives the object. Nothing is read before a statement asks for it.
   explicit Database(sources::Sources& sources, const Limits& limits = {});
+  // Also has the tables of a reference, with names such as reference_records.
+  Database(sources::Sources& sources, sources::Sources& reference, const Limits& limits = {});
   ~Database();
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;

@@ -40,7 +40,7 @@ public:
     index.estimatedCost = plan.empty() ? allRows : allRows * 0.9;
   }
 
-  std::unique_ptr<Cursor> open(State& state) const override;
+  std::unique_ptr<Cursor> open(State& state, Origin& origin) const override;
 
   const std::vector<RecordColumn>& columns() const { return columns_; }
   const std::vector<FilterColumn>& filters() const { return filters_; }
@@ -64,8 +64,8 @@ private:
 
 class RecordCursor final : public Cursor {
 public:
-  RecordCursor(State& state, const RecordTable& table)
-      : state_(state), table_(table), tools_(state.sources, state.times) {}
+  RecordCursor(State& state, Origin& origin, const RecordTable& table)
+      : state_(state), origin_(origin), table_(table), tools_(origin.sources, origin.times) {}
 
   void begin(int number, std::string_view plan, std::span<sqlite3_value*> values) override {
     needsDetails_ = number == withDetails;
@@ -80,7 +80,7 @@ public:
       block_ = std::make_unique_for_overwrite<unsigned char[]>(blockRecords * recordSize);
     }
     details_.resize(needsDetails_ ? blockRecords : 0);
-    stream_ = state_.sources.records();
+    stream_ = origin_.sources.records();
     seek();
   }
 
@@ -134,6 +134,7 @@ private:
   }
 
   State& state_;
+  Origin& origin_;
   const RecordTable& table_;
   RecordTools tools_;
   std::optional<sources::Selection> selection_;
@@ -146,8 +147,8 @@ private:
   bool needsDetails_ = false;
 };
 
-std::unique_ptr<Cursor> RecordTable::open(State& state) const {
-  return std::make_unique<RecordCursor>(state, *this);
+std::unique_ptr<Cursor> RecordTable::open(State& state, Origin& origin) const {
+  return std::make_unique<RecordCursor>(state, origin, *this);
 }
 
 std::unique_ptr<const Table> makeTable(std::string name, std::string about, std::vector<RecordColumn> columns,

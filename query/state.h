@@ -13,9 +13,24 @@
 
 namespace vel::query {
 
+// What reading all records to their end tells.
+struct RecordNotes {
+  std::vector<sources::Finding> defects; // of lines outside captures
+  std::vector<sources::Run> runs;
+};
+
+// What one set of tables reads: the inputs, or those of the reference.
+struct Origin {
+  explicit Origin(sources::Sources& from);
+
+  sources::Sources& sources;
+  const profile::TimePolicy times;  // that all its inputs tell
+  std::optional<RecordNotes> notes; // once a table needed them
+};
+
 class State {
 public:
-  State(sources::Sources& from, const Limits& given);
+  State(sources::Sources& from, sources::Sources* reference, const Limits& given);
   ~State();
   State(const State&) = delete;
   State& operator=(const State&) = delete;
@@ -28,9 +43,7 @@ public:
   // Throws what a table or SQLite has told. `sql` is what was prepared; empty: not known any more.
   [[noreturn]] void fail(std::string_view sql);
 
-  sources::Sources& sources;
   const Limits limits;
-  const profile::TimePolicy times; // that all inputs tell
   sqlite3* database = nullptr;
   std::exception_ptr failure; // of a table, during the call of SQLite that runs
   bool denied = false;        // the SQL wanted to do more than read
@@ -39,6 +52,8 @@ public:
 
 private:
   std::optional<std::chrono::steady_clock::time_point> deadline_;
+  Origin inputs_;
+  std::optional<Origin> reference_;
   std::vector<std::unique_ptr<const Table>> tables_;
 };
 
@@ -46,5 +61,6 @@ private:
 std::vector<std::unique_ptr<const Table>> makeRecordTables();
 std::vector<std::unique_ptr<const Table>> makeCaptureTables();
 std::unique_ptr<const Table> makeStateTable();
+std::vector<std::unique_ptr<const Table>> makeReadingTables();
 
 } // namespace vel::query

@@ -30,7 +30,7 @@ TableInfo stateInfo() {
 
 class StateCursor final : public Cursor {
 public:
-  explicit StateCursor(State& state) : inputs_(state.sources.inputs()) {}
+  explicit StateCursor(const Origin& origin) : inputs_(origin.sources.inputs()) {}
 
   void begin(int, std::string_view, std::span<sqlite3_value*>) override {
     input_ = report_ = 0;
@@ -180,7 +180,7 @@ public:
     index.estimatedCost = some;
   }
 
-  std::unique_ptr<Cursor> open(State& state) const override { return std::make_unique<StateCursor>(state); }
+  std::unique_ptr<Cursor> open(State&, Origin& origin) const override { return std::make_unique<StateCursor>(origin); }
 };
 
 } // namespace

@@ -16,6 +16,7 @@ namespace {
 // What SQLite hands back to every call.
 struct Module {
   State& state;
+  Origin& origin;
   const Table& table;
 };
 struct OpenTable : sqlite3_vtab {
@@ -85,7 +86,7 @@ int open(sqlite3_vtab* table, sqlite3_vtab_cursor** out) {
   const Module& module = *static_cast<OpenTable*>(table)->module;
   return guarded(module.state, [&] {
     auto cursor = std::make_unique<OpenCursor>();
-    cursor->cursor = module.table.open(module.state);
+    cursor->cursor = module.table.open(module.state, module.origin);
     *out = cursor.release();
   });
 }
@@ -161,9 +162,10 @@ void Result::bytesAsText(std::string_view bytes) {
   text(converted);
 }
 
-void registerTable(State& state, const Table& table) {
+void registerTable(State& state, Origin& origin, const std::string& prefix, const Table& table) {
+  const std::string name = prefix + table.info().name;
   const int result =
-      sqlite3_create_module_v2(state.database, table.info().name.c_str(), &callbacks, new Module{state, table},
+      sqlite3_create_module_v2(state.database, name.c_str(), &callbacks, new Module{state, origin, table},
                                [](void* module) { delete static_cast<Module*>(module); });
   if (result != SQLITE_OK) { // the module has been deleted
     state.fail({});

@@ -33,6 +33,8 @@ private:
   sqlite3_context* context_;
 };
 
+struct Origin;
+
 class Cursor {
 public:
   virtual ~Cursor() = default;
@@ -56,13 +58,14 @@ public:
 
   // As sqlite3_module::xBestIndex.
   virtual void plan(sqlite3_index_info& index) const = 0;
-  virtual std::unique_ptr<Cursor> open(State& state) const = 0;
+  virtual std::unique_ptr<Cursor> open(State& state, Origin& origin) const = 0;
 
 private:
   TableInfo info_;
 };
 
-// Makes the table known to the state's database under its name. The table outlives the database.
-void registerTable(State& state, const Table& table);
+// Makes the table known to the state's database, reading `origin`, under a name that is `prefix` and its own. Table and
+// origin outlive the database.
+void registerTable(State& state, Origin& origin, const std::string& prefix, const Table& table);
 
 } // namespace vel::query

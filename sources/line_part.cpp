@@ -78,7 +78,9 @@ private:
             : std::string("its binary-data is not 48 bytes: no record");
     ++faults_;
     add(fault.kind, 1, block_->offset + fault.at, fmt::format("line {}: {}", line, what));
-    state_.complaints.say(fmt::format("{}: line {}: {}", input_->name(), line, what));
+    if (state_.options.tellFindings) {
+      state_.complaints.say(fmt::format("{}: line {}: {}", input_->name(), line, what));
+    }
   }
 
   // Findings that are only known at the end of the input.
@@ -99,7 +101,9 @@ private:
                                            truncated_ == 1 ? "1 line was" : fmt::format("{} lines were", truncated_),
                                            truncated_ == 1 ? "its" : "their", truncated_ == 1 ? "" : "s");
       add(FindingKind::truncated, truncated_, 0, text);
-      state_.complaints.remark(fmt::format("{}: {}", input_->name(), text));
+      if (state_.options.tellFindings) {
+        state_.complaints.remark(fmt::format("{}: {}", input_->name(), text));
+      }
     }
     if (otherClock_ != 0) {
       add(FindingKind::clock, otherClock_, 0,

@@ -73,6 +73,7 @@ struct Sources::State {
   void readSmall(std::size_t number, Input& input, ReportLines& lines);
   Kind recogniseOpen(std::size_t number, Input& input);
   void tellFindings(const std::vector<Finding>& found);
+  void take(ReportLines& lines);
   std::unique_ptr<Input> openInput(std::size_t number);
   std::optional<ClockRelation> clockOf(std::size_t number) const;
 };
@@ -133,6 +134,9 @@ std::optional<ClockRelation> Sources::State::clockOf(std::size_t number) const {
 
 // Contradictions and damage are faults; lines that were cut are told too, but that is how logs are.
 void Sources::State::tellFindings(const std::vector<Finding>& found) {
+  if (!options.tellFindings) {
+    return;
+  }
   for (const Finding& finding : found) {
     if (finding.kind == FindingKind::contradiction || finding.kind == FindingKind::damaged) {
       complaints.say(finding.text);
@@ -140,6 +144,14 @@ void Sources::State::tellFindings(const std::vector<Finding>& found) {
       complaints.remark(finding.text);
     }
   }
+}
+
+// The lines of all captures.
+void Sources::State::take(ReportLines& lines) {
+  tellFindings(lines.findings);
+  findings = std::move(lines.findings);
+  captured = putInOrder(std::move(lines.records), lines.logs, options.all);
+  complaints.flush();
 }
 
 Sources::Sources(const std::vector<std::string>& names, Options options)
@@ -183,10 +195,19 @@ Sources::Sources(const std::vector<std::string>& names, Options options)
       state.opened[i] = std::move(input);
     }
   }
-  state.tellFindings(lines.findings);
-  state.findings = std::move(lines.findings);
-  state.captured = putInOrder(std::move(lines.records), lines.logs, state.options.all);
-  state.complaints.flush();
+  state.take(lines);
+}
+
+Sources::Sources(const std::string& name, Capture capture, Options options)
+    : state_(std::make_unique<State>(std::move(options))) {
+  InputInfo& info = state_->inputs.emplace_back();
+  info.name = info.path = name;
+  info.kind = Kind::capture;
+  info.capture = std::move(capture);
+  state_->used.resize(1);
+  ReportLines lines;
+  lines.add(0, info.name, info.capture);
+  state_->take(lines);
 }
 
 Sources::~Sources() = default;

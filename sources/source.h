@@ -34,11 +34,12 @@ enum class Kind : std::uint8_t {
 const char* kindName(Kind kind);
 
 struct Options {
-  bool all = false;       // every occurrence of a record, in the order of the input
-  bool recover = false;   // search raw records for damage
-  bool waits = true;      // for the first bytes of pipes, to recognise them at once
-  unsigned jobs = 1;      // threads that read lines
-  int watchedOutput = -1; // OutputClosed is thrown once its reader has closed it; -1: none
+  bool all = false;         // every occurrence of a record, in the order of the input
+  bool recover = false;     // search raw records for damage
+  bool tellFindings = true; // complain of findings too; else they are only in findings()
+  bool waits = true;        // for the first bytes of pipes, to recognise them at once
+  unsigned jobs = 1;        // threads that read lines
+  int watchedOutput = -1;   // OutputClosed is thrown once its reader has closed it; -1: none
   // Receives each error in an input as one line; the work continues. [the calling thread]
   std::function<void(std::string_view line)> complain;
 };
@@ -132,6 +133,8 @@ public:
   // Looks at all inputs, "-" being the standard input, and reads captures, state records and property lists. What is
   // refused is complained of and left out.
   Sources(const std::vector<std::string>& names, Options options);
+  // A capture that is in memory, as the only input.
+  Sources(const std::string& name, Capture capture, Options options);
   ~Sources();
   Sources(const Sources&) = delete;
   Sources& operator=(const Sources&) = delete;

@@ -41,7 +41,7 @@ def kind(name):
         return "profile"
     if name.startswith("host/model/"):
         return "model"
-    for room in ("formats", "sources", "query", "host", "velstat"):
+    for room in ("formats", "sources", "query", "rules", "host", "velstat"):
         if name.startswith(room + "/"):
             return room
     if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
@@ -64,9 +64,10 @@ ROOMS = [
     ("formats", {"standard", "platform", "formats", "library"}),
     ("sources", {"standard", "formats", "profile", "reader", "sources", "library"}),
     ("query", {"standard", "formats", "sources", "profile", "reader", "query", "library"}),
+    ("rules", {"standard", "formats", "sources", "query", "rules", "library"}),
     ("host/model", {"standard", "platform", "formats", "model", "synthetic", "library"}),
     ("host", {"standard", "platform", "control", "reader", "formats", "model", "host", "synthetic", "library"}),
-    ("tools", {"standard", "control", "formats", "sources", "query", "model", "host", "profile", "synthetic",
+    ("tools", {"standard", "control", "formats", "sources", "query", "rules", "model", "host", "profile", "synthetic",
                "velstat", "reader", "library"}),
 ]
 

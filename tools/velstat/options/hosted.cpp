@@ -6,7 +6,15 @@
 #include <fmt/format.h>
 
 #include <filesystem>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
+
+namespace vel {
+// The name and the content of models/default.json.
+extern const std::span<const std::pair<std::string_view, std::string_view>> embeddedModels;
+} // namespace vel
 
 namespace vel::stat {
 
@@ -30,7 +38,8 @@ std::filesystem::path findDefaultBundle() {
 } // namespace
 
 host::DeviceModel readModel(const std::string& named) {
-  return named.empty() ? host::parseDeviceModel(defaultModel, modelName(named)) : host::readDeviceModel(named);
+  return named.empty() ? host::parseDeviceModel(embeddedModels[0].second, modelName(named))
+                       : host::readDeviceModel(named);
 }
 
 host::Bundle loadBundle(const std::string& named) {

@@ -5,12 +5,8 @@
 #include <host/model/device_model.h>
 
 #include <string>
-#include <string_view>
 
 namespace vel::stat {
-
-// models/default.json, built in.
-extern const std::string_view defaultModel;
 
 // An empty name chooses the one that ships with velstat. Both throw Error.
 host::DeviceModel readModel(const std::string& named);

@@ -25,8 +25,6 @@ namespace vel::stat {
 
 namespace {
 
-constexpr unsigned longestTimeout = 1'000'000; // seconds
-
 struct QueryOptions {
   std::vector<std::string> arguments; // inputs, and the SQL if it is not in a file
   std::string file;

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace vel::stat {
@@ -58,15 +57,6 @@ std::vector<std::string> namesOf(const Statement& rows) {
     names.push_back(std::move(different));
   }
   return names;
-}
-
-// Of the terminal; nothing for files and pipes, whose lines may be of any length.
-std::size_t outputWidth() {
-  winsize size{};
-  if (isatty(STDOUT_FILENO) == 0) {
-    return 0;
-  }
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : 80;
 }
 
 // Cuts the widest columns until a line fits.

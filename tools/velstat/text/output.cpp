@@ -11,6 +11,7 @@
 #include <cstring>
 #include <new>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -66,6 +67,15 @@ void complain(const std::exception& error) {
 bool isTerminalWithEscapes() {
   const char* const terminal = std::getenv("TERM");
   return terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
+std::size_t outputWidth() {
+  constexpr std::size_t usual = 80;
+  winsize size{};
+  if (isatty(STDOUT_FILENO) == 0) {
+    return 0;
+  }
+  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
 }
 
 Style Style::ofStandardOutput() {

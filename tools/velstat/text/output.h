@@ -1,6 +1,7 @@
 // Standard output, messages on stderr, and colours on a terminal, for all subcommands.
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -31,6 +32,9 @@ void complain(const std::exception& error);
 // Whether standard output is a terminal that understands escape sequences.
 bool isTerminalWithEscapes();
 
+// The columns of the terminal that standard output is; 0 for files and pipes, whose lines may be of any length.
+std::size_t outputWidth();
+
 // What to write before and after marked-up text.
 struct Mark {
   std::string_view on;
@@ -49,6 +53,7 @@ public:
   std::string bold(std::string_view text) const { return mark("\x1B[1m")(text); }
   std::string dim(std::string_view text) const { return mark("\x1B[2m")(text); }
   Mark green() const { return mark("\x1B[32m"); }
+  Mark yellow() const { return mark("\x1B[33m"); }
   Mark red() const { return mark("\x1B[31m"); }
 
 private:

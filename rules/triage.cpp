@@ -1,0 +1,137 @@
+// A rule's rows become its findings.
+#include "rules/triage.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace vel::rules {
+
+namespace {
+
+using query::Statement;
+using query::ValueType;
+
+std::optional<std::size_t> columnNamed(const Statement& statement, std::string_view name) {
+  for (std::size_t i = 0; i < statement.columns(); ++i) {
+    if (statement.name(i) == name) {
+      return i;
+    }
+  }
+  return std::nullopt;
+}
+
+// A column's value in a text. A device chooses how long it is.
+std::string valueText(const Statement& row, std::size_t column) {
+  constexpr std::size_t longest = 200;
+  if (row.type(column) == ValueType::blob) {
+    return fmt::format("{} bytes", row.blob(column).size());
+  }
+  std::string_view text = row.text(column);
+  if (text.size() <= longest) {
+    return std::string(text);
+  }
+  std::size_t end = longest;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) { // inside a character
+    --end;
+  }
+  return std::string(text.substr(0, end)) + "…";
+}
+
+std::string filled(const Words& words, const Statement& row) {
+  std::string text;
+  std::string_view rest = words.text;
+  for (std::size_t begin = rest.find('{'); begin != std::string_view::npos; begin = rest.find('{')) {
+    const std::size_t end = rest.find('}', begin);
+    text += rest.substr(0, begin);
+    if (const auto column = columnNamed(row, rest.substr(begin + 1, end - begin - 1))) {
+      text += valueText(row, *column);
+    }
+    rest.remove_prefix(end + 1);
+  }
+  return text += rest;
+}
+
+std::string textIn(const Statement& row, std::string_view name) {
+  const auto column = columnNamed(row, name);
+  return column ? std::string(row.text(*column)) : std::string();
+}
+
+std::optional<std::uint64_t> numberIn(const Statement& row, std::string_view name) {
+  const auto column = columnNamed(row, name);
+  if (!column || row.type(*column) != ValueType::integer || row.integer(*column) < 0) {
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(row.integer(*column));
+}
+
+// The errors of its SQL, with the rule's file.
+template <class Run>
+auto inRule(const Rule& rule, Run run) {
+  try {
+    return run();
+  } catch (const query::Error& error) {
+    throw Error(fmt::format("{}: {}", rule.file, error.what()));
+  }
+}
+
+Statement prepare(query::Database& database, const Rule& rule) {
+  Statement statement = inRule(rule, [&] { return database.prepare(rule.sql); });
+  for (const Words* words : {&rule.finding, &rule.why, &rule.next}) {
+    for (const std::string& name : placeholders(*words, rule.file)) {
+      if (!columnNamed(statement, name)) {
+        std::vector<std::string_view> names;
+        for (std::size_t i = 0; i < statement.columns(); ++i) {
+          names.push_back(statement.name(i));
+        }
+        throw Error(fmt::format("{}: line {}: {{{}}} is not a column of the query, which has {}", rule.file,
+                                words->line, name, fmt::join(names, ", ")));
+      }
+    }
+  }
+  return statement;
+}
+
+void run(query::Database& database, const Rule& rule, std::vector<Finding>& findings) {
+  Statement row = prepare(database, rule);
+  std::size_t count = 0;
+  while (inRule(rule, [&] { return row.step(); })) {
+    if (++count > mostFindings) {
+      ++findings.back().more;
+      continue;
+    }
+    findings.push_back({.rule = rule.name,
+                        .severity = rule.severity,
+                        .rank = rule.rank,
+                        .text = filled(rule.finding, row),
+                        .why = filled(rule.why, row),
+                        .next = filled(rule.next, row),
+                        .evidence = {.source = textIn(row, "source"),
+                                     .report = numberIn(row, "report"),
+                                     .path = textIn(row, "path"),
+                                     .position = numberIn(row, "position")}});
+  }
+}
+
+} // namespace
+
+std::vector<Finding> triage(sources::Sources& sources, sources::Sources* reference, std::span<const Rule> rules,
+                            const query::Limits& limits) {
+  sources::Sources nothing({}, {});
+  query::Database database(sources, reference == nullptr ? nothing : *reference, limits);
+  for (const Rule& rule : rules) {
+    prepare(database, rule);
+  }
+  std::vector<Finding> findings;
+  for (const Rule& rule : rules) {
+    run(database, rule, findings);
+  }
+  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
+    return std::tie(b.severity, b.rank, a.rule) < std::tie(a.severity, a.rank, b.rule);
+  });
+  return findings;
+}
+
+} // namespace vel::rules

@@ -1,0 +1,46 @@
+// Runs rules over sources: what is wrong with a device, worst first.
+//
+//   for (const rules::Finding& finding : rules::triage(sources, nullptr, rules::shippedRules())) …
+#pragma once
+
+#include <query/database.h>
+#include <rules/rule.h>
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vel::rules {
+
+// Where a finding was seen, as far as the rule's columns `source`, `report`, `path` and `position` tell.
+struct Evidence {
+  std::string source;                    // the input's name; empty: not told
+  std::optional<std::uint64_t> report;   // of the input's capture, from 0
+  std::string path;                      // of a value in the report
+  std::optional<std::uint64_t> position; // of a record: its line in the report, from 0, or its offset in bytes
+};
+
+// All texts may hold what a device sent: show them escaped.
+struct Finding {
+  std::string rule;
+  Severity severity = Severity::warning;
+  unsigned rank = 0;
+  std::string text;
+  std::string why;
+  std::string next;
+  Evidence evidence;
+  std::uint64_t more = 0; // further findings of the same rule, which are left out
+};
+
+constexpr std::size_t mostFindings = 20; // of a rule
+
+// The findings of all rules, worst first. Rules see the tables of `sources`, and those of a good device as reference_…;
+// without a reference these are empty. The sources are read several times. Every rule is checked before the first one
+// runs. Throws Error for a rule that is wrong or does not end in time; what reading a source throws comes through
+// unchanged.
+std::vector<Finding> triage(sources::Sources& sources, sources::Sources* reference, std::span<const Rule> rules,
+                            const query::Limits& limits = {});
+
+} // namespace vel::rules

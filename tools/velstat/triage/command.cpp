@@ -1,0 +1,168 @@
+// velstat triage: the command line.
+
+#include <rules/triage.h>
+#include <sources/input.h>
+#include <velstat/commands.h>
+#include <velstat/options/number_option.h>
+#include <velstat/text/escape.h>
+#include <velstat/text/number_text.h>
+#include <velstat/text/output.h>
+#include <velstat/triage/output.h>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace vel::stat {
+
+namespace {
+
+constexpr std::size_t widestText = 100; // columns
+constexpr std::size_t usualWidth = 80;
+
+enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 };
+
+struct TriageOptions {
+  std::vector<std::string> inputs;
+  std::vector<std::string> reference;
+  std::string folder; // of rules
+  std::string format = "text";
+  std::string failOn = "note";
+  unsigned timeout = 60;
+  bool list = false;
+};
+
+std::vector<rules::Rule> rulesFor(const TriageOptions& line) {
+  std::vector<rules::Rule> all = rules::shippedRules();
+  if (!line.folder.empty()) {
+    rules::addRules(all, rules::readRules(line.folder));
+  }
+  return all;
+}
+
+std::size_t textWidth() {
+  const std::size_t width = outputWidth();
+  return width == 0 ? usualWidth : std::min(width, widestText);
+}
+
+void writeList(const std::vector<rules::Rule>& all) {
+  StandardOutput out;
+  const Style style = Style::ofStandardOutput();
+  std::size_t nameWidth = 0;
+  for (const rules::Rule& rule : all) {
+    nameWidth = std::max(nameWidth, columns(escape(rule.name)));
+  }
+  for (const rules::Rule& rule : all) {
+    const std::string name = escape(rule.name);
+    out += fmt::format("{:7}  {}", rules::severityName(rule.severity), style.bold(name));
+    out.blanks(nameWidth - columns(name) + 2);
+    out += escape(rule.title) + '\n';
+  }
+  out.flush();
+}
+
+sources::Options sourceOptions() {
+  return {.tellFindings = false,
+          .jobs = std::clamp(std::thread::hardware_concurrency(), 1U, 64U),
+          .watchedOutput = STDOUT_FILENO,
+          .complain = [](std::string_view text) { complain(text); }};
+}
+
+void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, const sources::Sources& sources,
+           std::size_t ruleCount) {
+  StandardOutput out;
+  if (line.format == "json") {
+    JsonWriter json(out);
+    json.beginObject();
+    json.key("findings");
+    writeFindings(json, findings, sources.inputs());
+    json.endObject();
+    out += '\n';
+  } else {
+    out += fmt::format("{} by {}\n", countsText(findings), countText(ruleCount, "rule"));
+    writeFindings(out, findings, sources.inputs(), textWidth(), Style::ofStandardOutput());
+  }
+  out.flush();
+}
+
+int triageInputs(const TriageOptions& line) {
+  if (line.list) {
+    writeList(rulesFor(line));
+    return clean;
+  }
+  if (line.inputs.empty()) {
+    throw CLI::ValidationError("triage", "an input is required");
+  }
+  const std::vector<rules::Rule> all = rulesFor(line);
+  sources::Sources sources(line.inputs, sourceOptions());
+  std::optional<sources::Sources> reference;
+  if (!line.reference.empty()) {
+    reference.emplace(line.reference, sourceOptions());
+  }
+  const auto findings =
+      rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)});
+  write(line, findings, sources, all.size());
+  if (!sources.isSound() || (reference && !reference->isSound())) {
+    return unreadable;
+  }
+  const rules::Severity least = *rules::severityNamed(line.failOn);
+  return std::any_of(findings.begin(), findings.end(), [&](const auto& each) { return each.severity >= least; })
+             ? found
+             : clean;
+}
+
+// 1 means findings here: failures have statuses of their own.
+int runTriage(const TriageOptions& line) {
+  try {
+    return triageInputs(line);
+  } catch (const sources::OutputClosed&) {
+    throw ReaderGone();
+  } catch (const rules::Error& error) {
+    complain(error);
+    return wrongUsage;
+  } catch (const CLI::Error&) {
+    throw;
+  } catch (const ReaderGone&) {
+    throw;
+  } catch (const std::exception& error) {
+    complain(error);
+    return unreadable;
+  }
+}
+
+} // namespace
+
+void addTriage(CLI::App& app, int& status) {
+  auto line = std::make_shared<TriageOptions>();
+  CLI::App* const command = app.add_subcommand("triage", "Say what is wrong with a device, worst first");
+  command->add_option("INPUT", line->inputs, "What velstat decode reads")->type_name("");
+  command->add_option("--against", line->reference, "Compare with a capture of a good device")
+      ->type_name("GOOD")
+      ->allow_extra_args(false);
+  command->add_option("--rules", line->folder, "Also use the rules (*.sql) in this folder")->type_name("FOLDER");
+  command->add_flag("--list", line->list, "Show the rules, a line each, and read nothing");
+  command->add_option("--fail-on", line->failOn, "Exit with 1 for findings from this severity on")
+      ->check(CLI::IsMember({"note", "warning", "error"}))
+      ->capture_default_str();
+  command->add_option("--format", line->format, "text or json")
+      ->check(CLI::IsMember({"text", "json"}))
+      ->capture_default_str();
+  command->add_option("--timeout", line->timeout, "Seconds for each rule; 0: no limit (default: 60)")
+      ->type_name("N")
+      ->transform(decimal(0U, longestTimeout));
+  command->footer("Examples:\n"
+                  "  velstat triage snapshot\n"
+                  "  velstat triage bad --against good --fail-on warning\n"
+                  "Exit status: 0 nothing found, 1 findings (--fail-on), 2 wrong usage or a\n"
+                  "wrong rule, 3 an input cannot be read.");
+  command->callback([line, &status] { status = runTriage(*line); });
+}
+
+} // namespace vel::stat

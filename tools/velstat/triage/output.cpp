@@ -1,0 +1,182 @@
+// Findings as paragraphs, and as JSON with the same parts.
+#include "velstat/triage/output.h"
+
+#include <velstat/text/escape.h>
+#include <velstat/text/number_text.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace vel::stat {
+
+namespace {
+
+using rules::Evidence;
+using rules::Finding;
+using rules::Severity;
+using sources::InputInfo;
+using sources::Report;
+
+constexpr std::size_t labelWidth = 9; // "warning  "
+
+std::string severityText(Severity severity, const Style& style) {
+  const std::string name = fmt::format("{:{}}", rules::severityName(severity), labelWidth);
+  switch (severity) {
+  case Severity::error:
+    return style.red()(name);
+  case Severity::warning:
+    return style.yellow()(name);
+  case Severity::note:
+    break;
+  }
+  return name;
+}
+
+// The report that a finding points to; null if there is none.
+const Report* reportOf(const Evidence& evidence, const std::vector<InputInfo>& inputs) {
+  const auto input =
+      std::find_if(inputs.begin(), inputs.end(), [&](const InputInfo& each) { return each.name == evidence.source; });
+  if (input == inputs.end() || !evidence.report || *evidence.report >= input->capture.reports.size()) {
+    return nullptr;
+  }
+  return &input->capture.reports[*evidence.report];
+}
+
+// "good, 'ZORB Statistics', last button press/click count"
+std::string placeText(const Evidence& evidence, const std::vector<InputInfo>& inputs) {
+  const Report* const report = reportOf(evidence, inputs);
+  std::string text = evidence.source;
+  if (report != nullptr) {
+    text = report->file.empty() ? text : report->file;
+    if (report->file.empty() && !report->title.empty()) {
+      text += fmt::format(", '{}'", report->title);
+    }
+  }
+  if (!evidence.path.empty()) {
+    text += fmt::format(": {}", evidence.path);
+  }
+  if (evidence.position) {
+    text += report == nullptr ? fmt::format(", byte {}", *evidence.position)
+                              : fmt::format(", line {}", *evidence.position + 1);
+  }
+  return text;
+}
+
+void appendPart(Sink& out, std::string_view label, std::string_view words, std::size_t width, const Style& style) {
+  out += style.dim(fmt::format("{:{}}", label, labelWidth));
+  appendWrapped(out, escape(words), labelWidth, width);
+  out += '\n';
+}
+
+std::string moreText(const Finding& finding) {
+  return fmt::format("… and {} more of this kind", finding.more);
+}
+
+} // namespace
+
+void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::size_t width) {
+  std::size_t column = indent;
+  bool first = true;
+  while (!words.empty()) {
+    const std::size_t end = std::min(words.find(' '), words.size());
+    const std::string_view word = words.substr(0, end);
+    words.remove_prefix(std::min(end + 1, words.size()));
+    if (word.empty()) {
+      continue;
+    }
+    const std::size_t length = columns(word);
+    if (!first && column + 1 + length > width) {
+      out += '\n';
+      out.blanks(indent);
+      column = indent;
+    } else if (!first) {
+      out += ' ';
+      ++column;
+    }
+    out += word;
+    column += length;
+    first = false;
+  }
+}
+
+std::string countsText(std::span<const Finding> findings) {
+  std::array<std::size_t, 3> counts{};
+  for (const Finding& finding : findings) {
+    counts[static_cast<std::size_t>(finding.severity)] += 1 + finding.more;
+  }
+  if (findings.empty()) {
+    return "nothing found";
+  }
+  std::string text;
+  for (const Severity severity : {Severity::error, Severity::warning, Severity::note}) {
+    if (const std::size_t count = counts[static_cast<std::size_t>(severity)]; count != 0) {
+      text += text.empty() ? "" : ", ";
+      text += countText(count, rules::severityName(severity));
+    }
+  }
+  return text;
+}
+
+void writeFindings(Sink& out, std::span<const Finding> findings, const std::vector<InputInfo>& inputs,
+                   std::size_t width, const Style& style) {
+  for (const Finding& finding : findings) {
+    out += '\n' + severityText(finding.severity, style);
+    out += style.bold(escape(finding.rule)) + '\n';
+    appendPart(out, "", finding.text, width, style);
+    appendPart(out, "  why", finding.why, width, style);
+    appendPart(out, "  next", finding.next, width, style);
+    appendPart(out, "  where", placeText(finding.evidence, inputs), width, style);
+    if (finding.more != 0) {
+      appendPart(out, "", moreText(finding), width, style);
+    }
+  }
+}
+
+void writeFindingsBriefly(Sink& out, std::span<const Finding> findings, std::size_t width, const Style& style) {
+  constexpr std::size_t indent = 2;
+  for (const Finding& finding : findings) {
+    out.blanks(indent);
+    out += severityText(finding.severity, style);
+    appendWrapped(out, escape(finding.text), indent + labelWidth, width);
+    out += '\n';
+  }
+}
+
+void writeFindings(JsonWriter& json, std::span<const Finding> findings, const std::vector<InputInfo>& inputs) {
+  json.beginArray();
+  for (const Finding& finding : findings) {
+    json.beginObject();
+    json.member("rule", finding.rule);
+    json.member("severity", rules::severityName(finding.severity));
+    json.member("text", finding.text);
+    json.member("why", finding.why);
+    json.member("next", finding.next);
+    json.key("evidence");
+    json.beginObject();
+    json.member("source", finding.evidence.source);
+    if (finding.evidence.report) {
+      json.member("report", *finding.evidence.report);
+    }
+    if (const Report* const report = reportOf(finding.evidence, inputs)) {
+      json.member("title", report->title);
+      json.member("file", report->file);
+    }
+    if (!finding.evidence.path.empty()) {
+      json.member("path", finding.evidence.path);
+    }
+    if (finding.evidence.position) {
+      json.member("position", *finding.evidence.position);
+    }
+    json.endObject();
+    if (finding.more != 0) {
+      json.member("more", finding.more);
+    }
+    json.endObject();
+  }
+  json.endArray();
+}
+
+} // namespace vel::stat

@@ -1,0 +1,33 @@
+// Findings for people and as JSON.
+#pragma once
+
+#include <rules/triage.h>
+#include <sources/source.h>
+#include <velstat/text/json_writer.h>
+#include <velstat/text/output.h>
+#include <velstat/text/sink.h>
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+// "3 findings: 1 error, 2 notes", "nothing found".
+std::string countsText(std::span<const rules::Finding> findings);
+
+// Each finding with why it matters, what is next and where it was seen, wrapped to `width` columns.
+void writeFindings(Sink& out, std::span<const rules::Finding> findings, const std::vector<sources::InputInfo>& inputs,
+                   std::size_t width, const Style& style);
+// Severity and what was seen, and no more.
+void writeFindingsBriefly(Sink& out, std::span<const rules::Finding> findings, std::size_t width, const Style& style);
+// An array with an object for each.
+void writeFindings(JsonWriter& json, std::span<const rules::Finding> findings,
+                   const std::vector<sources::InputInfo>& inputs);
+
+// Appends words, already escaped, in lines of at most `width` columns. All lines but the first begin with `indent`
+// blanks; the first one continues a line that has as many columns. A word that is too long has a line of its own.
+void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::size_t width);
+
+} // namespace vel::stat
