@@ -91,10 +91,10 @@ TEST(XMLPropertyList, DatesAreNotRead) {
 
 TEST(XMLPropertyList, DepthEndsWhereTheTreesLimitIs) {
   for (const auto& [open, close] : {std::pair("<array>", "</array>"), {"<dict><key>k</key>", "</dict>"}}) {
-    const auto nested = [open = open, close = close](int levels) {
+    const auto nested = [start = open, end = close](int levels) {
       std::string text = "<true/>";
       for (int i = 0; i < levels; ++i) {
-        text = open + text + close;
+        text = start + text + end;
       }
       return text;
     };

@@ -57,7 +57,7 @@ class Installed(unittest.TestCase):
         for path in files:
             content = path.read_bytes()
             for place in (SOURCE, BUILD, str(self.folder)):
-                self.assertNotIn(place.encode(), content, path)
+                self.assertFalse(place.encode() in content, f"{path} names {place}")
 
     def test_files_are_hardened(self):
         done = subprocess.run([sys.executable, HARDENING, BUILD_TYPE, self.prefix], stdout=subprocess.PIPE, text=True)
