@@ -9,7 +9,7 @@ namespace vel::synthetic {
 
 namespace {
 
-constexpr std::string_view sensors[] = {"accel", "gyro", "compass", "pressure", "boreal", "als", "temperature"};
+constexpr std::string_view allSensors[] = {"accel", "gyro", "compass", "pressure", "boreal", "als", "temperature"};
 constexpr std::string_view functions[] = {"main", "scan", "filter", "dispatch", "report_all_axes_"};
 
 template <std::size_t Count>
@@ -55,9 +55,17 @@ void interrupt(Recorder& recorder) {
   recorder.wait(3, 25);
 }
 
-void sensorSetUp(Recorder& recorder) {
+std::span<const std::string_view> sensors() {
+  return allSensors;
+}
+
+namespace {
+
+void setUp(Recorder& recorder, std::string_view sensor) {
+  if (recorder.isSilent(sensor)) {
+    return;
+  }
   Random& random = recorder.random();
-  const std::string_view sensor = pick(random, sensors);
   const std::uint64_t interval = std::uint64_t{1000} << random.below(7);
   const bool isGyro = sensor == "gyro";
   recorder.add({"sensors", sensor, "sensor-info", "sensorinfo"})
@@ -82,9 +90,28 @@ void sensorSetUp(Recorder& recorder) {
   recorder.wait(100, 400);
 }
 
+} // namespace
+
+void sensorSetUp(Recorder& recorder) {
+  setUp(recorder, pick(recorder.random(), allSensors));
+}
+
+void start(Recorder& recorder) {
+  for (const std::string_view step : {"ResetBegin", "ResetEnd", "ResetComplete", "SystemStatus", "EnableZorb"}) {
+    recorder.add({"zorb", "zorb", "trace", "event"}).action(step).number("thread", 1);
+    recorder.wait(200, 4000);
+  }
+  for (const std::string_view sensor : allSensors) {
+    setUp(recorder, sensor);
+  }
+}
+
 void sensorBatch(Recorder& recorder) {
   Random& random = recorder.random();
-  const std::string_view sensor = pick(random, sensors);
+  const std::string_view sensor = pick(random, allSensors);
+  if (recorder.isSilent(sensor)) {
+    return;
+  }
   recorder.add({"sensors", sensor, "trigger-latency", "trigger"}).number("thread-id", random.between(10, 14));
   recorder.wait(5, 20);
   for (std::uint32_t sample = random.between(4, 24); sample > 0; --sample) {

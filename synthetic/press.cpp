@@ -104,15 +104,40 @@ void hapticContext(Recorder& recorder) {
   recorder.wait(10, 40);
 }
 
-void wakeAmplifier(Recorder& recorder) {
+constexpr std::uint32_t amplifierRequest = 2;
+
+void commandTimeout(Recorder& recorder, std::uint32_t command, std::uint32_t microseconds) {
+  recorder.add({"execution", "command", "timeout", "event"}).number("arg1", command).number("arg2", microseconds);
+}
+
+// A request that the amplifier does not answer.
+void amplifierTimeout(Recorder& recorder) {
+  constexpr std::uint32_t patience = 50000;
+  action(recorder, "zorb", "SendAmpRequest", amplifierRequest);
+  for (const std::string_view step : {"SetState", "DisabledToPreWarm", "AmpPowerUpPhase1"}) {
+    action(recorder, "amp", step, 1);
+  }
+  recorder.wait(patience, patience + 500);
+  commandTimeout(recorder, amplifierRequest, patience);
+  recorder.wait(15, 240);
+  for (const std::string_view step : {"SoftReset", "PreWarmToDisabled", "AmpPowerDown"}) {
+    action(recorder, "amp", step);
+  }
+}
+
+void wakeAmplifier(Recorder& recorder, bool answers) {
   action(recorder, "zorb", "AmpTurnOn", 1);
   checkpoint(recorder, "ckp_ARCTurnOn");
-  action(recorder, "zorb", "SendAmpRequest", 2);
+  if (!answers) {
+    amplifierTimeout(recorder);
+    return;
+  }
+  action(recorder, "zorb", "SendAmpRequest", amplifierRequest);
   for (const std::string_view step : {"SetState", "DisabledToPreWarm", "AmpPowerUpPhase1", "AmpPowerUpPhase2",
                                       "AmpPowerUpPhase3", "PreWarmToEnabled", "SetVolume"}) {
     action(recorder, "amp", step, recorder.random().below(16));
   }
-  action(recorder, "zorb", "AmpRequestComplete", 2);
+  action(recorder, "zorb", "AmpRequestComplete", amplifierRequest);
   checkpoint(recorder, "ckp_ARCReady");
 }
 
@@ -139,7 +164,7 @@ void missHaptics(Recorder& recorder) {
   }
 }
 
-void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
+void click(Recorder& recorder, Finger& finger, Haptics haptics) {
   constexpr unsigned stages = 6;
   Random& random = recorder.random();
   const std::uint32_t peak = random.between(3, 6) << 16;
@@ -152,7 +177,11 @@ void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
   action(recorder, "zorb", "HandleButtonStateChanged", 1);
   checkpoint(recorder, "ckp_ZORBButtonDown");
   statusEvent(recorder, finger);
-  actuatorTimesOut ? missHaptics(recorder) : playHaptics(recorder);
+  if (haptics == Haptics::played) {
+    playHaptics(recorder);
+  } else if (haptics == Haptics::actuatorTimesOut) {
+    missHaptics(recorder);
+  }
   recorder.wait(40000, finger.isLong ? 900000 : 110000);
   for (finger.stage = stages; finger.stage > 0; finger.stage -= 2) {
     finger.force = peak / stages * finger.stage;
@@ -161,7 +190,7 @@ void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
   finger.isDown = false;
   checkpoint(recorder, "ckp_ZORBButtonUp");
   statusEvent(recorder, finger);
-  if (!actuatorTimesOut) {
+  if (haptics == Haptics::played) {
     playHaptics(recorder);
   }
   action(recorder, "zorb", "HandleClickStatus", finger.pressCount);
@@ -169,9 +198,8 @@ void click(Recorder& recorder, Finger& finger, bool actuatorTimesOut) {
 
 void commandTimeout(Recorder& recorder) {
   Random& random = recorder.random();
-  recorder.add({"execution", "command", "timeout", "event"})
-      .number("arg1", random.below(64))
-      .number("arg2", random.between(1000, 50000));
+  const std::uint32_t command = random.below(64);
+  commandTimeout(recorder, command, random.between(1000, 50000));
 }
 
 // One that had to be repeated.
@@ -190,21 +218,23 @@ void press(Recorder& recorder, const Press& press) {
   action(recorder, "zorb", "Fingerdetect", 1);
   checkpoint(recorder, "ckp_ZORBFingerON");
   action(recorder, "zorb", "HandleFingerDownChanged", 1);
-  wakeAmplifier(recorder);
+  wakeAmplifier(recorder, press.haptics != Haptics::amplifierTimesOut);
   recorder.wait(40000, 120000); // the finger rests before it presses
   Finger finger;
   for (unsigned i = 0; i < press.clicks; ++i) {
     finger.isLong = press.isLong && i + 1 == press.clicks;
     finger.isTerminal = i + 1 == press.clicks;
-    click(recorder, finger, press.actuatorTimesOut);
+    click(recorder, finger, press.haptics);
     recorder.wait(60000, 140000);
   }
   action(recorder, "zorb", "HandleFingerDownChanged", 0);
   checkpoint(recorder, "ckp_ZORBFingerOFF");
   buttonContext(recorder, finger);
   action(recorder, "zorb", "DispatchReport", finger.pressCount);
-  action(recorder, "halden", "StopHalden");
-  action(recorder, "amp", "EnabledToDisabled");
+  if (press.haptics != Haptics::amplifierTimesOut) {
+    action(recorder, "halden", "StopHalden");
+    action(recorder, "amp", "EnabledToDisabled");
+  }
   action(recorder, "zorb", "AmpTurnOff");
   recorder.add({"corvane", "corvane", "data-out", "event"}).number("arg1", finger.force).number("arg6", press.clicks);
   recorder.wait(200, 900);
@@ -241,6 +271,19 @@ void trouble(Recorder& recorder) {
     action(recorder, "zorb", "EnableStuckFDTimer");
   }
   recorder.wait(20000, 4000000);
+}
+
+void amplifierTrouble(Recorder& recorder) {
+  Random& random = recorder.random();
+  const std::uint32_t choice = random.below(100);
+  if (choice < 8) {
+    amplifierTimeout(recorder);
+  } else if (choice < 20) {
+    action(recorder, "amp", "AmpClearInterrupts", random.below(16));
+  } else {
+    handshake(recorder);
+  }
+  recorder.wait(500000, 6000000);
 }
 
 } // namespace vel::synthetic

@@ -1,14 +1,24 @@
-// Repeats a scene, or draws random records, until the buffer is full.
+// Repeats scenes, or draws random records, until the buffer is full.
 #include "synthetic/record_stream.h"
 
 namespace vel::synthetic {
 
+void FlowStream::beginRound() {
+  for (; changed_ < changes_.size() && changes_[changed_].after <= recorded_; ++changed_) {
+    const Change& change = changes_[changed_];
+    scene_ = change.scene != nullptr ? *change.scene : scene_;
+    recorder_.set(change.clock.value_or(recorder_.clock()), change.sequence.value_or(recorder_.sequence()));
+  }
+  recorder_.records().clear();
+  taken_ = 0;
+  scene_.record(recorder_);
+  recorded_ += recorder_.records().size();
+}
+
 void FlowStream::fill(std::span<_VelProfileReport> records) {
   for (_VelProfileReport& record : records) {
     while (taken_ == recorder_.records().size()) {
-      recorder_.records().clear();
-      taken_ = 0;
-      scene_.record(recorder_);
+      beginRound();
     }
     record = recorder_.records()[taken_++];
   }

@@ -4,7 +4,9 @@
 #include <profile/VelProfileReport.h>
 #include <synthetic/random.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -47,6 +49,17 @@ public:
   // Microseconds go by.
   void wait(std::uint32_t least, std::uint32_t most) noexcept { clock_ += random_.between(least, most); }
   std::uint64_t clock() const noexcept { return clock_; }
+  std::uint32_t sequence() const noexcept { return sequence_; } // of the next record
+  // Sets clock and number of the next record, as a restart does.
+  void set(std::uint64_t clock, std::uint32_t sequence) noexcept {
+    clock_ = clock;
+    sequence_ = sequence;
+  }
+  // Leaves a sensor out of all that is recorded from now on.
+  void silence(std::string_view sensor) { silent_.emplace_back(sensor); }
+  bool isSilent(std::string_view sensor) const noexcept {
+    return std::find(silent_.begin(), silent_.end(), sensor) != silent_.end();
+  }
 
   Draft add(const Kind& kind);
 
@@ -57,6 +70,7 @@ private:
   Random random_;
   std::uint64_t clock_;
   std::uint32_t sequence_ = 0;
+  std::vector<std::string> silent_;
   std::vector<_VelProfileReport> records_;
 };
 

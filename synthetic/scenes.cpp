@@ -48,13 +48,25 @@ void idle(Recorder& recorder) {
   }
 }
 
-template <unsigned Clicks, bool IsLong, bool ActuatorTimesOut>
-void pressed(Recorder& recorder) {
-  press(recorder, {.clicks = Clicks, .isLong = IsLong, .actuatorTimesOut = ActuatorTimesOut});
+void restBetweenPresses(Recorder& recorder) {
   for (std::uint32_t rounds = recorder.random().between(3, 8); rounds > 0; --rounds) {
     idle(recorder);
   }
   recorder.wait(300000, 1500000); // until the finger comes back
+}
+
+template <unsigned Clicks, bool IsLong, Haptics Played>
+void pressed(Recorder& recorder) {
+  press(recorder, {.clicks = Clicks, .isLong = IsLong, .haptics = Played});
+  restBetweenPresses(recorder);
+}
+
+// The finger seems to leave for a moment between the two clicks, so that each is a press of its own.
+void splitDoubleClick(Recorder& recorder) {
+  press(recorder, {});
+  recorder.wait(20000, 50000);
+  press(recorder, {});
+  restBetweenPresses(recorder);
 }
 
 // What the kernel driver sees of the co-processor.
@@ -74,13 +86,17 @@ void driver(Recorder& recorder) {
 constexpr Scene all[] = {
     {"mix", mix},
     {"idle", idle},
-    {"click", pressed<1, false, false>},
-    {"double-click", pressed<2, false, false>},
-    {"long-press", pressed<1, true, false>},
-    {"actuator-timeout", pressed<1, false, true>},
+    {"click", pressed<1, false, Haptics::played>},
+    {"double-click", pressed<2, false, Haptics::played>},
+    {"split-double-click", splitDoubleClick},
+    {"long-press", pressed<1, true, Haptics::played>},
+    {"actuator-timeout", pressed<1, false, Haptics::actuatorTimesOut>},
+    {"amplifier-timeout", pressed<1, false, Haptics::amplifierTimesOut>},
+    {"start", start},
     {"driver", driver},
     {"retries", retry},
     {"errors", trouble},
+    {"amplifier-errors", amplifierTrouble},
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include <formats/files.h>
 #include <host/model/analytics.h>
+#include <host/model/extended_model.h>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -221,7 +222,6 @@ TimeSyncModel readTimeSync(const formats::JsonNode& node) {
 }
 
 DeviceModel readDocument(const formats::JsonNode& document) {
-  document.allowKeys({"$schema", "name", "description", "boot-time", "time-sync", "services", "named-services"});
   DeviceModel model;
   for (const char* const prose : {"$schema", "description"}) {
     if (const auto text = document.find(prose)) {
@@ -258,13 +258,18 @@ DeviceModel readDocument(const formats::JsonNode& document) {
 
 } // namespace
 
-DeviceModel parseDeviceModel(std::string_view text, const std::string& source) {
-  const formats::Json document = formats::parseJson(text, source);
-  return readDocument(formats::JsonNode(document, source));
+DeviceModel parseDeviceModel(std::string_view text, const std::string& source, const ModelReader& readModel) {
+  std::string sources = source;
+  const formats::Json document = withBase(formats::parseJson(text, source), sources, readModel);
+  return readDocument(formats::JsonNode(document, sources));
 }
 
 DeviceModel readDeviceModel(const std::filesystem::path& path) {
-  return parseDeviceModel(formats::readFile(path, fileLimit), formats::inputName(path));
+  const auto readNeighbour = [&](const std::string& name) {
+    return formats::readRegularFile(path.parent_path() / name, fileLimit);
+  };
+  return parseDeviceModel(formats::readFile(path, fileLimit), formats::inputName(path),
+                          path == "-" ? ModelReader() : ModelReader(readNeighbour));
 }
 
 } // namespace vel::host

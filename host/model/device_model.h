@@ -3,6 +3,7 @@
 #pragma once
 
 #include <formats/value.h>
+#include <host/model/extended_model.h>
 #include <host/model/replies.h>
 
 #include <CoreFoundation/CFPlugInCOM.h>
@@ -85,9 +86,9 @@ struct DeviceModel {
   std::vector<NamedServiceModel> namedServices;
 };
 
-// Throws formats::Error with file, JSON pointer and reason. "-" is the standard input.
+// Throws formats::Error with file, JSON pointer and reason. "-" is the standard input, which cannot extend a model.
 DeviceModel readDeviceModel(const std::filesystem::path& path);
 // The same from a text; errors call it `source`.
-DeviceModel parseDeviceModel(std::string_view text, const std::string& source);
+DeviceModel parseDeviceModel(std::string_view text, const std::string& source, const ModelReader& readModel = {});
 
 } // namespace vel::host

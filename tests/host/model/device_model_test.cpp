@@ -11,6 +11,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <unistd.h>
 
@@ -150,10 +151,11 @@ const WrongModel wrongModels[] = {
     {"bad/records_without_flow.json",
      "/services/0/driver/property-replies/9/0/profile-records: lacks the key \"flow\""},
     {"bad/records_unknown_key.json", "/services/0/driver/property-replies/9/0/profile-records: unknown key \"start\"; "
-                                     "allowed: flow, seed, clock, count, batches"},
+                                     "allowed: flow, seed, clock, sequence, count, batches, silent, later, damage"},
     {"bad/records_unknown_flow.json",
      "/services/0/driver/property-replies/9/0/profile-records/flow: \"quadruple-click\" is not one of mix, idle, "
-     "click, double-click, long-press, actuator-timeout, driver, retries, errors, random"},
+     "click, double-click, split-double-click, long-press, actuator-timeout, amplifier-timeout, start, driver, "
+     "retries, errors, amplifier-errors, random"},
     {"bad/records_too_many.json",
      "/services/0/driver/property-replies/9/0/profile-records/count: is out of range: 0 to 1365"},
     {"bad/records_no_batches.json", "/services/0/driver/property-replies/9/0/profile-records: has no batches"},
@@ -186,6 +188,32 @@ const WrongModel wrongModels[] = {
     {"bad/named_service_without_name.json", "/named-services/0: lacks the key \"name\""},
     {"bad/named_service_selector.json",
      "/named-services/0/command-replies: the key \"0x1FFFFFFFF\" is not an id from 0 to 4294967295"},
+    {"bad/records_silent_unknown.json", "/services/0/driver/property-replies/9/0/profile-records/silent/0: \"nose\" is "
+                                        "not one of accel, gyro, compass, pressure, boreal, als, temperature"},
+    {"bad/records_later_without_after.json",
+     "/services/0/driver/property-replies/9/0/profile-records/later/0: lacks the key \"after\""},
+    {"bad/records_later_random.json",
+     "/services/0/driver/property-replies/9/0/profile-records/later/0/flow: \"random\" is not one of mix, idle, click, "
+     "double-click, split-double-click, long-press, actuator-timeout, amplifier-timeout, start, driver, retries, "
+     "errors, amplifier-errors"},
+    {"bad/records_later_unknown_key.json", "/services/0/driver/property-replies/9/0/profile-records/later/0: unknown "
+                                           "key \"seed\"; allowed: after, flow, clock, sequence"},
+    {"unjudged/records_later_order.json", "/services/0/driver/property-replies/9/0/profile-records/later/1/after: is "
+                                          "less than that of the change before it"},
+    {"bad/records_damage_without_way.json",
+     "/services/0/driver/property-replies/9/0/profile-records/damage/0: must have one of the keys lost, hex"},
+    {"bad/records_damage_two_ways.json",
+     "/services/0/driver/property-replies/9/0/profile-records/damage/0: must have one of the keys lost, hex"},
+    {"bad/records_damage_without_batch.json",
+     "/services/0/driver/property-replies/9/0/profile-records/damage/0: lacks the key \"batch\""},
+    {"unjudged/records_damage_no_batch.json", "/services/0/driver/property-replies/9/0/profile-records/damage/0/batch: "
+                                              "is not one of the 2 batches, which count from 0"},
+    {"unjudged/records_damage_beyond.json",
+     "/services/0/driver/property-replies/9/0/profile-records/damage/0: ends at byte 97, but the batch has 96"},
+    {"bad/overrides_without_extends.json", "/overrides: has no place without \"extends\""},
+    {"bad/extends_path.json", "/extends: \"../good/empty.json\" is not the name of a file in the same folder"},
+    {"bad/extends_parent.json", "/extends: \"..\" is not the name of a file in the same folder"},
+    {"bad/extends_nothing.json", "/extends: \"\" is not the name of a file in the same folder"},
     {"unjudged/broken.json",
      "line 2, column 16: syntax error while parsing object key - unexpected '}'; expected string literal"},
     {"unjudged/empty.json",
@@ -326,6 +354,125 @@ TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
   }
   EXPECT_EQ(inSchema, names);
   EXPECT_EQ(reply.at("oneOf").size(), replyContents().size() + 4) << "hex, u32, text, and none at all";
+}
+
+// A model on top of others, which are found by name.
+DeviceModel extended(const std::string& text) {
+  const std::map<std::string, std::string> others = {
+      {"base.json", R"({"services": [{"name": "s", "transport": "VEL", "usages": [{"page": 1, "usage": 2}]}]})"},
+      {"itself.json", R"({"extends": "itself.json"})"},
+      {"third.json", R"({"extends": "base.json"})"},
+      {"second.json", R"({"extends": "third.json"})"},
+      {"first.json", R"({"extends": "second.json"})"},
+      {"broken.json", "{"},
+      {"wrong.json", R"({"servces": []})"},
+      {"list.json", "[]"},
+  };
+  return parseDeviceModel(text, "test", [&](const std::string& name) {
+    const auto found = others.find(name);
+    return found == others.end() ? throw vel::formats::Error(name + ": No such file or directory") : found->second;
+  });
+}
+
+struct WrongExtension {
+  const char* name;
+  std::string model;
+  const char* line; // of the error
+};
+
+void PrintTo(const WrongExtension& extension, std::ostream* out) {
+  *out << extension.name;
+}
+
+std::string overriding(const std::string& path, const std::string& value) {
+  return R"({"extends": "base.json", "overrides": {")" + path + "\": " + value + "}}";
+}
+
+std::string manyOverrides() {
+  std::string list;
+  for (int i = 0; i < 257; ++i) {
+    list += (i == 0 ? "\"/" : ", \"/") + std::to_string(i) + "\": 1";
+  }
+  return R"({"extends": "base.json", "overrides": {)" + list + "}}";
+}
+
+class WrongExtensions : public testing::TestWithParam<WrongExtension> {};
+
+TEST_P(WrongExtensions, AreRefusedWithPlaceAndReason) {
+  try {
+    extended(GetParam().model);
+    FAIL() << "accepted";
+  } catch (const vel::formats::Error& error) {
+    EXPECT_STREQ(error.what(), GetParam().line);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DeviceModel, WrongExtensions,
+    testing::Values(
+        WrongExtension{"Missing", R"({"extends": "none.json"})",
+                       "test: /extends: none.json: No such file or directory"},
+        WrongExtension{"OfNumber", R"({"extends": 5})", "test: /extends: is a number, must be a string"},
+        WrongExtension{"OfItself", R"({"extends": "itself.json"})",
+                       "itself.json: /extends: is one too many: up to 4 models extend each other, and none itself"},
+        WrongExtension{"FiveInARow", R"({"extends": "first.json"})",
+                       "third.json: /extends: is one too many: up to 4 models extend each other, and none itself"},
+        WrongExtension{"OfBrokenModel", R"({"extends": "broken.json"})",
+                       "broken.json: line 1, column 2: syntax error while parsing object key - unexpected end of "
+                       "input; expected string literal"},
+        WrongExtension{"OfModelWithUnknownKey", R"({"extends": "wrong.json"})",
+                       "wrong.json: (whole document): unknown key \"servces\"; did you mean \"services\"?"},
+        WrongExtension{"OfList", R"({"extends": "list.json"})",
+                       "list.json: (whole document): is an array, must be an object"},
+        WrongExtension{"PathWithoutSlash", overriding("services", "[]"),
+                       "test: /overrides/services: \"services\" is not a path such as \"/services/Button/transport\""},
+        WrongExtension{"UnknownService", overriding("/services/t/transport", "1"),
+                       "test: /overrides/~1services~1t~1transport: no \"t\" in /services of base.json"},
+        WrongExtension{"UnknownSection", overriding("/service/s", "1"),
+                       "test: /overrides/~1service~1s: no \"service\" in the document of base.json"},
+        WrongExtension{"BeyondAList", overriding("/services/1", "{}"),
+                       "test: /overrides/~1services~11: no \"1\" in /services of base.json"},
+        WrongExtension{"BelowTheEndOfAList", overriding("/services/-/name", "{}"),
+                       "test: /overrides/~1services~1-~1name: no \"-\" in /services of base.json"},
+        WrongExtension{"IntoText", overriding("/services/s/transport/x", "1"),
+                       "test: /overrides/~1services~1s~1transport~1x: no \"x\" in /services/0/transport of base.json"},
+        WrongExtension{"WrongValue", overriding("/services/s/usages", "5"),
+                       "test, which extends base.json: /services/0/usages: is a number, must be an array"},
+        WrongExtension{"TooManyOverrides", manyOverrides(), "test: /overrides: has more than 256 members"}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(DeviceModel, ModelWithoutFolder_ExtendsNothing) {
+  try {
+    parseDeviceModel(R"({"extends": "base.json"})", "test");
+    FAIL() << "accepted";
+  } catch (const vel::formats::Error& error) {
+    EXPECT_STREQ(error.what(), "test: /extends: has no place: this model has no folder in which to look");
+  }
+}
+
+TEST(DeviceModel, FourModels_ExtendEachOther) {
+  EXPECT_EQ(extended(R"({"extends": "second.json", "name": "top"})").services.at(0).name, "s");
+}
+
+// good/extended.json changes good/middle.json, which changes good/base.json.
+TEST(DeviceModel, ExtendedModel_HasAllThatItDoesNotOverride) {
+  const DeviceModel model = readDeviceModel(fs::path(TEST_MODELS) / "good/extended.json");
+  EXPECT_EQ(model.name, "extended");
+  EXPECT_EQ(model.bootTime, 5);
+  ASSERT_TRUE(model.timeSync);
+  EXPECT_EQ(model.timeSync->calendar, 2);
+  ASSERT_EQ(model.services.size(), 3U);
+  EXPECT_EQ(model.services[0].name, "a/b~c");
+  EXPECT_EQ(model.services[0].properties, (Dictionary{{"Transport", {std::int64_t{5}}}}));
+  EXPECT_EQ(model.services[1].properties, (Dictionary{{"Transport", {std::string("VEL")}},
+                                                      {"kept", {std::int64_t{1}}},
+                                                      {"replaced", {std::int64_t{3}}},
+                                                      {"added", {std::int64_t{6}}}}));
+  ASSERT_EQ(model.services[1].usages.size(), 2U);
+  EXPECT_EQ(model.services[1].usages[0].usage, 9U);
+  EXPECT_EQ(model.services[1].usages[1].page, 7U);
+  EXPECT_EQ(model.services[2].properties, (Dictionary{{"Transport", {std::string("USB")}}}));
+  EXPECT_EQ(model.namedServices.at(0).entry.name, "n");
 }
 
 class WholeModel : public testing::Test {

@@ -8,6 +8,8 @@
 
 #include <cstring>
 #include <filesystem>
+#include <set>
+#include <utility>
 
 namespace {
 
@@ -180,6 +182,75 @@ TEST(ProfileRecordContents, EveryKeyCounts_AndHasAStandardValue) {
   EXPECT_EQ(profileRecords(R"("flow": "click", "count": 1365)").size(), 65520U); // no more records fit into a reply
 }
 
+// A number of a record: of `width` bytes at the offset.
+std::uint64_t numberAt(const Bytes& records, std::size_t record, std::size_t offset, std::size_t width) {
+  std::uint64_t number = 0;
+  for (std::size_t i = width; i > 0; --i) {
+    number =
+        number << 8 | std::to_integer<std::uint64_t>(records.at(record * sizeof(_VelProfileReport) + offset + i - 1));
+  }
+  return number;
+}
+std::uint64_t sequenceAt(const Bytes& records, std::size_t record) {
+  return numberAt(records, record, 4, 4);
+}
+std::uint64_t timeAt(const Bytes& records, std::size_t record) {
+  return numberAt(records, record, 8, 8);
+}
+
+TEST(ProfileRecordContents, LaterChanges_HappenOnceARoundHasEnded) {
+  const std::string flow = R"("flow": "idle", "count": 200, "sequence": 70)";
+  const Bytes plain = profileRecords(flow);
+  const Bytes changed = profileRecords(
+      flow +
+      R"(, "later": [{"after": 100, "clock": 5}, {"after": 120, "sequence": 7}, {"after": 150, "flow": "retries"}])");
+  std::size_t clockSet = 0;
+  std::size_t renumbered = 0;
+  for (std::size_t i = 1; i < 200; ++i) {
+    if (timeAt(changed, i) < timeAt(changed, i - 1)) {
+      EXPECT_EQ(std::exchange(clockSet, i), 0U);
+      EXPECT_EQ(timeAt(changed, i), 5U);
+    }
+    if (sequenceAt(changed, i) != sequenceAt(changed, i - 1) + 1) {
+      EXPECT_EQ(std::exchange(renumbered, i), 0U);
+      EXPECT_EQ(sequenceAt(changed, i), 7U);
+    }
+  }
+  EXPECT_EQ(sequenceAt(changed, 0), 70U);
+  EXPECT_GE(clockSet, 100U);
+  EXPECT_GE(renumbered, 120U);
+  EXPECT_TRUE(std::equal(plain.begin(), plain.begin() + static_cast<std::ptrdiff_t>(clockSet * 48), changed.begin()));
+  EXPECT_EQ(numberAt(changed, 199, 3, 1), 6U) << "handshakes on a serial line, which an idle device does not record";
+}
+
+TEST(ProfileRecordContents, SilentSensors_RecordNothing) {
+  const auto sensorsOf = [](const Bytes& records) {
+    std::set<std::uint64_t> components;
+    for (std::size_t i = 0; i < records.size() / sizeof(_VelProfileReport); ++i) {
+      if (numberAt(records, i, 3, 1) == 2) {
+        components.insert(numberAt(records, i, 2, 1));
+      }
+    }
+    return components;
+  };
+  const std::string flow = R"("flow": "mix", "count": 1365)";
+  EXPECT_EQ(sensorsOf(profileRecords(flow)), (std::set<std::uint64_t>{0, 1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(sensorsOf(profileRecords(flow + R"(, "silent": ["gyro", "als"])")),
+            (std::set<std::uint64_t>{0, 2, 3, 4, 6}));
+}
+
+TEST(ProfileRecordContents, Damage_LosesBytesOrChangesThem) {
+  const std::string flow = R"("flow": "idle", "count": 3)";
+  const Bytes whole = profileRecords(flow);
+  const Bytes damaged = profileRecords(
+      flow + R"(, "damage": [{"batch": 0, "at": 140, "hex": "01fe"}, {"batch": 0, "at": 50, "lost": 5}])");
+  Bytes expected = whole;
+  expected[140] = std::byte{1};
+  expected[141] = std::byte{0xFE};
+  expected.erase(expected.begin() + 50, expected.begin() + 55);
+  EXPECT_EQ(damaged, expected);
+}
+
 TEST(ProfileRecordContents, NumbersAndNamesHaveLimits) {
   const std::string place = "test: /services/0/driver/property-replies/1/0/profile-records";
   const std::string flow(64, 'x');
@@ -189,8 +260,8 @@ TEST(ProfileRecordContents, NumbersAndNamesHaveLimits) {
       {R"("flow": "click", "count": 0, "batches": 4097)", place + "/batches: is out of range: 0 to 4096"},
       {R"("flow": ")" + flow + "\"",
        place + "/flow: \"" + flow +
-           "\" is not one of mix, idle, click, double-click, long-press, actuator-timeout, "
-           "driver, retries, errors, random"},
+           "\" is not one of mix, idle, click, double-click, split-double-click, long-press, actuator-timeout, "
+           "amplifier-timeout, start, driver, retries, errors, amplifier-errors, random"},
       {R"("flow": ")" + flow + "x\"", place + "/flow: has 65 bytes, at most 64 are allowed"},
   };
   for (const auto& [keys, refusal] : rows) {

@@ -50,7 +50,8 @@ class Shown(Temporary):
         VELSTAT_WRITE_GOLDEN=1 and read the difference."""
         self.maxDiff = None
         models = sorted(path.stem for path in MODELS.glob("*.json") if path.stem != "device-model.schema")
-        self.assertEqual(models, ["actuator-timeout", "default", "garbage", "idle", "refusing-driver"])
+        self.assertEqual({f"capture_{name}.expect" for name in models},
+                         {path.name for path in (HERE / "golden").glob("capture_*.expect")})
         for name in models:
             detail = ["--all"] if name in ("garbage", "refusing-driver") else []
             with self.subTest(name):
@@ -83,64 +84,6 @@ class Shown(Temporary):
         self.assertEqual(len(re.findall(r"^  KIP Profile \d+ ;count=32 ;type=(?:fw|kext|err)  state handler", shown, re.M)), 104)
         self.assertEqual(shown.count("'category':"), 104 * 32)
         self.assertEqual(shown.count("publishTSData op="), 23)  # repeated lines are one
-
-    def test_default_model_tells_one_story(self):
-        """Statistics, profile log, error log and metrics of the default device speak of the same press and faults."""
-        document, lines, told = self.captured_story("default")
-        press = document["records"][0]["value"]["last button press"]
-        clicks = [press[f"click {number}"] for number in (1, 2)]
-        nanoseconds = [press["finger on ts"]]
-        for click in clicks:
-            down, up = click["button down ts"], click["button up ts"]
-            nanoseconds += [down, down + click["button down to play asset"], up, click["play asset ts"]]
-            self.assertEqual(click["play asset ts"] - up, click["button up to play asset"])
-        self.assertEqual(press["finger detect to button down"], nanoseconds[1] - nanoseconds[0])
-        nanoseconds.append(press["finger off ts"])
-
-        edges = ["ckp_ZORBButtonDown", "ckp_HaldenPlayAsset", "ckp_ZORBButtonUp", "ckp_HaldenPlayAsset"]
-        self.assertEqual([entry for entry in told if entry[1] != "ckp_HaldenStartHaptics"],
-                         list(zip([time // 1000 for time in nanoseconds],
-                                  ["ckp_ZORBFingerON", *edges, *edges, "ckp_ZORBFingerOFF"])))
-        self.assertEqual(next(time for time, name in told if name == "ckp_HaldenStartHaptics"),
-                         press["start haptic ts"] // 1000)
-
-        faults = sum("HaldenCLTimeOut" in line for line in lines["err"])
-        counted = {row["key"]: row.get("value") for row in document["metrics"]}
-        self.assertEqual(faults, counted["com.tavik.kip.button.halden.cl_timeout.count"])
-        self.assertLess(sum(bool(re.search(r"'event': *'timeout'", line)) for line in lines["err"]), 10)
-
-    def test_timed_out_press_is_one_story_without_an_asset(self):
-        document, lines, told = self.captured_story("actuator-timeout")
-        press = document["records"][0]["value"]["last button press"]
-        click = press["click 1"]
-        self.assertEqual(told, [(press["finger on ts"] // 1000, "ckp_ZORBFingerON"),
-                                (click["button down ts"] // 1000, "ckp_ZORBButtonDown"),
-                                (press["start haptic ts"] // 1000, "ckp_HaldenStartHaptics"),
-                                (click["button up ts"] // 1000, "ckp_ZORBButtonUp"),
-                                (press["finger off ts"] // 1000, "ckp_ZORBFingerOFF")])
-        self.assertEqual(press["finger detect to button down"], click["button down ts"] - press["finger on ts"])
-        self.assertEqual([click[key] for key in ("play asset ts", "button down to play asset", "button up to play asset")],
-                         [0, 0, 0])
-        # The error log ends before the profile log begins: their timeouts are different ones.
-        stamps = {kind: [int(re.search(r"'timestamp': *(\d+)", line)[1]) for line in lines[kind]] for kind in lines}
-        self.assertLess(max(stamps["err"]), min(stamps["fw"]))
-        timeouts = sum("HaldenCLTimeOut" in line for line in lines["err"] + lines["fw"])
-        counted = {row["key"]: row for row in document["metrics"]}
-        self.assertEqual(timeouts, counted["com.tavik.kip.button.halden.cl_timeout.count"]["value"])
-        self.assertEqual(timeouts, counted["com.tavik.kip.button.click.count"]["value"])
-        self.assertEqual(counted["com.tavik.kip.button.click.duration"]["max"],
-                         round((click["button up ts"] - click["button down ts"]) / 250000) / 4)
-
-    @staticmethod
-    def captured_story(model):
-        """A model's capture, the lines of its logs, and the last press's checkpoints without the amplifier's."""
-        document = json.loads(run("capture", "--format", "json", "--model", MODELS / f"{model}.json").stdout)
-        lines = {kind: [line for record in document["records"] if f";type={kind}" in record["title"]
-                        for line in record["value"]] for kind in ("fw", "err")}
-        checkpoints = [(int(time), name) for line in lines["fw"] for time, name in
-                       re.findall(r"'timestamp': *(\d+), .*'trace': *'(ckp_\w+)'", line)]
-        last = max(place for place, (_, name) in enumerate(checkpoints) if name == "ckp_ZORBFingerON")
-        return document, lines, [(time, name) for time, name in checkpoints[last:] if not name.startswith("ckp_ARC")]
 
     def test_built_in_model_is_the_default_model(self):
         self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
@@ -319,7 +262,7 @@ class WrongInput(Temporary):
     def test_control_characters_do_not_reach_the_terminal(self):
         path = self.model('{"\\u001b[31m\\n": 1}')
         self.refused(f'{path}: (whole document): unknown key "\\x1B[31m\\n"; allowed: $schema, name, description, '
-                     "boot-time, time-sync, services, named-services", "--model", path)
+                     "boot-time, time-sync, services, named-services, extends, overrides", "--model", path)
 
     def test_bytes_that_are_not_utf8(self):
         path = self.folder / "model.json"
