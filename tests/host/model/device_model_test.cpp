@@ -114,7 +114,7 @@ const WrongModel wrongModels[] = {
     {"bad/assets_unknown_event.json", "/services/0/driver/property-replies/9/0/zorb-assets: unknown key "
                                       "\"Slow-QuadDown\"; did you mean \"Slow-DeepDown\"?"},
     {"bad/asset_unknown_key.json", "/services/0/driver/property-replies/9/0/zorb-assets/Slow-DeepUp: unknown key "
-                                   "\"gian\"; allowed: enable, gain, min, max, slot"},
+                                   "\"gian\"; did you mean \"gain\"?"},
     {"bad/asset_gain_too_large.json", "/services/0/driver/property-replies/9/0/zorb-assets/Fast-(null)/gain: is out of "
                                       "range: -32768 to 32767.99998474121"},
     {"bad/asset_enable_too_large.json",
