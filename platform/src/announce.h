@@ -57,23 +57,28 @@ void addArgument(std::string& text, const Detail<T>& detail) {
 // returns no code then answers with null, 0 or false. `canFail` is false for functions that cannot fail.
 std::optional<std::int32_t> announceCall(const char* function, bool canFail, std::string arguments);
 
+// The rare case, kept out of the functions that announce: they then need no room for a text.
+template <class... Arguments>
+[[gnu::cold, gnu::noinline]] std::optional<std::int32_t> announceWatched(const char* function, bool canFail,
+                                                                         const Arguments&... arguments) {
+  std::string text;
+  (addArgument(text, arguments), ...);
+  return announceCall(function, canFail, std::move(text));
+}
+
 template <class... Arguments>
 std::optional<std::int32_t> announce(const char* function, const Arguments&... arguments) {
   if (watching.load(std::memory_order_relaxed) == 0) {
     return std::nullopt;
   }
-  std::string text;
-  (addArgument(text, arguments), ...);
-  return announceCall(function, true, std::move(text));
+  return announceWatched(function, true, arguments...);
 }
 
 // For functions that cannot fail.
 template <class... Arguments>
 void note(const char* function, const Arguments&... arguments) {
   if (watching.load(std::memory_order_relaxed) != 0) {
-    std::string text;
-    (addArgument(text, arguments), ...);
-    announceCall(function, false, std::move(text));
+    announceWatched(function, false, arguments...);
   }
 }
 
