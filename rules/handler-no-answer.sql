@@ -1,8 +1,7 @@
 -- title: State handlers that returned nothing although they should have
 -- severity: error
 -- rank: 60
--- finding: '{service}' did not answer {handlers} of the {all_handlers} questions that were put
---   to it: {result_text}{code}.
+-- finding: '{service}' left {handlers} of {all_handlers} questions unanswered: {result_text}{code}.
 -- why: What a handler would have reported is missing from the capture without a trace:
 --   a sensor or a button that is not listed is not healthy, it is unknown.
 -- next: The result is the driver's. Look at the log of the capture for '{service}', check

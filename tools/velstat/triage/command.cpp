@@ -1,5 +1,6 @@
 // velstat triage: the command line.
 
+#include <rules/self_test.h>
 #include <rules/triage.h>
 #include <sources/input.h>
 #include <velstat/commands.h>
@@ -37,6 +38,7 @@ struct TriageOptions {
   std::string failOn = "note";
   unsigned timeout = 60;
   bool list = false;
+  bool selfTest = false;
 };
 
 std::vector<rules::Rule> rulesFor(const TriageOptions& line) {
@@ -92,7 +94,32 @@ void write(const TriageOptions& line, const std::vector<rules::Finding>& finding
   out.flush();
 }
 
+int testRules(const TriageOptions& line) {
+  const query::Limits limits{.time = std::chrono::seconds(line.timeout)};
+  const rules::ShippedSamples samples;
+  std::size_t count = rules::shippedRules().size();
+  std::vector<std::string> failures = rules::failedSamples(rules::shippedRules(), samples.folder(), limits);
+  if (!line.folder.empty()) {
+    const std::vector<rules::Rule> own = rules::readRules(line.folder);
+    count += own.size();
+    for (std::string& failure : rules::failedSamples(own, line.folder, limits)) {
+      failures.push_back(std::move(failure));
+    }
+  }
+  for (const std::string& failure : failures) {
+    complain(failure);
+  }
+  if (failures.empty()) {
+    writeStandardOutput(
+        fmt::format("{}: each is triggered by its sample, and not by its clean one\n", countText(count, "rule")));
+  }
+  return failures.empty() ? clean : found;
+}
+
 int triageInputs(const TriageOptions& line) {
+  if (line.selfTest) {
+    return testRules(line);
+  }
   if (line.list) {
     writeList(rulesFor(line));
     return clean;
@@ -148,6 +175,7 @@ void addTriage(CLI::App& app, int& status) {
       ->allow_extra_args(false);
   command->add_option("--rules", line->folder, "Also use the rules (*.sql) in this folder")->type_name("FOLDER");
   command->add_flag("--list", line->list, "Show the rules, a line each, and read nothing");
+  command->add_flag("--self-test", line->selfTest, "Try the rules on their samples, and read nothing else");
   command->add_option("--fail-on", line->failOn, "Exit with 1 for findings from this severity on")
       ->check(CLI::IsMember({"note", "warning", "error"}))
       ->capture_default_str();

@@ -122,16 +122,23 @@ std::string countsText(std::span<const Finding> findings) {
 
 void writeFindings(Sink& out, std::span<const Finding> findings, const std::vector<InputInfo>& inputs,
                    std::size_t width, const Style& style) {
-  for (const Finding& finding : findings) {
-    out += '\n' + severityText(finding.severity, style);
-    out += style.bold(escape(finding.rule)) + '\n';
-    appendPart(out, "", finding.text, width, style);
-    appendPart(out, "  why", finding.why, width, style);
-    appendPart(out, "  next", finding.next, width, style);
-    appendPart(out, "  where", placeText(finding.evidence, inputs), width, style);
-    if (finding.more != 0) {
-      appendPart(out, "", moreText(finding), width, style);
+  for (auto first = findings.begin(); first != findings.end();) {
+    const auto end = std::find_if(first, findings.end(), [&](const Finding& each) { return each.rule != first->rule; });
+    out += '\n' + severityText(first->severity, style);
+    out += style.bold(escape(first->rule)) + '\n';
+    for (auto finding = first; finding != end; ++finding) {
+      appendPart(out, "", finding->text, width, style);
+      if (finding->more != 0) {
+        appendPart(out, "", moreText(*finding), width, style);
+      }
+      const std::string place = placeText(finding->evidence, inputs);
+      if (finding + 1 == end || place != placeText(finding[1].evidence, inputs)) { // told once for several
+        appendPart(out, "  where", place, width, style);
+      }
     }
+    appendPart(out, "  why", first->why, width, style);
+    appendPart(out, "  next", first->next, width, style);
+    first = end;
   }
 }
 

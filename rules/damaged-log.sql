@@ -1,0 +1,27 @@
+-- title: Records of the log are damaged or lost on the way
+-- severity: error
+-- rank: 85
+-- finding: The log is damaged: {what}.
+-- why: What cannot be read is missing from every other answer, and damage on the way from
+--   the co-processor (memory, bus, driver) is a fault of its own.
+-- next: Look at the first place: velstat decode {source} reports each damaged line. If captures
+--   differ in what is damaged, suspect the transport; if not, the firmware's buffer.
+-- triggers: samples/damaged-lines.txt
+-- clean: samples/press.jsonl
+
+-- Lines that do not hold what they should, and records whose ids no table knows.
+WITH damage AS MATERIALIZED (
+  SELECT source, report, position,
+         CASE kind WHEN 'contradiction' THEN 'whose words contradict their bytes'
+                   WHEN 'damaged' THEN 'without their 48 bytes'
+                   ELSE 'missing from their batches' END AS kind, count
+  FROM defects WHERE kind IN ('contradiction', 'damaged', 'missing-lines')
+  UNION ALL
+  SELECT source, report, position, 'of an unknown category or type', 1
+  FROM records WHERE category GLOB '[0-9]*' OR type GLOB '[0-9]*'
+), counted AS (
+  SELECT source, kind, sum(count) AS n, min(position) AS position, report FROM damage GROUP BY source, kind
+)
+SELECT source, group_concat(n || CASE n WHEN 1 THEN ' record ' ELSE ' records ' END || kind, ', ') AS what,
+       report, min(position) AS position
+FROM counted GROUP BY source
