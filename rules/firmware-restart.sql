@@ -3,7 +3,7 @@
 -- rank: 95
 -- finding: The firmware restarted {times}: the {log} log began anew at record {number},
 --   {seconds} s on the co-processor's clock.
--- why: A restart that nobody asked for is a crash or a reset. What was counted and timed
+-- why: A restart in the middle of use is a crash or a reset. What was counted and timed
 --   before is lost: statistics and times of the last press begin anew.
 -- next: Read what came just before: velstat decode {source}. The last records before the
 --   numbers begin anew show what the firmware was doing. com.tavik.kip.purl.reset_count

@@ -1,8 +1,8 @@
--- title: Sensors that nobody subscribed to
+-- title: Sensors without subscribers
 -- severity: note
 -- rank: 40
 -- finding: The sensor '{name}' has no clients.
--- why: Nobody reads it: either nothing needs it at the moment, or the program that should has not
+-- why: No program reads it: either none needs it at the moment, or the program that should has not
 --   started.
 -- next: Start what should use it, and capture again.
 -- triggers: samples/sensor-bad.plist

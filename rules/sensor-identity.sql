@@ -2,7 +2,7 @@
 -- severity: warning
 -- rank: 45
 -- finding: The sensor '{name}' does not tell its {which}.
--- why: Without manufacturer and model nobody can tell which part is built in, and its driver may
+-- why: Without manufacturer and model it is not known which part is built in, and its driver may
 --   have been given the wrong settings.
 -- next: velstat query {source} "SELECT path, value FROM state WHERE report_number = {report}" shows
 --   the whole report. Text that is not ASCII is left out by the plug-in, too.

@@ -17,8 +17,8 @@ namespace vel::stat {
 // "3 findings: 1 error, 2 notes", "nothing found".
 std::string countsText(std::span<const rules::Finding> findings);
 
-// Each finding with where it was seen, why it matters and what is next, wrapped to `width` columns. Findings of the same
-// rule share the last two.
+// Each finding with where it was seen, why it matters and what is next, wrapped to `width` columns. Findings of the
+// same rule share the last two.
 void writeFindings(Sink& out, std::span<const rules::Finding> findings, const std::vector<sources::InputInfo>& inputs,
                    std::size_t width, const Style& style);
 // Severity and what was seen, and no more.
