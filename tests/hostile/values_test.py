@@ -11,7 +11,8 @@ QUERY = ("--file", "--format", "--export", "--timeout")
 OPTIONS = [
     *[("capture", option) for option in ("--plugin", "--model", "--api", "--format", "--out")],
     *[("decode", option) for option in ("--format", "--timesync", "--boot", "--category", "--component", "--event",
-                                        "--type", "--sequence", "--time", "--skip", "--limit", "--jobs")],
+                                        "--type", "--layout", "--sequence", "--time", "--since", "--until", "--skip",
+                                        "--limit", "--jobs")],
     *[("generate", "records", option) for option in ("--seed", "--count")],
     *[("show", "file", option) for option in ("--format", "--path")],
     *[("tally", "--watch", "file", option) for option in ("--format", "--key", "--interval", "--count")],
