@@ -135,43 +135,82 @@ red\\x1B[31m\\n\\u{202E}      1  2023-11-15 03:43:20  2023-11-15 03:43:20
                 "x=\"1\",y", "x.count", "x", "x_sum", "{", "le", "#", "# EOF", "tab\t", "\r", "\\x0D", "\u202e"]
     ESCAPED = {"\r": "\\x0D", "\u202e": "\\u{202E}"}
 
-    def test_openmetrics_is_read_by_another_parser(self):
+    def fill_odd_keys(self):
         commands = [("time", START)]
         for i, key in enumerate(self.ODD_KEYS):
             commands += [("set", key, 10 - i), ("push", key, -0.5, i), ("push", key, i + 0.25, 3)]
-        self.fill(*commands, ("empty", "cleared"), ("add", "big", 2**63 - 1))
+        self.fill(*commands, ("empty", "cleared"), ("push", "cleared", 1e300, 7), ("set", "big", 2**63 - 1),
+                  ("add", "big", 2))
+
+    def test_openmetrics_is_read_by_another_parser(self):
+        self.fill_odd_keys()
         status, out, errors = self.tally("--format", "openmetrics", "tally.sqlite")
         self.assertEqual((status, errors), (0, ""))
         found = {}
+        units = {}
         for family in text_string_to_metric_families(out):
             self.assertEqual(family.type, "gauge")
             self.assertNotEqual(family.documentation, "")
+            self.assertNotIn(family.name, units)
+            units[family.name] = family.unit
             for sample in family.samples:
-                place = (sample.name, sample.labels["key"], sample.labels.get("escaped"), sample.labels.get("quantile"))
+                self.assertEqual(sample.name, family.name)
+                place = (sample.name, sample.labels["key"], sample.labels.get("escaped"), sample.labels.get("statistic"))
                 self.assertNotIn(place, found)
                 found[place] = sample.value
+        self.assertEqual(units, {"tallystore_scalar": "", "tallystore_scalar_overflows": "overflows",
+                                 "tallystore_distribution": "", "tallystore_distribution_samples": "samples",
+                                 "tallystore_distribution_ignored_samples": "samples"})
 
-        names = {"": "_", "a.b": "a_b", "a_b": "a_b", "a-b": "a_b", "a b": "a_b", "5a": "_5a", "Größe": "Gr__e",
-                 'quote"': "quote_", "back\\slash": "back_slash", "new\nline": "new_line", "brace}": "brace_",
-                 "a # b": "a___b", "x=\"1\",y": "x__1__y", "x.count": "x_count", "{": "_", "#": "_", "# EOF": "__EOF",
-                 "tab\t": "tab_", "\r": "_", "\\x0D": "_x0D", "\u202e": "_"}
-        expected = {("cleared_count", "cleared", None, None): 0, ("big", "big", None, None): 2**63 - 1}
+        scalar, distribution = "tallystore_scalar", "tallystore_distribution"
+        cleared, big = ("cleared", None, None), ("big", None, None)
+        expected = {(scalar, *big): 2**63 - 1, (scalar + "_overflows", *big): 1,
+                    (distribution + "_samples", *cleared): 0, (distribution + "_ignored_samples", *cleared): 7}
         for i, key in enumerate(self.ODD_KEYS):
-            name = names.get(key, key)
             samples = sorted([-0.5] * i + [i + 0.25] * 3)
             mean = sum(samples) / len(samples)
-            deviation = math.sqrt(sum((s - mean) ** 2 for s in samples) / len(samples))
-            label = (self.ESCAPED.get(key, key), "true" if key in self.ESCAPED else None)
-            expected |= {(name, *label, None): 10 - i, (name + "_count", *label, None): len(samples),
-                         (name + "_sum", *label, None): sum(samples), (name + "_min", *label, None): samples[0],
-                         (name + "_max", *label, None): samples[-1], (name + "_mean", *label, None): mean,
-                         (name + "_stddev", *label, None): deviation}
+            statistics = {"sum": sum(samples), "min": samples[0], "max": samples[-1], "mean": mean,
+                          "standard deviation": math.sqrt(sum((s - mean) ** 2 for s in samples) / len(samples))}
             for percent in (50, 90, 99):
-                rank = -(-len(samples) * percent // 100)
-                expected[name, *label, str(percent / 100)] = samples[rank - 1]
+                statistics[f"p{percent}"] = samples[-(-len(samples) * percent // 100) - 1]
+            label = (self.ESCAPED.get(key, key), "true" if key in self.ESCAPED else None)
+            expected |= {(scalar, *label, None): 10 - i, (scalar + "_overflows", *label, None): 0,
+                         (distribution + "_samples", *label, None): len(samples),
+                         (distribution + "_ignored_samples", *label, None): 0}
+            expected |= {(distribution, *label, name): value for name, value in statistics.items()}
         self.assertEqual(found.keys(), expected.keys())
         for place, value in expected.items():
             self.assertAlmostEqual(found[place], value, delta=abs(value) * 1e-12, msg=place)
+
+    def test_promtool_finds_nothing_to_improve_in_openmetrics(self):
+        self.fill_odd_keys()
+        out = self.tally("--format", "openmetrics", "tally.sqlite")[1]
+        check = subprocess.run(["promtool", "check", "metrics"], input=out.encode(), capture_output=True, timeout=60)
+        self.assertEqual((check.returncode, check.stdout, check.stderr), (0, b"", b""))
+        worse = subprocess.run(["promtool", "check", "metrics"], input=out.replace("_samples", "_count").encode(),
+                               capture_output=True, timeout=60)
+        self.assertIn(b'should not have "_count" suffix', worse.stderr + worse.stdout)
+
+    def test_openmetrics_has_only_families_with_samples(self):
+        self.fill(("time", START), ("add", "a", 3), ("empty", "d"))
+        self.assertEqual(self.tally("--format", "openmetrics", "tally.sqlite")[1], """\
+# TYPE tallystore_scalar gauge
+# HELP tallystore_scalar Value of a scalar, in the unit of its key.
+tallystore_scalar{key="a"} 3
+# TYPE tallystore_scalar_overflows gauge
+# UNIT tallystore_scalar_overflows overflows
+# HELP tallystore_scalar_overflows Additions to a scalar that were clamped.
+tallystore_scalar_overflows{key="a"} 0
+# TYPE tallystore_distribution_samples gauge
+# UNIT tallystore_distribution_samples samples
+# HELP tallystore_distribution_samples Number of samples of a distribution.
+tallystore_distribution_samples{key="d"} 0
+# TYPE tallystore_distribution_ignored_samples gauge
+# UNIT tallystore_distribution_ignored_samples samples
+# HELP tallystore_distribution_ignored_samples Samples of a distribution that are not finite or too large to count.
+tallystore_distribution_ignored_samples{key="d"} 0
+# EOF
+""")
 
     def test_another_sqlite_reads_the_same_values(self):
         numbers = random.Random(9)

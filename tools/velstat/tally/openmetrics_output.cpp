@@ -5,11 +5,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
-#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vel::stat {
 
@@ -17,24 +15,6 @@ namespace {
 
 using control::TallyKind;
 using control::TallyRow;
-
-// A metric's name has letters, digits and underscores and does not begin with a digit. Different keys may give the same
-// name, also because long names are cut: each sample has its key as a label.
-std::string metricName(std::string_view key) {
-  constexpr std::size_t longest = 200;
-  std::string name;
-  while (!key.empty() && name.size() < longest) {
-    const char c = key.front();
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-    const bool digit = c >= '0' && c <= '9';
-    if (digit && name.empty()) {
-      name += '_';
-    }
-    name += letter || digit ? c : '_';
-    key.remove_prefix(decodeUTF8(key).length);
-  }
-  return name.empty() ? "_" : name;
-}
 
 // The format only has escapes for line breaks, quotation marks and backslashes. A key with other characters that a
 // terminal would act on, or that is not UTF-8, is written the way other commands show it.
@@ -70,83 +50,113 @@ void appendKeyLabels(Sink& out, std::string_view key) {
 
 // A sample that a row provides.
 struct Part {
-  std::string_view suffix; // of the metric's name
-  std::string_view help;
-  std::string_view quantile;
+  std::string_view statistic; // the value of that label; empty: no label
   std::string (*value)(const TallyRow&);
+  bool always = true; // also for a distribution without samples
 };
 
 template <auto Member>
-std::string number(const TallyRow& row) {
+std::string scalar(const TallyRow& row) {
+  return fmt::format("{}", row.scalar.*Member);
+}
+
+template <auto Member>
+std::string distribution(const TallyRow& row) {
   return fmt::format("{}", row.distribution.*Member);
 }
 
-using control::TallyDistribution;
-constexpr std::string_view quantiles = "Quantiles of the samples.";
-constexpr Part scalarParts[] = {
-    {"", "Value of a scalar.", "", [](const TallyRow& row) { return fmt::format("{}", row.scalar.value); }},
-};
-constexpr Part distributionParts[] = {
-    {"_count", "Number of samples.", "", number<&TallyDistribution::count>}, // the only one without samples
-    {"_sum", "Sum of the samples.", "", number<&TallyDistribution::sum>},
-    {"_min", "Smallest sample.", "", number<&TallyDistribution::min>},
-    {"_max", "Largest sample.", "", number<&TallyDistribution::max>},
-    {"_mean", "Mean of the samples.", "", number<&TallyDistribution::mean>},
-    {"_stddev", "Standard deviation of the samples.", "", number<&TallyDistribution::standardDeviation>},
-    {"", quantiles, "0.5", number<&TallyDistribution::p50>},
-    {"", quantiles, "0.9", number<&TallyDistribution::p90>},
-    {"", quantiles, "0.99", number<&TallyDistribution::p99>},
+// The samples of all keys of a kind that have one unit.
+struct Family {
+  TallyKind kind;
+  std::string_view name; // ends with the unit, if there is one
+  std::string_view unit; // empty: that of the key, which the store does not know
+  std::string_view help;
+  std::vector<Part> parts;
 };
 
-std::span<const Part> partsOf(const TallyRow& row) {
-  if (row.kind == TallyKind::scalar) {
-    return scalarParts;
-  }
-  return std::span(distributionParts).first(row.distribution.count == 0 ? 1 : std::size(distributionParts));
+using control::TallyDistribution;
+using control::TallyScalar;
+
+const std::vector<Family>& families() {
+  static const std::vector<Family> all = {
+      {TallyKind::scalar,
+       "tallystore_scalar",
+       "",
+       "Value of a scalar, in the unit of its key.",
+       {{"", scalar<&TallyScalar::value>}}},
+      {TallyKind::scalar,
+       "tallystore_scalar_overflows",
+       "overflows",
+       "Additions to a scalar that were clamped.",
+       {{"", scalar<&TallyScalar::overflows>}}},
+      {TallyKind::distribution,
+       "tallystore_distribution",
+       "",
+       "Statistics of the samples of a distribution, in the unit of its key.",
+       {{"sum", distribution<&TallyDistribution::sum>, false},
+        {"min", distribution<&TallyDistribution::min>, false},
+        {"max", distribution<&TallyDistribution::max>, false},
+        {"mean", distribution<&TallyDistribution::mean>, false},
+        {"standard deviation", distribution<&TallyDistribution::standardDeviation>, false},
+        {"p50", distribution<&TallyDistribution::p50>, false},
+        {"p90", distribution<&TallyDistribution::p90>, false},
+        {"p99", distribution<&TallyDistribution::p99>, false}}},
+      {TallyKind::distribution,
+       "tallystore_distribution_samples",
+       "samples",
+       "Number of samples of a distribution.",
+       {{"", distribution<&TallyDistribution::count>}}},
+      {TallyKind::distribution,
+       "tallystore_distribution_ignored_samples",
+       "samples",
+       "Samples of a distribution that are not finite or too large to count.",
+       {{"", distribution<&TallyDistribution::ignored>}}},
+  };
+  return all;
 }
 
-struct Sample {
-  const TallyRow* row;
-  const Part* part;
-  std::string_view baseName;
+bool has(const TallyRow& row, const Part& part) {
+  return part.always || row.distribution.count != 0;
+}
 
-  std::string name() const { return fmt::format("{}{}", baseName, part->suffix); }
-};
+void appendHeader(Sink& out, const Family& family) {
+  out += fmt::format("# TYPE {} gauge\n", family.name);
+  if (!family.unit.empty()) {
+    out += fmt::format("# UNIT {} {}\n", family.name, family.unit);
+  }
+  out += fmt::format("# HELP {} {}\n", family.name, family.help);
+}
 
-// By name, without making the names of samples whose keys differ.
-bool precedes(const Sample& a, const Sample& b) {
-  const std::size_t common = std::min(a.baseName.size(), b.baseName.size());
-  const int order = a.baseName.substr(0, common).compare(b.baseName.substr(0, common));
-  return order != 0 ? order < 0 : a.name() < b.name();
+void appendFamily(Sink& out, const Family& family, const std::vector<TallyRow>& rows) {
+  bool begun = false;
+  for (const TallyRow& row : rows) {
+    if (row.kind != family.kind) {
+      continue;
+    }
+    for (const Part& part : family.parts) {
+      if (!has(row, part)) {
+        continue;
+      }
+      if (!begun) {
+        appendHeader(out, family);
+        begun = true;
+      }
+      out += family.name;
+      out += '{';
+      appendKeyLabels(out, row.key);
+      if (!part.statistic.empty()) {
+        out += fmt::format(",statistic=\"{}\"", part.statistic);
+      }
+      out += fmt::format("}} {}\n", part.value(row));
+    }
+  }
 }
 
 } // namespace
 
 void tallyOpenMetrics(Sink& out, const std::vector<TallyRow>& rows) {
-  std::vector<std::string> baseNames;
-  baseNames.reserve(rows.size());
-  std::vector<Sample> samples; // samples of one name must be consecutive
-  for (const TallyRow& row : rows) {
-    baseNames.push_back(metricName(row.key));
-    for (const Part& part : partsOf(row)) {
-      samples.push_back({&row, &part, baseNames.back()});
-    }
-  }
-  std::stable_sort(samples.begin(), samples.end(), precedes);
-  std::string family;
-  for (const auto& [row, part, baseName] : samples) {
-    const std::string name = fmt::format("{}{}", baseName, part->suffix);
-    if (name != family) {
-      out += fmt::format("# TYPE {} gauge\n# HELP {} {}\n", name, name, part->help);
-      family = name;
-    }
-    out += name;
-    out += '{';
-    appendKeyLabels(out, row->key);
-    if (!part->quantile.empty()) {
-      out += fmt::format(",quantile=\"{}\"", part->quantile);
-    }
-    out += fmt::format("}} {}\n", part->value(*row));
+  for (const Family& family : families()) {
+    appendFamily(out, family, rows);
   }
   out += "# EOF\n";
 }
