@@ -122,7 +122,9 @@ void addCapture(CLI::App& app, int& status) {
       ->type_name("BUNDLE");
   command->add_option("--model", options->model, "The device model, - for standard input (default: built in)")
       ->type_name("FILE");
-  command->add_option("--api", options->api, "Why the capture is asked for: 1 error, 2 fault, 3 request")
+  command
+      ->add_option("--api", options->api,
+                   "Why the capture is asked for: 1 error, 2 fault, 3 request; other numbers reach the plug-in too")
       ->type_name("N")
       ->transform(decimal<std::uint32_t>())
       ->capture_default_str();
