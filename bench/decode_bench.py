@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""How fast velstat decodes: on one core and on two, into a pipe, in how much memory, and beside babeltrace2.
+"""How fast velstat decodes: on one core and on two, into a pipe, in each format, in how much memory, and beside
+babeltrace2.
 
 usage: decode_bench.py [--velstat FILE] [--records N] [--rounds N] [--folder DIR] [--without-babeltrace]
 
@@ -178,9 +179,37 @@ def measure(velstat, count, rounds, folder, with_babeltrace):
                               ("into a pipe against writing from memory", "memory", "pipe")):
         print(f"| {name} | {best[over] / best[under]:.2f} | {middle[over] / middle[under]:.2f} |")
     print(f"\npeak memory: {peak:.1f} MB for a file of {count * 48 / 1e6:.0f} MB", flush=True)
+    every_format(velstat, count, rounds, records)
     if with_babeltrace:
         beside_babeltrace(count, best, folder)
     print(f"load after: {' '.join(f'{load:.2f}' for load in os.getloadavg())}")
+
+
+FORMATS = {  # name: options
+    "text": ["--format", "text"],
+    "brief": ["--format", "brief"],
+    "brief, differences of times": ["--delta"],
+    "JSON": ["--format", "json"],
+    "CSV": ["--format", "csv"],
+    "JSON, four fields": ["--format", "json", "--fields", "timestamp,event,trace,arg1"],
+    "CSV, four fields": ["--format", "csv", "--fields", "timestamp,event,trace,arg1"],
+}
+
+
+def every_format(velstat, count, rounds, records):
+    commands = {name: [velstat, "decode", *options, "--jobs", "1", records] for name, options in FORMATS.items()}
+    for name, command in commands.items():
+        if digest(*command)[0] != digest(*command[:-3], "--jobs", "2", records)[0]:
+            sys.exit(f"{name}: one core and two write different bytes")
+        lines = int(subprocess.run(["sh", "-c", '"$@" | wc -l', "sh", *map(str, command)], stdout=subprocess.PIPE,
+                                   check=True).stdout)
+        if name != "text" and lines != count + name.startswith("CSV"):  # texts may hold newlines
+            sys.exit(f"{name}: {lines} lines for {count} records")
+    best = {name: min(run(*command)[0] for _ in range(rounds)) for name, command in commands.items()}
+    print("\n| format, one core to /dev/null | best, s | million records/s |")
+    print("|---|---|---|")
+    for name, seconds in best.items():
+        print(f"| {name} | {seconds:.2f} | {count / seconds / 1e6:.2f} |", flush=True)
 
 
 def beside_babeltrace(count, best, folder):

@@ -47,15 +47,24 @@ bool equalIgnoringCase(std::string_view a, std::string_view b) {
 
 std::optional<std::string_view> nearestName(std::string_view word, std::span<const std::string_view> names) {
   constexpr std::size_t longestGuess = 64;
-  if (word.size() > longestGuess || names.empty()) {
+  if (word.empty() || word.size() > longestGuess) {
     return std::nullopt;
   }
-  const std::string_view* const nearest = std::min_element(
-      names.data(), names.data() + names.size(), [&](auto a, auto b) { return distance(word, a) < distance(word, b); });
-  if (distance(word, *nearest) > std::max<std::size_t>(1, nearest->size() / 3)) {
-    return std::nullopt;
+  std::optional<std::string_view> nearest;
+  std::size_t least = longestGuess;
+  for (const std::string_view name : names) {
+    const std::size_t longer = std::max(word.size(), name.size());
+    const std::size_t shorter = std::min(word.size(), name.size());
+    const std::size_t allowed = std::max<std::size_t>(1, name.size() / 3);
+    if (longer - shorter > allowed || longer - shorter >= least) {
+      continue; // it takes at least as many letters as one is longer
+    }
+    if (const std::size_t steps = distance(word, name); steps <= allowed && steps < least) {
+      nearest = name;
+      least = steps;
+    }
   }
-  return *nearest;
+  return nearest;
 }
 
 } // namespace vel::formats

@@ -11,7 +11,7 @@ namespace vel::formats {
 bool equalIgnoringCase(std::string_view a, std::string_view b);
 
 // The name that takes the fewest changed, added, left-out or swapped characters, the case of letters aside; nothing if
-// even that one is far off, or if the word is longer than anybody would type.
+// even that one is far off, or if the word is empty or longer than anybody would type.
 std::optional<std::string_view> nearestName(std::string_view word, std::span<const std::string_view> names);
 
 } // namespace vel::formats

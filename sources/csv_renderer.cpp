@@ -1,8 +1,12 @@
-// One line of comma-separated values for each record: the same columns in every file, the payload as a JSON column.
+// One line of comma-separated values for each record: the same columns in every file, the payload as a JSON column or
+// in the columns of one layout.
 #include <profile/wall_time.h>
 #include <sources/json_fields.h>
+#include <sources/plain_fields.h>
 #include <sources/record.h>
 #include <sources/renderer.h>
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <optional>
@@ -11,9 +15,11 @@ namespace vel::sources {
 
 namespace {
 
+constexpr std::string_view payload = "payload";
+
 class CsvRenderer final : public Renderer {
 public:
-  explicit CsvRenderer(const profile::TimePolicy& times) : wall_(times.sync) {
+  CsvRenderer(const profile::TimePolicy& times, const profile::Layout* columns) : columns_(columns), wall_(times.sync) {
     ending_.append(',');
     if (times.boot) {
       ending_.appendNumber(*times.boot);
@@ -38,16 +44,14 @@ private:
     out.append(',');
     out.appendNumber(sequenceNumber(record));
     out.append(',');
-    payload_.clear();
-    appendJsonPayload(payload_, record);
-    appendQuoted(out, payload_.view());
+    appendPayload(out, record);
     for (const unsigned id :
          {profile::type(record), profile::category(record), profile::component(record), profile::event(record)}) {
       out.append(',');
       out.appendNumber(id);
     }
     out.append(',');
-    appendHex(out, record);
+    appendHex(out, {reinterpret_cast<const char*>(record), recordSize});
     out.append(',');
     if (wall_) {
       out.append(wall_->text(timeStamp(record)));
@@ -55,30 +59,26 @@ private:
     out.append(ending_.view());
   }
 
-  static void appendQuoted(OutputBuffer& out, std::string_view text) {
-    char* const begin = out.room(text.size() * 2 + 2);
-    char* p = begin;
-    *p++ = '"';
-    for (const char character : text) {
-      *p++ = character;
-      if (character == '"') {
-        *p++ = character;
-      }
+  // The payload as one JSON column, or a column for each field of a layout.
+  void appendPayload(OutputBuffer& out, const unsigned char* record) {
+    payload_.clear();
+    if (columns_ == nullptr) {
+      appendJsonPayload(payload_, record);
+      appendCsvQuoted(out, payload_.view());
+      return;
     }
-    *p++ = '"';
-    out.claim(static_cast<std::size_t>(p - begin));
+    const char* separator = "";
+    for (const profile::Row& row : columns_->rows) {
+      out.append(separator);
+      separator = ",";
+      profile::DecimalText digits;
+      payload_.clear();
+      appendPlainField(payload_, read_field(record, row, digits));
+      appendCsvCell(out, payload_.view());
+    }
   }
 
-  static void appendHex(OutputBuffer& out, const unsigned char* record) {
-    constexpr char digits[] = "0123456789abcdef";
-    char* p = out.room(recordSize * 2);
-    for (std::size_t i = 0; i < recordSize; ++i) {
-      *p++ = digits[record[i] >> 4];
-      *p++ = digits[record[i] & 15];
-    }
-    out.claim(recordSize * 2);
-  }
-
+  const profile::Layout* columns_;
   std::optional<profile::WallClock> wall_;
   OutputBuffer payload_;
   OutputBuffer ending_;
@@ -90,8 +90,28 @@ const std::string_view csvHeader = "category,component,event,type,timestamp,sequ
                                    "type-id,category-id,component-id,event-id,binary-data,"
                                    "calendar-time,boot-timestamp\n";
 
-std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times) {
-  return std::make_unique<CsvRenderer>(times);
+std::string_view csvHeaderBeginning() {
+  return csvHeader.substr(0, csvHeader.find(payload));
+}
+
+std::string_view csvHeaderEnding() {
+  const std::size_t begin = csvHeader.find(payload) + payload.size();
+  return csvHeader.substr(begin, csvHeader.size() - 1 - begin);
+}
+
+std::string csvHeaderWith(const profile::Layout* columns) {
+  std::string keys(columns == nullptr ? payload : "");
+  if (columns != nullptr) {
+    for (const profile::Row& row : columns->rows) {
+      keys += keys.empty() ? "" : ",";
+      keys += row.key;
+    }
+  }
+  return fmt::format("{}{}{}\n", csvHeaderBeginning(), keys, csvHeaderEnding());
+}
+
+std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times, const profile::Layout* columns) {
+  return std::make_unique<CsvRenderer>(times, columns);
 }
 
 } // namespace vel::sources

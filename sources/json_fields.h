@@ -1,6 +1,7 @@
 // The parts of a record that JSON and CSV share. docs/velstat-decode.md describes both formats.
 #pragma once
 
+#include <profile/fields.h>
 #include <profile/names.h>
 #include <sources/output_buffer.h>
 
@@ -14,6 +15,11 @@ namespace vel::sources {
 // Bytes as a JSON string, each byte as the code point of the same number: no byte is lost, and the output is always
 // printable ASCII.
 void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes);
+// The same without the quotation marks.
+void appendJsonCharacters(OutputBuffer& out, std::string_view bytes);
+
+// The value of one field of a payload.
+void appendJsonField(OutputBuffer& out, const profile::Field& field);
 
 // "[1,2,3]"
 void appendJsonList(OutputBuffer& out, std::string_view bytes);

@@ -162,7 +162,7 @@ public:
       const std::size_t end = std::min(found, block.size());
       std::string_view line = block.substr(begin, end - begin);
       line.remove_suffix(line.ends_with('\r') ? 1 : 0);
-      if (!line.empty() && (isJson_ || line != csvHeader.substr(0, csvHeader.size() - 1))) {
+      if (!line.empty() && (isJson_ || !isHeader(line))) {
         readLine(line, begin, found == npos && atEnd, lines);
       }
       begin = end + 1;
@@ -177,6 +177,34 @@ public:
   }
 
 private:
+  static bool isHeader(std::string_view line) {
+    return line.starts_with(csvHeaderBeginning()) && line.ends_with(csvHeaderEnding());
+  }
+
+  // Where the words differ from what decode writes up to the bytes; npos if they do not.
+  std::size_t differenceFrom(Renderer& renderer, const unsigned char* record, std::string_view words) {
+    rendered_.clear();
+    renderer.render(record, 1, rendered_);
+    const std::string_view written =
+        rendered_.view().substr(0, rendered_.view().size() - (isJson_ ? endOfJson : endOfCsv));
+    if (words == written) {
+      return npos;
+    }
+    const auto differs = std::mismatch(words.begin(), words.end(), written.begin(), written.end());
+    return static_cast<std::size_t>(differs.first - words.begin());
+  }
+
+  // In CSV, the fields of a layout may be in columns of their own: what fits best counts.
+  std::size_t difference(const unsigned char* record, std::string_view words) {
+    std::size_t best = differenceFrom(*renderer_, record, words);
+    if (best != npos && !isJson_) {
+      for (const profile::Layout* const layout : profile::shown_layouts(record)) {
+        best = std::max(best, differenceFrom(*makeCsvRenderer({}, layout), record, words));
+      }
+    }
+    return best;
+  }
+
   void readLine(std::string_view line, std::size_t at, bool isCut, ParsedLines& lines) {
     LineTail tail;
     if (!(isJson_ ? readJsonTail(line, tail) : readCsvTail(line, tail))) {
@@ -188,16 +216,15 @@ private:
       return;
     }
     taker_.take(tail.record.data(), at, tail.calendar, tail.boot, lines);
-    rendered_.clear();
-    renderer_->render(tail.record.data(), 1, rendered_);
-    // Up to the bytes: neither the times, nor what ends a line.
-    const std::string_view words = rendered_.view().substr(0, rendered_.view().size() - (isJson_ ? 2 : 3));
-    const std::string_view found = line.substr(0, tail.dumpEnd);
-    if (found != words) {
-      const auto differs = std::mismatch(found.begin(), found.end(), words.begin(), words.end());
-      lines.faults.push_back({FindingKind::contradiction, at, static_cast<std::size_t>(differs.first - found.begin())});
+    const std::size_t differs = difference(tail.record.data(), line.substr(0, tail.dumpEnd));
+    if (differs != npos) {
+      lines.faults.push_back({FindingKind::contradiction, at, differs});
     }
   }
+
+  // Without times.
+  static constexpr std::size_t endOfJson = 2; // brace and newline
+  static constexpr std::size_t endOfCsv = 3;  // two empty cells, and the newline
 
   bool isJson_;
   RecordTaker taker_;

@@ -88,7 +88,8 @@ Recognised recognise(std::string_view head, bool whole, std::optional<std::uint6
   if (isStateRecord(head, size)) {
     return {Kind::stateRecord, {}};
   }
-  if (head.starts_with(csvHeader.substr(0, std::min(head.size(), csvHeader.size()))) && head.size() > 8) {
+  const std::string_view csv = csvHeaderBeginning(); // a pipe may have given less so far
+  if (head.starts_with(csv.substr(0, std::min(head.size(), csv.size()))) && head.size() > 8) {
     return {Kind::csvLines, {}};
   }
   if (head.starts_with("{\"category\":\"")) {

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <profile/render.h>
+#include <sources/field_list.h>
 #include <sources/output_buffer.h>
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace vel::sources {
@@ -21,9 +23,18 @@ public:
 
 // One JSON object a line.
 std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times);
-// One line of comma-separated values for each record, without the header line.
-std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times);
+// One line of comma-separated values for each record, without the header line. With `columns`, which all records show,
+// the fields of that layout are columns in the place of the payload.
+std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times, const profile::Layout* columns = nullptr);
+// One object or line for each record, with these fields only.
+std::unique_ptr<Renderer> makeJsonRenderer(const profile::TimePolicy& times, const FieldList& fields);
+std::unique_ptr<Renderer> makeCsvRenderer(const profile::TimePolicy& times, const FieldList& fields);
 
-extern const std::string_view csvHeader; // with its newline
+// Header lines, with their newlines. All of them but those of field lists begin and end with the same columns.
+extern const std::string_view csvHeader;
+std::string_view csvHeaderBeginning(); // up to the payload
+std::string_view csvHeaderEnding();    // from there on, without the newline
+std::string csvHeaderWith(const profile::Layout* columns);
+std::string csvHeaderWith(const FieldList& fields);
 
 } // namespace vel::sources

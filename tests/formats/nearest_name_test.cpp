@@ -34,6 +34,8 @@ TEST(NearestName, WordsThatNobodyTypes_AreNotCompared) {
   const std::string_view names[] = {name};
   EXPECT_EQ(nearestName(name, names), std::nullopt);
   EXPECT_EQ(nearestName("a", {}), std::nullopt);
+  constexpr std::string_view short_[] = {"x"};
+  EXPECT_EQ(nearestName("", short_), std::nullopt);
 }
 
 TEST(EqualIgnoringCase, OnlyTheCaseOfAsciiLettersIsIgnored) {

@@ -57,7 +57,7 @@ class Terminal(unittest.TestCase):
         put("a.plist", binary(value))
         put("b.plist", binary({HOSTILE: HOSTILE + "!", HOSTILE + "2": 1}))
         put("a.state", record(HOSTILE.encode()[:60], value, b"\x1b[31mlibrary"))
-        put("records.bin", sensor_info(b"\x1b]0;x\x07\x9b31m"))
+        put("records.bin", sensor_info(b"owned\x1b]0;\x07\x9b3"))
         put("log.txt", b"prefix \x1b[35m no record\n")
         put("entries.bin", struct.pack("<BBBi", 0x30, 3, 0, 1))
         assert screen("publish", "--tally", "t.sqlite", "entries.bin", cwd=cls.folder)[0] == 0
@@ -82,12 +82,15 @@ class Terminal(unittest.TestCase):
                 self.assertIn(shows, text)
 
     def test_records(self):
-        for arguments in ([], ["--format", "json"], ["--format", "csv"], ["--escape"]):
-            self.check("decode", *arguments, "records.bin", shows="sensorinfo")
+        for arguments in ([], ["--format", "text"], ["--format", "json"], ["--format", "csv"], ["--escape"], ["--delta"],
+                          ["--format", "csv", "--layout", "sensorinfo"], ["--fields", "name,payload,connected"],
+                          ["--format", "json", "--fields", "name"], ["--format", "csv", "--fields", "name,payload"]):
+            self.check("decode", *arguments, "records.bin", shows="owned")
             self.check("decode", *arguments, "capture")
         self.check("decode", "--stats", "--format", "none", "records.bin", shows="sensors")
         self.check("decode", "log.txt", status=1, shows="log.txt")
-        self.check("decode", "--category", HOSTILE, "records.bin", status=2)
+        for option in ("--category", "--event", "--layout", "--fields", "--time", "--since"):
+            self.check("decode", option, HOSTILE, "records.bin", status=2)
 
     def test_captures(self):
         for arguments in ([], ["--all"], ["--format", "json"], ["--api", "2"]):

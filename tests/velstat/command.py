@@ -1,10 +1,12 @@
 """Runs velstat for tests, and makes state records of any property list."""
 
+import fcntl
 import os
 import plistlib
 import pty
 import struct
 import subprocess
+import termios
 
 VELSTAT = os.environ["VELSTAT"]
 ENVIRONMENT = {**os.environ, "TERM": "xterm"}
@@ -17,9 +19,12 @@ def run(*arguments, cwd=None, stdin=b""):
     return done.returncode, done.stdout.decode(), done.stderr.decode()
 
 
-def on_terminal(arguments, cwd=None, errors=False, **environment):
-    """Exit status and the bytes that a terminal gets; with `errors`, standard error goes there too and there is no input."""
+def on_terminal(arguments, cwd=None, errors=False, columns=None, **environment):
+    """Exit status and the bytes that a terminal gets; with `errors`, standard error goes there too and there is no input.
+    Without `columns` the terminal does not tell how wide it is."""
     leader, follower = pty.openpty()
+    if columns is not None:
+        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
     streams = {"stdin": subprocess.DEVNULL, "stderr": follower} if errors else {}
     process = subprocess.Popen([VELSTAT, *arguments], stdout=follower, cwd=cwd, env={**ENVIRONMENT, **environment}, **streams)
     os.close(follower)
@@ -33,9 +38,9 @@ def on_terminal(arguments, cwd=None, errors=False, **environment):
     return process.wait(timeout=120), output
 
 
-def run_on_terminal(*arguments, cwd=None, **environment):
+def run_on_terminal(*arguments, cwd=None, columns=None, **environment):
     """The standard output of a run that writes to a terminal."""
-    return on_terminal(arguments, cwd, **environment)[1].decode().replace("\r\n", "\n")
+    return on_terminal(arguments, cwd, columns=columns, **environment)[1].decode().replace("\r\n", "\n")
 
 
 def binary(value):

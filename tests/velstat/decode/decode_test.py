@@ -143,12 +143,29 @@ class Text(unittest.TestCase):
 class Terminal(WithFolder):
     def test_bytes_are_escaped_unless_raw(self):
         path = self.file("one.bin", record(1, 2, 1, 9, 8, payload=struct.pack("<IIII", 1, 2, 3, 4) + b"\0\x1b\x01" + bytes(13)))
-        escaped = run_on_terminal("decode", path)
+        escaped = run_on_terminal("decode", "--format", "text", path)
         self.assertIn("'connected':         \\x00,", escaped)
         self.assertIn("'decimation':         \\x1B,", escaped)
         self.assertEqual(escaped.encode(), decode("--escape", path))
         self.assertEqual(run_on_terminal("decode", "--raw", path).encode(), decode(path))
         self.assertEqual(run_on_terminal("decode", "--format", "json", path).encode(), decode("--format", "json", path))
+
+    def test_brief_lines_are_the_default(self):
+        path = self.file("records.bin", generate("--count", "300"))
+        for columns, width in ((None, 80), (40, 40), (80, 80), (1000, 1000)):
+            shown = run_on_terminal("decode", path, columns=columns)
+            self.assertEqual(run_on_terminal("decode", "--format", "brief", path, columns=columns), shown)
+            lines = shown.splitlines()
+            self.assertEqual(len(lines), 300)
+            self.assertLessEqual(max(map(len, lines)), width)
+            self.assertEqual(any("…" in line for line in lines), width != 1000)
+            whole = decode("--format", "brief", path).decode().splitlines()
+            for line, full in zip(lines, whole):  # the gap before the fields depends on the width
+                self.assertTrue("".join(full.split()).startswith("".join(line.removesuffix("…").split())), line)
+        text = decode("--escape", path).decode()
+        self.assertEqual(run_on_terminal("decode", "--escape", path), text)
+        self.assertEqual(run_on_terminal("decode", "--format", "text", path), text)
+        self.assertEqual(decode(path), naive(generate("--count", "300")))
 
     def test_binary_records_stay_off_it(self):
         self.assertEqual(run_on_terminal("generate", "records"), "")
@@ -226,9 +243,12 @@ class Progress(WithFolder):
 
 class Golden(unittest.TestCase):
     def check(self, name, *arguments, records=("--seed", "20", "--count", "60")):
+        """VELSTAT_WRITE_GOLDEN=1 writes the files anew."""
         status, output, errors = run("decode", *arguments, stdin=generate(*records), TZ="XYZ-3:30")
         self.assertEqual(status, 0)
         self.maxDiff = None
+        if os.environ.get("VELSTAT_WRITE_GOLDEN"):
+            (HERE / "golden" / name).write_bytes(output + errors.encode())
         expected = (HERE / "golden" / name).read_bytes()
         self.assertEqual((output + errors.encode()).decode(errors="backslashreplace"),
                          expected.decode(errors="backslashreplace"))
@@ -238,6 +258,12 @@ class Golden(unittest.TestCase):
 
     def test_random_text(self):
         self.check("random.txt", records=("--seed", "20", "--count", "60", "--random"))
+
+    def test_brief(self):
+        self.check("flows.brief", "--format", "brief", "--timesync", ",".join(TIMES[:2]))
+
+    def test_random_brief(self):
+        self.check("random.brief", "--format", "brief", records=("--seed", "20", "--count", "60", "--random"))
 
     def test_json(self):
         self.check("flows.jsonl", "--format", "json")
@@ -273,6 +299,92 @@ class Structured(unittest.TestCase):
         for form in ("json", "csv"):
             self.assertEqual(decode("--format", form, "--jobs", "4", stdin=data),
                              decode("--format", form, "--jobs", "1", stdin=data))
+
+
+class Brief(unittest.TestCase):
+    RUN = b"".join(record(number, 6, 1, 1, time=1000 * number, payload=bytes(32)) for number in range(10, 20))
+
+    def lines(self, data, *arguments):
+        """Without the names, which are the same."""
+        return [line.strip().removesuffix("  uart uart1 sw-handshake") for line in
+                decode("--format", "brief", *arguments, stdin=data).decode().splitlines()]
+
+    def test_gaps_are_marked(self):
+        cut = self.RUN[:2 * 48] + self.RUN[3 * 48:4 * 48] + self.RUN[9 * 48:]
+        self.assertEqual(self.lines(cut), ["0.010000", "0.011000", "-- 1 record is missing", "0.013000",
+                                           "-- 5 records are missing", "0.019000"])
+
+    def test_filters_do_not_hide_or_make_gaps(self):
+        cut = self.RUN[:2 * 48] + self.RUN[3 * 48:4 * 48] + self.RUN[9 * 48:]
+        self.assertEqual(self.lines(cut, "--sequence", "19.."), ["-- 6 records are missing", "0.019000"])
+        self.assertEqual(self.lines(cut, "--skip", "2", "--limit", "1"), ["-- 1 record is missing", "0.013000"])
+        self.assertEqual(self.lines(self.RUN, "--sequence", "18.."), ["0.018000", "0.019000"])
+
+    def test_restarts_are_marked(self):
+        again = record(3, 6, 1, 1, time=5, payload=bytes(32)) + record(4, 6, 1, 1, time=9, payload=bytes(32))
+        late = record(5000, 6, 1, 1, time=20_000_000, payload=bytes(32))
+        self.assertEqual(self.lines(self.RUN[:48] + late + again),
+                         ["0.010000", "-- 4989 records are missing", "20.000000",
+                          "-- restart, sequence numbers begin anew with 3", "0.000005", "0.000009"])
+        self.assertEqual(self.lines(late + again, "--delta"),
+                         ["20.000000", "-- restart, sequence numbers begin anew with 3", "0.000005", "+0.000004"])
+        self.assertEqual(self.lines(late + record(5001, 6, 1, 1, time=10, payload=bytes(32))),
+                         ["20.000000", "-- the clock went back", "0.000010"])
+
+    def test_differences(self):
+        self.assertEqual(self.lines(self.RUN[:4 * 48], "--delta"), ["0.010000", "+0.001000", "+0.001000", "+0.001000"])
+        self.assertEqual(self.lines(self.RUN, "--delta", "--sequence", "13..14"), ["0.013000", "+0.001000"])
+        self.assertEqual(decode("--delta", stdin=self.RUN), decode("--delta", "--format", "brief", stdin=self.RUN))
+
+    def test_does_not_depend_on_jobs_or_blocks(self):
+        data = generate("--seed", "5", "--count", "3000") + generate("--seed", "5", "--count", "3000", "--random")
+        for arguments in ([], ["--delta"], ["--timesync", "0,1700000000000000000"], ["--category", "zorb"]):
+            expected = decode("--format", "brief", "--jobs", "1", *arguments, stdin=data)
+            assert_same(self, decode("--format", "brief", "--jobs", "5", *arguments, stdin=data), expected, arguments)
+
+
+class Fields(unittest.TestCase):
+    def test_in_every_format(self):
+        data = record(7, 7, 2, 0, time=5, payload=struct.pack("<IIIIII", 200, 9, 5, 0, 0, 0) + bytes(8))
+        for form, expected in (("csv", "trace,arg1,event.arg1,raw-data,timestamp\nSetState,5,200,,5\n"),
+                               ("json", '{"trace":{"id":200,"name":"SetState"},"arg1":5,"event.arg1":200,"timestamp":"5"}\n'),
+                               ("brief", "    0.000005  zorb amp trace/SetState                   "
+                                         "trace=SetState arg1=5 event.arg1=200 timestamp=5\n")):
+            self.assertEqual(decode("--format", form, "--fields", "trace,arg1,event.arg1,raw-data,timestamp", stdin=data).decode(),
+                             expected)
+
+    def test_one_layout_has_columns_in_csv(self):
+        data = generate("--count", "3000")
+        layout = ("--layout", "zorb-input-packet")
+        table = decode("--format", "csv", *layout, stdin=data)
+        rows = list(csv.DictReader(io.StringIO(table.decode())))
+        objects = [json.loads(line) for line in decode("--format", "json", *layout, stdin=data).splitlines()]
+        self.assertGreater(len(rows), 10)
+        self.assertEqual(len(rows), len(objects))
+        for row, value in zip(rows, objects):
+            self.assertEqual(bytes.fromhex(row["binary-data"]), bytes(value["binary-data"]))
+            for key, number in value["payload"][0]["fields"].items():
+                self.assertEqual(row[key], str(number))
+        # Two layouts have no columns in common.
+        both = decode("--format", "csv", *layout, "--layout", "event", stdin=data)
+        self.assertTrue(both.startswith(b"category,component,event,type,timestamp,sequence_num,payload,"))
+
+    def test_columns_of_a_layout_are_read_back(self):
+        data = generate("--count", "3000", "--random")
+        for layout in ("event", "sensorinfo", "short-data", "zorb-event", "corvane", "annotation", "zorb-context-4"):
+            records = decode("--format", "raw", "--layout", layout, stdin=data)
+            table = decode("--format", "csv", "--layout", layout, "--boot", TIMES[2], stdin=records)
+            assert_same(self, decode("--format", "raw", stdin=table), records, layout)
+            # A word that contradicts the bytes is found, where it is.
+            lines = table.decode().splitlines()
+            if not records:
+                continue
+            words = lines[1].split(",")
+            place = len(",".join(words[:6])) + 2
+            changed = "\n".join([lines[0], ",".join(words[:6] + ["\x41" + words[6]] + words[7:])]) + "\n"
+            status, output, errors = run("decode", "--format", "raw", stdin=changed.encode())
+            self.assertEqual((status, output), (1, records[:48]))
+            self.assertRegex(errors, rf"line 2: its words contradict its bytes at character {place}; the bytes are taken")
 
 
 class Filters(unittest.TestCase):
@@ -352,13 +464,19 @@ class Filters(unittest.TestCase):
             ("--since +1.5", "velstat: --since: '1.5' is not a duration: expected a number and us, ms, s, min or h, such as 1.5s"),
             ("--timesync 5", "velstat: --timesync: expected VEL,CALENDAR: the two clocks' readings at one moment"),
             ("--timesync 5,x", "velstat: --timesync: 'x' is not a number from -9223372036854775808 to 9223372036854775807"),
-            ("--framed --format json", "velstat: --framed: only texts are framed; lines of JSON and CSV frame themselves"),
+            ("--framed --format json", "velstat: --framed: only texts are framed; lines of other formats frame themselves"),
+            ("--framed --format brief", "velstat: --framed: only texts are framed; lines of other formats frame themselves"),
+            ("--delta --format json", "velstat: --delta: only brief lines show differences of times"),
+            ("--fields arg1", "velstat: --fields: only for --format brief, json and csv; the others have all fields"),
+            ("--fields arg1 --format raw", "velstat: --fields: only for --format brief, json and csv; the others have all fields"),
+            ("--fields agr1 --format csv", "velstat: --fields: there is no field 'agr1'; did you mean 'arg1'?"),
+            ("--layout events", "velstat: decode: there is no layout 'events'; did you mean 'event'?"),
             ("--framed --escape", "velstat: --framed excludes --escape"),
             ("--raw --escape", "velstat: --raw excludes --escape"),
             ("--boot -1", "velstat: --boot: '-1' is not a number from 0 to 18446744073709551615"),
             ("--jobs 0", "velstat: --jobs: '0' is not a number from 1 to 256"),
             ("--jobs 257", "velstat: --jobs: '257' is not a number from 1 to 256"),
-            ("--format yaml", "velstat: --format: yaml not in {text,json,csv,raw,none}"),
+            ("--format yaml", "velstat: --format: yaml not in {brief,text,json,csv,raw,none}"),
             ("--stats=xml", "velstat: --stats: xml not in {text,json}"),
             ("--skip 1.5", "velstat: --skip: '1.5' is not a number from 0 to 18446744073709551615"),
             ("--limit 18446744073709551616",

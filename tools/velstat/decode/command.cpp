@@ -4,15 +4,19 @@
 #include <velstat/decode/decode.h>
 #include <velstat/options/number_option.h>
 #include <velstat/text/error.h>
+#include <velstat/text/output.h>
 
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace vel::stat {
 
@@ -21,7 +25,8 @@ namespace {
 struct CommandLine {
   DecodeOptions decode;
   sources::SelectionRequest selection;
-  std::string format = "text";
+  std::string format; // empty: not given
+  std::string fields;
   std::string statistics;
   std::string sequence;
   std::string time;
@@ -54,18 +59,26 @@ auto readOption(const char* option, Read read) {
   }
 }
 
+// What the options ask for; people at a terminal get brief lines.
+std::string formatName(const CommandLine& line) {
+  if (!line.format.empty()) {
+    return line.format;
+  }
+  const bool asksForText = line.framed || line.raw || line.escape;
+  const bool asksForBrief = line.decode.differences || (!asksForText && isatty(STDOUT_FILENO) != 0);
+  return asksForBrief ? "brief" : "text";
+}
+
 DecodeFormat chooseFormat(const CommandLine& line) {
-  if (line.format == "json") {
-    return DecodeFormat::json;
-  }
-  if (line.format == "csv") {
-    return DecodeFormat::csv;
-  }
-  if (line.format == "raw") {
-    return DecodeFormat::raw;
-  }
-  if (line.format == "none") {
-    return DecodeFormat::none;
+  if (line.format != "text") {
+    constexpr std::pair<std::string_view, DecodeFormat> formats[] = {{"brief", DecodeFormat::brief},
+                                                                     {"json", DecodeFormat::json},
+                                                                     {"csv", DecodeFormat::csv},
+                                                                     {"raw", DecodeFormat::raw},
+                                                                     {"none", DecodeFormat::none}};
+    return std::find_if(std::begin(formats), std::end(formats),
+                        [&](const auto& format) { return format.first == line.format; })
+        ->second;
   }
   if (line.framed) {
     return DecodeFormat::framedText;
@@ -74,9 +87,15 @@ DecodeFormat chooseFormat(const CommandLine& line) {
   return escapes ? DecodeFormat::escapedText : DecodeFormat::text;
 }
 
-int run(CommandLine& line) {
+void refuseWhatDoesNotFit(const CommandLine& line) {
   if (line.framed && line.format != "text") {
-    throw CLI::ValidationError("--framed", "only texts are framed; lines of JSON and CSV frame themselves");
+    throw CLI::ValidationError("--framed", "only texts are framed; lines of other formats frame themselves");
+  }
+  if (line.decode.differences && line.format != "brief") {
+    throw CLI::ValidationError("--delta", "only brief lines show differences of times");
+  }
+  if (!line.fields.empty() && line.format != "brief" && line.format != "json" && line.format != "csv") {
+    throw CLI::ValidationError("--fields", "only for --format brief, json and csv; the others have all fields");
   }
   if (line.framed && !line.raw && isatty(STDOUT_FILENO) != 0) {
     throw Error("standard output: will not write framed texts to a terminal without --raw");
@@ -84,7 +103,16 @@ int run(CommandLine& line) {
   if (line.format == "raw" && !line.raw && isatty(STDOUT_FILENO) != 0) {
     throw Error("standard output: will not write raw records to a terminal without --raw");
   }
+}
+
+int run(CommandLine& line) {
+  line.format = formatName(line);
+  refuseWhatDoesNotFit(line);
   line.decode.format = chooseFormat(line);
+  line.decode.width = outputWidth();
+  if (!line.fields.empty()) {
+    line.decode.fields = readOption("--fields", [&] { return sources::FieldList(line.fields); });
+  }
   if (!line.sequence.empty()) {
     line.selection.sequence = readOption("--sequence", [&] { return sources::parseRange(line.sequence); });
   }
@@ -132,10 +160,8 @@ void addFilters(CLI::App& command, CommandLine& line) {
   const auto addTime = [&](const char* name, std::string& into, const char* type, const char* description) {
     command.add_option(name, into, description)->type_name(type)->group("Filters");
   };
-  addTime("--time", line.time, "A..B", "Only this time; 'last 10s' is the end of the log");
-  addTime("--since", line.since, "TIME",
-          "Only from then on: 420000000 (us), 420.5 (s), +1.5s after the first record, 'last 10s', 08:15:02, "
-          "'Nov 21 08:15:02' or 2026-11-21T08:15");
+  addTime("--time", line.time, "A..B", "Only this time; 'last 10s' is the log's end");
+  addTime("--since", line.since, "TIME", "Only from then: 420.5, +1.5s, 08:15 (see below)");
   addTime("--until", line.until, "TIME", "Only up to then");
   command.add_option("--skip", line.selection.skip, "Leave out the first N records that pass the filters")
       ->type_name("N")
@@ -150,9 +176,11 @@ void addFilters(CLI::App& command, CommandLine& line) {
 void addFormats(CLI::App& command, CommandLine& line) {
   command
       .add_option("--format", line.format,
-                  "text; json: an object a line; csv; raw: the 48 bytes; none: check and count only")
-      ->check(CLI::IsMember({"text", "json", "csv", "raw", "none"}))
-      ->capture_default_str();
+                  "brief (default on a terminal), text (default elsewhere), json: an object a line, csv, raw: the 48 "
+                  "bytes, none: check and count only")
+      ->check(CLI::IsMember({"brief", "text", "json", "csv", "raw", "none"}));
+  command.add_flag("--delta", line.decode.differences, "Brief lines with times since the line before");
+  command.add_option("--fields", line.fields, "Only these fields, in brief lines, JSON or CSV")->type_name("A,B,C");
   CLI::Option* const framed = command.add_flag("--framed", line.framed,
                                                "Put each text's length before it (32 bits, little-endian), no newline");
   CLI::Option* const raw = command.add_flag("--raw", line.raw, "Write the exact bytes to a terminal too");
@@ -174,7 +202,7 @@ void addFormats(CLI::App& command, CommandLine& line) {
 void addDecode(CLI::App& app, int& status) {
   auto line = std::make_shared<CommandLine>();
   CLI::App* const command = app.add_subcommand(
-      "decode", "Show profile records, of captures, logs or files of their own, as text, JSON or CSV");
+      "decode", "Show profile records, of captures, logs or files of their own, as lines, JSON or CSV");
   command
       ->add_option("files", line->decode.files,
                    "Captures, property lists, text, JSON, CSV or 48-byte records; - or none: standard input")
@@ -190,7 +218,11 @@ void addDecode(CLI::App& app, int& status) {
   command->add_option("--jobs", line->jobs, "Threads, 1 to 256 (default: one a core)")
       ->type_name("N")
       ->transform(decimal(1U, 256U));
-  command->footer("Examples:\n"
+  command->footer("Times: 420000000 (us) or 420.5 (s) by the device's clock, +1.5s after the first\n"
+                  "record, 'last 10s' before the last one, 08:15:02, 'Nov 21 08:15:02.5' or\n"
+                  "2026-11-21T08:15 by the calendar.\n\n"
+                  "Examples:\n"
+                  "  velstat decode --event AmpTurnOn --delta snapshot\n"
                   "  velstat decode --format raw snapshot > records.bin\n"
                   "  velstat decode --category zorb --event input-packet records.bin\n"
                   "  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");

@@ -6,6 +6,7 @@
 #include <sources/input.h>
 #include <sources/record.h>
 #include <sources/source.h>
+#include <velstat/decode/notes.h>
 #include <velstat/decode/pipeline.h>
 #include <velstat/decode/progress.h>
 #include <velstat/decode/statistics.h>
@@ -69,6 +70,9 @@ public:
                                               })),
         records_(sources_.records()), selection_(std::move(selection)),
         counts_(options.statistics != StatisticsFormat::none) {
+    if (options.format == DecodeFormat::brief) {
+      notes_.emplace(options.width);
+    }
     time_ = options.time;
     log_.sync = options.times ? options.times->sync : std::nullopt;
     if (time_.needsLast()) {
@@ -80,8 +84,8 @@ public:
     progress_.emplace(sizeOf(sources_.inputs()));
     // Details of raw records cost time, and add nothing to the statistics.
     const auto& inputs = sources_.inputs();
-    if (counts_ &&
-        std::any_of(inputs.begin(), inputs.end(), [](const auto& input) { return isCaptured(input.kind); })) {
+    if (notes_ || (counts_ && std::any_of(inputs.begin(), inputs.end(),
+                                          [](const auto& input) { return isCaptured(input.kind); }))) {
       details_.resize(Unit::capacity);
     }
   }
@@ -157,7 +161,7 @@ private:
       }
       seen_ += count;
       progress_->update(seen_, records_->bytesRead());
-      unit.count = selection_.showsAll() && !counts_ ? count : select(unit.records.get(), count);
+      unit.count = selection_.showsAll() && !counts_ && !notes_ ? count : select(unit, count);
       if (unit.count != 0) {
         return true;
       }
@@ -172,12 +176,18 @@ private:
   }
 
   // Moves the selected records to the front.
-  std::size_t select(unsigned char* records, std::size_t count) {
+  std::size_t select(Unit& unit, std::size_t count) {
+    unsigned char* const records = unit.records.get();
     std::size_t kept = 0;
+    unit.notes.clear();
+    unit.previous = lastShown_;
     for (std::size_t i = 0; i < count && !selection_.isFull(); ++i) {
       const unsigned char* const record = records + i * recordSize;
       if (counts_) {
         statistics_.addRead(record, runOf(i));
+      }
+      if (notes_) {
+        notes_->addRead(details_[i], records_->runs());
       }
       if (!selection_.passes(record)) {
         continue;
@@ -186,6 +196,10 @@ private:
         statistics_.addSelected(record);
       }
       if (selection_.showsNext()) {
+        if (notes_) {
+          notes_->moveTo(unit.notes, kept);
+          lastShown_ = sources::timeStamp(record);
+        }
         std::memmove(records + kept * recordSize, record, recordSize);
         ++kept;
       }
@@ -203,21 +217,24 @@ private:
   sources::LogTimes log_; // as far as it is known
   bool isTimeResolved_ = false;
   bool counts_;
-  std::vector<sources::Details> details_; // of the records that were read last, where the statistics need them
+  std::optional<Notes> notes_;             // for brief lines
+  std::optional<std::uint64_t> lastShown_; // its time stamp, for brief lines
+  std::vector<sources::Details> details_;  // of the records that were read last, where they are needed
   std::uint64_t seen_ = 0;
   Statistics statistics_;
 };
 
-std::unique_ptr<sources::Renderer> makeRenderer(DecodeFormat format, const profile::TimePolicy& times) {
-  switch (format) {
+std::unique_ptr<sources::Renderer> makeRenderer(const DecodeOptions& options, const profile::TimePolicy& times,
+                                                const profile::Layout* columns) {
+  switch (options.format) {
   case DecodeFormat::escapedText:
     return makeEscapedTextRenderer(times);
   case DecodeFormat::framedText:
     return makeTextRenderer(times, profile::Framing::length_prefix);
   case DecodeFormat::json:
-    return sources::makeJsonRenderer(times);
+    return options.fields ? sources::makeJsonRenderer(times, *options.fields) : sources::makeJsonRenderer(times);
   case DecodeFormat::csv:
-    return sources::makeCsvRenderer(times);
+    return options.fields ? sources::makeCsvRenderer(times, *options.fields) : sources::makeCsvRenderer(times, columns);
   case DecodeFormat::raw:
     return makeRawRenderer();
   default:
@@ -225,20 +242,28 @@ std::unique_ptr<sources::Renderer> makeRenderer(DecodeFormat format, const profi
   }
 }
 
-void show(const DecodeOptions& options, Reader& reader) {
+std::function<void(Unit&)> makeRender(const DecodeOptions& options, const profile::TimePolicy& times,
+                                      const profile::Layout* columns) {
+  if (options.format == DecodeFormat::brief) {
+    const auto renderer = std::make_shared<sources::BriefRenderer>(
+        sources::BriefOptions{times, options.differences, options.width, options.fields});
+    return [renderer](Unit& unit) {
+      renderer->render({unit.records.get(), unit.count, unit.previous, unit.notes}, unit.out);
+    };
+  }
+  const std::shared_ptr<sources::Renderer> renderer = makeRenderer(options, times, columns);
+  return [renderer](Unit& unit) { renderer->render(unit.records.get(), unit.count, unit.out); };
+}
+
+void show(const DecodeOptions& options, Reader& reader, const profile::Layout* columns) {
   if (options.format == DecodeFormat::csv) {
-    writeStandardOutput(sources::csvHeader);
+    writeStandardOutput(options.fields ? sources::csvHeaderWith(*options.fields) : sources::csvHeaderWith(columns));
   }
   sources::enlargePipe(STDOUT_FILENO);
   const profile::TimePolicy times = options.times ? *options.times : sources::commonTimes(reader.inputs());
   runInOrder(options.jobs, {
                                .read = [&](Unit& unit) { return reader.read(unit); },
-                               .makeRender = [&]() -> std::function<void(Unit&)> {
-                                 std::shared_ptr<sources::Renderer> renderer = makeRenderer(options.format, times);
-                                 return [renderer](Unit& unit) {
-                                   renderer->render(unit.records.get(), unit.count, unit.out);
-                                 };
-                               },
+                               .makeRender = [&] { return makeRender(options, times, columns); },
                                .write = writeStandardOutput,
                                .cancelRead = [&] { reader.cancel(); },
                            });
@@ -254,10 +279,11 @@ void count(Reader& reader) {
 } // namespace
 
 bool decode(const DecodeOptions& options, sources::Selection selection) {
+  const profile::Layout* const columns = selection.onlyLayout();
   Reader reader(options, std::move(selection));
   const bool shows = options.format != DecodeFormat::none;
   if (shows) {
-    show(options, reader);
+    show(options, reader, columns);
   } else {
     count(reader);
   }

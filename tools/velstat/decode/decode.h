@@ -2,6 +2,7 @@
 #pragma once
 
 #include <profile/render.h>
+#include <sources/field_list.h>
 #include <sources/selection.h>
 #include <sources/time_range.h>
 
@@ -11,7 +12,7 @@
 
 namespace vel::stat {
 
-enum class DecodeFormat { text, escapedText, framedText, json, csv, raw, none };
+enum class DecodeFormat { brief, text, escapedText, framedText, json, csv, raw, none };
 enum class StatisticsFormat { none, text, json };
 
 struct DecodeOptions {
@@ -20,6 +21,9 @@ struct DecodeOptions {
   StatisticsFormat statistics = StatisticsFormat::none;
   std::optional<profile::TimePolicy> times; // none: as the inputs say
   sources::TimeRange time;                  // narrows the selection once the log is known
+  std::optional<sources::FieldList> fields; // of brief lines, JSON and CSV: only these
+  bool differences = false;                 // of brief lines: times as distances from the line before
+  std::size_t width = 0;                    // of brief lines: the longest; 0: no limit
   bool recover = false;
   bool all = false;  // every occurrence of a record
   unsigned jobs = 1; // threads

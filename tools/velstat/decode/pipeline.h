@@ -1,11 +1,13 @@
 // Reads, renders and writes on all cores at once, and keeps the order.
 #pragma once
 
+#include <sources/brief_renderer.h>
 #include <sources/output_buffer.h>
 
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -18,6 +20,8 @@ struct Unit {
 
   std::unique_ptr<unsigned char[]> records;
   std::size_t count = 0;
+  std::vector<sources::Note> notes;      // between the records; of brief lines only, as is the next one
+  std::optional<std::uint64_t> previous; // the time stamp of the record before these
   sources::OutputBuffer out;
 };
 

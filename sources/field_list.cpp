@@ -1,0 +1,219 @@
+#include "sources/field_list.h"
+
+#include <formats/nearest_name.h>
+#include <sources/json_fields.h>
+#include <sources/plain_fields.h>
+#include <sources/record.h>
+#include <sources/renderer.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace vel::sources {
+
+namespace {
+
+// The columns of CSV, which are the keys of JSON too.
+std::vector<std::string_view> commonNames() {
+  std::vector<std::string_view> names;
+  for (std::string_view rest = csvHeader.substr(0, csvHeader.size() - 1); !rest.empty();) {
+    const std::size_t end = std::min(rest.find(','), rest.size());
+    names.push_back(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return names;
+}
+
+// In the order of these columns.
+enum Common : std::size_t {
+  category = 1,
+  component,
+  event,
+  type,
+  timestamp,
+  sequence,
+  payload,
+  typeId,
+  categoryId,
+  componentId,
+  eventId,
+  binaryData,
+  calendarTime,
+  bootTimestamp,
+};
+
+std::string_view view(const unsigned char* record) {
+  return {reinterpret_cast<const char*>(record), recordSize};
+}
+
+ListedField find(std::string_view name) {
+  ListedField found;
+  const std::vector<std::string_view> common = commonNames();
+  const auto known = std::find_if(common.begin(), common.end(),
+                                  [&](std::string_view each) { return formats::equalIgnoringCase(each, name); });
+  if (known != common.end()) {
+    found.name = *known;
+    found.common = static_cast<std::size_t>(known - common.begin()) + 1;
+    return found;
+  }
+  std::vector<std::string> qualified;
+  std::vector<std::string_view> names = common;
+  const bool isQualified = name.find('.') != std::string_view::npos;
+  for (const profile::Layout& layout : profile::all_layouts()) {
+    const profile::Row*& row = found.rows.emplace_back();
+    for (const profile::Row& candidate : layout.rows) {
+      std::string full = isQualified ? fmt::format("{}.{}", layout.name, candidate.key) : std::string(candidate.key);
+      if (formats::equalIgnoringCase(full, name)) {
+        row = &candidate;
+        found.name = full;
+      }
+      qualified.push_back(std::move(full));
+    }
+  }
+  if (found.name.empty()) {
+    names.insert(names.end(), qualified.begin(), qualified.end());
+    const auto nearest = formats::nearestName(name, names);
+    throw std::invalid_argument(
+        fmt::format("there is no field '{}'{}", name, nearest ? fmt::format("; did you mean '{}'?", *nearest) : ""));
+  }
+  return found;
+}
+
+} // namespace
+
+FieldList::FieldList(std::string_view names) {
+  for (std::size_t begin = 0; begin <= names.size();) {
+    const std::size_t end = std::min(names.find(',', begin), names.size());
+    ListedField field = find(names.substr(begin, end - begin));
+    if (std::any_of(fields_.begin(), fields_.end(), [&](const ListedField& each) { return each.name == field.name; })) {
+      throw std::invalid_argument(fmt::format("the field '{}' is named twice", field.name));
+    }
+    fields_.push_back(std::move(field));
+    begin = end + 1;
+  }
+}
+
+FieldValues::FieldValues(const profile::TimePolicy& times) : boot_(times.boot) {
+  if (times.sync) {
+    wall_.emplace(*times.sync);
+  }
+}
+
+void FieldValues::setRecord(const unsigned char* record) {
+  record_ = record;
+  shown_ = profile::shown_layouts(record);
+}
+
+std::optional<profile::Field> FieldValues::payloadField(const ListedField& field, profile::DecimalText& digits) const {
+  if (field.common != 0) {
+    return std::nullopt;
+  }
+  for (const profile::Layout* const layout : shown_) {
+    const auto index = static_cast<std::size_t>(layout - profile::all_layouts().data());
+    if (field.rows[index] != nullptr) {
+      return read_field(record_, *field.rows[index], digits);
+    }
+  }
+  return std::nullopt;
+}
+
+bool FieldValues::appendJson(OutputBuffer& out, const ListedField& field) {
+  switch (field.common) {
+  case 0: {
+    profile::DecimalText digits;
+    const auto value = payloadField(field, digits);
+    if (value) {
+      appendJsonField(out, *value);
+    }
+    return value.has_value();
+  }
+  case payload:
+    appendJsonPayload(out, record_);
+    return true;
+  case binaryData:
+    appendJsonList(out, view(record_));
+    return true;
+  case sequence:
+  case typeId:
+  case categoryId:
+  case componentId:
+  case eventId:
+    return appendPlain(out, field);
+  default: { // strings of characters that need no escapes
+    const std::size_t begin = out.view().size();
+    out.append('"');
+    if (!appendPlain(out, field)) {
+      out.cut(begin);
+      return false;
+    }
+    out.append('"');
+    return true;
+  }
+  }
+}
+
+bool FieldValues::appendPlain(OutputBuffer& out, const ListedField& field) {
+  switch (field.common) {
+  case 0: {
+    profile::DecimalText digits;
+    const auto value = payloadField(field, digits);
+    if (value) {
+      appendPlainField(out, *value);
+    }
+    return value.has_value();
+  }
+  case category:
+    out.append(RecordNames(record_).category);
+    break;
+  case component:
+    out.append(RecordNames(record_).component);
+    break;
+  case event:
+    out.append(RecordNames(record_).event);
+    break;
+  case type:
+    out.append(RecordNames(record_).type);
+    break;
+  case timestamp:
+    out.appendNumber(timeStamp(record_));
+    break;
+  case sequence:
+    out.appendNumber(sequenceNumber(record_));
+    break;
+  case payload:
+    appendJsonPayload(out, record_);
+    break;
+  case typeId:
+    out.appendNumber(unsigned{profile::type(record_)});
+    break;
+  case categoryId:
+    out.appendNumber(unsigned{profile::category(record_)});
+    break;
+  case componentId:
+    out.appendNumber(unsigned{profile::component(record_)});
+    break;
+  case eventId:
+    out.appendNumber(unsigned{profile::event(record_)});
+    break;
+  case binaryData:
+    appendHex(out, view(record_));
+    break;
+  case calendarTime:
+    if (wall_) {
+      out.append(wall_->text(timeStamp(record_)));
+    }
+    return wall_.has_value();
+  case bootTimestamp:
+    if (boot_) {
+      out.appendNumber(*boot_);
+    }
+    return boot_.has_value();
+  default:
+    return false;
+  }
+  return true;
+}
+
+} // namespace vel::sources
