@@ -10,9 +10,9 @@ QUERY = ("--file", "--format", "--export", "--timeout")
 # Every option that takes a value, and what else its command needs.
 OPTIONS = [
     *[("capture", option) for option in ("--plugin", "--model", "--api", "--format", "--out")],
-    *[("decode", option) for option in ("--format", "--timesync", "--boot", "--category", "--component", "--event",
-                                        "--type", "--layout", "--sequence", "--time", "--since", "--until", "--skip",
-                                        "--limit", "--jobs")],
+    *[("decode", option) for option in ("--format", "--fields", "--timesync", "--boot", "--category", "--component",
+                                        "--event", "--type", "--layout", "--sequence", "--time", "--since", "--until",
+                                        "--skip", "--limit", "--jobs")],
     *[("generate", "records", option) for option in ("--seed", "--count")],
     *[("show", "file", option) for option in ("--format", "--path")],
     *[("tally", "--watch", "file", option) for option in ("--format", "--key", "--interval", "--count")],
