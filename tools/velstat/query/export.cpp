@@ -1,17 +1,13 @@
 // A database that other tools can open, written under a temporary name first.
+#include <formats/new_file.h>
 #include <velstat/query/rows.h>
 #include <velstat/text/error.h>
 
 #include <fmt/format.h>
 #include <sqlite3.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace vel::stat {
 
@@ -19,41 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using query::ValueType;
-
-// A file next to the one that it will replace; removed unless keep() was called.
-class NewFile {
-public:
-  explicit NewFile(const fs::path& file) : file_(file), path_(file.string() + ".XXXXXX") {
-    const int descriptor = mkstemp(path_.data());
-    if (descriptor < 0) {
-      throw Error(fmt::format("{}: {}", file.string(), std::strerror(errno)));
-    }
-    const mode_t mask = umask(0); // mkstemp lets only this user read the file
-    umask(mask);
-    fchmod(descriptor, 0666 & ~mask);
-    close(descriptor);
-  }
-  ~NewFile() {
-    if (!kept_) {
-      unlink(path_.c_str());
-    }
-  }
-  NewFile(const NewFile&) = delete;
-  NewFile& operator=(const NewFile&) = delete;
-
-  const std::string& path() const { return path_; }
-  void keep() {
-    if (std::rename(path_.c_str(), file_.c_str()) != 0) {
-      throw Error(fmt::format("{}: {}", file_.string(), std::strerror(errno)));
-    }
-    kept_ = true;
-  }
-
-private:
-  fs::path file_;
-  std::string path_;
-  bool kept_ = false;
-};
 
 // The connection that writes. [one thread at a time]
 class Writer {
@@ -141,7 +102,7 @@ void exportTables(query::Database& database, const fs::path& file) {
                               rest.string(), file.string()));
     }
   }
-  NewFile temporary(file);
+  formats::NewFile temporary(file);
   {
     Writer writer(temporary.path(), file);
     for (const query::TableInfo& table : query::schema()) {
