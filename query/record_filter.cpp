@@ -1,6 +1,9 @@
 // From constraints to a plan, and from a plan with values to a selection.
 #include "query/record_filter.h"
 
+#include <formats/nearest_name.h>
+#include <profile/names.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -15,6 +18,7 @@ using sources::Selection;
 using sources::SelectionRequest;
 
 constexpr std::string_view in = "=*"; // one of several values
+constexpr double beyond = 9e18;       // greater numbers are left to SQLite
 
 std::string_view operatorText(unsigned char op) {
   switch (op) {
@@ -56,6 +60,59 @@ std::string textOf(sqlite3_value* value) {
   return text == nullptr ? std::string() : std::string(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
 }
 
+// The number that a column of numbers is compared with: 7, 7.0 and '7' are the same. Nothing for all else.
+std::optional<std::int64_t> wholeNumber(sqlite3_value* value) {
+  const int type = sqlite3_value_numeric_type(value);
+  if (type == SQLITE_INTEGER) {
+    return sqlite3_value_int64(value);
+  }
+  const double number = type == SQLITE_FLOAT ? sqlite3_value_double(value) : beyond;
+  return std::abs(number) < beyond && number == std::floor(number) ? std::optional(static_cast<std::int64_t>(number))
+                                                                   : std::nullopt;
+}
+
+// Whether the selection lets through exactly the records that show `text` in the column: it also takes other spellings,
+// ids and, for events, actions.
+bool selectsExactly(const FilteredBy& by, const std::string& text, bool ignoresCase) {
+  if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
+    return false;
+  }
+  std::vector<profile::NameTable> tables;
+  if (by.names == &SelectionRequest::categories) {
+    tables.push_back(profile::category_names());
+  } else if (by.names == &SelectionRequest::types) {
+    tables.push_back(profile::datatype_names());
+  } else if (by.names == &SelectionRequest::components) {
+    for (const profile::NameRow& category : profile::category_names()) {
+      tables.push_back(profile::component_names(category.id));
+    }
+  } else {
+    return false;
+  }
+  for (const profile::NameTable table : tables) {
+    for (const profile::NameRow& row : table) {
+      if (formats::equalIgnoringCase(row.name, text) && !ignoresCase && row.name != text) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// Whether the selection does all that the constraint asks for, so that SQLite need not look at each record again. Only
+// constants are known while a statement is planned.
+bool isExact(sqlite3_index_info& index, int number, const FilteredBy& by) {
+  sqlite3_value* value = nullptr;
+  if (sqlite3_vtab_rhs_value(&index, number, &value) != SQLITE_OK) {
+    return false;
+  }
+  if (by.names == nullptr) {
+    return wholeNumber(value).has_value();
+  }
+  return sqlite3_value_type(value) == SQLITE_TEXT &&
+         selectsExactly(by, textOf(value), std::string_view(sqlite3_vtab_collation(&index, number)) == "NOCASE");
+}
+
 // Narrows by names or ids. A selection takes either for the same list, so only the first constraint counts. False: no
 // record can pass.
 bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlite3_value* const> values) {
@@ -70,10 +127,13 @@ bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlit
     if (type == SQLITE_NULL) {
       continue; // equals nothing
     }
-    if (type != SQLITE_INTEGER && (by.ids != nullptr || type != SQLITE_TEXT)) {
+    if (by.names != nullptr && (type == SQLITE_TEXT || type == SQLITE_INTEGER)) {
+      wanted.push_back(textOf(value));
+    } else if (const auto id = wholeNumber(value); by.ids != nullptr && id) {
+      wanted.push_back(std::to_string(*id));
+    } else {
       return true; // SQLite may convert it
     }
-    wanted.push_back(textOf(value));
   }
   request.*list = std::move(wanted);
   return !(request.*list).empty();
@@ -103,15 +163,13 @@ bool leaveOutUnknown(SelectionRequest& request) {
 
 // All whole numbers that may satisfy the comparison with the value; nothing if there are none.
 std::optional<Range> rangeOf(std::string_view op, sqlite3_value* value) {
-  const int type = sqlite3_value_type(value);
-  if (type == SQLITE_NULL) {
+  if (sqlite3_value_type(value) == SQLITE_NULL) {
     return std::nullopt;
   }
   Range range;
-  if (type == SQLITE_INTEGER) {
-    const std::int64_t number = sqlite3_value_int64(value);
-    const bool isBelow = number < 0;
-    const auto bound = static_cast<std::uint64_t>(isBelow ? 0 : number);
+  if (const auto number = wholeNumber(value)) {
+    const bool isBelow = *number < 0;
+    const auto bound = static_cast<std::uint64_t>(isBelow ? 0 : *number);
     if (op.front() != '>') { // =, <, <=
       if (isBelow || (op == "<" && bound == 0)) {
         return std::nullopt;
@@ -121,12 +179,11 @@ std::optional<Range> rangeOf(std::string_view op, sqlite3_value* value) {
     if (op.front() != '<' && !isBelow) { // =, >, >=
       range.first = op == ">" ? bound + 1 : bound;
     }
-  } else if (type == SQLITE_FLOAT) {
-    constexpr double end = 9e18; // what is beyond is left to SQLite
-    const double number = sqlite3_value_double(value);
-    if (number >= 0 && number < end) {
-      range.first = op.front() == '<' ? 0 : static_cast<std::uint64_t>(std::floor(number));
-      range.last = op.front() == '>' ? range.last : static_cast<std::uint64_t>(std::ceil(number));
+  } else if (sqlite3_value_numeric_type(value) == SQLITE_FLOAT) {
+    const double fraction = sqlite3_value_double(value);
+    if (fraction >= 0 && fraction < beyond) {
+      range.first = op.front() == '<' ? 0 : static_cast<std::uint64_t>(std::floor(fraction));
+      range.last = op.front() == '>' ? range.last : static_cast<std::uint64_t>(std::ceil(fraction));
     }
   }
   return range;
@@ -204,17 +261,25 @@ std::optional<Range> rangeOfAll(const Term& term, std::span<sqlite3_value* const
 std::string planFilter(sqlite3_index_info& index, std::span<const FilterColumn> columns) {
   std::string plan;
   int values = 0;
+  std::vector<std::vector<std::string> SelectionRequest::*> lists; // that earlier constraints may have filled
   for (int i = 0; i < index.nConstraint; ++i) {
     const int number = index.aConstraint[i].iColumn;
-    if (number < 0 || static_cast<std::size_t>(number) >= columns.size() ||
-        !canNarrow(index, i, columns[static_cast<std::size_t>(number)].by)) {
+    if (number < 0 || static_cast<std::size_t>(number) >= columns.size()) {
+      continue;
+    }
+    const FilterColumn& column = columns[static_cast<std::size_t>(number)];
+    if (!canNarrow(index, i, column.by)) {
       continue;
     }
     // All values of IN at once: otherwise SQLite would read the source once for each of them.
     const bool isList = sqlite3_vtab_in(&index, i, 1) != 0;
     index.aConstraintUsage[i].argvIndex = ++values;
+    const auto list = column.by.names != nullptr ? column.by.names : column.by.ids;
+    const bool isFirst = list == nullptr || std::find(lists.begin(), lists.end(), list) == lists.end();
+    index.aConstraintUsage[i].omit = !isList && isFirst && isExact(index, i, column.by) ? 1 : 0;
+    lists.push_back(list);
     plan += plan.empty() ? "" : " ";
-    plan += columns[static_cast<std::size_t>(number)].name;
+    plan += column.name;
     plan += isList ? in : operatorText(index.aConstraint[i].op);
   }
   return plan;

@@ -31,7 +31,7 @@ struct FilterColumn {
 std::string planFilter(sqlite3_index_info& index, std::span<const FilterColumn> columns);
 
 // The selection for a plan and its values. It may let more pass than the SQL asks for, never less: SQLite checks each
-// record again. Nothing: no record can pass.
+// record again, except for what planFilter has told it to omit. Nothing: no record can pass.
 std::optional<sources::Selection> makeSelection(std::string_view plan, std::span<sqlite3_value*> values,
                                                 std::span<const FilterColumn> columns);
 
