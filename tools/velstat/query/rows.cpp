@@ -1,10 +1,10 @@
 // Rows in the three formats.
 #include "velstat/query/rows.h"
 
+#include <velstat/query/fitted_table.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/number_text.h>
-#include <velstat/text/table.h>
 
 #include <fmt/format.h>
 
@@ -59,35 +59,6 @@ std::vector<std::string> namesOf(const Statement& rows) {
   return names;
 }
 
-// Cuts the widest columns until a line fits.
-void fit(Cells& cells, std::size_t width) {
-  std::vector<std::size_t> widths(cells.front().size());
-  for (const auto& line : cells) {
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      widths[i] = std::max(widths[i], columns(line[i]));
-    }
-  }
-  constexpr std::size_t gap = 2;
-  constexpr std::size_t least = 6;
-  std::size_t total = gap * (widths.size() - 1);
-  for (const std::size_t each : widths) {
-    total += each;
-  }
-  while (total > width) {
-    const auto widest = std::max_element(widths.begin(), widths.end());
-    if (*widest <= least) {
-      break;
-    }
-    --*widest;
-    --total;
-  }
-  for (auto& line : cells) {
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      line[i] = cut(std::move(line[i]), widths[i]);
-    }
-  }
-}
-
 void writeTable(Sink& out, Statement& rows) {
   std::vector<std::string> header;
   for (const std::string& name : namesOf(rows)) {
@@ -97,18 +68,23 @@ void writeTable(Sink& out, Statement& rows) {
   const std::size_t width = outputWidth();
   bool more = rows.step();
   for (bool first = true; first || more; first = false) {
-    Cells cells = {header};
-    for (; more && cells.size() <= tableRows; more = rows.step()) {
-      auto& line = cells.emplace_back();
+    FittedTable table{{header}, {}};
+    std::vector<char> canBeCut(header.size(), 0);
+    for (; more && table.cells.size() <= tableRows; more = rows.step()) {
+      auto& line = table.cells.emplace_back();
       for (std::size_t i = 0; i < header.size(); ++i) {
         line.push_back(escape(textOf(rows, i)));
+        canBeCut[i] |= rows.type(i) == ValueType::text || rows.type(i) == ValueType::blob ? 1 : 0;
       }
     }
     if (width != 0) {
-      fit(cells, width);
+      table = fitted(std::move(table.cells), canBeCut, width);
     }
     out += first ? "" : "\n";
-    appendCells(out, cells, 0, style);
+    appendCells(out, table.cells, 0, style);
+    for (const std::string& note : table.notes) {
+      out += style.dim(note) + '\n';
+    }
   }
 }
 
