@@ -125,6 +125,7 @@ std::unique_ptr<const Table> makeServices() {
           {{"first_handler", "INTEGER", "its first state handler, from 1, or NULL"},
            numberUnlessZero<&Service::firstHandler>},
           {{"handlers", "INTEGER", "how many it has"}, numberMember<&Service::handlers>},
+          {{"log_lines", "INTEGER", "written while it was registered"}, numberMember<&Service::logLines>},
       });
 }
 
@@ -160,6 +161,7 @@ std::unique_ptr<const Table> makeLog() {
           {{"subsystem", "TEXT", "who logged it"}, textMember<&LogEntry::subsystem>},
           {{"category", "TEXT", "likewise"}, textMember<&LogEntry::category>},
           {{"message", "TEXT", "what was logged"}, textMember<&LogEntry::message>},
+          {{"count", "INTEGER", "how many such lines: 1 when read from files"}, numberMember<&LogEntry::count>},
       });
 }
 

@@ -9,10 +9,10 @@
 -- triggers: samples/handlers-refused
 -- clean: samples/handlers-answered
 WITH failed AS MATERIALIZED (
-  SELECT source, substr(message, instr(message, 'AssertMacros: ') + 14) AS rest FROM log
+  SELECT source, substr(message, instr(message, 'AssertMacros: ') + 14) AS rest, count FROM log
   WHERE message LIKE '%AssertMacros: %'
 ), counted AS (
-  SELECT source, rtrim(substr(rest, 1, instr(rest || ' file:', ' file:') - 1), ', ') AS expression, count(*) AS times
+  SELECT source, rtrim(substr(rest, 1, instr(rest || ' file:', ' file:') - 1), ', ') AS expression, sum(count) AS times
   FROM failed GROUP BY 1, 2
 )
 SELECT source, CASE sum(times) WHEN 1 THEN 'once' ELSE sum(times) || ' times' END AS checks, expression,

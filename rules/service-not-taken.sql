@@ -10,4 +10,5 @@
 -- clean: samples/handlers-answered
 SELECT source, name, CASE usages WHEN '' THEN 'no usages' ELSE usages END AS usages,
        CASE opened WHEN 0 THEN 'not taken' ELSE 'opened and given up' END AS what
-FROM services WHERE handlers = 0
+FROM services
+WHERE handlers = 0 AND (opened OR log_lines > 0) -- without a word: of another transport, which is not the plug-in's

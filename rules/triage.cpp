@@ -94,7 +94,23 @@ Statement prepare(query::Database& database, const Rule& rule) {
   return statement;
 }
 
-void run(query::Database& database, const Rule& rule, std::vector<Finding>& findings) {
+Evidence evidenceIn(const Statement& row, const std::vector<sources::InputInfo>& inputs) {
+  Evidence evidence;
+  evidence.source = textIn(row, "source");
+  evidence.report = numberIn(row, "report");
+  evidence.path = textIn(row, "path");
+  evidence.position = numberIn(row, "position");
+  const auto input =
+      std::find_if(inputs.begin(), inputs.end(), [&](const auto& each) { return each.name == evidence.source; });
+  if (input != inputs.end() && evidence.report && *evidence.report < input->capture.reports.size()) {
+    const sources::Report& report = input->capture.reports[*evidence.report];
+    evidence.title = report.title;
+    evidence.file = report.file;
+  }
+  return evidence;
+}
+
+void run(query::Database& database, const sources::Sources& sources, const Rule& rule, std::vector<Finding>& findings) {
   Statement row = prepare(database, rule);
   std::size_t count = 0;
   while (inRule(rule, [&] { return row.step(); })) {
@@ -108,10 +124,7 @@ void run(query::Database& database, const Rule& rule, std::vector<Finding>& find
                         .text = filled(rule.finding, row),
                         .why = filled(rule.why, row),
                         .next = filled(rule.next, row),
-                        .evidence = {.source = textIn(row, "source"),
-                                     .report = numberIn(row, "report"),
-                                     .path = textIn(row, "path"),
-                                     .position = numberIn(row, "position")}});
+                        .evidence = evidenceIn(row, sources.inputs())});
   }
 }
 
@@ -126,7 +139,7 @@ std::vector<Finding> triage(sources::Sources& sources, sources::Sources* referen
   }
   std::vector<Finding> findings;
   for (const Rule& rule : rules) {
-    run(database, rule, findings);
+    run(database, sources, rule, findings);
   }
   std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
     return std::tie(b.severity, b.rank, a.rule) < std::tie(a.severity, a.rank, b.rule);

@@ -18,6 +18,8 @@ namespace vel::rules {
 struct Evidence {
   std::string source;                    // the input's name; empty: not told
   std::optional<std::uint64_t> report;   // of the input's capture, from 0
+  std::string title;                     // of the report
+  std::string file;                      // of the report; empty for a capture in memory
   std::string path;                      // of a value in the report
   std::optional<std::uint64_t> position; // of a record: its line in the report, from 0, or its offset in bytes
 };

@@ -19,6 +19,7 @@ struct Service {
   bool opened = false;                                         // the plug-in opened an interface of it
   std::size_t firstHandler = 0;                                // from 1; 0: it has none
   std::size_t handlers = 0;
+  std::size_t logLines = 0; // written while it was registered
 };
 
 // One state handler, asked once.
@@ -44,6 +45,7 @@ struct LogEntry {
   std::string subsystem;
   std::string category;
   std::string message;
+  std::uint64_t count = 1; // of equal lines; more than one only for a capture in memory, which has no times then
 };
 
 using Metric = control::TallyRow;

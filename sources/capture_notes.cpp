@@ -50,6 +50,7 @@ Service readService(const JsonNode& node) {
   service.opened = opened && opened->flag();
   service.firstHandler = numberOf(node, "first handler");
   service.handlers = numberOf(node, "handlers");
+  service.logLines = numberOf(node, "log lines");
   return service;
 }
 

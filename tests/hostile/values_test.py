@@ -20,9 +20,10 @@ OPTIONS = [
     ("publish", "file", "--tally"),
     ("diff", "file", "file", "--format"),
     *[("query", "file", "SELECT 1", option) for option in QUERY],
+    *[("triage", "file", option) for option in ("--against", "--rules", "--fail-on", "--format", "--timeout")],
 ]
 FLAGS = [("capture", "--all"), ("decode", "--stats"), ("decode", "--recover"), ("tally", "file", "--watch")]
-NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file"), ("query",), ("query", "file")]
+NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file"), ("query",), ("query", "file"), ("triage",)]
 
 
 class Values(unittest.TestCase):
@@ -53,7 +54,7 @@ class Values(unittest.TestCase):
                          (1, "", "velstat: --stats=: No such file or directory\n"))
 
     def test_every_option_is_in_the_list(self):
-        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff", "query"):
+        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff", "query", "triage"):
             text = run(*command.split(), "--help")[1]
             shown = {line.split()[0].split("{")[0] for line in text.splitlines()
                      if line.startswith("  --") and len(line) > 2 and line.split()[1].split(":")[0].isupper()}

@@ -27,6 +27,22 @@ def run(*arguments, velstat=VELSTAT, **options):
     return subprocess.run([velstat, *arguments], capture_output=True, text=True, timeout=60, **options)
 
 
+def on_terminal(arguments, environment):
+    """What a terminal gets from a capture."""
+    ours, theirs = pty.openpty()
+    process = subprocess.Popen([VELSTAT, "capture", *arguments], stdout=theirs, env=environment)
+    os.close(theirs)
+    output = b""
+    try:
+        while block := os.read(ours, 4096):
+            output += block
+    except OSError:  # the other side is closed
+        pass
+    os.close(ours)
+    assert process.wait(60) == 0
+    return output
+
+
 def without_source_lines(text):
     """Assertion lines tell their place in the plug-in's source, which moves."""
     return re.sub(r"line: \d+ value:", "line: N value:", text)
@@ -85,6 +101,45 @@ class Shown(Temporary):
         self.assertEqual(shown.count("'category':"), 104 * 32)
         self.assertEqual(shown.count("publishTSData op="), 23)  # repeated lines are one
 
+    def test_routine_log_lines_are_one_line_and_not_red(self):
+        """A healthy device's log has nothing else."""
+        shown = run("capture").stdout
+        self.assertIn("\nLog: 28 lines\n  routine  28 values published for 16 metrics (--all)\n\nMetrics", shown)
+        self.assertNotIn("publishTSData", shown)
+        environment = {**os.environ, "TERM": "xterm"}
+        environment.pop("NO_COLOR", None)
+        for arguments in ([], ["--all"]):
+            self.assertNotIn(b"\x1b[31m", on_terminal([*arguments], environment))
+        failing = MODELS / "garbage.json"
+        self.assertIn(b"\x1b[31merror", on_terminal(["--model", failing], environment))
+        version = "publishTSData veltsreckeys version mismatch (0x31/0x30)"
+        self.assertIn(version, run("capture", "--model", failing).stdout)
+
+    def test_findings_come_first(self):
+        lines = run("capture", "--model", MODELS / "amplifier-timeout.json").stdout.splitlines()
+        self.assertEqual(lines[1:4], [
+            "", "Findings: 5 errors, 3 warnings",
+            "  error    The amplifier was not ready after 16 of 16 requests to turn it on."])
+        self.assertEqual(lines[lines.index("Services") - 3:lines.index("Services") - 1], [
+            "  … 3 more (--all)",
+            "  velstat capture --out DIR, then velstat triage DIR: why, what next, and where"])
+        every = run("capture", "--all", "--model", MODELS / "amplifier-timeout.json", "--out", self.folder / "o").stdout
+        self.assertIn("\n  warning  16 commands timed out", every)
+        self.assertIn(f"\n  velstat triage {self.folder / 'o'}: why, what next, and where\n", every)
+
+    def test_findings_are_those_of_triage(self):
+        """Of the same capture, read back from its folder."""
+        for name in ("amplifier-timeout", "damaged-log", "firmware-restart", "garbage", "refusing-driver", "default"):
+            with self.subTest(name):
+                out = self.folder / name
+                captured = json.loads(run("capture", "--model", MODELS / f"{name}.json", "--format", "json", "--out", out).stdout)
+                triaged = json.loads(run("triage", "--format", "json", out).stdout)
+                for finding in triaged["findings"]:
+                    finding["evidence"].pop("file", None)
+                for finding in captured["findings"]:
+                    finding["evidence"].pop("file", None)
+                self.assertEqual(captured["findings"], triaged["findings"])
+
     def test_built_in_model_is_the_default_model(self):
         self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
 
@@ -95,7 +150,7 @@ class Shown(Temporary):
     def test_empty_model(self):
         result = run("capture", "--model", self.model("{}"))
         self.assertEqual(result.stdout, "unnamed device, com.tavik.TavikVELHIDStatistics, api 3\n\n"
-                         "Services\n  none\n\nRecords: 0 from 0 state handlers\n\nLog: 0 lines\n\nMetrics: 0 keys\n")
+                         "Findings: none\n\nServices\n  none\n\nRecords: 0 from 0 state handlers\n\nLog: 0 lines\n\nMetrics: 0 keys\n")
 
     def test_services_that_are_not_taken(self):
         result = run("capture", "--model", self.model('''{"services": [
@@ -104,7 +159,9 @@ class Shown(Temporary):
             {"name": "phone", "transport": "VEL", "usages": [{"page": 11, "usage": 1}], "driver": {}},
             {"name": "refused", "transport": "VEL", "usages": [{"page": 11, "usage": 1}],
              "driver": {"open-result": "0xE00002BC"}}]}'''))
-        self.assertEqual(result.stdout.splitlines()[2:7], [
+        lines = result.stdout.splitlines()
+        begin = lines.index("Services")
+        self.assertEqual(lines[begin:begin + 5], [
             "Services",
             "  number   no usages  not taken (1 log line)",
             "  no VEL   0x0c/0x01  not taken",
@@ -149,7 +206,7 @@ class Json(Temporary):
         result = run("capture", "--format", "json")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         document = json.loads(result.stdout)
-        self.assertEqual(list(document), ["device", "plug-in", "api", "services", "handlers", "records", "log", "metrics"])
+        self.assertEqual(list(document), ["device", "plug-in", "api", "findings", "services", "handlers", "records", "log", "metrics"])
         self.assertEqual(document["plug-in"],
                          {"identifier": "com.tavik.TavikVELHIDStatistics", "path": str(BUNDLE.resolve())})
         self.assertEqual(document["services"][0], {
@@ -303,19 +360,8 @@ class Usage(Temporary):
 
 class Terminal(Temporary):
     def on_terminal(self, **environment):
-        ours, theirs = pty.openpty()
-        process = subprocess.Popen([VELSTAT, "capture", "--model", self.model("{}")], stdout=theirs,
-                                   env={**{k: v for k, v in os.environ.items() if k != "NO_COLOR"}, **environment})
-        os.close(theirs)
-        output = b""
-        try:
-            while block := os.read(ours, 4096):
-                output += block
-        except OSError:  # the other side is closed
-            pass
-        os.close(ours)
-        self.assertEqual(process.wait(60), 0)
-        return output
+        kept = {name: value for name, value in os.environ.items() if name != "NO_COLOR"}
+        return on_terminal(["--model", self.model("{}")], {**kept, **environment})
 
     def test_colour_on_a_terminal_alone(self):
         self.assertIn(b"\x1b[1mServices\x1b[0m", self.on_terminal(TERM="xterm"))

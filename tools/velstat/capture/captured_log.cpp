@@ -6,6 +6,10 @@
 
 namespace vel::stat {
 
+bool isRoutine(std::string_view message) {
+  return message.starts_with("publishTSData op=");
+}
+
 void CapturedLog::add(control::LogLine line) {
   const auto [text, isNew] = numbers_.try_emplace(
       Text(line.type, std::move(line.subsystem), std::move(line.category), std::move(line.message)), texts_.size());

@@ -12,6 +12,10 @@
 
 namespace vel::stat {
 
+// Whether a line only tells that a value was published. The plug-in logs these as errors, of which there are many on a
+// healthy device.
+bool isRoutine(std::string_view message);
+
 class CapturedLog {
 public:
   CapturedLog() = default;

@@ -1,5 +1,6 @@
 // velstat capture: hosts a plug-in on a device model and shows what it registers and reports.
 
+#include <sources/source.h>
 #include <velstat/capture/result.h>
 #include <velstat/commands.h>
 #include <velstat/options/hosted.h>
@@ -10,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <utility>
@@ -61,7 +63,7 @@ void deliverAnalytics(host::Session& session, const host::MachineService& servic
 }
 
 CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle) {
-  CaptureResult result{.api = options.api};
+  CaptureResult result{.folder = options.out, .api = options.api};
   result.device = model.name;
   result.model = modelName(options.model);
   result.version = VELSTAT_VERSION;
@@ -90,6 +92,18 @@ CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& mo
   return result;
 }
 
+// What the rules find. A rule that does not end in time on a hostile device must not cost the capture.
+std::vector<rules::Finding> examine(const CaptureResult& result) {
+  constexpr std::chrono::seconds patience{10};
+  try {
+    sources::Sources source(result.folder.empty() ? "DIR" : result.folder, asSource(result), {.tellFindings = false});
+    return rules::triage(source, nullptr, rules::shippedRules(), {.time = patience});
+  } catch (const formats::Error& error) {
+    complain(fmt::format("the capture was not examined: {}", error.what()));
+    return {};
+  }
+}
+
 int run(const CaptureOptions& options) {
   // Refused before anything is waited for. Nothing is written before the capture is over, so that a signal, or a
   // plug-in that crashes, leaves nothing.
@@ -98,7 +112,8 @@ int run(const CaptureOptions& options) {
     folder.emplace(options.out);
   }
   const host::DeviceModel model = readModel(options.model);
-  const CaptureResult result = capture(options, model, loadBundle(options.plugIn));
+  CaptureResult result = capture(options, model, loadBundle(options.plugIn));
+  result.findings = examine(result); // which takes the most memory: before anything is written
   if (folder) {
     writeCapture(result, *folder);
   }

@@ -2,6 +2,7 @@
 #include <velstat/capture/result.h>
 #include <velstat/tally/output.h>
 #include <velstat/text/json_writer.h>
+#include <velstat/triage/output.h>
 
 namespace vel::stat {
 
@@ -59,6 +60,8 @@ void captureJson(Sink& out, const CaptureResult& result) {
   json.member("path", result.path);
   json.endObject();
   json.member("api", result.api);
+  json.key("findings");
+  writeFindings(json, result.findings);
   json.key("services");
   writeServices(json, result);
   json.member("handlers", result.handlers);

@@ -24,6 +24,8 @@ std::string safeName(std::string_view title) {
   return name;
 }
 
+} // namespace
+
 const std::string& serviceOf(const CaptureResult& result, std::size_t handler) {
   static const std::string none;
   for (const CapturedService& service : result.services) {
@@ -34,6 +36,8 @@ const std::string& serviceOf(const CaptureResult& result, std::size_t handler) {
   }
   return none;
 }
+
+namespace {
 
 // Every handler, also those that returned nothing and so have no file.
 void writeHandlers(JsonWriter& json, const CaptureResult& result) {

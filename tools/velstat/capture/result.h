@@ -4,6 +4,8 @@
 #include <control/tally.h>
 #include <host/machine.h>
 #include <host/session.h>
+#include <rules/triage.h>
+#include <sources/capture.h>
 #include <velstat/capture/captured_log.h>
 #include <velstat/capture/output_folder.h>
 #include <velstat/text/json_writer.h>
@@ -31,6 +33,7 @@ struct CaptureResult {
   std::string plugIn;  // identifier of the bundle
   std::string path;    // of the bundle
   std::string version; // of the command
+  std::string folder;  // that it is written to; empty: none
   std::uint32_t api = 0;
   std::vector<CapturedService> services;
   std::size_t handlers = 0;
@@ -39,7 +42,14 @@ struct CaptureResult {
   CapturedLog log;
   std::vector<control::TallyRow> metrics; // what was published, as the store holds it
   std::string tally;                      // the store's file
+  std::vector<rules::Finding> findings;   // what is wrong, worst first
 };
+
+// The service that a handler belongs to; empty if it is not known.
+const std::string& serviceOf(const CaptureResult& result, std::size_t handler);
+
+// The capture as a source of records. Equal lines of its log, of which a device may cause a million, are one.
+sources::Capture asSource(const CaptureResult& result);
 
 // Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
 enum class Detail { folded, all };

@@ -5,11 +5,14 @@
 #include <velstat/tally/output.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
+#include <velstat/triage/output.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <set>
+#include <span>
 #include <string_view>
 
 namespace vel::stat {
@@ -17,6 +20,7 @@ namespace vel::stat {
 namespace {
 
 constexpr std::size_t shownLogLines = 6; // different ones of a level
+constexpr std::size_t shownFindings = 5;
 
 std::string usagesText(const CapturedService& service) {
   std::string text;
@@ -70,6 +74,41 @@ std::string_view trimmed(std::string_view message) {
   return message;
 }
 
+void appendFindings(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
+  const std::span<const rules::Finding> all = result.findings;
+  out += style.bold("Findings") + fmt::format(": {}\n", all.empty() ? "none" : countsText(all));
+  if (all.empty()) {
+    return;
+  }
+  const std::size_t shown = detail == Detail::folded ? std::min(shownFindings, all.size()) : all.size();
+  writeFindingsBriefly(out, all.first(shown), textWidth(), style);
+  if (shown < all.size()) {
+    out += "  " + style.dim(fmt::format("… {} more (--all)", all.size() - shown)) + '\n';
+  }
+  const std::string how = result.folder.empty() ? "velstat capture --out DIR, then velstat triage DIR"
+                                                : fmt::format("velstat triage {}", escape(result.folder));
+  out += "  " + style.dim(fmt::format("{}: why, what next, and where", how)) + '\n';
+}
+
+// What was published, of which a healthy device logs much.
+void appendRoutine(Sink& out, const std::vector<CapturedLog::Repeated>& folded, const Style& style) {
+  std::size_t lines = 0;
+  std::set<std::string_view> metrics;
+  for (const auto& [type, message, times] : folded) {
+    if (isRoutine(*message)) {
+      const std::string_view text = *message;
+      const std::size_t quote = std::min(text.find('\''), text.size());
+      metrics.insert(text.substr(quote, text.find('\'', quote + 1) - quote));
+      lines += times;
+    }
+  }
+  if (lines > 0) {
+    out +=
+        fmt::format("  routine  {} published for {}", countText(lines, "value"), countText(metrics.size(), "metric"));
+    out += style.dim(" (--all)") + '\n';
+  }
+}
+
 // The worst first.
 constexpr std::array levels = {OS_LOG_TYPE_FAULT, OS_LOG_TYPE_ERROR, OS_LOG_TYPE_DEFAULT, OS_LOG_TYPE_INFO,
                                OS_LOG_TYPE_DEBUG};
@@ -81,7 +120,8 @@ void appendLog(Sink& out, const CaptureResult& result, Detail detail, const Styl
     std::size_t shown = 0;
     std::size_t hidden = 0;
     for (const auto& [type, message, times] : folded) {
-      if (type != level) {
+      const bool routine = isRoutine(*message);
+      if (type != level || (routine && detail == Detail::folded)) {
         continue;
       }
       if (detail == Detail::folded && shown == shownLogLines) {
@@ -90,13 +130,16 @@ void appendLog(Sink& out, const CaptureResult& result, Detail detail, const Styl
       }
       ++shown;
       const std::string name = fmt::format("{:7}", control::logLevelName(level));
-      const bool severe = level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT;
+      const bool severe = !routine && (level == OS_LOG_TYPE_ERROR || level == OS_LOG_TYPE_FAULT);
       out += fmt::format("  {}  {}", severe ? style.red()(name) : name, escape(trimmed(*message)));
       out += times == 1 ? std::string("\n") : style.dim(fmt::format(" × {}", times)) + '\n';
     }
     if (hidden > 0) {
       out += "           " + style.dim(fmt::format("… {} more (--all)", hidden)) + '\n';
     }
+  }
+  if (detail == Detail::folded) {
+    appendRoutine(out, folded, style);
   }
 }
 
@@ -112,6 +155,8 @@ void appendMetrics(Sink& out, const CaptureResult& result, const Style& style) {
 void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
   out += fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
                      escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
+  appendFindings(out, result, detail, style);
+  out += '\n';
   appendServices(out, result, style);
   out += '\n' + style.bold("Records") +
          fmt::format(": {} from {}\n", result.records.size(), countText(result.handlers, "state handler"));

@@ -25,9 +25,6 @@ namespace vel::stat {
 
 namespace {
 
-constexpr std::size_t widestText = 100; // columns
-constexpr std::size_t usualWidth = 80;
-
 enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 };
 
 struct TriageOptions {
@@ -47,11 +44,6 @@ std::vector<rules::Rule> rulesFor(const TriageOptions& line) {
     rules::addRules(all, rules::readRules(line.folder));
   }
   return all;
-}
-
-std::size_t textWidth() {
-  const std::size_t width = outputWidth();
-  return width == 0 ? usualWidth : std::min(width, widestText);
 }
 
 void writeList(const std::vector<rules::Rule>& all) {
@@ -77,19 +69,18 @@ sources::Options sourceOptions() {
           .complain = [](std::string_view text) { complain(text); }};
 }
 
-void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, const sources::Sources& sources,
-           std::size_t ruleCount) {
+void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, std::size_t ruleCount) {
   StandardOutput out;
   if (line.format == "json") {
     JsonWriter json(out);
     json.beginObject();
     json.key("findings");
-    writeFindings(json, findings, sources.inputs());
+    writeFindings(json, findings);
     json.endObject();
     out += '\n';
   } else {
     out += fmt::format("{} by {}\n", countsText(findings), countText(ruleCount, "rule"));
-    writeFindings(out, findings, sources.inputs(), textWidth(), Style::ofStandardOutput());
+    writeFindings(out, findings, textWidth(), Style::ofStandardOutput());
   }
   out.flush();
 }
@@ -135,7 +126,7 @@ int triageInputs(const TriageOptions& line) {
   }
   const auto findings =
       rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)});
-  write(line, findings, sources, all.size());
+  write(line, findings, all.size());
   if (!sources.isSound() || (reference && !reference->isSound())) {
     return unreadable;
   }

@@ -17,8 +17,6 @@ namespace {
 using rules::Evidence;
 using rules::Finding;
 using rules::Severity;
-using sources::InputInfo;
-using sources::Report;
 
 constexpr std::size_t labelWidth = 9; // "warning  "
 
@@ -35,32 +33,18 @@ std::string severityText(Severity severity, const Style& style) {
   return name;
 }
 
-// The report that a finding points to; null if there is none.
-const Report* reportOf(const Evidence& evidence, const std::vector<InputInfo>& inputs) {
-  const auto input =
-      std::find_if(inputs.begin(), inputs.end(), [&](const InputInfo& each) { return each.name == evidence.source; });
-  if (input == inputs.end() || !evidence.report || *evidence.report >= input->capture.reports.size()) {
-    return nullptr;
-  }
-  return &input->capture.reports[*evidence.report];
-}
-
-// "good, 'ZORB Statistics', last button press/click count"
-std::string placeText(const Evidence& evidence, const std::vector<InputInfo>& inputs) {
-  const Report* const report = reportOf(evidence, inputs);
-  std::string text = evidence.source;
-  if (report != nullptr) {
-    text = report->file.empty() ? text : report->file;
-    if (report->file.empty() && !report->title.empty()) {
-      text += fmt::format(", '{}'", report->title);
-    }
+// "good/001-ZORB Statistics.state: last button press/click count", "log.txt, byte 4656"
+std::string placeText(const Evidence& evidence) {
+  std::string text = evidence.file.empty() ? evidence.source : evidence.file;
+  if (evidence.file.empty() && !evidence.title.empty()) {
+    text += fmt::format(", '{}'", evidence.title);
   }
   if (!evidence.path.empty()) {
     text += fmt::format(": {}", evidence.path);
   }
   if (evidence.position) {
-    text += report == nullptr ? fmt::format(", byte {}", *evidence.position)
-                              : fmt::format(", line {}", *evidence.position + 1);
+    text += evidence.report ? fmt::format(", line {}", *evidence.position + 1)
+                            : fmt::format(", byte {}", *evidence.position);
   }
   return text;
 }
@@ -102,6 +86,13 @@ void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::s
   }
 }
 
+std::size_t textWidth() {
+  constexpr std::size_t widest = 100;
+  constexpr std::size_t usual = 80;
+  const std::size_t width = outputWidth();
+  return width == 0 ? usual : std::min(width, widest);
+}
+
 std::string countsText(std::span<const Finding> findings) {
   std::array<std::size_t, 3> counts{};
   for (const Finding& finding : findings) {
@@ -120,8 +111,7 @@ std::string countsText(std::span<const Finding> findings) {
   return text;
 }
 
-void writeFindings(Sink& out, std::span<const Finding> findings, const std::vector<InputInfo>& inputs,
-                   std::size_t width, const Style& style) {
+void writeFindings(Sink& out, std::span<const Finding> findings, std::size_t width, const Style& style) {
   for (auto first = findings.begin(); first != findings.end();) {
     const auto end = std::find_if(first, findings.end(), [&](const Finding& each) { return each.rule != first->rule; });
     out += '\n' + severityText(first->severity, style);
@@ -131,8 +121,8 @@ void writeFindings(Sink& out, std::span<const Finding> findings, const std::vect
       if (finding->more != 0) {
         appendPart(out, "", moreText(*finding), width, style);
       }
-      const std::string place = placeText(finding->evidence, inputs);
-      if (finding + 1 == end || place != placeText(finding[1].evidence, inputs)) { // told once for several
+      const std::string place = placeText(finding->evidence);
+      if (finding + 1 == end || place != placeText(finding[1].evidence)) { // told once for several
         appendPart(out, "  where", place, width, style);
       }
     }
@@ -152,7 +142,7 @@ void writeFindingsBriefly(Sink& out, std::span<const Finding> findings, std::siz
   }
 }
 
-void writeFindings(JsonWriter& json, std::span<const Finding> findings, const std::vector<InputInfo>& inputs) {
+void writeFindings(JsonWriter& json, std::span<const Finding> findings) {
   json.beginArray();
   for (const Finding& finding : findings) {
     json.beginObject();
@@ -167,9 +157,11 @@ void writeFindings(JsonWriter& json, std::span<const Finding> findings, const st
     if (finding.evidence.report) {
       json.member("report", *finding.evidence.report);
     }
-    if (const Report* const report = reportOf(finding.evidence, inputs)) {
-      json.member("title", report->title);
-      json.member("file", report->file);
+    if (!finding.evidence.title.empty()) {
+      json.member("title", finding.evidence.title);
+    }
+    if (!finding.evidence.file.empty()) {
+      json.member("file", finding.evidence.file);
     }
     if (!finding.evidence.path.empty()) {
       json.member("path", finding.evidence.path);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <rules/triage.h>
-#include <sources/source.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
@@ -14,18 +13,19 @@
 
 namespace vel::stat {
 
-// "3 findings: 1 error, 2 notes", "nothing found".
+// The columns for prose: those of the terminal, but no more than can be read well.
+std::size_t textWidth();
+
+// "1 error, 2 notes", "nothing found".
 std::string countsText(std::span<const rules::Finding> findings);
 
 // Each finding with where it was seen, why it matters and what is next, wrapped to `width` columns. Findings of the
 // same rule share the last two.
-void writeFindings(Sink& out, std::span<const rules::Finding> findings, const std::vector<sources::InputInfo>& inputs,
-                   std::size_t width, const Style& style);
+void writeFindings(Sink& out, std::span<const rules::Finding> findings, std::size_t width, const Style& style);
 // Severity and what was seen, and no more.
 void writeFindingsBriefly(Sink& out, std::span<const rules::Finding> findings, std::size_t width, const Style& style);
 // An array with an object for each.
-void writeFindings(JsonWriter& json, std::span<const rules::Finding> findings,
-                   const std::vector<sources::InputInfo>& inputs);
+void writeFindings(JsonWriter& json, std::span<const rules::Finding> findings);
 
 // Appends words, already escaped, in lines of at most `width` columns. All lines but the first begin with `indent`
 // blanks; the first one continues a line that has as many columns. A word that is too long has a line of its own.
