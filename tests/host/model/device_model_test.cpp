@@ -4,6 +4,7 @@
 #include <host/model/device_model.h>
 #include <host/model/reply_contents.h>
 #include <host/model/reply_layouts.h>
+#include <synthetic/scenes.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -354,6 +355,16 @@ TEST(DeviceModel, SchemaListsTheContentsOfAReply) {
   }
   EXPECT_EQ(inSchema, names);
   EXPECT_EQ(reply.at("oneOf").size(), replyContents().size() + 4) << "hex, u32, text, and none at all";
+}
+
+// The schema has every flow of profile records, and no others.
+TEST(DeviceModel, SchemaListsTheFlows) {
+  std::ifstream file(fs::path(MODELS) / "device-model.schema.json");
+  std::vector<std::string> flows;
+  for (const vel::synthetic::Scene& scene : vel::synthetic::scenes()) {
+    flows.emplace_back(scene.name);
+  }
+  EXPECT_EQ(nlohmann::json::parse(file).at("$defs").at("flow").at("enum"), nlohmann::json(flows));
 }
 
 // A model on top of others, which are found by name.
