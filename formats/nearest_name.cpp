@@ -19,8 +19,9 @@ bool sameLetter(char a, char b) {
   return lowerCase(a) == lowerCase(b);
 }
 
-// How many letters have to be changed, added, left out or swapped with their neighbour to make one word of the other.
-std::size_t distance(std::string_view a, std::string_view b) {
+// How many letters have to be changed, added, left out or swapped with their neighbour to make one word of the other;
+// or any number above `most` if it is more than that.
+std::size_t distance(std::string_view a, std::string_view b, std::size_t most) {
   std::vector<std::size_t> beforeLast;
   std::vector<std::size_t> last;
   std::vector<std::size_t> row(b.size() + 1);
@@ -34,6 +35,10 @@ std::size_t distance(std::string_view a, std::string_view b) {
       if (i > 1 && j > 1 && sameLetter(a[i - 1], b[j - 2]) && sameLetter(a[i - 2], b[j - 1])) {
         row[j] = std::min(row[j], beforeLast[j - 2] + 1);
       }
+    }
+    const auto least = [](const std::vector<std::size_t>& each) { return *std::min_element(each.begin(), each.end()); };
+    if (std::min(least(row), least(last)) > most) {
+      break; // it only grows
     }
   }
   return row.back();
@@ -59,7 +64,7 @@ std::optional<std::string_view> nearestName(std::string_view word, std::span<con
     if (longer - shorter > allowed || longer - shorter >= least) {
       continue; // it takes at least as many letters as one is longer
     }
-    if (const std::size_t steps = distance(word, name); steps <= allowed && steps < least) {
+    if (const std::size_t steps = distance(word, name, allowed); steps <= allowed && steps < least) {
       nearest = name;
       least = steps;
     }

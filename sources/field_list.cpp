@@ -73,7 +73,8 @@ ListedField find(std::string_view name) {
     }
   }
   if (found.name.empty()) {
-    names.insert(names.end(), qualified.begin(), qualified.end());
+    std::sort(qualified.begin(), qualified.end()); // several layouts have a key
+    names.insert(names.end(), qualified.begin(), std::unique(qualified.begin(), qualified.end()));
     const auto nearest = formats::nearestName(name, names);
     throw std::invalid_argument(
         fmt::format("there is no field '{}'{}", name, nearest ? fmt::format("; did you mean '{}'?", *nearest) : ""));
