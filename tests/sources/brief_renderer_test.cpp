@@ -156,6 +156,8 @@ TEST(BriefFields, AreThoseOfTheList) {
   const BriefOptions options = {.fields = FieldList("arg1,event.arg1,raw-data,sequence_num,calendar-time,thread")};
   EXPECT_EQ(rendered(options, event),
             "  420.000417  zorb amp trace/SetState                   arg1=0 event.arg1=200 sequence_num=1 thread=9\n");
+  EXPECT_EQ(rendered({.fields = FieldList("raw-data,thread")}, event),
+            "  420.000417  zorb amp trace/SetState                   thread=9\n");
   EXPECT_EQ(rendered({.fields = FieldList("raw-data")}, event), "  420.000417  zorb amp trace/SetState\n");
 }
 

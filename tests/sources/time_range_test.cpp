@@ -174,6 +174,10 @@ TEST(TimeRange, ClocksThatDifferByPartsOfAMicrosecond) {
     const std::string text = fmt::format("22:13:{:02}.{:06}", inMinute / 1'000'000, inMinute % 1'000'000);
     EXPECT_EQ(resolved(text, {stamp, 0, sync}), (Range{stamp, stamp})) << nanoseconds;
   }
+  // The clock of the records is ahead of the calendar, which shows 1.999999 s at 7 s.
+  const profile::TimeSync ahead{10'000'000'001, 5'000'000'000};
+  ASSERT_EQ(profile::wall_microseconds(7'000'000, ahead), 1'999'999U);
+  EXPECT_EQ(resolved("1970-01-01T00:00:01.999999", {0, 0, ahead}), (Range{7'000'000, 7'000'000}));
 }
 
 TEST(TimeRange, CalendarTimes_NeedARelation) {
