@@ -1,5 +1,6 @@
-// Hostile SQL over hostile records: the first line is the SQL, the rest are records. It ends within its limits, with
-// rows or with an error of one line, and changes no file.
+// Hostile SQL over hostile records: the first line is the SQL, the rest are records. One record is put before them
+// whose bytes are not text, so that they are not taken for a log. It ends within its limits, with rows or with an error
+// of one line, and changes no file.
 #include <query/database.h>
 
 #include <algorithm>
@@ -71,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view sql = input.substr(0, input.find('\n'));
   const std::string_view content = input.substr(std::min(sql.size() + 1, size));
   const fs::path file = folder.path / "input";
-  std::ofstream(file, std::ios::binary | std::ios::trunc) << content;
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << std::string(48, '\1') << content;
   const InFolder inFolder(folder.working());
   sources::Sources sources({file.string()}, {});
   query::Database database(sources, {.time = std::chrono::milliseconds(20), .memory = std::size_t{64} << 20});

@@ -134,16 +134,16 @@ void ReportLines::add(std::uint32_t input, const std::string& name, Capture& cap
   std::stable_sort(capture.clocks.begin(), capture.clocks.end(),
                    [](const ClockRelation& a, const ClockRelation& b) { return a.lines > b.lines; });
   if (capture.clocks.size() > 1) {
-    std::uint64_t others = 0;
+    std::uint64_t disagreeing = 0;
     for (std::size_t i = 1; i < capture.clocks.size(); ++i) {
-      others += capture.clocks[i].lines;
+      disagreeing += capture.clocks[i].lines;
     }
     findings.push_back(
         {FindingKind::clock,
          {.input = input},
-         others,
-         fmt::format("{}: {} of {} lines relate the clocks otherwise than the others: {} us apart", name, others,
-                     others + capture.clocks[0].lines, capture.clocks[1].offset - capture.clocks[0].offset)});
+         disagreeing,
+         fmt::format("{}: {} of {} lines relate the clocks otherwise than the others: {} us apart", name, disagreeing,
+                     disagreeing + capture.clocks[0].lines, capture.clocks[1].offset - capture.clocks[0].offset)});
   }
 }
 
