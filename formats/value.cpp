@@ -22,6 +22,50 @@ const Value* Value::find(std::string_view key) const {
   return found == members->end() ? nullptr : &found->value;
 }
 
+namespace {
+
+// What a block of the heap takes besides its content.
+constexpr std::size_t blockHead = 16;
+
+std::size_t heapOf(const std::string& text) {
+  const std::size_t within = std::string().capacity();
+  return text.capacity() <= within ? 0 : text.capacity() + blockHead;
+}
+
+template <class T>
+std::size_t heapOf(const std::vector<T>& items) {
+  return items.capacity() == 0 ? 0 : items.capacity() * sizeof(T) + blockHead;
+}
+
+// Besides the value itself.
+struct HeapOf {
+  std::size_t operator()(const Dictionary& members) const {
+    std::size_t sum = heapOf(members);
+    for (const Member& member : members) {
+      sum += heapOf(member.key) + std::visit(*this, member.value.content);
+    }
+    return sum;
+  }
+  std::size_t operator()(const Array& items) const {
+    std::size_t sum = heapOf(items);
+    for (const Value& item : items) {
+      sum += std::visit(*this, item.content);
+    }
+    return sum;
+  }
+  std::size_t operator()(const std::string& text) const { return heapOf(text); }
+  std::size_t operator()(const Bytes& data) const { return heapOf(data); }
+  std::size_t operator()(std::int64_t) const { return 0; }
+  std::size_t operator()(double) const { return 0; }
+  std::size_t operator()(bool) const { return 0; }
+};
+
+} // namespace
+
+std::size_t Value::memory() const {
+  return sizeof *this + std::visit(HeapOf{}, content);
+}
+
 bool Value::operator==(const Value& other) const {
   return content == other.content;
 }

@@ -29,6 +29,9 @@ struct Value {
   // The value of a dictionary's key; null if it has none or this is not a dictionary.
   const Value* find(std::string_view key) const;
 
+  // The bytes that it and everything in it take, about. [any thread]
+  std::size_t memory() const;
+
   bool operator==(const Value& other) const;
 };
 

@@ -33,8 +33,12 @@ struct Handler {
 
 // One state record, or one property list. Lines of profile records are in its value, and in the stream of records.
 struct Report {
-  std::string title;       // empty for a property list without a state record around it
+  bool hasHeader = false; // it is a state record; else a property list, without the next three
+  std::string title;
+  std::string decoderLibrary;
+  std::string decoderType;
   std::string file;        // path
+  std::uint64_t size = 0;  // of the file
   std::size_t handler = 0; // that returned it; 0: not known
   formats::Value value;
 };

@@ -23,6 +23,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A capture of the plug-in takes about 3 MB. Two captures, which a comparison needs, and a file that is being read stay
+// within 256 MiB.
+constexpr std::size_t mostMemory = std::size_t{64} << 20;
+
 std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {
   const std::string name = path.filename().string();
   std::uint64_t number = std::numeric_limits<std::uint64_t>::max();
@@ -86,13 +90,17 @@ void sortRecordFiles(std::vector<fs::path>& files) {
   std::sort(files.begin(), files.end(), [](const auto& a, const auto& b) { return orderOf(a) < orderOf(b); });
 }
 
-Report readReport(Kind kind, std::string_view content, const std::string& name) {
+Report readReport(Kind kind, std::string_view content, const std::string& name, bool anyList) {
   Report report;
   report.file = name;
+  report.size = content.size();
   try {
     if (kind == Kind::stateRecord) {
       formats::StateRecord record = formats::parseStateRecord(std::as_bytes(std::span(content)));
+      report.hasHeader = true;
       report.title = std::move(record.title);
+      report.decoderLibrary = std::move(record.decoderLibrary);
+      report.decoderType = std::move(record.decoderType);
       report.value = std::move(record.value);
       return report;
     }
@@ -103,7 +111,7 @@ Report readReport(Kind kind, std::string_view content, const std::string& name) 
   } catch (const formats::PropertyListError& error) {
     throw formats::Error(fmt::format("{}: {}", name, error.what()));
   }
-  if (!isReport(report.value)) {
+  if (!anyList && !isReport(report.value)) {
     throw formats::Error(fmt::format(
         "{}: a property list that holds neither lines of profile records nor a report of the plug-in", name));
   }
@@ -118,12 +126,24 @@ Capture readCaptureFolder(const fs::path& folder, Complaints& complaints) {
     attempt(complaints,
             [&] { notes = readManifest(contentOf(folder / manifestName), (folder / manifestName).string(), capture); });
   }
+  std::size_t memory = 0;
   for (const fs::path& path : content.records) {
     attempt(complaints, [&] {
-      capture.reports.push_back(readReport(Kind::stateRecord, contentOf(path), path.string()));
+      Report report = readReport(Kind::stateRecord, contentOf(path), path.string());
+      memory += report.value.memory();
+      if (memory > mostMemory) {
+        return;
+      }
       const auto note = notes.find(path.filename().string());
-      capture.reports.back().handler = note == notes.end() ? 0 : note->second;
+      report.handler = note == notes.end() ? 0 : note->second;
+      capture.reports.push_back(std::move(report));
     });
+    if (memory > mostMemory) {
+      complaints.say(fmt::format("{}: the records before and in this one take more than {} bytes of memory; it and "
+                                 "those after it are left out",
+                                 path.string(), mostMemory));
+      break;
+    }
   }
   if (content.hasLog) {
     attempt(complaints, [&] { capture.log = readLog(contentOf(folder / logName), (folder / logName).string()); });

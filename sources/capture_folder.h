@@ -21,7 +21,8 @@ void sortRecordFiles(std::vector<std::filesystem::path>& files);
 // Throws formats::Error if it is not such a folder. A file in it that cannot be read is reported and left out.
 Capture readCaptureFolder(const std::filesystem::path& folder, Complaints& complaints);
 
-// A state record, or a property list in either format. `name` is for messages. Throws formats::Error.
-Report readReport(Kind kind, std::string_view content, const std::string& name);
+// A state record, or a property list in either format, with `anyList` of any content. `name` is for messages. Throws
+// formats::Error.
+Report readReport(Kind kind, std::string_view content, const std::string& name, bool anyList = false);
 
 } // namespace vel::sources

@@ -43,7 +43,7 @@ constexpr std::size_t stateHeaderSize = 200;
 
 // Type 1 first; then a property list after the header, or a length that fits the file.
 bool isStateRecord(std::string_view head, std::optional<std::uint64_t> size) {
-  if (!head.starts_with("\x01\0\0\0"sv) || head.size() < stateHeaderSize) {
+  if (!head.starts_with(stateRecordBeginning) || head.size() < stateHeaderSize) {
     return false;
   }
   std::uint32_t dataSize = 0;

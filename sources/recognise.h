@@ -14,6 +14,9 @@ namespace vel::sources {
 // The number of first bytes that decide, if the input has them.
 constexpr std::size_t recognisedHead = 1 << 14;
 
+// The type of a state record with a property list.
+constexpr std::string_view stateRecordBeginning("\x01\0\0\0", 4);
+
 struct Recognised {
   Kind kind = Kind::unknown;
   std::string refusal; // what it is instead; empty unless the kind is unknown

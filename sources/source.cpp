@@ -31,13 +31,19 @@ bool hasRecords(Kind kind) {
 
 // All of an open input. Throws formats::Error when it is too long; what else fails is complained of.
 std::string readAll(Input& input) {
+  const auto require = [&](std::uint64_t size) {
+    if (size > smallFileLimit) {
+      throw formats::Error(fmt::format("{}: longer than the {} bytes that are allowed", input.name(), smallFileLimit));
+    }
+  };
+  const std::uint64_t size = input.regularSize().value_or(0);
+  require(size);
   std::string content;
+  content.reserve(size);
   unsigned char block[1 << 14];
   while (const std::size_t got = input.read(block, sizeof block)) {
     content.append(reinterpret_cast<const char*>(block), got);
-    if (content.size() > smallFileLimit) {
-      throw formats::Error(fmt::format("{}: longer than the {} bytes that are allowed", input.name(), smallFileLimit));
-    }
+    require(content.size());
   }
   return content;
 }
@@ -92,6 +98,9 @@ Kind Sources::State::recogniseOpen(std::size_t number, Input& input) {
                                     ? Recognised{}
                                     : recognise(head, whole, info.size != 0 ? std::optional(info.size) : std::nullopt);
   info.kind = recognised.kind;
+  if (options.noRaw && info.kind == Kind::records && head.starts_with(stateRecordBeginning)) {
+    info.kind = Kind::stateRecord;
+  }
   if (!recognised.refusal.empty()) {
     complaints.say(fmt::format("{}: refused: {}", info.name, recognised.refusal));
   }
@@ -111,7 +120,7 @@ void Sources::State::readSmall(std::size_t number, Input& input, ReportLines& li
       info.kind = Kind::unknown;
       return;
     }
-    info.capture.reports.push_back(readReport(info.kind, content, info.name));
+    info.capture.reports.push_back(readReport(info.kind, content, info.name, options.anyList));
     lines.add(static_cast<std::uint32_t>(number), info.name, info.capture);
   } catch (const formats::Error& error) {
     complaints.say(error.what());

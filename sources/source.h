@@ -36,6 +36,8 @@ const char* kindName(Kind kind);
 struct Options {
   bool all = false;         // every occurrence of a record, in the order of the input
   bool recover = false;     // search raw records for damage
+  bool anyList = false;     // take property lists of any content
+  bool noRaw = false;       // take what begins like a state record for one, even if it is damaged
   bool tellFindings = true; // complain of findings too; else they are only in findings()
   bool waits = true;        // for the first bytes of pipes, to recognise them at once
   unsigned jobs = 1;        // threads that read lines
