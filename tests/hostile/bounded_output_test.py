@@ -2,6 +2,7 @@
 than 64 times its size, and showing it no more than 256 MiB of memory."""
 
 import json
+import struct
 import sys
 import unittest
 from pathlib import Path
@@ -44,6 +45,10 @@ LISTS = {
     "doubled too often": doubled(40),
     "shared deep down": shared_deep_down(60, 20_000),
 }
+def state(title, content):
+    return struct.pack("<II128x64s", 1, len(content), title) + content
+
+
 SHOWN = ("one long key", "one long key above", "long keys all the way", "escapes in a long key")
 PATHS = ("--path", "**/k*", "--path", "**/[0-9]*")
 
@@ -85,7 +90,7 @@ class Lists(Bounded):
         sizes = self.size("keys", "other")
         self.assertEqual(run("diff", "--format", "json", "keys", "other", cwd=self.folder),
                          (2, "", "velstat: keys and other: to show the differences would take more than 64 times the "
-                          f"{sizes} bytes of the files; --format text cuts long paths\n"))
+                          f"{sizes + len('keysother')} bytes of the inputs; --path and --ignore choose a part\n"))
         self.assertEqual(run("diff", "keys", "other", cwd=self.folder)[0::2], (1, ""))
 
     def test_a_refused_file_among_others(self):
@@ -97,23 +102,35 @@ class Lists(Bounded):
         status, out, errors = run("show", "shared", "good", cwd=self.folder)
         self.assertEqual((status, out.splitlines()[1], errors.count("\n")), (1, "  x  1", 1))
 
-    def test_a_refused_record_of_a_capture_is_trouble_and_the_rest_is_compared(self):
+    def test_a_report_of_a_capture_that_would_be_too_long_can_be_left_out(self):
         for folder, value in ("old", 1), ("new", 2):
             (self.folder / folder).mkdir()
-            (self.folder / folder / "001-a.state").write_bytes(binary({"x": value}))
-            (self.folder / folder / "002-b.state").write_bytes(shared_text(99 + value, 1000))
-        status, out, errors = run("diff", "old", "new", cwd=self.folder)
-        self.assertEqual((status, out), (2, "~ 001-a.state  old/001-a.state → new/001-a.state\n  ~ x: 1 → 2\n"))
-        self.assertRegex(errors, "\\Avelstat: old/002-b.state and new/002-b.state: [^\n]*\n\\Z")
+            (self.folder / folder / "001-a.state").write_bytes(state(b"a", binary({"x": value})))
+            (self.folder / folder / "002-b.state").write_bytes(state(b"b", shared_text(99 + value, 1000)))
+        self.assertEqual(run("diff", "old", "new", cwd=self.folder)[0::2], (1, ""))
+        status, out, errors = run("diff", "--all", "old", "new", cwd=self.folder)
+        self.assertEqual((status, out), (2, ""))
+        self.assertRegex(errors, "\\Avelstat: old and new: [^\n]*; --path and --ignore choose a part\n\\Z")
+        status, out, errors = run("diff", "--all", "--ignore", "b", "old", "new", cwd=self.folder)
+        self.assertEqual((status, out.splitlines()[2:], errors), (1, ["Values", "  ~ a/x: 1 → 2"], ""))
+        for arguments in ["show", "old"], ["show", "--format", "json", "old"]:
+            status, out, errors = run(*arguments, cwd=self.folder)
+            self.assertEqual((status, "x" in out), (1, True))
+            self.assertRegex(errors, "\\Avelstat: old/002-b.state: to show all of it would take more than 64 times[^\n]*\n\\Z")
 
-    def test_folders_are_compared_a_pair_at_a_time(self):
-        many = binary([f"{i:040}" for i in range(200_000)])  # a tree of 26 MB
+    def test_captures_whose_reports_take_too_much_memory_are_read_in_part(self):
+        many = state(b"many", binary([f"{i:040}" for i in range(200_000)]))  # a tree of 22 MB
         for folder in "old", "new":
             (self.folder / folder).mkdir()
             for i in range(8):
                 (self.folder / folder / f"{i}.state").write_bytes(many)
+        error = ("velstat: {}/3.state: the records before and in this one take more than 67108864 bytes of memory; it and "
+                 "those after it are left out\n")
         run = self.measure("diff", "old", "new", size=len(many))
-        self.assertEqual((run.status, run.errors), (0, ""))
+        self.assertEqual((run.status, run.errors), (2, error.format("old") + error.format("new")))
+        for arguments in ["show", "--path", "many/0"], ["decode"]:
+            run = self.measure(*arguments, "old", size=len(many))
+            self.assertEqual((run.status, run.errors), (1, error.format("old")))
 
 
 class Corpora(Bounded):

@@ -96,6 +96,7 @@ class Largest(Bounded):
     def test_longer_files_are_refused_before_they_are_read(self):
         for name, size in ("list", self.MOST + 1), ("entries", (1 << 30) + 1):
             with (self.folder / name).open("wb") as file:
+                file.write(b"bplist00")
                 file.truncate(size)
         for arguments, most in ((["show", "list"], "67108864"), (["publish", "--tally", "t", "entries"], "1073741824")):
             run = self.measure(*arguments, size=1)

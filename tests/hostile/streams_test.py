@@ -66,7 +66,7 @@ class Streams(unittest.TestCase):
         for arguments in (["capture", "--all"], ["decode", "records.bin"],
                           ["decode", "--format", "json", "--jobs", "3", "records.bin"],
                           ["generate", "records", "--count", "20000"], ["show", "large.plist"],
-                          ["diff", "large.plist", "other.plist"]):
+                          ["diff", "--all", "large.plist", "other.plist"]):
             with self.subTest(arguments):
                 self.assert_same_when_output_does_not_block(*arguments)
 

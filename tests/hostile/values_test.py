@@ -18,7 +18,7 @@ OPTIONS = [
     *[("tally", "--watch", "file", option) for option in ("--format", "--key", "--interval", "--count")],
     *[("publish", "--tally", "store", "file", option) for option in ("--model", "--plugin", "--log")],
     ("publish", "file", "--tally"),
-    ("diff", "file", "file", "--format"),
+    *[("diff", "file", "file", option) for option in ("--format", "--path", "--ignore")],
     *[("query", "file", "SELECT 1", option) for option in QUERY],
     *[("triage", "file", option) for option in ("--against", "--rules", "--fail-on", "--format", "--timeout")],
 ]

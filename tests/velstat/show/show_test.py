@@ -108,19 +108,30 @@ standard input  property list, {len(binary([True, 0.5]))} bytes
                          (1, f"other.plist  property list, {size} bytes\n  x  1\n",
                           "velstat: --path 'y/**': nothing matches\n"))
 
+    def test_lists_in_xml(self):
+        self.write("button.xml", plistlib.dumps(BUTTON, fmt=plistlib.FMT_XML, sort_keys=False))
+        self.assertEqual(self.show("button.xml"),
+                         (0, f"button.xml  property list, {self.size('button.xml')} bytes\n" + self.TREE, ""))
+        status, out, errors = self.show("--format", "json", "--path", "latency/*", "-", stdin=(self.folder / "button.xml").read_bytes())
+        self.assertEqual((status, json.loads(out)["matches"], errors),
+                         (0, [{"path": "latency/max_latency_Total", "value": 9}], ""))
+
     def test_wrong_usage(self):
         self.assertEqual(self.show("--path", "a/b[c", "button.plist"),
                          (2, "", "velstat: --path: 'a/b[c' has a \"[\" without its \"]\"\n"))
-        self.assertEqual(self.show(), (2, "", "velstat: files is required\n"))
+        self.assertEqual(self.show(), (2, "", "velstat: INPUT is required\n"))
         self.assertEqual(self.show("--format", "xml", "button.plist")[0], 2)
 
     def test_errors_name_file_offset_and_cause_and_the_rest_is_shown(self):
         good = binary({"x": 1})
         rows = [
-            (b"", "offset 0: neither a state record nor a binary property list"),
-            (b"hello", "offset 0: neither a state record nor a binary property list"),
-            (b"<?xml version='1.0'?>", "offset 0: an XML property list, where only the binary format is read "
-             "(plistutil -i XML -o BINARY converts)"),
+            (b"", "raw records, which 'velstat decode' shows; this command shows captures, state records and property "
+             "lists"),
+            (b"hello", "refused: text without lines of profile records"),
+            (b"{  'category':  'zorb'", "lines of text, which 'velstat decode' shows; this command shows captures, state "
+             "records and property lists"),
+            (b"\x89PNG\r\n\x1a\n", "refused: a PNG picture"),
+            (b"<?xml version='1.0'?>", "malformed property list: not an XML property list"),
             (b"bplist00", "offset 8: ends before a binary property list has its trailer of 32 bytes"),
             (record(b"t", {})[:150], "ends at offset 150: a state record has a header of 200 bytes"),
             (record(b"t", {}) + b"\0", "offset 4: data size 42 where 43 bytes follow the header"),
@@ -132,9 +143,10 @@ standard input  property list, {len(binary([True, 0.5]))} bytes
                 self.assertEqual(self.show(f"bad{i}", "-", stdin=good),
                                  (1, f"standard input  property list, {len(good)} bytes\n  x  1\n",
                                   f"velstat: bad{i}: {cause}\n"))
-        self.assertEqual(self.show(".", "button.plist")[2], "velstat: .: Is a directory\n")
-        (self.folder / "large").touch()
-        with (self.folder / "large").open("r+b") as large:
+        (self.folder / "empty").mkdir()
+        self.assertEqual(self.show("empty"), (1, "", "velstat: empty: an empty folder\n"))
+        with (self.folder / "large").open("wb") as large:
+            large.write(b"bplist00")
             large.truncate((64 << 20) + 1)
         self.assertEqual(self.show("large"),
                          (1, "", "velstat: large: longer than the 67108864 bytes that are allowed\n"))
@@ -150,6 +162,85 @@ standard input  property list, {len(binary([True, 0.5]))} bytes
         self.assertEqual(coloured, plain)
         self.assertIn("\x1b[1mt\\x1B]0;x\\x07\x1b[0m", run_on_terminal("show", "evil.state", cwd=self.folder))
         self.assertEqual(self.show("evil.state"), (0, plain, ""))
+
+
+class ShowCapture(unittest.TestCase):
+    """A folder of `velstat capture --out`, and one that holds only records."""
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        folder = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(folder.cleanup)
+        cls.folder = Path(folder.name)
+        model = {"name": "small", "services": [
+            {"name": "Gyro", "transport": "VEL", "usages": [{"page": 65280, "usage": 9}],
+             "registry": {"great-grandparent": {"name": "gyro"}},
+             "driver": {"property-replies": {"0": [{"u32": 5000}]}, "command-replies": {"57": [{"clients": []}]}}},
+            {"name": "Compass", "transport": "VEL", "usages": [{"page": 65280, "usage": 10}]}]}
+        (cls.folder / "model.json").write_text(json.dumps(model))
+        status, _, errors = run("capture", "--model", "model.json", "--out", "small", cwd=cls.folder)
+        assert status == 0, errors
+        (cls.folder / "plain").mkdir()
+        for i, title in enumerate((b"B", b"A", b"A")):
+            (cls.folder / f"plain/{i}-x.state").write_bytes(record(title, {"k/l": i}))
+
+    def show(self, *arguments):
+        return run("show", *arguments, cwd=self.folder)
+
+    def test_the_device_comes_before_the_reports(self):
+        status, out, errors = self.show("small")
+        self.assertEqual((status, errors), (0, ""))
+        device, report = out.split("\n\n")
+        lines = device.splitlines()
+        self.assertEqual(lines[:24], [
+            "small  capture", "  device   small", "  model    model.json", "  plug-in  com.tavik.TavikVELHIDStatistics",
+            "  version  1.0.0", "  api      3", "  services", "    Gyro", "      usages    0xff00/0x09", "      opened    true",
+            "      handlers  105", "      answered  1", "      not answered", "        failed: service  104", "    Compass",
+            "      usages    0xff00/0x0a", "      opened    false", "      handlers  1", "      answered  0",
+            "      not answered", "        failed: context->_driver._interface  1", "  handlers", "    1", "      service   Gyro"])
+        self.assertEqual(lines[-4:], ["    106", "      service      Compass", "      answered     false",
+                                      "      result text  failed: context->_driver._interface"])
+        path, = (self.folder / "small").glob("*.state")
+        self.assertEqual(report, self.show(f"small/{path.name}")[1])
+
+    def test_titles_are_the_first_elements_of_paths(self):
+        sizes = [(self.folder / f"plain/{i}-x.state").stat().st_size for i in range(3)]
+        self.assertEqual(self.show("--path", "A/*", "plain"), (0, f"""\
+A  plain/1-x.state, state record, {sizes[1]} bytes
+  A/k\\\\/l  1
+
+A  plain/2-x.state, state record, {sizes[2]} bytes
+  A/k\\\\/l  2
+""", ""))
+        self.assertEqual(self.show("--path", "k*", "plain"), (1, "", "velstat: --path 'k*': nothing matches\n"))
+        status, out, errors = self.show("--path", "*/reportInterval", "--path", "services/*/answered", "small")
+        self.assertEqual((status, errors), (0, ""))
+        self.assertEqual([line for line in out.splitlines() if line.startswith("  ")],
+                         ["  services/Gyro/answered     1", "  services/Compass/answered  0", "  SensorInfo/reportInterval  5000"])
+
+    def test_json(self):
+        status, out, errors = self.show("--format", "json", "small")
+        shown = json.loads(out)
+        self.assertEqual((status, errors, shown["file"], shown["kind"]), (0, "", "small", "capture"))
+        self.assertEqual(shown["services"]["Compass"], {
+            "usages": "0xff00/0x0a", "opened": False, "handlers": 1, "answered": 0,
+            "not answered": {"failed: context->_driver._interface": 1}})
+        self.assertEqual([report["title"] for report in shown["reports"]], ["SensorInfo"])
+        report, = shown["reports"]
+        self.assertEqual(report, json.loads(self.show("--format", "json", report["file"])[1]))
+        status, out, errors = self.show("--format", "json", "--path", "*/k*", "plain", "plain/0-x.state")
+        self.assertEqual((status, errors, [match["path"] for match in json.loads(out)[0]["matches"]]),
+                         (0, "", ["B/k\\/l", "A/k\\/l", "A/k\\/l"]))
+
+    def test_paths_are_those_of_query(self):
+        """The title, a slash and the path in the table of states name the same value."""
+        rows = run("query", "--format", "json", "small", "SELECT report, path, value FROM state", cwd=self.folder)[1]
+        rows = [json.loads(row) for row in rows.splitlines()]
+        self.assertGreater(len(rows), 5)
+        shown = json.loads(self.show("--format", "json", "--path", "SensorInfo/**/*", "small")[1])["matches"]
+        self.assertEqual([(match["path"], match["value"]) for match in shown],
+                         [(f"{row['report']}/{row['path']}", row["value"]) for row in rows])
 
 
 if __name__ == "__main__":

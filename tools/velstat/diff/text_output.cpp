@@ -1,4 +1,5 @@
-// Differences as lines of text.
+// Every difference as lines of text.
+#include <velstat/diff/line.h>
 #include <velstat/diff/result.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/tree.h>
@@ -11,14 +12,8 @@ namespace vel::stat {
 
 namespace {
 
-constexpr std::size_t shortText = 60; // two texts of this length fit in one line
-
-// The first difference of two long runs of bytes; a leaf's text only shows their beginning.
-std::string dataText(const formats::Bytes& before, const formats::Bytes& after) {
-  const auto parting = std::mismatch(before.begin(), before.end(), after.begin(), after.end()).first;
-  return fmt::format("<{} bytes> → <{} bytes>, the same up to byte {}", before.size(), after.size(),
-                     parting - before.begin());
-}
+constexpr std::size_t longestBeside = 60; // two texts of this length fit in one line
+constexpr std::size_t widestName = 200;
 
 // With its type if the text is ambiguous: the number 1 and the text "1".
 void appendTyped(Sink& out, const formats::Value& value, bool typed) {
@@ -30,7 +25,7 @@ void appendTyped(Sink& out, const formats::Value& value, bool typed) {
 }
 
 bool isShort(const formats::Value& value, bool typed) {
-  Measure length(shortText);
+  Measure length(longestBeside);
   try {
     appendTyped(length, value, typed);
   } catch (const TooLong&) {
@@ -91,31 +86,28 @@ void appendDifference(Sink& out, std::string_view exactPath, const formats::Valu
   }
 }
 
-std::string nameOf(const RecordPair& pair) {
-  const bool hasHeader = pair.before ? pair.before->hasHeader : pair.after->hasHeader;
-  const std::string title = !pair.title.empty() ? pair.title : hasHeader ? "(no title)" : "property list";
-  return escape(title) + (pair.occurrence == 1 ? "" : fmt::format(" ({})", pair.occurrence));
-}
-
 } // namespace
 
-void diffText(Sink& out, const RecordPair& pair, const ValueFile* before, const ValueFile* after, const Style& style) {
-  const std::string name = nameOf(pair);
-  if (!pair.after) {
-    out += style.red()("- " + name) + style.dim("  " + escape(pair.before->name)) + '\n';
+void diffText(Sink& out, const Result& result, const SectionCounts& counts, const Style& style) {
+  if (std::all_of(counts.begin(), counts.end(), [](const SectionCount& count) { return count.all == 0; })) {
     return;
   }
-  if (!pair.before) {
-    out += style.green()("+ " + name) + style.dim("  " + escape(pair.after->name)) + '\n';
-    return;
+  appendSides(out, result, widestName, style);
+  for (std::size_t section = 0; section < sectionCount; ++section) {
+    if (counts[section].all == 0) {
+      continue;
+    }
+    appendTitle(out, section, style);
+    for (const Difference& difference : result.differences) {
+      if (static_cast<std::size_t>(difference.section) == section) {
+        const DiffLine line = lineOf(difference, style);
+        out += "  " + line.mark(line.sign + escapeKey(difference.path)) + ": " + line.text + '\n';
+      }
+    }
+    if (static_cast<Section>(section) == Section::values) {
+      result.eachReportValue([&](auto... difference) { appendDifference(out, difference..., style); });
+    }
   }
-  out +=
-      style.bold("~ " + name) + style.dim("  " + escape(pair.before->name) + " → " + escape(pair.after->name)) + '\n';
-  for (const HeadDifference& field : compareHeads(*before, *after)) {
-    out += fmt::format("  ~ ({}): {} → {}\n", field.field, style.red()(escape(field.before)),
-                       style.green()(escape(field.after)));
-  }
-  compareValues(before->value, after->value, [&](auto... difference) { appendDifference(out, difference..., style); });
 }
 
 } // namespace vel::stat

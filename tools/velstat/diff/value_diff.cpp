@@ -39,10 +39,18 @@ private:
   std::vector<const formats::Member*> members_;
 };
 
-class Comparison {
+class ValueComparison {
 public:
-  explicit Comparison(const TakeDifference& take) : take_(take) {}
+  explicit ValueComparison(const TakeDifference& take) : take_(take) {}
 
+  void run(std::optional<std::string_view> key, const formats::Value& before, const formats::Value& after) {
+    if (key) {
+      path_.push(*key);
+    }
+    compare(&before, &after);
+  }
+
+private:
   void compare(const formats::Value* before, const formats::Value* after) {
     if (before != nullptr && after != nullptr) {
       const auto* dictionary = before->as<formats::Dictionary>();
@@ -62,7 +70,6 @@ public:
     take_(path_.text(), before, after);
   }
 
-private:
   void compareAt(std::string_view key, const formats::Value* before, const formats::Value* after) {
     path_.push(key);
     compare(before, after);
@@ -94,8 +101,9 @@ private:
 
 } // namespace
 
-void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take) {
-  Comparison(take).compare(&before, &after);
+void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take,
+                   std::optional<std::string_view> key) {
+  ValueComparison(take).run(key, before, after);
 }
 
 } // namespace vel::stat

@@ -4,6 +4,7 @@
 #include <formats/value.h>
 
 #include <functional>
+#include <optional>
 #include <string_view>
 
 namespace vel::stat {
@@ -14,7 +15,8 @@ using TakeDifference =
 
 // Calls `take` with each difference, in the order of `before`; values added to a dictionary or an array come after the
 // rest of it. The order of keys does not matter, that of items does. Numbers of different types differ (1 is not 1.0);
-// a real that is not a number equals another.
-void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take);
+// a real that is not a number equals another. With `key`, all paths begin with it.
+void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take,
+                   std::optional<std::string_view> key = {});
 
 } // namespace vel::stat

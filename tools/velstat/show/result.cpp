@@ -1,4 +1,4 @@
-// A file as a tree or JSON, whole or only the paths that match.
+// A part of an input as a tree or JSON, whole or only the paths that match.
 #include "velstat/show/result.h"
 
 #include <velstat/text/escape.h>
@@ -11,67 +11,82 @@ namespace vel::stat {
 
 namespace {
 
-void appendHeader(Sink& out, const ValueFile& file, const Style& style) {
-  const std::string size = countText(file.size, "byte");
-  if (!file.record) {
-    out += style.bold(escape(file.name)) + style.dim("  property list, " + size) + '\n';
+void appendHeader(Sink& out, const ShownPart& part, const Style& style) {
+  if (part.report == nullptr) {
+    out += style.bold(escape(part.name)) + style.dim("  capture") + '\n';
     return;
   }
-  std::string about = fmt::format("  {}, state record, {}", escape(file.name), size);
-  if (!file.record->decoderLibrary.empty() || !file.record->decoderType.empty()) {
-    about += fmt::format(", decoder {} {}", escape(file.record->decoderLibrary), escape(file.record->decoderType));
+  const sources::Report& report = *part.report;
+  const std::string size = countText(report.size, "byte");
+  if (!report.hasHeader) {
+    out += style.bold(escape(report.file)) + style.dim("  property list, " + size) + '\n';
+    return;
   }
-  out += style.bold(file.record->title.empty() ? "(no title)" : escape(file.record->title)) + style.dim(about) + '\n';
+  std::string about = fmt::format("  {}, state record, {}", escape(report.file), size);
+  if (!report.decoderLibrary.empty() || !report.decoderType.empty()) {
+    about += fmt::format(", decoder {} {}", escape(report.decoderLibrary), escape(report.decoderType));
+  }
+  out += style.bold(report.title.empty() ? "(no title)" : escape(report.title)) + style.dim(about) + '\n';
 }
 
 } // namespace
 
-void showText(Sink& out, const ValueFile& file, std::span<const PathPattern> patterns, const Style& style) {
+bool showText(Sink& out, const ShownPart& part, std::span<const PathPattern> patterns, const Style& style) {
   constexpr std::size_t indent = 2;
   if (patterns.empty()) {
-    appendHeader(out, file, style);
-    appendTree(out, file.value, indent, style);
-    return;
+    appendHeader(out, part, style);
+    appendTree(out, part.value, indent, style);
+    return true;
   }
   KeyColumn paths;
   bool any = false;
-  findPaths(file.value, patterns, [&](std::string_view path, const formats::Value& value) {
+  const auto measure = [&](std::string_view path, const formats::Value& value) {
     any = true;
     if (isLeaf(value)) {
       paths.makeRoomFor(path);
     }
-  });
+  };
+  findPaths(part.value, patterns, measure, part.key);
   if (!any) {
-    return;
+    return false;
   }
-  appendHeader(out, file, style);
-  findPaths(file.value, patterns,
-            [&](std::string_view path, const formats::Value& value) { paths.append(out, path, value, indent, style); });
+  appendHeader(out, part, style);
+  const auto append = [&](std::string_view path, const formats::Value& value) {
+    paths.append(out, path, value, indent, style);
+  };
+  findPaths(part.value, patterns, append, part.key);
+  return true;
 }
 
-void showJson(JsonWriter& json, const ValueFile& file, std::span<const PathPattern> patterns) {
+void showMatches(JsonWriter& json, const ShownPart& part, std::span<const PathPattern> patterns) {
+  const auto write = [&](std::string_view path, const formats::Value& value) {
+    json.beginObject();
+    json.member("path", path);
+    json.key("value");
+    json.value(value);
+    json.endObject();
+  };
+  findPaths(part.value, patterns, write, part.key);
+}
+
+void showJson(JsonWriter& json, const ShownPart& part, std::span<const PathPattern> patterns) {
+  const sources::Report& report = *part.report;
   json.beginObject();
-  json.member("file", file.name);
-  json.member("kind", file.record ? "state record" : "property list");
-  json.member("size", file.size);
-  if (file.record) {
-    json.member("title", file.record->title);
-    json.member("decoder library", file.record->decoderLibrary);
-    json.member("decoder type", file.record->decoderType);
+  json.member("file", report.file);
+  json.member("kind", report.hasHeader ? "state record" : "property list");
+  json.member("size", report.size);
+  if (report.hasHeader) {
+    json.member("title", report.title);
+    json.member("decoder library", report.decoderLibrary);
+    json.member("decoder type", report.decoderType);
   }
   if (patterns.empty()) {
     json.key("value");
-    json.value(file.value);
+    json.value(part.value);
   } else {
     json.key("matches");
     json.beginArray();
-    findPaths(file.value, patterns, [&](std::string_view path, const formats::Value& value) {
-      json.beginObject();
-      json.member("path", path);
-      json.key("value");
-      json.value(value);
-      json.endObject();
-    });
+    showMatches(json, part, patterns);
     json.endArray();
   }
   json.endObject();

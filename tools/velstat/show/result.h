@@ -1,19 +1,31 @@
-// The result of `velstat show` for one file, as text and as JSON.
+// The result of `velstat show` for a part of an input, as text and as JSON.
 #pragma once
 
+#include <sources/capture.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
-#include <velstat/text/value_file.h>
 #include <velstat/text/value_path.h>
 
+#include <optional>
 #include <span>
+#include <string_view>
 
 namespace vel::stat {
 
-// With patterns only the matches are shown; as text, a file without a match is left out.
-void showText(Sink& out, const ValueFile& file, std::span<const PathPattern> patterns, const Style& style);
-// An object.
-void showJson(JsonWriter& json, const ValueFile& file, std::span<const PathPattern> patterns);
+// A report, or what a capture tells besides its reports. [borrowed]
+struct ShownPart {
+  std::string_view name; // of the input
+  const formats::Value& value;
+  const sources::Report* report = nullptr; // that the value is of
+  std::optional<std::string_view> key;     // that all paths begin with
+};
+
+// With patterns only the matches are shown; false, and nothing, if there are none.
+bool showText(Sink& out, const ShownPart& part, std::span<const PathPattern> patterns, const Style& style);
+// A report as an object.
+void showJson(JsonWriter& json, const ShownPart& part, std::span<const PathPattern> patterns);
+// The matches as objects in an array that the caller opens.
+void showMatches(JsonWriter& json, const ShownPart& part, std::span<const PathPattern> patterns);
 
 } // namespace vel::stat

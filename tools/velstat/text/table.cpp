@@ -22,6 +22,22 @@ std::string cut(std::string text, std::size_t width) {
   return text.substr(0, end) + "…";
 }
 
+std::string cutMiddle(const std::string& text, std::size_t width) {
+  const std::size_t all = columns(text);
+  if (all <= width || width == 0) {
+    return text;
+  }
+  const std::size_t end = (width - 1) / 2;
+  std::size_t skipped = 0; // bytes, up to the end that is shown
+  for (std::size_t column = 0; column < all - end; ++column) {
+    ++skipped;
+    while (skipped < text.size() && (static_cast<unsigned char>(text[skipped]) & 0xC0) == 0x80) {
+      ++skipped;
+    }
+  }
+  return cut(text, width - end) + text.substr(skipped);
+}
+
 std::string cell(std::string text) {
   constexpr std::size_t widest = 34;
   return cut(std::move(text), widest);

@@ -12,6 +12,8 @@ namespace vel::stat {
 
 // Already escaped text, cut to so many columns.
 std::string cut(std::string text, std::size_t width);
+// The same with the middle left out, so that beginning and end show.
+std::string cutMiddle(const std::string& text, std::size_t width);
 // The same to the width that a cell may have.
 std::string cell(std::string text);
 

@@ -1,5 +1,7 @@
-// Parses path patterns, and finds the places in a tree that match.
+// Parses path patterns, and finds what they match.
 #include "velstat/text/value_path.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -25,6 +27,15 @@ std::vector<std::string> splitPath(std::string_view text) {
   return segments;
 }
 
+std::string unescaped(std::string_view segment) {
+  std::string key;
+  for (std::size_t i = 0; i < segment.size(); ++i) {
+    i += segment[i] == '\\' && i + 1 < segment.size() ? 1 : 0;
+    key += segment[i];
+  }
+  return key;
+}
+
 } // namespace
 
 PathPattern::PathPattern(const std::string& text) : text_(text) {
@@ -33,47 +44,100 @@ PathPattern::PathPattern(const std::string& text) : text_(text) {
   }
 }
 
-// Walks the tree once, with the segments of each pattern that the next key may match.
-class PathSearch {
-public:
-  PathSearch(std::span<const PathPattern> patterns, const TakeMatch& take)
-      : patterns_(patterns), take_(take), found_(patterns.size()) {}
+std::string checkPath(const std::string& text) {
+  try {
+    const PathPattern pattern(text);
+  } catch (const std::invalid_argument& error) {
+    return fmt::format("'{}' has {}", text, error.what());
+  }
+  return {};
+}
 
-  std::vector<bool> run(const formats::Value& value) {
-    Places places;
-    for (std::size_t i = 0; i < patterns_.size(); ++i) {
-      add(places, i, 0);
+// The segments of each pattern that the next key may match.
+class Places {
+public:
+  explicit Places(std::span<const PathPattern> patterns) : patterns_(patterns) {
+    for (std::size_t i = 0; i < patterns.size(); ++i) {
+      add(i, 0);
     }
-    visit(value, places);
-    return std::move(found_);
+  }
+
+  bool isEmpty() const { return places_.empty(); }
+
+  // Calls `take` with each pattern that matches the keys so far.
+  template <class Take>
+  void eachMatch(Take take) const {
+    for (const auto& [pattern, segment] : places_) {
+      if (segment == patterns_[pattern].segments_.size()) {
+        take(pattern);
+      }
+    }
+  }
+
+  // Those inside `key`. Nothing of what matches.
+  Places inside(std::string_view key) const {
+    Places inner{patterns_, {}};
+    for (const auto& [pattern, segment] : places_) {
+      if (segment == patterns_[pattern].segments_.size()) {
+        continue;
+      }
+      const PathPattern::Segment& wanted = patterns_[pattern].segments_[segment];
+      if (wanted.anyNumber) {
+        inner.add(pattern, segment);
+      } else if (wanted.glob.matches(key)) {
+        inner.add(pattern, segment + 1);
+      }
+    }
+    return inner;
   }
 
 private:
-  using State = std::pair<std::size_t, std::size_t>; // pattern, segment
-  using Places = std::vector<State>;
+  using Place = std::pair<std::size_t, std::size_t>; // pattern, segment
+
+  Places(std::span<const PathPattern> patterns, std::vector<Place> places)
+      : patterns_(patterns), places_(std::move(places)) {}
 
   // "**" also matches no segment at all.
-  void add(Places& places, std::size_t pattern, std::size_t segment) const {
+  void add(std::size_t pattern, std::size_t segment) {
     const auto& segments = patterns_[pattern].segments_;
     for (;; ++segment) {
-      if (std::find(places.begin(), places.end(), State(pattern, segment)) != places.end()) {
+      if (std::find(places_.begin(), places_.end(), Place(pattern, segment)) != places_.end()) {
         return;
       }
-      places.emplace_back(pattern, segment);
+      places_.emplace_back(pattern, segment);
       if (segment == segments.size() || !segments[segment].anyNumber) {
         return;
       }
     }
   }
 
+  std::span<const PathPattern> patterns_;
+  std::vector<Place> places_;
+};
+
+// Walks the tree once.
+class PathSearch {
+public:
+  PathSearch(std::span<const PathPattern> patterns, const TakeMatch& take)
+      : patterns_(patterns), take_(take), found_(patterns.size()) {}
+
+  std::vector<bool> run(const formats::Value& value, std::optional<std::string_view> key) {
+    const Places places(patterns_);
+    if (key) {
+      descend(*key, value, places);
+    } else {
+      visit(value, places);
+    }
+    return std::move(found_);
+  }
+
+private:
   void visit(const formats::Value& value, const Places& places) {
     bool matched = false;
-    for (const auto& [pattern, segment] : places) {
-      if (segment == patterns_[pattern].segments_.size()) {
-        found_[pattern] = true;
-        matched = true;
-      }
-    }
+    places.eachMatch([&](std::size_t pattern) {
+      found_[pattern] = true;
+      matched = true;
+    });
     if (matched) {
       take_(path_.text(), value);
       return;
@@ -90,16 +154,8 @@ private:
   }
 
   void descend(std::string_view key, const formats::Value& value, const Places& places) {
-    Places inner;
-    for (const auto& [pattern, segment] : places) {
-      const PathPattern::Segment& wanted = patterns_[pattern].segments_[segment];
-      if (wanted.anyNumber) {
-        add(inner, pattern, segment);
-      } else if (wanted.glob.matches(key)) {
-        add(inner, pattern, segment + 1);
-      }
-    }
-    if (!inner.empty()) {
+    const Places inner = places.inside(key);
+    if (!inner.isEmpty()) {
       path_.push(key);
       visit(value, inner);
       path_.pop();
@@ -112,8 +168,22 @@ private:
   std::vector<bool> found_;
 };
 
-std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take) {
-  return PathSearch(patterns, take).run(value);
+std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take,
+                            std::optional<std::string_view> key) {
+  return PathSearch(patterns, take).run(value, key);
+}
+
+bool covers(std::span<const PathPattern> patterns, std::string_view path) {
+  Places places(patterns);
+  for (const std::string& segment : splitPath(path)) {
+    places = places.inside(unescaped(segment));
+    bool matched = false;
+    places.eachMatch([&](std::size_t) { matched = true; });
+    if (matched || places.isEmpty()) {
+      return matched;
+    }
+  }
+  return false;
 }
 
 } // namespace vel::stat

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -26,7 +27,7 @@ public:
   const std::string& text() const { return text_; }
 
 private:
-  friend class PathSearch;
+  friend class Places;
   struct Segment {
     bool anyNumber;
     Wildcard glob;
@@ -36,9 +37,18 @@ private:
   std::vector<Segment> segments_;
 };
 
+// The error in a pattern, for the command line parser; empty if there is none.
+std::string checkPath(const std::string& text);
+
 // Calls `take` with path and value of each match, in the order of the tree and each value once, and returns for each
-// pattern whether it matched anything. A value inside a match is not matched again.
+// pattern whether it matched anything. A value inside a match is not matched again. With `key`, all paths begin with
+// it.
 using TakeMatch = std::function<void(std::string_view path, const formats::Value& value)>;
-std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take);
+std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take,
+                            std::optional<std::string_view> key = {});
+
+// Whether a pattern matches the path or the beginning of it, up to a slash: whether findPaths, with all of the tree,
+// would take the place or something around it. The path is as ValuePath gives it.
+bool covers(std::span<const PathPattern> patterns, std::string_view path);
 
 } // namespace vel::stat
