@@ -1,4 +1,4 @@
--- title: Haptic starts that ended in a timeout or fault of the actuator
+-- title: Haptic starts that timed out
 -- severity: error
 -- rank: 80
 -- finding: {failed} of {starts} haptic starts ended in a timeout or fault of the actuator

@@ -1,4 +1,4 @@
--- title: Haptic assets that are not those of the reference
+-- title: Haptic assets other than the reference has
 -- severity: warning
 -- rank: 51
 -- finding: {assets} haptic assets differ from the reference, such as {path}: {value} (reference:

@@ -1,4 +1,4 @@
--- title: Haptic assets of ordinary clicks are disabled
+-- title: Disabled haptic assets of ordinary clicks
 -- severity: error
 -- rank: 75
 -- finding: The haptic assets of {events} are disabled at every speed.

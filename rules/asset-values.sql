@@ -1,4 +1,4 @@
--- title: Haptic assets with values that cannot be meant
+-- title: Haptic assets with impossible values
 -- severity: warning
 -- rank: 50
 -- finding: {assets} with values that cannot be meant, such as {path}: {value}.

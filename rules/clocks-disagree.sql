@@ -1,4 +1,4 @@
--- title: Lines disagree on the relation between the clocks
+-- title: Lines that relate the clocks differently
 -- severity: warning
 -- rank: 56
 -- finding: The lines give {relations} relations between the co-processor's clock and the

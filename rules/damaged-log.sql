@@ -1,4 +1,4 @@
--- title: Records of the log are damaged or lost on the way
+-- title: Records damaged or lost on the way
 -- severity: error
 -- rank: 85
 -- finding: The log is damaged: {what}.

@@ -1,4 +1,4 @@
--- title: Double clicks that were read as two single ones
+-- title: Double clicks read as two single ones
 -- severity: warning
 -- rank: 75
 -- finding: {pairs} pairs of single clicks came within {milliseconds} ms or less, each as a press

@@ -1,4 +1,4 @@
--- title: State handlers that returned nothing although they should have
+-- title: State handlers that returned nothing
 -- severity: error
 -- rank: 60
 -- finding: '{service}' left {handlers} of {all_handlers} questions unanswered: {result_text}{code}.

@@ -1,4 +1,4 @@
--- title: A great part of all clicks ended in a timeout or fault
+-- title: Too many clicks without a haptic
 -- severity: warning
 -- rank: 49
 -- finding: {failures} timeouts and faults of the haptics in {clicks} clicks: {percent} %.

@@ -1,4 +1,4 @@
--- title: The last press was outside the device's own range of latencies
+-- title: A press outside its own recorded range
 -- severity: warning
 -- rank: 54
 -- finding: '{what}' of the last press was {value}, outside the {low} to {high} that the button has

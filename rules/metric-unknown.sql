@@ -1,4 +1,4 @@
--- title: Metrics under a key that the plug-in does not know
+-- title: Metrics under an unknown key
 -- severity: note
 -- rank: 28
 -- finding: The co-processor sent metrics with an unknown key number; they are filed under {key}.

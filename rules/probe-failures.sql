@@ -1,4 +1,4 @@
--- title: Parts that did not answer when they were looked for
+-- title: Parts that did not answer a probe
 -- severity: error
 -- rank: 50
 -- finding: {part} did not answer when the co-processor looked for it ({times}).

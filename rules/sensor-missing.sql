@@ -1,4 +1,4 @@
--- title: Sensors of the reference that the device lacks
+-- title: Sensors that only the reference has
 -- severity: error
 -- rank: 57
 -- finding: The reference has a sensor '{name}', and {source} has no report of it.

@@ -130,6 +130,12 @@ void run(query::Database& database, const sources::Sources& sources, const Rule&
 
 } // namespace
 
+void sortWorstFirst(std::vector<Finding>& findings) {
+  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
+    return std::tie(b.severity, b.rank, a.rule) < std::tie(a.severity, a.rank, b.rule);
+  });
+}
+
 std::vector<Finding> triage(sources::Sources& sources, sources::Sources* reference, std::span<const Rule> rules,
                             const query::Limits& limits) {
   sources::Sources nothing({}, {});
@@ -141,9 +147,7 @@ std::vector<Finding> triage(sources::Sources& sources, sources::Sources* referen
   for (const Rule& rule : rules) {
     run(database, sources, rule, findings);
   }
-  std::stable_sort(findings.begin(), findings.end(), [](const Finding& a, const Finding& b) {
-    return std::tie(b.severity, b.rank, a.rule) < std::tie(a.severity, a.rank, b.rule);
-  });
+  sortWorstFirst(findings);
   return findings;
 }
 

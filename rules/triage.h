@@ -36,6 +36,9 @@ struct Finding {
   std::uint64_t more = 0; // further findings of the same rule, which are left out
 };
 
+// Findings of several calls as one list.
+void sortWorstFirst(std::vector<Finding>& findings);
+
 constexpr std::size_t mostFindings = 20; // of a rule
 
 // The findings of all rules, worst first. Rules see the tables of `sources`, and those of a good device as reference_…;

@@ -39,10 +39,10 @@ void Input::close() noexcept {
   descriptor_ = -1;
 }
 
-bool Input::open(const std::string& name) {
+bool Input::open(const std::string& name, const std::string& shownName) {
   close();
   const bool standardInput = name == "-";
-  shownName_ = formats::inputName(name);
+  shownName_ = shownName.empty() ? formats::inputName(name) : shownName;
   failed_ = false;
   bytesRead_ = expectedSize_ = 0;
   ahead_.clear();

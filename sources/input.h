@@ -48,8 +48,9 @@ public:
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
-  // "-" names standard input. False, with a complaint, for folders and files that cannot be opened.
-  bool open(const std::string& name);
+  // "-" names standard input. False, with a complaint, for folders and files that cannot be opened. Messages show
+  // `shownName` if there is one.
+  bool open(const std::string& name, const std::string& shownName = {});
 
   // The next bytes, without consuming them. Waits until there are `least`, or the file ends.
   // [borrowed: until the next call]

@@ -3,6 +3,7 @@
 
 #include <formats/error.h>
 #include <formats/files.h>
+#include <formats/unnamed_file.h>
 #include <sources/capture_folder.h>
 #include <sources/line_formats.h>
 #include <sources/parts.h>
@@ -72,10 +73,11 @@ struct Sources::State {
   std::vector<InputInfo> inputs;
   std::vector<Finding> findings; // of captures
   RecordsInOrder captured;
+  std::map<std::size_t, formats::UnnamedFile> copies;   // of pipes
   std::map<std::size_t, std::unique_ptr<Input>> opened; // pipes whose first bytes have been read
   std::vector<bool> used;                               // pipes that a stream has taken
 
-  void look(std::size_t number);
+  bool copy(std::size_t number);
   void readSmall(std::size_t number, Input& input, ReportLines& lines);
   Kind recogniseOpen(std::size_t number, Input& input);
   void tellFindings(const std::vector<Finding>& found);
@@ -133,7 +135,26 @@ std::unique_ptr<Input> Sources::State::openInput(std::size_t number) {
     return std::exchange(found->second, nullptr);
   }
   auto input = std::make_unique<Input>(complaints, cancellation, options.watchedOutput);
-  return input->open(inputs[number].path) ? std::move(input) : nullptr;
+  const auto copy = copies.find(number);
+  const std::string path =
+      copy == copies.end() ? inputs[number].path : fmt::format("/proc/self/fd/{}", copy->second.descriptor());
+  return input->open(path, inputs[number].name) ? std::move(input) : nullptr;
+}
+
+// Copies an input; false if it cannot be opened.
+bool Sources::State::copy(std::size_t number) {
+  Input input(complaints, cancellation, options.watchedOutput);
+  if (!input.open(inputs[number].path)) {
+    return false;
+  }
+  formats::UnnamedFile file;
+  std::vector<std::byte> block(std::size_t{1} << 16);
+  while (const std::size_t got = input.read(reinterpret_cast<unsigned char*>(block.data()), block.size())) {
+    file.write(std::span(block).first(got));
+    inputs[number].size += got;
+  }
+  copies.emplace(number, std::move(file));
+  return true;
 }
 
 std::optional<ClockRelation> Sources::State::clockOf(std::size_t number) const {
@@ -188,9 +209,16 @@ Sources::Sources(const std::vector<std::string>& names, Options options)
       }
       continue;
     }
-    const bool regular = known && S_ISREG(status.st_mode);
-    info.size = regular ? static_cast<std::uint64_t>(status.st_size) : 0;
-    if (known && !regular && !state.options.waits) {
+    bool regular = known && S_ISREG(status.st_mode) && !standardInput;
+    if (known && !regular && state.options.copies) {
+      if (!state.copy(i)) {
+        continue;
+      }
+      regular = true;
+    } else {
+      info.size = known && S_ISREG(status.st_mode) ? static_cast<std::uint64_t>(status.st_size) : 0;
+    }
+    if (known && !S_ISREG(status.st_mode) && !regular && !state.options.waits) {
       info.kind = Kind::waiting;
       continue;
     }
@@ -200,7 +228,7 @@ Sources::Sources(const std::vector<std::string>& names, Options options)
     }
     if (isSmall(state.recogniseOpen(i, *input))) {
       state.readSmall(i, *input, lines);
-    } else if (hasRecords(info.kind) && (!regular || standardInput)) {
+    } else if (hasRecords(info.kind) && !regular) {
       state.opened[i] = std::move(input);
     }
   }

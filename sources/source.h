@@ -39,6 +39,7 @@ struct Options {
   bool anyList = false;     // take property lists of any content
   bool noRaw = false;       // take what begins like a state record for one, even if it is damaged
   bool tellFindings = true; // complain of findings too; else they are only in findings()
+  bool copies = false;      // pipes into temporary files, so that their records can be read more than once
   bool waits = true;        // for the first bytes of pipes, to recognise them at once
   unsigned jobs = 1;        // threads that read lines
   int watchedOutput = -1;   // OutputClosed is thrown once its reader has closed it; -1: none

@@ -7,13 +7,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <filesystem>
 #include <span>
-#include <unistd.h>
 #include <vector>
 
 namespace vel::stat {
@@ -21,28 +15,6 @@ namespace vel::stat {
 namespace {
 
 constexpr std::uint64_t sizeLimit = std::uint64_t{1} << 30;
-
-// Has no name, so that it is gone however the process ends.
-std::FILE* makeTemporaryFile() {
-  const char* const chosen = std::getenv("TMPDIR");
-  const std::filesystem::path folder(chosen == nullptr || *chosen == '\0' ? "/tmp" : chosen);
-  std::string name = (folder / "velstat.XXXXXX").string();
-  const int descriptor = mkostemp(name.data(), O_CLOEXEC);
-  if (descriptor >= 0) {
-    unlink(name.c_str());
-  }
-  std::FILE* const file = descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr;
-  if (file == nullptr) {
-    throw Error(fmt::format("{}: {}", folder.string(), std::strerror(errno)));
-  }
-  return file;
-}
-
-void requireDone(bool done) {
-  if (!done) {
-    throw Error(fmt::format("temporary file: {}", std::strerror(errno)));
-  }
-}
 
 } // namespace
 
@@ -74,23 +46,23 @@ std::size_t Entries::readInput(std::span<std::byte> out) {
 }
 
 void Entries::copyInput() {
-  copy_.reset(makeTemporaryFile());
+  copy_.emplace();
   std::vector<std::byte> block(std::size_t{1} << 16);
   while (const std::size_t got = readInput(block)) {
     size_ += got;
     requireNotTooLong();
-    requireDone(std::fwrite(block.data(), 1, got, copy_.get()) == got);
+    copy_->write(std::span(block).first(got));
   }
-  requireDone(std::fflush(copy_.get()) == 0);
-  std::rewind(copy_.get());
 }
 
 formats::Bytes Entries::next(std::size_t most) {
   formats::Bytes batch(std::min<std::uint64_t>(most * host::entrySize, size_ - taken_));
   for (std::size_t filled = 0; filled < batch.size();) {
     const auto rest = std::span(batch).subspan(filled);
-    const std::size_t got = copy_ ? std::fread(rest.data(), 1, rest.size(), copy_.get()) : readInput(rest);
-    requireDone(got != 0);
+    const std::size_t got = copy_ ? copy_->read(taken_ + filled, rest) : readInput(rest);
+    if (got == 0) {
+      throw Error(fmt::format("{}: became shorter while it was read", input_.name()));
+    }
     filled += got;
   }
   taken_ += batch.size();

@@ -1,13 +1,13 @@
 // The entries of a file: checked as a whole before the first is taken, and read a batch at a time.
 #pragma once
 
+#include <formats/unnamed_file.h>
 #include <formats/value.h>
 #include <sources/input.h>
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -23,10 +23,6 @@ public:
   formats::Bytes next(std::size_t most);
 
 private:
-  struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
-
   std::size_t readInput(std::span<std::byte> out);
   void copyInput();
   void requireNotTooLong() const;
@@ -34,8 +30,8 @@ private:
   sources::Complaints complaints_;
   sources::Cancellation cancellation_;
   sources::Input input_{complaints_, cancellation_};
-  std::unique_ptr<std::FILE, CloseFile> copy_; // of an input that is not a regular file
-  std::uint64_t size_ = 0;                     // in bytes
+  std::optional<formats::UnnamedFile> copy_; // of an input that is not a regular file
+  std::uint64_t size_ = 0;                   // in bytes
   std::uint64_t taken_ = 0;
 };
 

@@ -14,9 +14,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -29,7 +32,7 @@ enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 };
 
 struct TriageOptions {
   std::vector<std::string> inputs;
-  std::vector<std::string> reference;
+  std::string reference;
   std::string folder; // of rules
   std::string format = "text";
   std::string failOn = "note";
@@ -64,6 +67,7 @@ void writeList(const std::vector<rules::Rule>& all) {
 
 sources::Options sourceOptions() {
   return {.tellFindings = false,
+          .copies = true,
           .jobs = std::clamp(std::thread::hardware_concurrency(), 1U, 64U),
           .watchedOutput = STDOUT_FILENO,
           .complain = [](std::string_view text) { complain(text); }};
@@ -79,7 +83,7 @@ void write(const TriageOptions& line, const std::vector<rules::Finding>& finding
     json.endObject();
     out += '\n';
   } else {
-    out += fmt::format("{} by {}\n", countsText(findings), countText(ruleCount, "rule"));
+    out += fmt::format("{} ({})\n", countsText(findings), countText(ruleCount, "rule"));
     writeFindings(out, findings, textWidth(), Style::ofStandardOutput());
   }
   out.flush();
@@ -107,6 +111,24 @@ int testRules(const TriageOptions& line) {
   return failures.empty() ? clean : found;
 }
 
+// Each folder is a capture of a device of its own; other inputs are parts of the log of one more.
+std::vector<std::vector<std::string>> devicesOf(const std::vector<std::string>& inputs) {
+  std::vector<std::vector<std::string>> devices;
+  std::vector<std::string> others;
+  for (const std::string& input : inputs) {
+    std::error_code error; // what cannot be read is reported when it is read
+    if (std::filesystem::is_directory(input, error)) {
+      devices.push_back({input});
+    } else {
+      others.push_back(input);
+    }
+  }
+  if (!others.empty()) {
+    devices.push_back(std::move(others));
+  }
+  return devices;
+}
+
 int triageInputs(const TriageOptions& line) {
   if (line.selfTest) {
     return testRules(line);
@@ -119,15 +141,22 @@ int triageInputs(const TriageOptions& line) {
     throw CLI::ValidationError("triage", "an input is required");
   }
   const std::vector<rules::Rule> all = rulesFor(line);
-  sources::Sources sources(line.inputs, sourceOptions());
   std::optional<sources::Sources> reference;
   if (!line.reference.empty()) {
-    reference.emplace(line.reference, sourceOptions());
+    reference.emplace(std::vector{line.reference}, sourceOptions());
   }
-  const auto findings =
-      rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)});
+  bool isSound = true;
+  std::vector<rules::Finding> findings;
+  for (const std::vector<std::string>& device : devicesOf(line.inputs)) {
+    sources::Sources sources(device, sourceOptions());
+    const std::vector<rules::Finding> seen =
+        rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)});
+    findings.insert(findings.end(), seen.begin(), seen.end());
+    isSound = isSound && sources.isSound();
+  }
+  rules::sortWorstFirst(findings);
   write(line, findings, all.size());
-  if (!sources.isSound() || (reference && !reference->isSound())) {
+  if (!isSound || (reference && !reference->isSound())) {
     return unreadable;
   }
   const rules::Severity least = *rules::severityNamed(line.failOn);
@@ -161,12 +190,10 @@ void addTriage(CLI::App& app, int& status) {
   auto line = std::make_shared<TriageOptions>();
   CLI::App* const command = app.add_subcommand("triage", "Say what is wrong with a device, worst first");
   command->add_option("INPUT", line->inputs, "What velstat decode reads")->type_name("");
-  command->add_option("--against", line->reference, "Compare with a capture of a good device")
-      ->type_name("GOOD")
-      ->allow_extra_args(false);
+  command->add_option("--against", line->reference, "Compare with a capture of a good device")->type_name("GOOD");
   command->add_option("--rules", line->folder, "Also use the rules (*.sql) in this folder")->type_name("FOLDER");
   command->add_flag("--list", line->list, "Show the rules, a line each, and read nothing");
-  command->add_flag("--self-test", line->selfTest, "Try the rules on their samples, and read nothing else");
+  command->add_flag("--self-test", line->selfTest, "Try each rule on its samples instead");
   command->add_option("--fail-on", line->failOn, "Exit with 1 for findings from this severity on")
       ->check(CLI::IsMember({"note", "warning", "error"}))
       ->capture_default_str();
