@@ -54,9 +54,8 @@ protected:
 };
 
 TEST_F(TriageTest, Words_AreFilledFromTheRow) {
-  const auto found =
-      find({rule("r", "error", "{n} of {m}, {text}{absent}{half}{bytes}.",
-                 "SELECT 2 AS n, 30 AS m, 'x' AS text, NULL AS absent, 0.5 AS half, x'0102' AS bytes")});
+  const auto found = find({rule("r", "error", "{n} of {m}, {text}{absent}{half}{bytes}.",
+                                "SELECT 2 AS n, 30 AS m, 'x' AS text, NULL AS absent, 0.5 AS half, x'0102' AS bytes")});
   ASSERT_EQ(found.size(), 1U);
   EXPECT_EQ(found[0].text, "2 of 30, x0.52 bytes.");
   EXPECT_EQ(found[0].rule, "r");
