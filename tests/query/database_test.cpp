@@ -195,4 +195,86 @@ TEST_F(DatabaseTest, EachTable_CanBeRead) {
   }
 }
 
+TEST_F(DatabaseTest, JsonInValues_CanBeRead) {
+  EXPECT_THAT(ask("SELECT value FROM json_each('[1, 22]')"), ElementsAre("1", "22"));
+  EXPECT_THAT(failure("CREATE TABLE json_each(x)"), HasSubstr("may only read"));
+}
+
+// Two runs of one raw file: numbers 5, 6 and 9, and after a restart number 0.
+sources::Bytes restarted() {
+  sources::Bytes bytes;
+  sources::append(bytes, sources::record(5, {}, 5001000));
+  sources::append(bytes, sources::record(6, {}, 5002000));
+  sources::append(bytes, sources::record(9, {}, 5003000));
+  sources::append(bytes, sources::record(0, {}, 10));
+  return bytes;
+}
+
+TEST(ReadingTables, Runs_AreThoseOfTheRecords) {
+  sources::TemporaryFile file{restarted()};
+  sources::Sources sources{{file.path()}, {}};
+  Database database{sources};
+  Statement row =
+      database.prepare("SELECT run, start, first_time, last_time, first_sequence, last_sequence, runs.records, "
+                       "gaps, missing, source, (SELECT count(*) FROM records WHERE records.run = runs.run) "
+                       "FROM runs");
+  std::vector<std::vector<std::string>> rows;
+  while (row.step()) {
+    auto& values = rows.emplace_back();
+    for (std::size_t i = 0; i < row.columns(); ++i) {
+      values.emplace_back(row.text(i));
+    }
+  }
+  EXPECT_THAT(rows,
+              ElementsAre(ElementsAre("0", "first", "5001000", "5003000", "5", "9", "3", "1", "2", file.path(), "3"),
+                          ElementsAre("1", "restarted", "10", "10", "0", "0", "1", "0", "0", file.path(), "1")));
+}
+
+TEST(ReadingTables, Defects_AreThoseOfLinesAndOfCaptures) {
+  const std::string lines = "{  'category':'zorb', 'binary-data':[1,2,3]}\n{  'category':'zorb', 'x\n";
+  sources::TemporaryFile file{sources::Bytes(lines.begin(), lines.end())};
+  sources::Sources sources{{file.path()}, {.tellFindings = false}};
+  Database database{sources};
+  Statement row = database.prepare("SELECT kind, count, report IS NULL, position, text FROM defects ORDER BY kind");
+  std::map<std::string, std::string> texts;
+  while (row.step()) {
+    texts[std::string(row.text(0))] = row.text(4);
+    EXPECT_EQ(row.integer(1), 1);
+    EXPECT_EQ(row.integer(2), 1);
+  }
+  EXPECT_THAT(texts,
+              testing::ElementsAre(testing::Pair("damaged", HasSubstr("line 1: its binary-data is not 48 bytes")),
+                                   testing::Pair("truncated", HasSubstr("1 line was cut"))));
+}
+
+TEST(ReadingTables, ACaptureInMemory_HasClocksServicesAndItsLog) {
+  sources::Capture capture;
+  capture.clocks.push_back({.offset = -7, .boot = {}, .lines = 3});
+  capture.services.push_back({.name = "s", .logLines = 4});
+  capture.log.push_back({.message = "m", .count = 5});
+  sources::Sources sources{"memory", std::move(capture), {}};
+  Database database{sources};
+  Statement row = database.prepare("SELECT log.source, services.log_lines, log.count FROM services, log");
+  ASSERT_TRUE(row.step());
+  EXPECT_EQ(row.text(0), "memory");
+  EXPECT_EQ(row.integer(1), 4);
+  EXPECT_EQ(row.integer(2), 5);
+  Statement clock = database.prepare("SELECT count(*) FROM clocks WHERE offset = -7 AND boot IS NULL AND lines = 3");
+  ASSERT_TRUE(clock.step());
+  EXPECT_EQ(clock.integer(0), 0) << "relations are those of the capture's lines, of which it has none";
+}
+
+TEST_F(DatabaseTest, Reference_IsASecondSetOfTables) {
+  sources::TemporaryFile other{restarted()};
+  sources::Sources good{{other.path()}, {}};
+  Database both{sources, good};
+  Statement row = both.prepare("SELECT (SELECT count(*) FROM records), (SELECT count(*) FROM reference_records), "
+                               "(SELECT count(*) FROM runs), (SELECT count(*) FROM reference_runs)");
+  ASSERT_TRUE(row.step());
+  EXPECT_EQ(row.integer(0), 20);
+  EXPECT_EQ(row.integer(1), 4);
+  EXPECT_EQ(row.integer(3), 2);
+  EXPECT_THAT(failure("SELECT 1 FROM reference_records"), HasSubstr("no such table"));
+}
+
 } // namespace

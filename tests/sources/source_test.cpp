@@ -10,9 +10,13 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 namespace vel::sources {
 
@@ -312,6 +316,63 @@ TEST(Sources, InputsInAnyNumber_AreToldApart) {
   EXPECT_EQ(sources.inputs()[2].kind, Kind::lines);
   EXPECT_THAT(complaints, ElementsAre("/nothing/there: No such file or directory"));
   EXPECT_FALSE(sources.isSound());
+}
+
+TEST(Sources, FindingsAreNotComplainedOf_IfTheCallerShowsThem) {
+  const std::string text =
+      textOf(record(1)) + "\n{  'category':'zorb', 'binary-data':[1,2,3]}\n{  'category':'zorb', 'x\n";
+  const TemporaryFile file(bytesOf(text));
+  const Result told = readAll({file.path()});
+  EXPECT_EQ(told.findings.size(), 2U);
+  EXPECT_EQ(told.complaints.size(), 4U) << "both passes";
+  Options quiet;
+  quiet.tellFindings = false;
+  const Result kept = readAll({file.path()}, quiet);
+  EXPECT_EQ(kept.findings.size(), 2U);
+  EXPECT_THAT(kept.complaints, testing::IsEmpty());
+}
+
+TEST(Sources, CopiedPipes_CanBeReadAgain) {
+  const std::string path = testing::TempDir() + "sources_pipe_" + std::to_string(getpid());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const Bytes content = records(7, 4000); // more than a pipe holds
+  std::thread writer([&] {
+    const int pipe = open(path.c_str(), O_WRONLY);
+    for (std::size_t done = 0; done < content.size();) {
+      const ssize_t written = write(pipe, content.data() + done, content.size() - done);
+      ASSERT_GT(written, 0);
+      done += static_cast<std::size_t>(written);
+    }
+    close(pipe);
+  });
+  Options options;
+  options.copies = true;
+  const Result read = readAll({path}, options); // twice
+  writer.join();
+  std::filesystem::remove(path);
+  EXPECT_EQ(read.records, content);
+  EXPECT_THAT(read.complaints, testing::IsEmpty());
+}
+
+TEST(Sources, CaptureInMemory_IsReadAsFromItsFolder) {
+  Capture capture;
+  formats::Array lines;
+  for (const std::uint32_t number : {3U, 1U, 2U, 2U}) {
+    lines.push_back({textOf(record(number, {}, number * 10))});
+  }
+  lines.push_back({std::string("{  'category':'zorb', 'binary-data':[1,2,3]}")});
+  capture.reports.push_back({.title = "KIP Profile 0 ;count=9 ;type=fw", .value = {std::move(lines)}});
+  Sources sources("memory", std::move(capture), {.tellFindings = false});
+  EXPECT_EQ(sources.inputs().size(), 1U);
+  EXPECT_EQ(sources.inputs()[0].name, "memory");
+  EXPECT_EQ(sources.inputs()[0].kind, Kind::capture);
+  EXPECT_EQ(sources.findings().size(), 2U) << "a damaged line, and lines that are missing";
+  EXPECT_TRUE(sources.isSound());
+  Bytes room(9 * recordSize);
+  const auto stream = sources.records();
+  ASSERT_EQ(stream->read(room), 3U) << "in order, and once each";
+  EXPECT_EQ(sequenceNumber(room.data()), 1U);
+  EXPECT_EQ(sequenceNumber(room.data() + 2 * recordSize), 3U);
 }
 
 } // namespace

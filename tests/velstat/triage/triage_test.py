@@ -194,6 +194,7 @@ warning  sensor-drops
             status, out, err = run("triage", bad, self.folder / "dropped-events")
             self.assertEqual((status, err.count("\n")), (3, 1), err)
             self.assertRegex(err, rf"\Avelstat: {re.escape(str(bad))}: ")
+            self.assertTrue(out.startswith("1 warning in what could be read ("), out)
             self.assertIn("sensor-drops", out)
             status, out, err = run("triage", self.folder / "default", "--against", bad)
             self.assertEqual((status, err.count("\n")), (3, 1), err)

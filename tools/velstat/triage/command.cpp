@@ -73,7 +73,8 @@ sources::Options sourceOptions() {
           .complain = [](std::string_view text) { complain(text); }};
 }
 
-void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, std::size_t ruleCount) {
+void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, std::size_t ruleCount,
+           bool isSound) {
   StandardOutput out;
   if (line.format == "json") {
     JsonWriter json(out);
@@ -83,7 +84,8 @@ void write(const TriageOptions& line, const std::vector<rules::Finding>& finding
     json.endObject();
     out += '\n';
   } else {
-    out += fmt::format("{} ({})\n", countsText(findings), countText(ruleCount, "rule"));
+    out += fmt::format("{}{} ({})\n", countsText(findings), isSound ? "" : " in what could be read",
+                       countText(ruleCount, "rule"));
     writeFindings(out, findings, textWidth(), Style::ofStandardOutput());
   }
   out.flush();
@@ -155,8 +157,9 @@ int triageInputs(const TriageOptions& line) {
     isSound = isSound && sources.isSound();
   }
   rules::sortWorstFirst(findings);
-  write(line, findings, all.size());
-  if (!isSound || (reference && !reference->isSound())) {
+  isSound = isSound && (!reference || reference->isSound());
+  write(line, findings, all.size(), isSound);
+  if (!isSound) {
     return unreadable;
   }
   const rules::Severity least = *rules::severityNamed(line.failOn);
