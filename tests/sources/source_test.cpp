@@ -304,6 +304,34 @@ TEST(Sources, LinesOfACaptureThatDisagreeOnTheClocks_AreAFinding) {
   EXPECT_THAT(sources.findings()[0].text, testing::HasSubstr("1000000 us apart"));
 }
 
+TEST(Sources, ListsOfAnyContent_AreTakenOnRequest) {
+  const TemporaryFile xml(bytesOf("<plist><dict><key>k</key><integer>1</integer></dict></plist>"));
+  std::string header = "\x01\0\0\0\x0A\0\0\0"s;
+  const TemporaryFile cutState(bytesOf(header + std::string(92, '\0')));
+  const struct {
+    const TemporaryFile& file;
+    bool anyList;
+    bool noRaw;
+    Kind kind;
+    const char* complaint; // its end
+  } rows[] = {
+      {xml, false, false, Kind::unknown, "nor a report of the plug-in"},
+      {xml, true, false, Kind::propertyList, ""},
+      {cutState, false, false, Kind::records, ""},
+      {cutState, true, false, Kind::records, ""},
+      {cutState, true, true, Kind::unknown, "ends at offset 100: a state record has a header of 200 bytes"},
+  };
+  for (const auto& row : rows) {
+    std::string complaints;
+    const Sources sources(
+        {row.file.path()},
+        {.anyList = row.anyList, .noRaw = row.noRaw, .complain = [&](std::string_view line) { complaints += line; }});
+    EXPECT_EQ(sources.inputs()[0].kind, row.kind) << row.complaint;
+    EXPECT_TRUE(complaints.ends_with(row.complaint)) << complaints;
+    EXPECT_EQ(complaints.empty(), *row.complaint == '\0') << complaints;
+  }
+}
+
 TEST(Sources, InputsInAnyNumber_AreToldApart) {
   const TemporaryFile raw(record(1));
   const TemporaryFile text(bytesOf(textOf(record(2))));

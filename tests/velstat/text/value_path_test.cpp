@@ -78,4 +78,41 @@ TEST(Paths, EachPatternIsToldWhetherItFoundAnything) {
   EXPECT_THAT(found, ElementsAre(false, true, false, true));
 }
 
+TEST(Paths, MayAllBeginWithAKey) {
+  const std::vector<std::pair<const char*, std::vector<std::string>>> rows = {
+      {"top\\/1/b", {"top\\/1/b"}},
+      {"*/b", {"top\\/1/b"}},
+      {"**/b", {"top\\/1/a/b", "top\\/1/a/c/1/b", "top\\/1/b"}},
+      {"top*", {"top\\/1"}},
+      {"b", {}},
+  };
+  for (const auto& [pattern, expected] : rows) {
+    const std::vector<PathPattern> list{PathPattern(pattern)};
+    const Value value = tree();
+    std::vector<std::string> paths;
+    findPaths(
+        value, list, [&](std::string_view path, const Value&) { paths.emplace_back(path); }, "top/1");
+    EXPECT_EQ(paths, expected) << pattern;
+  }
+}
+
+TEST(Paths, APatternCoversWhatIsInsideOfWhatItMatches) {
+  const struct {
+    const char* pattern;
+    const char* path;
+    bool covered;
+  } rows[] = {
+      {"a", "a", true},         {"a", "a/b/c", true},   {"a", "ab", false},       {"a/b", "a", false},
+      {"*", "a/b", true},       {"**", "a", true},      {"**", "", true},         {"**/b", "a/b/c", true},
+      {"**/b", "a/c", false},   {"a/**", "a", true},    {"a/**/c", "a/b", false}, {"a/**/c", "a/x/y/c/d", true},
+      {"a\\/b", "a\\/b", true}, {"a*b", "a\\/b", true}, {"a/b", "a\\/b", false},  {"a\\\\", "a\\\\/b", true},
+      {"", "", true},           {"", "a", false},
+  };
+  for (const auto& row : rows) {
+    const std::vector<PathPattern> list{PathPattern("none"), PathPattern(row.pattern)};
+    EXPECT_EQ(covers(list, row.path), row.covered) << row.pattern << " and " << row.path;
+  }
+  EXPECT_FALSE(covers({}, "a"));
+}
+
 } // namespace

@@ -227,20 +227,21 @@ SectionCounts countsOf(const Result& result) {
 void addDiff(CLI::App& app, int& status) {
   auto options = std::make_shared<DiffOptions>();
   CLI::App* const command = app.add_subcommand("diff", "Find what is different between two captures, logs or lists");
-  command->add_option("old", options->before, "Any input of velstat decode, or a property list; - for standard input")
+  command->add_option("old", options->before, "What decode reads, or a list; - for standard input")
       ->type_name("OLD")
       ->required();
   command->add_option("new", options->after, "What to compare it with")->type_name("NEW")->required();
-  command->add_flag("--all", options->all, "Every difference, not only a screen of the most notable ones");
+  command->add_flag("--all", options->all, "Every difference, not only a screen of them");
   const auto addPaths = [&](const char* name, std::vector<std::string>& paths, const char* about) {
     command->add_option(name, paths, about)->type_name("GLOB")->allow_extra_args(false)->check(checkPath);
   };
-  addPaths("--path", options->only, "Compare only what is at or in these paths, as in velstat show");
-  addPaths("--ignore", options->ignored, "Do not compare what is at or in these paths");
-  command->add_option("--format", options->format, "A text, or JSON with every difference")
+  addPaths("--path", options->only, "Compare only what is at or in this path");
+  addPaths("--ignore", options->ignored, "Do not compare what is at or in this path");
+  command->add_option("--format", options->format, "JSON has every difference")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
-  command->footer("Time stamps, sequence numbers and calendar times make no difference.\n\n"
+  command->footer("Time stamps, sequence numbers and calendar times make no difference. Each line\n"
+                  "shows its path; globs are those of velstat show.\n\n"
                   "Examples:\n"
                   "  velstat diff yesterday today\n"
                   "  velstat diff --ignore 'sensors/**' --all good.log bad.log\n\n"

@@ -138,11 +138,12 @@ DiffLine lineOf(std::string_view path, const formats::Value* before, const forma
 DiffLine lineOf(const Difference& difference, const Style& style) {
   const bool before = difference.before.has_value();
   const bool after = difference.after.has_value();
-  // A finding's words say it all, and need the room.
+  // A finding's words say it all, and need the room; a new one is bad news.
+  const bool isFinding = difference.section == Section::findings;
   return {.sign = signOf(before, after),
-          .path = difference.section == Section::findings ? "" : escapeKey(difference.path),
+          .path = isFinding ? "" : escapeKey(difference.path),
           .text = difference.text,
-          .mark = markOf(before, after, style)};
+          .mark = isFinding ? markOf(after, before, style) : markOf(before, after, style)};
 }
 
 } // namespace vel::stat

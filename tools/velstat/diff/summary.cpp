@@ -150,9 +150,8 @@ void diffSummary(Sink& out, const Result& result, const SectionCounts& counts, s
     const std::size_t more = std::max(notable, shown) - shown;
     const std::size_t minor = all - std::max(notable, shown);
     const std::string smaller = minor == 0 ? "" : fmt::format("{}{} smaller", more == 0 ? "" : ", ", minor);
-    out += style.dim(
-               fmt::format("… {}{}; --all shows every line", more == 0 ? "" : fmt::format("{} more", more), smaller)) +
-           '\n';
+    const std::string left = more == 0 ? "" : fmt::format("{} more", more);
+    out += style.dim(cut(fmt::format("… {}{}; --all shows every line", left, smaller), width)) + '\n';
   }
 }
 

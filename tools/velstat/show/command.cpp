@@ -199,23 +199,22 @@ void addShow(CLI::App& app, int& status) {
   auto options = std::make_shared<ShowOptions>();
   CLI::App* const command =
       app.add_subcommand("show", "Show captures, state records and property lists, whole or in part");
-  command->add_option("INPUT", options->inputs, "Folders and files, told by their content; - for standard input")
-      ->required();
+  command->add_option("INPUT", options->inputs, "Folders and files; - for standard input")->required();
   command->add_option("--format", options->format, "How to show them")
       ->check(CLI::IsMember({"tree", "json"}))
       ->capture_default_str();
-  command
-      ->add_option("--path", options->paths,
-                   "Show only the values at this path: keys and array positions with / between, with the globs *, ? "
-                   "and [...] in each, ** for any number of them, \\ before a character that means itself; in a "
-                   "capture, a report's title comes first")
+  command->add_option("--path", options->paths, "Show only the values at this path")
       ->type_name("PATH")
       ->allow_extra_args(false)
       ->check(checkPath);
-  command->footer("Examples:\n"
+  command->footer("A path is keys and array positions with / between. The globs *, ? and [...] match\n"
+                  "in a key, ** any number of keys; \\ takes their meaning away. In a capture, a\n"
+                  "report's title comes first.\n\n"
+                  "Examples:\n"
                   "  velstat show --path 'last button press/click 1/*' snapshot/001-*.state\n"
                   "  velstat show --path '*/sensorType' --path services snapshot\n\n"
-                  "Exit status: 0 all was shown, 1 an input cannot be read or a path matches nothing, 2 wrong usage.");
+                  "Exit status: 0 all was shown, 1 an input cannot be read or a path matches\n"
+                  "nothing, 2 wrong usage.");
   command->callback([options, &status] { status = run(*options); });
 }
 
