@@ -74,6 +74,18 @@ void requireOther(const WrittenFile& file, const std::optional<Identity>& other,
 
 } // namespace
 
+std::vector<ReadFile> filesOf(const std::vector<std::string>& inputs) {
+  std::vector<ReadFile> files;
+  for (const std::string& input : inputs) {
+    files.push_back({input, "an input"});
+    std::error_code error; // what cannot be read is reported when it is read
+    for (const auto& entry : fs::recursive_directory_iterator(input, error)) {
+      files.push_back({entry.path(), "an input"});
+    }
+  }
+  return files;
+}
+
 void requireOwnFiles(std::span<const WrittenFile> written, std::span<const ReadFile> read) {
   for (; !written.empty(); written = written.subspan(1)) {
     const WrittenFile& file = written.front();

@@ -3,7 +3,9 @@
 
 #include <filesystem>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace vel::stat {
 
@@ -17,6 +19,9 @@ struct WrittenFile {
   std::string_view what;
   std::string_view option; // that names the file
 };
+
+// The inputs, and the files in those that are folders: none of them may be replaced.
+std::vector<ReadFile> filesOf(const std::vector<std::string>& inputs);
 
 // Throws Error if a file would be both read and written, or written for two options. Two paths name the same file if
 // they lead to the same device and inode or, for a file that does not exist, to the same name in the same folder.

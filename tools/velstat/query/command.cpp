@@ -44,19 +44,6 @@ bool isInput(const std::string& argument) {
   return argument == "-" || std::filesystem::exists(argument, error);
 }
 
-// The inputs, and the files in folders: none of them may be replaced.
-std::vector<ReadFile> filesOf(const std::vector<std::string>& inputs) {
-  std::vector<ReadFile> files;
-  for (const std::string& input : inputs) {
-    files.push_back({input, "an input"});
-    std::error_code error; // what cannot be read is reported when it is read
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(input, error)) {
-      files.push_back({entry.path(), "an input"});
-    }
-  }
-  return files;
-}
-
 // Takes the SQL from the file, or off the end of the arguments; empty if the tables are exported instead.
 std::string takeSql(QueryOptions& line) {
   if (!line.exported.empty()) {

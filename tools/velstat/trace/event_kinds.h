@@ -1,0 +1,95 @@
+// What a record is on a timeline, and its fields by key: the decoder's rows, looked up once.
+#pragma once
+
+#include <profile/fields.h>
+#include <profile/layout.h>
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace vel::stat {
+
+enum class EventKind : std::uint8_t {
+  instant,
+  call,          // a function or extended function, recorded at its end
+  configuration, // of a sensor
+  dump,          // bytes without meaning here
+};
+
+// A field of one layout.
+struct KnownField {
+  const profile::Layout* layout = nullptr;
+  const profile::Row* row = nullptr;
+
+  std::uint64_t number(const unsigned char* record) const {
+    profile::DecimalText digits;
+    return profile::read_field(record, *row, digits).number;
+  }
+};
+
+// The layout's and field's names are the decoder's. Throws std::logic_error if it has none such.
+KnownField knownField(std::string_view layout, std::string_view key);
+
+// A call's fields. Functions have either a number or a text for a name.
+struct CallFields {
+  KnownField name;
+  KnownField thread;
+  KnownField duration;
+};
+
+// A button's step that is shown as a slice's begin or end.
+enum class Step : std::uint8_t {
+  fingerOn,
+  fingerOff,
+  buttonDown,
+  buttonUp,
+  amplifierOn,
+  amplifierReady,
+  hapticStart,
+  hapticPlayed,
+  hapticFailed
+};
+
+class EventKinds {
+public:
+  // What the rows say of a layout.
+  struct OfLayout {
+    EventKind kind = EventKind::instant;
+    const CallFields* call = nullptr;
+    std::vector<const profile::Row*> counters;
+    const profile::Row* action = nullptr; // the field that names the event
+  };
+
+  EventKinds();
+  EventKinds(const EventKinds&) = delete;
+  EventKinds& operator=(const EventKinds&) = delete;
+
+  // Of the first layout that the record shows, if any.
+  const OfLayout& ofLayout(const unsigned char* record) const;
+  bool isContextSwitch(const unsigned char* record) const;
+  // `action` is the number in the record's field of that name.
+  std::optional<Step> step(const unsigned char* record, std::uint64_t action) const;
+
+  KnownField switchedFrom;
+  KnownField switchedTo;
+
+private:
+  struct KnownStep {
+    std::uint8_t component;
+    std::uint32_t action;
+    Step step;
+  };
+
+  CallFields function_;
+  CallFields extendedFunction_;
+  std::vector<OfLayout> layouts_; // as all_layouts()
+  OfLayout none_;
+  std::array<std::uint8_t, 4> contextSwitch_{}; // category, component, event, type
+  std::uint8_t stepCategory_ = 0;
+  std::vector<KnownStep> steps_;
+};
+
+} // namespace vel::stat
