@@ -90,7 +90,7 @@ bool isZero(const profile::Field& field) {
   }
 }
 
-void appendValue(OutputBuffer& out, const profile::Field& field) {
+void appendBriefValue(OutputBuffer& out, const profile::Field& field) {
   if (field.row->kind == FieldKind::text) {
     appendJsonBytesAsString(out, field.bytes);
   } else if (field.row->kind == FieldKind::fixed_point) {
@@ -253,7 +253,7 @@ void BriefRenderer::appendFields(OutputBuffer& out, const unsigned char* record,
     const profile::Field field = read_field(record, *row, digits);
     if (!isZero(field)) {
       appendKey(out, row->key);
-      appendValue(out, field);
+      appendBriefValue(out, field);
     }
   }
 }
@@ -266,7 +266,7 @@ void BriefRenderer::appendListedFields(OutputBuffer& out, const unsigned char* r
     appendKey(out, field.name);
     profile::DecimalText digits;
     if (const auto value = values_.payloadField(field, digits)) {
-      appendValue(out, *value);
+      appendBriefValue(out, *value);
     } else if (field.common == 0 || !values_.appendPlain(out, field)) {
       out.cut(begin);
       isFirstField_ = wasFirst;

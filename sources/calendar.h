@@ -8,6 +8,8 @@
 
 namespace vel::sources {
 
+inline constexpr std::int64_t microsecondsPerSecond = 1'000'000;
+
 // The number of a month, from 0, by its name in the locale "C", such as "Nov".
 std::optional<int> monthNamed(std::string_view name);
 

@@ -10,9 +10,8 @@ namespace vel::sources {
 namespace {
 
 constexpr std::size_t mostRelations = 64;
-constexpr std::int64_t second = 1'000'000;
 // Boot time and calendar may differ slightly.
-constexpr std::int64_t tolerance = 86'400 * second;
+constexpr std::int64_t tolerance = 86'400 * microsecondsPerSecond;
 
 struct LineTime {
   std::tm local = {}; // without its year
@@ -59,7 +58,7 @@ std::optional<std::int64_t> inYear(const LineTime& time, int year, int summerTim
   std::tm local = time.local;
   local.tm_year = year;
   const std::optional<std::int64_t> seconds = localSeconds(local, summerTime);
-  return seconds ? std::optional(*seconds * second + time.microseconds) : std::nullopt;
+  return seconds ? std::optional(*seconds * microsecondsPerSecond + time.microseconds) : std::nullopt;
 }
 
 } // namespace
@@ -72,7 +71,7 @@ std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std
     return {};
   }
   const auto booted = static_cast<std::int64_t>(*boot);
-  const auto bootSecond = static_cast<std::time_t>(booted / second);
+  const auto bootSecond = static_cast<std::time_t>(booted / microsecondsPerSecond);
   std::tm bootLocal = {};
   if (localtime_r(&bootSecond, &bootLocal) == nullptr) {
     return {};

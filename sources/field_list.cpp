@@ -27,7 +27,8 @@ std::vector<std::string_view> commonNames() {
 }
 
 // In the order of these columns.
-enum Common : std::size_t {
+namespace common {
+enum : std::size_t {
   category = 1,
   component,
   event,
@@ -43,23 +44,24 @@ enum Common : std::size_t {
   calendarTime,
   bootTimestamp,
 };
+} // namespace common
 
-std::string_view view(const unsigned char* record) {
+std::string_view bytesOf(const unsigned char* record) {
   return {reinterpret_cast<const char*>(record), recordSize};
 }
 
-ListedField find(std::string_view name) {
+ListedField fieldNamed(std::string_view name) {
   ListedField found;
-  const std::vector<std::string_view> common = commonNames();
-  const auto known = std::find_if(common.begin(), common.end(),
+  const std::vector<std::string_view> everywhere = commonNames();
+  const auto known = std::find_if(everywhere.begin(), everywhere.end(),
                                   [&](std::string_view each) { return formats::equalIgnoringCase(each, name); });
-  if (known != common.end()) {
+  if (known != everywhere.end()) {
     found.name = *known;
-    found.common = static_cast<std::size_t>(known - common.begin()) + 1;
+    found.common = static_cast<std::size_t>(known - everywhere.begin()) + 1;
     return found;
   }
   std::vector<std::string> qualified;
-  std::vector<std::string_view> names = common;
+  std::vector<std::string_view> names = everywhere;
   const bool isQualified = name.find('.') != std::string_view::npos;
   for (const profile::Layout& layout : profile::all_layouts()) {
     const profile::Row*& row = found.rows.emplace_back();
@@ -87,7 +89,7 @@ ListedField find(std::string_view name) {
 FieldList::FieldList(std::string_view names) {
   for (std::size_t begin = 0; begin <= names.size();) {
     const std::size_t end = std::min(names.find(',', begin), names.size());
-    ListedField field = find(names.substr(begin, end - begin));
+    ListedField field = fieldNamed(names.substr(begin, end - begin));
     if (std::any_of(fields_.begin(), fields_.end(), [&](const ListedField& each) { return each.name == field.name; })) {
       throw std::invalid_argument(fmt::format("the field '{}' is named twice", field.name));
     }
@@ -130,17 +132,17 @@ bool FieldValues::appendJson(OutputBuffer& out, const ListedField& field) {
     }
     return value.has_value();
   }
-  case payload:
+  case common::payload:
     appendJsonPayload(out, record_);
     return true;
-  case binaryData:
-    appendJsonList(out, view(record_));
+  case common::binaryData:
+    appendJsonList(out, bytesOf(record_));
     return true;
-  case sequence:
-  case typeId:
-  case categoryId:
-  case componentId:
-  case eventId:
+  case common::sequence:
+  case common::typeId:
+  case common::categoryId:
+  case common::componentId:
+  case common::eventId:
     return appendPlain(out, field);
   default: { // strings of characters that need no escapes
     const std::size_t begin = out.view().size();
@@ -165,48 +167,48 @@ bool FieldValues::appendPlain(OutputBuffer& out, const ListedField& field) {
     }
     return value.has_value();
   }
-  case category:
+  case common::category:
     out.append(RecordNames(record_).category);
     break;
-  case component:
+  case common::component:
     out.append(RecordNames(record_).component);
     break;
-  case event:
+  case common::event:
     out.append(RecordNames(record_).event);
     break;
-  case type:
+  case common::type:
     out.append(RecordNames(record_).type);
     break;
-  case timestamp:
+  case common::timestamp:
     out.appendNumber(timeStamp(record_));
     break;
-  case sequence:
+  case common::sequence:
     out.appendNumber(sequenceNumber(record_));
     break;
-  case payload:
+  case common::payload:
     appendJsonPayload(out, record_);
     break;
-  case typeId:
+  case common::typeId:
     out.appendNumber(unsigned{profile::type(record_)});
     break;
-  case categoryId:
+  case common::categoryId:
     out.appendNumber(unsigned{profile::category(record_)});
     break;
-  case componentId:
+  case common::componentId:
     out.appendNumber(unsigned{profile::component(record_)});
     break;
-  case eventId:
+  case common::eventId:
     out.appendNumber(unsigned{profile::event(record_)});
     break;
-  case binaryData:
-    appendHex(out, view(record_));
+  case common::binaryData:
+    appendHex(out, bytesOf(record_));
     break;
-  case calendarTime:
+  case common::calendarTime:
     if (wall_) {
       out.append(wall_->text(timeStamp(record_)));
     }
     return wall_.has_value();
-  case bootTimestamp:
+  case common::bootTimestamp:
     if (boot_) {
       out.appendNumber(*boot_);
     }

@@ -65,9 +65,13 @@ void appendValue(OutputBuffer& out, const profile::Field& field) {
   }
 }
 
-constexpr std::size_t longestCharacter = 6; // \u00ff
+} // namespace
 
-char* putCharacters(char* p, std::string_view bytes) {
+void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes) {
+  constexpr std::size_t longest = 6; // \u00ff
+  char* const begin = out.room(bytes.size() * longest + 2);
+  char* p = begin;
+  *p++ = '"';
   for (const char character : bytes) {
     const unsigned char byte = static_cast<unsigned char>(character);
     if (byte == '"' || byte == '\\') {
@@ -79,26 +83,11 @@ char* putCharacters(char* p, std::string_view bytes) {
       std::memcpy(p, "\\u00", 4);
       p[4] = hexDigits[byte >> 4];
       p[5] = hexDigits[byte & 15];
-      p += longestCharacter;
+      p += longest;
     }
   }
-  return p;
-}
-
-} // namespace
-
-void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes) {
-  char* const begin = out.room(bytes.size() * longestCharacter + 2);
-  char* p = begin;
-  *p++ = '"';
-  p = putCharacters(p, bytes);
   *p++ = '"';
   out.claim(static_cast<std::size_t>(p - begin));
-}
-
-void appendJsonCharacters(OutputBuffer& out, std::string_view bytes) {
-  char* const begin = out.room(bytes.size() * longestCharacter);
-  out.claim(static_cast<std::size_t>(putCharacters(begin, bytes) - begin));
 }
 
 void appendJsonField(OutputBuffer& out, const profile::Field& field) {

@@ -15,8 +15,6 @@ namespace vel::sources {
 // Bytes as a JSON string, each byte as the code point of the same number: no byte is lost, and the output is always
 // printable ASCII.
 void appendJsonBytesAsString(OutputBuffer& out, std::string_view bytes);
-// The same without the quotation marks.
-void appendJsonCharacters(OutputBuffer& out, std::string_view bytes);
 
 // The value of one field of a payload.
 void appendJsonField(OutputBuffer& out, const profile::Field& field);

@@ -2,7 +2,24 @@
 
 #include <sources/json_fields.h>
 
+#include <cstring>
+
 namespace vel::sources {
+
+namespace {
+
+// A JSON string without its quotation marks.
+void appendCharacters(OutputBuffer& out, std::string_view bytes) {
+  const std::size_t before = out.view().size();
+  appendJsonBytesAsString(out, bytes);
+  const std::size_t length = out.view().size() - before - 2;
+  out.cut(before);
+  char* const at = out.room(length + 2);
+  std::memmove(at, at + 1, length);
+  out.claim(length);
+}
+
+} // namespace
 
 void appendPlainField(OutputBuffer& out, const profile::Field& field) {
   using profile::FieldKind;
@@ -14,7 +31,7 @@ void appendPlainField(OutputBuffer& out, const profile::Field& field) {
     out.appendNumber(field.number);
     break;
   case FieldKind::text:
-    appendJsonCharacters(out, field.bytes);
+    appendCharacters(out, field.bytes);
     break;
   case FieldKind::subtype_name:
     out.append(field.bytes);
@@ -27,31 +44,6 @@ void appendPlainField(OutputBuffer& out, const profile::Field& field) {
     out.appendNumber(field.real);
     break;
   }
-}
-
-void appendHex(OutputBuffer& out, std::string_view bytes) {
-  constexpr char digits[] = "0123456789abcdef";
-  char* p = out.room(bytes.size() * 2);
-  for (const char character : bytes) {
-    const auto byte = static_cast<unsigned char>(character);
-    *p++ = digits[byte >> 4];
-    *p++ = digits[byte & 15];
-  }
-  out.claim(bytes.size() * 2);
-}
-
-void appendCsvQuoted(OutputBuffer& out, std::string_view text) {
-  char* const begin = out.room(text.size() * 2 + 2);
-  char* p = begin;
-  *p++ = '"';
-  for (const char character : text) {
-    *p++ = character;
-    if (character == '"') {
-      *p++ = character;
-    }
-  }
-  *p++ = '"';
-  out.claim(static_cast<std::size_t>(p - begin));
 }
 
 void appendCsvCell(OutputBuffer& out, std::string_view text) {

@@ -15,7 +15,7 @@ namespace vel::sources {
 
 namespace {
 
-constexpr std::uint64_t second = 1'000'000;
+constexpr std::uint64_t oneSecond = microsecondsPerSecond;
 constexpr std::uint64_t latest = std::numeric_limits<std::uint64_t>::max();
 
 // Takes a text apart from its beginning.
@@ -76,7 +76,7 @@ std::uint64_t duration(std::string_view text) {
   constexpr struct {
     std::string_view name;
     std::uint64_t length;
-  } units[] = {{"us", 1}, {"ms", 1000}, {"s", second}, {"min", 60 * second}, {"h", 3600 * second}};
+  } units[] = {{"us", 1}, {"ms", 1000}, {"s", oneSecond}, {"min", 60 * oneSecond}, {"h", 3600 * oneSecond}};
   Words words(text);
   const std::string_view whole = words.digits();
   const bool hasPoint = words.take('.');
@@ -122,14 +122,14 @@ bool readTimeOfDay(Words& words, Moment& moment) {
   if (!words.number(2, 2, 0, 23, fields.tm_hour) || !words.take(':') || !words.number(2, 2, 0, 59, fields.tm_min)) {
     return false;
   }
-  moment.span = 60 * second;
+  moment.span = 60 * oneSecond;
   if (words.take(':')) {
-    moment.span = second;
+    moment.span = oneSecond;
     if (!words.number(2, 2, 0, 59, fields.tm_sec)) {
       return false;
     }
     if (words.take('.')) {
-      const auto part = fraction(words.digits(), second, moment.span);
+      const auto part = fraction(words.digits(), oneSecond, moment.span);
       moment.microseconds = part.value_or(0);
       return part.has_value();
     }
@@ -167,11 +167,11 @@ Moment parseMoment(std::string_view text) {
   }
   if (!whole.empty() && words.take('.')) {
     Moment moment;
-    const auto part = fraction(words.digits(), second, moment.span);
+    const auto part = fraction(words.digits(), oneSecond, moment.span);
     if (!part || !words.isEmpty()) {
       refuse(text);
     }
-    moment.microseconds = formats::parseNumber<std::uint64_t>(whole, 0, latest / second - 1) * second + *part;
+    moment.microseconds = formats::parseNumber<std::uint64_t>(whole, 0, latest / oneSecond - 1) * oneSecond + *part;
     return moment;
   }
   return parseCalendar(text);
@@ -185,7 +185,7 @@ Wide calendarOffset(const profile::TimeSync& sync) {
 }
 
 std::tm brokenDown(Wide calendar, bool utc) {
-  const auto time = static_cast<std::time_t>(calendar / second);
+  const auto time = static_cast<std::time_t>(calendar / oneSecond);
   std::tm fields = {};
   if ((utc ? gmtime_r(&time, &fields) : localtime_r(&time, &fields)) == nullptr) {
     fields.tm_year = 70;
@@ -193,14 +193,14 @@ std::tm brokenDown(Wide calendar, bool utc) {
   return fields;
 }
 
-std::optional<std::int64_t> seconds(const Moment& moment, const std::tm& fields) {
+std::optional<std::int64_t> secondsOf(const Moment& moment, const std::tm& fields) {
   return moment.isUtc ? utcSeconds(fields) : localSeconds(fields, -1);
 }
 
 // What is left out is taken from the first record: the day, and the year that is nearest to it.
-std::optional<std::int64_t> nearest(const Moment& moment, Wide first) {
+std::optional<std::int64_t> nearestTime(const Moment& moment, Wide first) {
   if (moment.hasYear) {
-    return seconds(moment, moment.fields);
+    return secondsOf(moment, moment.fields);
   }
   std::tm fields = moment.fields;
   const std::tm begin = brokenDown(first, moment.isUtc);
@@ -208,15 +208,15 @@ std::optional<std::int64_t> nearest(const Moment& moment, Wide first) {
   if (!moment.hasDate) {
     fields.tm_mon = begin.tm_mon;
     fields.tm_mday = begin.tm_mday;
-    return seconds(moment, fields);
+    return secondsOf(moment, fields);
   }
   std::optional<std::int64_t> best;
   const auto distance = [&](std::int64_t time) {
-    const Wide difference = Wide{time} * Wide{second} - first;
+    const Wide difference = Wide{time} * Wide{oneSecond} - first;
     return difference < 0 ? -difference : difference;
   };
   for (fields.tm_year = begin.tm_year - 1; fields.tm_year <= begin.tm_year + 1; ++fields.tm_year) {
-    const auto time = seconds(moment, fields);
+    const auto time = secondsOf(moment, fields);
     if (time && (!best || distance(*time) < distance(*best))) {
       best = time;
     }
@@ -225,7 +225,7 @@ std::optional<std::int64_t> nearest(const Moment& moment, Wide first) {
 }
 
 // The first microsecond of a moment, by the clock of the records; it may be before that clock began.
-Wide begin(const Moment& moment, const LogTimes& log) {
+Wide beginOf(const Moment& moment, const LogTimes& log) {
   switch (moment.base) {
   case Moment::Base::timestamp:
     return moment.microseconds;
@@ -241,11 +241,11 @@ Wide begin(const Moment& moment, const LogTimes& log) {
                                 "do not agree on: give --timesync, or time stamps");
   }
   const Wide offset = calendarOffset(*log.sync);
-  const std::optional<std::int64_t> time = nearest(moment, log.first + offset);
+  const std::optional<std::int64_t> time = nearestTime(moment, log.first + offset);
   if (!time) {
     throw std::invalid_argument("there is no such day or hour in the calendar of this time zone");
   }
-  return Wide{*time} * Wide{second} + moment.microseconds - offset;
+  return Wide{*time} * Wide{oneSecond} + moment.microseconds - offset;
 }
 
 } // namespace
@@ -290,10 +290,10 @@ Range TimeRange::resolve(const LogTimes& log) const {
   Wide first = 0;
   Wide last = latest;
   for (const Moment& moment : since_) {
-    first = std::max(first, begin(moment, log));
+    first = std::max(first, beginOf(moment, log));
   }
   for (const Moment& moment : until_) {
-    last = std::min(last, begin(moment, log) + (moment.span - 1));
+    last = std::min(last, beginOf(moment, log) + (moment.span - 1));
   }
   return first <= last ? Range{static_cast<std::uint64_t>(first), static_cast<std::uint64_t>(last)} : none;
 }
