@@ -3,9 +3,12 @@
 set -eu
 here=$(dirname "$0")
 wanted=$(sed 's/#.*//' "$here/debian-packages.txt" | awk -v test="${1-}" '$2 == "" || $2 == test { print $1 }')
+# A package may also be provided by another one, as npm is by some packages of nodejs.
+installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}, ${Provides}\n' |
+  sed -n 's/^installed //p' | tr ',' '\n' | sed 's/^ *//; s/ .*//')
 missing=
 for package in $wanted; do
-  dpkg-query -W -f '${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing="$missing $package"
+  printf '%s\n' "$installed" | grep -qxF "$package" || missing="$missing $package"
 done
 [ -n "$missing" ] || exit 0
 if [ "$(id -u)" -ne 0 ]; then

@@ -1,0 +1,49 @@
+-- What happened in the presses that the page draws: on each lane of the time axis, when something began or ended.
+-- with: presses
+-- rows: 40000
+WITH lane(trace, lane, label, edge) AS MATERIALIZED (VALUES
+  ('ckp_ZORBFingerON', 'Finger', 'finger on', 'begin'),
+  ('ckp_ZORBFingerOFF', 'Finger', 'finger off', 'end'),
+  ('ckp_ZORBButtonDown', 'Button', 'button down', 'begin'),
+  ('ckp_ZORBButtonUp', 'Button', 'button up', 'end'),
+  ('ckp_ARCTurnOn', 'Amplifier', 'turn on', 'begin'),
+  ('ckp_ARCReady', 'Amplifier', 'ready', 'point'),
+  ('AmpTurnOff', 'Amplifier', 'turn off', 'end'),
+  ('SoftReset', 'Amplifier', 'reset', 'fault'),
+  ('ckp_HaldenStartHaptics', 'Haptic', 'start', 'begin'),
+  ('ckp_HaldenPlayAsset', 'Haptic', 'waveform plays', 'play'),
+  ('HaldenCLTimeOut', 'Haptic', 'timeout', 'fault'),
+  ('HaldenCLFault', 'Haptic', 'fault', 'fault')
+), bucket AS MATERIALIZED ( -- of 256 records: far fewer comparisons than of every record with every press
+  SELECT first_record / 256 AS bucket, presses.* FROM presses
+  UNION
+  SELECT last_record / 256, presses.* FROM presses
+  UNION
+  SELECT first_record / 256 + 1, presses.* FROM presses WHERE last_record - first_record >= 256
+  UNION
+  SELECT first_record / 256 + 2, presses.* FROM presses WHERE last_record - first_record >= 512
+), event AS MATERIALIZED (
+  SELECT rowid AS record, run, timestamp AS time, trace FROM zorb_event
+  WHERE category = 'zorb' AND component IN ('zorb', 'amp', 'halden', 'latency') AND type = 'event'
+    AND event IN ('trace', 'ckp_ZORBFingerON', 'ckp_ZORBFingerOFF', 'ckp_ZORBButtonDown', 'ckp_ZORBButtonUp',
+                  'ckp_ARCTurnOn', 'ckp_ARCReady', 'ckp_HaldenStartHaptics', 'ckp_HaldenPlayAsset')
+    AND (SELECT count(*) FROM bucket WHERE bucket.bucket = zorb_event.rowid / 256) > 0
+    AND trace IN (SELECT trace FROM lane)
+), packet AS MATERIALIZED (
+  SELECT rowid AS record, run, timestamp AS time, stage, force FROM zorb_input_packet
+  WHERE category = 'zorb' AND component = 'zorb'
+    AND (SELECT count(*) FROM bucket WHERE bucket.bucket = zorb_input_packet.rowid / 256) > 0
+)
+SELECT press, event.record, time, lane, label, edge, NULL AS value
+FROM event JOIN lane USING (trace)
+JOIN bucket ON bucket.bucket = event.record / 256 AND bucket.run = event.run
+           AND event.record BETWEEN first_record AND last_record
+UNION ALL
+SELECT press, packet.record, time, 'Stage', 'stage', 'value', stage
+FROM packet JOIN bucket ON bucket.bucket = packet.record / 256 AND bucket.run = packet.run
+           AND packet.record BETWEEN first_record AND last_record
+UNION ALL
+SELECT press, packet.record, time, 'Force', 'force', 'value', force
+FROM packet JOIN bucket ON bucket.bucket = packet.record / 256 AND bucket.run = packet.run
+           AND packet.record BETWEEN first_record AND last_record
+ORDER BY 1, 2

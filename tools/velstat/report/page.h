@@ -1,0 +1,25 @@
+// The page of velstat report: findings, tables, latencies and records, put into the page that report/build.sh has
+// built.
+#pragma once
+
+#include <query/database.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vel::stat {
+
+struct ReportPage {
+  std::vector<std::string> pieces; // of the page, consecutive
+  bool isEmpty = false;            // the inputs have neither records nor anything else to show
+  bool isSound = true;             // nothing in the inputs was complained of
+  std::string summary;             // "2 errors, 1 note; 3328 records"
+};
+
+// Reads the inputs several times. Throws rules::Error or query::Error, and what reading a source throws.
+ReportPage makeReportPage(const std::vector<std::string>& inputs, const std::vector<std::string>& reference,
+                          const query::Limits& limits);
+
+} // namespace vel::stat
