@@ -19,7 +19,7 @@ ACTED_ON = re.compile("[\x00-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u061c\u200e\u200f\u2
 
 def screen(*arguments, cwd):
     """Exit status and what a terminal gets from output and errors, without colours of our own."""
-    return on_terminal(arguments, cwd, errors=True, NO_COLOR="1")
+    return on_terminal(arguments, cwd, errors=True, NO_COLOR="1", COLUMNS="500")
 
 
 def sensor_info(name):

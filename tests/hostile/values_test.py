@@ -9,6 +9,7 @@ from command import run
 QUERY = ("--file", "--format", "--export", "--timeout")
 # Every option that takes a value, and what else its command needs.
 OPTIONS = [
+    *[(command, "--color") for command in ("capture", "decode", "query", "triage", "show", "tally", "diff")],
     *[("capture", option) for option in ("--plugin", "--model", "--api", "--format", "--out")],
     *[("decode", option) for option in ("--format", "--fields", "--timesync", "--boot", "--category", "--component",
                                         "--event", "--type", "--layout", "--sequence", "--time", "--since", "--until",

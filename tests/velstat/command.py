@@ -9,8 +9,9 @@ import subprocess
 import termios
 
 VELSTAT = os.environ["VELSTAT"]
-ENVIRONMENT = {**os.environ, "TERM": "xterm"}
-ENVIRONMENT.pop("NO_COLOR", None)
+ENVIRONMENT = {**os.environ, "TERM": "xterm", "PAGER": "cat"}  # no pager, unless a test names one
+for variable in ("NO_COLOR", "COLUMNS", "LESS", "LESSCHARSET"):
+    ENVIRONMENT.pop(variable, None)
 
 
 def run(*arguments, cwd=None, stdin=b""):

@@ -2,7 +2,10 @@
 
 #include <velstat/commands.h>
 #include <velstat/mapped_files.h>
+#include <velstat/options/help_text.h>
+#include <velstat/options/wrong_usage.h>
 #include <velstat/text/output.h>
+#include <velstat/text/pager.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -61,6 +64,7 @@ void refuseEmptyValues(std::span<char*> arguments) {
 
 int run(int argc, char** argv) {
   CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
+  app.formatter(vel::stat::helpFormatter()); // of the subcommands too
   app.require_subcommand(1);
   app.set_version_flag("--version", VELSTAT_VERSION);
   app.footer("Example:\n  velstat capture --model models/default.json\n\n"
@@ -77,17 +81,25 @@ int run(int argc, char** argv) {
   } catch (const CLI::Success& help) {
     std::ostringstream text;
     app.exit(help, text, text);
-    vel::stat::writeStandardOutput(text.str());
-  } catch (const CLI::RequiredError& error) {
-    // An unknown word is the likelier cause, but the parser reports it only if nothing is missing.
-    const std::vector<std::string> unknown = app.remaining(true);
-    complain(unknown.empty() ? error.what() : fmt::format("'{}' is unknown here", unknown.front()));
+    vel::stat::writeStandardOutput(vel::stat::helpText(text.str()));
+  } catch (const CLI::ValidationError& error) {
+    complain(error.what());
     return usage;
   } catch (const CLI::ParseError& error) {
-    complain(error.what());
+    // An unknown word is the likelier cause, but the parser reports it only if nothing is missing.
+    const std::vector<std::string> unknown = app.remaining(true);
+    complain(unknown.empty() ? error.what() : vel::stat::explainUnknown(app, unknown.front()));
     return usage;
   }
   return status;
+}
+
+// The status of a run that failed with this error, which is reported.
+int report(const std::exception& error, int argc, char** argv) {
+  vel::stat::endPager(); // so that the line is on the terminal
+  complain(error);
+  // The statuses of diff are those of diff(1), where 1 means that the two differ.
+  return argc > 1 && std::string_view(argv[1]) == "diff" ? usage : failed;
 }
 
 } // namespace
@@ -98,13 +110,17 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   vel::stat::reportFilesCutShort();
+  int status = done;
   try {
-    return run(argc, argv);
-  } catch (const vel::stat::ReaderGone&) {
-    return done;
+    status = run(argc, argv);
+  } catch (const vel::stat::ReaderGone&) { // a success: it has seen enough
   } catch (const std::exception& error) {
-    complain(error);
+    status = report(error, argc, argv);
   }
-  // The statuses of diff are those of diff(1), where 1 means that the two differ.
-  return argc > 1 && std::string_view(argv[1]) == "diff" ? usage : failed;
+  vel::stat::endPager();
+  if (vel::stat::pagerWasMissing()) {
+    complain("PAGER names a command that cannot be run: --no-pager does without");
+    return failed;
+  }
+  return status;
 }

@@ -2,6 +2,8 @@
 // and calls only what a signal handler may.
 #include "velstat/mapped_files.h"
 
+#include <velstat/text/pager.h>
+
 #include <algorithm>
 #include <csignal>
 #include <cstddef>
@@ -95,6 +97,7 @@ void onLostPage(int number, siginfo_t* info, void*) {
   reportLine.add(reportLine.size == named ? "a mapped file" : "");
   reportLine.add(": cut short by another program while it was in use: look at what was written before you run this "
                  "again\n");
+  endPager();
   static_cast<void>(!write(STDERR_FILENO, reportLine.characters, reportLine.size));
   _exit(1);
 }

@@ -344,7 +344,7 @@ class Usage(Temporary):
         for arguments, line in ((["frob"], "'frob' is unknown here"), (["--frob"], "'--frob' is unknown here"),
                                 (["generate", "foo"], "'foo' is unknown here"),
                                 (["tally", "--frob"], "'--frob' is unknown here"),
-                                (["capture", "--none"], "The following argument was not expected: --none"),
+                                (["capture", "--none"], "'--none' is unknown here"),
                                 ([], "A subcommand is required"), (["tally"], "file is required")):
             result = run(*arguments)
             self.assertEqual((result.returncode, result.stdout, result.stderr), (2, "", f"velstat: {line}\n"))

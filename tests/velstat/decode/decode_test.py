@@ -683,7 +683,7 @@ class Generator(unittest.TestCase):
     def test_wrong_usage(self):
         for arguments, message in (
                 ("", "velstat: A subcommand is required"),
-                ("record", "velstat: 'record' is unknown here"),
+                ("record", "velstat: 'record' is unknown here; did you mean 'records'?"),
                 ("records --count -1", "velstat: --count: '-1' is not a number from 0 to 18446744073709551615"),
                 ("records --seed x", "velstat: --seed: 'x' is not a number from 0 to 18446744073709551615")):
             self.assertEqual(run("generate", *arguments.split()), (2, b"", message + "\n"), arguments)

@@ -107,8 +107,8 @@ red\\x1B[31m\\n\\u{202E}      1  2023-11-15 03:43:20  2023-11-15 03:43:20
         self.fill_story()
         lines = self.TABLE.splitlines()
         lines[0], lines[5] = f"\x1b[1m{lines[0]}\x1b[0m", f"\x1b[1m{lines[5]}\x1b[0m"
-        self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder).splitlines(), lines)
-        self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, NO_COLOR="1"), self.TABLE)
+        self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, COLUMNS="200").splitlines(), lines)
+        self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, COLUMNS="200", NO_COLOR="1"), self.TABLE)
 
     def test_json_has_everything(self):
         self.fill_story()

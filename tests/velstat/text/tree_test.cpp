@@ -26,6 +26,13 @@ TEST(Tree, KeysOfOneDictionaryAreAligned) {
             "  e\xCC\x81      1.5\n");
 }
 
+TEST(Tree, OnATerminal_KeysHaveHalfOfTheLine) {
+  StringSink out;
+  appendTree(out, {Dictionary{{"a", {true}}, {"a key that is longer than half", {false}}}}, 2, Style(false, 40));
+  EXPECT_EQ(out.text(), "  a                 true\n"
+                        "  a key that is longer than half  false\n");
+}
+
 TEST(Tree, LongKeysAreCut_AndWidenTheColumnNoFurther) {
   const std::string text = tree({Dictionary{{std::string(300'000, 'k'), {true}}, {"a", {false}}}});
   const std::string longKey = std::string(40, 'k') + "…" + std::string(20, 'k') + " (300000 bytes)";

@@ -6,6 +6,7 @@
 #include <velstat/options/hosted.h>
 #include <velstat/options/number_option.h>
 #include <velstat/options/open_tally.h>
+#include <velstat/options/output_options.h>
 #include <velstat/text/number_text.h>
 
 #include <CLI/CLI.hpp>
@@ -149,6 +150,7 @@ void addCapture(CLI::App& app, int& status) {
   command->add_option("--out", options->out, "Also write records, log, metrics and a manifest into this new folder")
       ->type_name("DIR");
   command->add_flag("--all", options->all, "Show every value, line and message, however many");
+  addOutputOptions(*command);
   command->footer("Example:\n  velstat capture --model models/default.json --api 3 --out snapshot");
   command->callback([options, &status] { status = run(*options); });
 }

@@ -67,7 +67,11 @@ void appendMemberTable(Sink& out, std::span<const formats::Member> members, std:
       cells.back().push_back(cell(leafText(column.value)));
     }
   }
-  appendCells(out, cells, indent, style);
+  // A dictionary a line; or a column, if there are more members than fit.
+  if (const std::size_t width = style.width(); !fits(cells, width - std::min(width, indent))) {
+    cells = transposed(cells);
+  }
+  appendCells(out, std::move(cells), indent, style);
 }
 
 // As a tree, but neighbours of the same keys as a table, and of many leaves the first.

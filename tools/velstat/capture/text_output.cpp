@@ -5,6 +5,7 @@
 #include <velstat/tally/output.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
+#include <velstat/text/wrap.h>
 #include <velstat/triage/output.h>
 
 #include <fmt/format.h>
@@ -152,7 +153,8 @@ void appendMetrics(Sink& out, const CaptureResult& result, const Style& style) {
 
 } // namespace
 
-void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style) {
+void captureText(Sink& plain, const CaptureResult& result, Detail detail, const Style& style) {
+  WrappedLines out(plain, style.width());
   out += fmt::format("{}, {}, api {}\n\n", style.bold(result.device.empty() ? "unnamed device" : escape(result.device)),
                      escape(result.plugIn.empty() ? result.path : result.plugIn), result.api);
   appendFindings(out, result, detail, style);

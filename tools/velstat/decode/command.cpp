@@ -3,8 +3,10 @@
 #include <velstat/commands.h>
 #include <velstat/decode/decode.h>
 #include <velstat/options/number_option.h>
+#include <velstat/options/output_options.h>
 #include <velstat/text/error.h>
 #include <velstat/text/output.h>
+#include <velstat/text/pager.h>
 
 #include <CLI/CLI.hpp>
 
@@ -110,6 +112,9 @@ int run(CommandLine& line) {
   refuseWhatDoesNotFit(line);
   line.decode.format = chooseFormat(line);
   line.decode.width = outputWidth();
+  if (line.raw) {
+    avoidPager(); // it gets the exact bytes only from the terminal itself
+  }
   if (!line.fields.empty()) {
     line.decode.fields = readOption("--fields", [&] { return sources::FieldList(line.fields); });
   }
@@ -218,6 +223,7 @@ void addDecode(CLI::App& app, int& status) {
   command->add_option("--jobs", line->jobs, "Threads, 1 to 256 (default: one a core)")
       ->type_name("N")
       ->transform(decimal(1U, 256U));
+  addOutputOptions(*command);
   command->footer("Times: 420000000 (us) or 420.5 (s) by the device's clock, +1.5s after the first\n"
                   "record, 'last 10s' before the last one, 08:15:02, 'Nov 21 08:15:02.5' or\n"
                   "2026-11-21T08:15 by the calendar.\n\n"
@@ -225,7 +231,7 @@ void addDecode(CLI::App& app, int& status) {
                   "  velstat decode --event AmpTurnOn --delta snapshot\n"
                   "  velstat decode --format raw snapshot > records.bin\n"
                   "  velstat decode --category zorb --event input-packet records.bin\n"
-                  "  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");
+                  "  velstat generate records --count 1000000 | velstat decode --stats > out.txt");
   command->callback([line, &status] { status = run(*line); });
 }
 

@@ -4,6 +4,7 @@
 #include <sources/report_lines.h>
 #include <velstat/commands.h>
 #include <velstat/diff/result.h>
+#include <velstat/options/output_options.h>
 #include <velstat/text/error.h>
 #include <velstat/text/output.h>
 
@@ -240,6 +241,7 @@ void addDiff(CLI::App& app, int& status) {
   command->add_option("--format", options->format, "JSON has every difference")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
+  addOutputOptions(*command);
   command->footer("Time stamps, sequence numbers and calendar times make no difference. Each line\n"
                   "shows its path; globs are those of velstat show.\n\n"
                   "Examples:\n"

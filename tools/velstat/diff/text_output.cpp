@@ -3,6 +3,7 @@
 #include <velstat/diff/result.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/tree.h>
+#include <velstat/text/wrap.h>
 
 #include <fmt/format.h>
 
@@ -88,7 +89,8 @@ void appendDifference(Sink& out, std::string_view exactPath, const formats::Valu
 
 } // namespace
 
-void diffText(Sink& out, const Result& result, const SectionCounts& counts, const Style& style) {
+void diffText(Sink& plain, const Result& result, const SectionCounts& counts, const Style& style) {
+  WrappedLines out(plain, style.width());
   if (std::all_of(counts.begin(), counts.end(), [](const SectionCount& count) { return count.all == 0; })) {
     return;
   }

@@ -64,7 +64,7 @@ void addGenerate(CLI::App& app, int& status) {
       ->transform(decimal<std::uint64_t>())
       ->capture_default_str();
   records->add_flag("--random", options->random, "Random payloads under random ids, instead of what a device does");
-  records->footer("Example:\n  velstat generate records --seed 1 --count 1000000 | velstat decode --stats > out.txt");
+  records->footer("Example:\n  velstat generate records --count 1000000 | velstat decode --stats > out.txt");
   records->callback([options, &status] {
     run(*options);
     status = 0;

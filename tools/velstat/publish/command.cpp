@@ -9,6 +9,7 @@
 #include <velstat/options/hosted.h>
 #include <velstat/options/open_tally.h>
 #include <velstat/options/own_files.h>
+#include <velstat/options/wrong_usage.h>
 #include <velstat/publish/entries.h>
 #include <velstat/text/error.h>
 #include <velstat/text/number_text.h>
@@ -145,6 +146,7 @@ void addPublish(CLI::App& app, int& status) {
       app.add_subcommand("publish", "Publish analytics entries from a file through the plug-in into a store");
   command->add_option("entries", options->entries, "File of consecutive 7-byte entries; - is standard input")
       ->type_name("FILE")
+      ->check(notAModel())
       ->required();
   command->add_option("--tally", options->tally, "The store, made when there is none")->type_name("FILE")->required();
   command->add_option("--model", options->model, "The device model (default: built in); its own batches stay out")

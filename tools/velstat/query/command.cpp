@@ -5,6 +5,7 @@
 #include <sources/input.h>
 #include <velstat/commands.h>
 #include <velstat/options/number_option.h>
+#include <velstat/options/output_options.h>
 #include <velstat/options/own_files.h>
 #include <velstat/query/rows.h>
 #include <velstat/text/error.h>
@@ -123,6 +124,7 @@ void addQuery(CLI::App& app, int& status) {
       ->type_name("N")
       ->transform(decimal(0U, longestTimeout));
   command->add_flag("--all", line->all, "Every occurrence of a record, in input order");
+  addOutputOptions(*command);
   command->footer("Examples:\n"
                   "  velstat query snapshot 'SELECT category, count(*) FROM records GROUP BY 1'\n"
                   "  velstat query snapshot \"SELECT report, path, value FROM state\n"

@@ -5,13 +5,14 @@
 #include <velstat/text/escape.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/number_text.h>
+#include <velstat/text/wrap.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
-#include <unistd.h>
+#include <utility>
 
 namespace vel::stat {
 
@@ -65,7 +66,6 @@ void writeTable(Sink& out, Statement& rows) {
     header.push_back(escape(name));
   }
   const Style style = Style::ofStandardOutput();
-  const std::size_t width = outputWidth();
   bool more = rows.step();
   for (bool first = true; first || more; first = false) {
     FittedTable table{{header}, {}};
@@ -77,11 +77,11 @@ void writeTable(Sink& out, Statement& rows) {
         canBeCut[i] |= rows.type(i) == ValueType::text || rows.type(i) == ValueType::blob ? 1 : 0;
       }
     }
-    if (width != 0) {
-      table = fitted(std::move(table.cells), canBeCut, width);
+    if (style.width() != 0) {
+      table = fitted(std::move(table.cells), canBeCut, style.width());
     }
     out += first ? "" : "\n";
-    appendCells(out, table.cells, 0, style);
+    appendCells(out, std::move(table.cells), 0, style);
     for (const std::string& note : table.notes) {
       out += style.dim(note) + '\n';
     }
@@ -134,7 +134,7 @@ void writeField(Sink& out, const std::string& text, bool escapes) {
 }
 
 void writeCsv(Sink& out, Statement& rows) {
-  const bool escapes = isatty(STDOUT_FILENO) != 0;
+  const bool escapes = isTerminal();
   const std::vector<std::string> names = namesOf(rows);
   for (std::size_t i = 0; i < names.size(); ++i) {
     out += i == 0 ? "" : ",";
@@ -163,7 +163,8 @@ void writeRows(Sink& out, Statement& rows, QueryFormat format) {
   }
 }
 
-void writeSchema(Sink& out, const Style& style) {
+void writeSchema(Sink& plain, const Style& style) {
+  WrappedLines out(plain, style.width());
   bool first = true;
   for (const query::TableInfo& table : query::schema()) {
     out += first ? "" : "\n";

@@ -2,6 +2,7 @@
 
 #include <sources/source.h>
 #include <velstat/commands.h>
+#include <velstat/options/output_options.h>
 #include <velstat/show/result.h>
 #include <velstat/text/capture_values.h>
 #include <velstat/text/output.h>
@@ -207,6 +208,7 @@ void addShow(CLI::App& app, int& status) {
       ->type_name("PATH")
       ->allow_extra_args(false)
       ->check(checkPath);
+  addOutputOptions(*command);
   command->footer("A path is keys and array positions with / between. The globs *, ? and [...] match\n"
                   "in a key, ** any number of keys; \\ takes their meaning away. In a capture, a\n"
                   "report's title comes first.\n\n"

@@ -4,6 +4,7 @@
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
 #include <velstat/text/tree.h>
+#include <velstat/text/wrap.h>
 
 #include <fmt/format.h>
 
@@ -31,7 +32,8 @@ void appendHeader(Sink& out, const ShownPart& part, const Style& style) {
 
 } // namespace
 
-bool showText(Sink& out, const ShownPart& part, std::span<const PathPattern> patterns, const Style& style) {
+bool showText(Sink& plain, const ShownPart& part, std::span<const PathPattern> patterns, const Style& style) {
+  WrappedLines out(plain, style.width());
   constexpr std::size_t indent = 2;
   if (patterns.empty()) {
     appendHeader(out, part, style);

@@ -2,8 +2,10 @@
 
 #include <velstat/commands.h>
 #include <velstat/options/number_option.h>
+#include <velstat/options/output_options.h>
 #include <velstat/tally/output.h>
 #include <velstat/text/error.h>
+#include <velstat/text/pager.h>
 #include <velstat/text/wildcard.h>
 
 #include <CLI/CLI.hpp>
@@ -15,17 +17,21 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/signalfd.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
 namespace vel::stat {
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using control::TallyRow;
 
@@ -48,12 +54,19 @@ std::string checkGlob(const std::string& text) {
   return {};
 }
 
+// What to add to the error for a folder, such as a capture, that holds a store.
+std::string storeIn(const fs::path& folder) {
+  const fs::path store = folder / "tally.sqlite";
+  std::error_code error; // then there is nothing to say
+  return fs::is_regular_file(store, error) ? fmt::format("; its store is {}", store.string()) : "";
+}
+
 std::vector<TallyRow> read(const TallyOptions& options) {
   std::vector<TallyRow> rows;
   try {
     rows = control::readTallyStore(options.file);
   } catch (const std::runtime_error& error) {
-    throw Error(error.what());
+    throw Error(error.what() + storeIn(options.file));
   }
   if (!options.keys.empty()) {
     const std::vector<Wildcard> globs(options.keys.begin(), options.keys.end());
@@ -143,6 +156,7 @@ private:
 
 int watch(const TallyOptions& options) {
   const Pause pause;
+  avoidPager(); // each state replaces the one before
   const bool redraw = isTerminalWithEscapes();
   auto shown = Fingerprint().value(); // nothing
   std::uint64_t times = 0;
@@ -193,6 +207,7 @@ void addTally(CLI::App& app, int& status) {
       ->transform(decimal<std::uint64_t>())
       ->needs(watching)
       ->capture_default_str();
+  addOutputOptions(*command);
   command->footer("Example:\n  velstat tally --key 'com.tavik.kip.button.*' --watch tally.sqlite\n\n"
                   "Exit status: 0 success, 1 the file cannot be read or a glob matches nothing (with --watch it may "
                   "later), 2 wrong usage.");

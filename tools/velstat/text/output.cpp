@@ -1,11 +1,15 @@
 // Writes to standard output and stderr, and decides about colours.
 #include "velstat/text/output.h"
 
+#include <formats/parse_number.h>
 #include <velstat/text/error.h>
 #include <velstat/text/escape.h>
+#include <velstat/text/pager.h>
+#include <velstat/text/wrap.h>
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +20,26 @@
 #include <unistd.h>
 
 namespace vel::stat {
+
+namespace {
+
+Colour chosenColour = Colour::automatic;
+
+std::size_t terminalWidth(int descriptor) {
+  constexpr std::size_t usual = 80;
+  constexpr std::size_t widest = 100'000;
+  if (const char* const set = std::getenv("COLUMNS"); set != nullptr) {
+    try {
+      return std::max(formats::parseNumber<std::size_t>(set, 1, widest), leastWidth);
+    } catch (const std::invalid_argument&) { // then it does not count
+    }
+  }
+  winsize size{};
+  const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col != 0;
+  return known ? std::max<std::size_t>(size.ws_col, leastWidth) : usual;
+}
+
+} // namespace
 
 bool writeAll(int descriptor, std::string_view text) noexcept {
   while (!text.empty()) {
@@ -33,6 +57,9 @@ bool writeAll(int descriptor, std::string_view text) noexcept {
 }
 
 void writeStandardOutput(std::string_view text) {
+  if (!text.empty()) {
+    startPager();
+  }
   if (!writeAll(STDOUT_FILENO, text)) {
     if (errno == EPIPE) {
       throw ReaderGone();
@@ -46,7 +73,9 @@ void writeStandardError(std::string_view text) noexcept {
 }
 
 void remark(std::string_view message) {
-  writeStandardError(escape(message) + '\n');
+  StringSink line;
+  WrappedLines(line, isatty(STDERR_FILENO) != 0 ? terminalWidth(STDERR_FILENO) : 0) += escape(message) + '\n';
+  writeStandardError(line.text());
 }
 
 void complain(std::string_view message) {
@@ -64,23 +93,29 @@ void complain(const std::exception& error) {
   }
 }
 
+bool isTerminal() {
+  static const bool terminal = isatty(STDOUT_FILENO) != 0; // before a pager takes its place
+  return terminal;
+}
+
 bool isTerminalWithEscapes() {
   const char* const terminal = std::getenv("TERM");
-  return terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && isatty(STDOUT_FILENO) != 0;
+  return terminal != nullptr && std::strcmp(terminal, "dumb") != 0 && isTerminal();
 }
 
 std::size_t outputWidth() {
-  constexpr std::size_t usual = 80;
-  winsize size{};
-  if (isatty(STDOUT_FILENO) == 0) {
-    return 0;
-  }
-  return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
+  static const std::size_t width = isTerminal() ? terminalWidth(STDOUT_FILENO) : 0;
+  return width;
+}
+
+void chooseColour(Colour colour) {
+  chosenColour = colour;
 }
 
 Style Style::ofStandardOutput() {
   const char* const noColor = std::getenv("NO_COLOR");
-  return Style(isTerminalWithEscapes() && (noColor == nullptr || *noColor == '\0'));
+  const bool automatic = isTerminalWithEscapes() && (noColor == nullptr || *noColor == '\0');
+  return Style(chosenColour == Colour::automatic ? automatic : chosenColour == Colour::always, outputWidth());
 }
 
 std::string Mark::operator()(std::string_view text) const {

@@ -18,7 +18,8 @@ public:
 // Writes all of it, however long a descriptor that does not block has to be waited for. False, with errno, when it
 // cannot be written.
 bool writeAll(int descriptor, std::string_view text) noexcept;
-// The same on standard output. Throws ReaderGone, or Error with the cause, such as a full disk.
+// The same on standard output, which on a terminal leads into a pager. Throws ReaderGone, or Error with the cause, such
+// as a full disk.
 void writeStandardOutput(std::string_view text);
 // The same on stderr. A stderr that cannot be written cannot be reported, and the command need not fail for it.
 void writeStandardError(std::string_view text) noexcept;
@@ -29,11 +30,19 @@ void remark(std::string_view message);
 void complain(std::string_view message);
 void complain(const std::exception& error);
 
-// Whether standard output is a terminal that understands escape sequences.
+// Whether standard output is a terminal, maybe with a pager before it.
+bool isTerminal();
+// The same for one that understands escape sequences.
 bool isTerminalWithEscapes();
 
-// The columns of the terminal that standard output is; 0 for files and pipes, whose lines may be of any length.
+// The columns of the terminal that standard output is: COLUMNS, or what the terminal says, but not fewer than
+// `leastWidth`. 0 for files and pipes, whose lines may be of any length.
+constexpr std::size_t leastWidth = 40;
 std::size_t outputWidth();
+
+enum class Colour { automatic, always, never };
+// For Style::ofStandardOutput() from now on. Automatic: on a terminal with escapes, unless NO_COLOR is set.
+void chooseColour(Colour colour);
 
 // What to write before and after marked-up text.
 struct Mark {
@@ -43,12 +52,14 @@ struct Mark {
   std::string operator()(std::string_view text) const;
 };
 
-// Marks up text, or returns it unchanged.
+// Marks up text, or returns it unchanged; and how wide lines may be.
 class Style {
 public:
-  explicit Style(bool colour) : colour_(colour) {}
-  // Colour on such a terminal, unless NO_COLOR is set.
+  explicit Style(bool colour, std::size_t width = 0) : colour_(colour), width_(width) {}
+  // As chosen, and as wide as the terminal.
   static Style ofStandardOutput();
+
+  std::size_t width() const { return width_; } // 0: no limit
 
   std::string bold(std::string_view text) const { return mark("\x1B[1m")(text); }
   std::string dim(std::string_view text) const { return mark("\x1B[2m")(text); }
@@ -60,6 +71,7 @@ private:
   Mark mark(std::string_view on) const { return colour_ ? Mark{on, "\x1B[0m"} : Mark{}; }
 
   bool colour_;
+  std::size_t width_;
 };
 
 } // namespace vel::stat

@@ -4,9 +4,45 @@
 #include <velstat/text/escape.h>
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace vel::stat {
+
+namespace {
+
+constexpr std::size_t gap = 2;
+
+std::vector<std::size_t> widthsOf(const Cells& cells) {
+  std::vector<std::size_t> widths;
+  for (const auto& line : cells) {
+    widths.resize(std::max(widths.size(), line.size()));
+    for (std::size_t i = 0; i < line.size(); ++i) {
+      widths[i] = std::max(widths[i], columns(line[i]));
+    }
+  }
+  return widths;
+}
+
+std::size_t lineWidth(const std::vector<std::size_t>& widths) {
+  return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
+}
+
+// Takes from the widest columns until a line has this width.
+void fit(std::vector<std::size_t>& widths, std::size_t width) {
+  constexpr std::size_t least = 6;
+  std::size_t total = lineWidth(widths);
+  while (total > width) {
+    const auto widest = std::max_element(widths.begin(), widths.end());
+    if (widest == widths.end() || *widest <= least) {
+      break;
+    }
+    --*widest;
+    --total;
+  }
+}
+
+} // namespace
 
 std::string cut(std::string text, std::size_t width) {
   if (columns(text) <= width) {
@@ -43,18 +79,31 @@ std::string cell(std::string text) {
   return cut(std::move(text), widest);
 }
 
-void appendCells(Sink& out, const Cells& cells, std::size_t indent, const Style& style) {
-  std::vector<std::size_t> widths;
+bool fits(const Cells& cells, std::size_t width) {
+  const std::vector<std::size_t> widths = widthsOf(cells);
+  return width == 0 || widths.empty() || lineWidth(widths) <= width;
+}
+
+Cells transposed(const Cells& cells) {
+  Cells turned(cells.front().size());
   for (const auto& line : cells) {
-    widths.resize(std::max(widths.size(), line.size()));
-    for (std::size_t i = 0; i < line.size(); ++i) {
-      widths[i] = std::max(widths[i], columns(line[i]));
+    for (std::size_t i = 0; i < turned.size(); ++i) {
+      turned[i].push_back(line[i]);
     }
   }
-  for (const auto& line : cells) {
+  return turned;
+}
+
+void appendCells(Sink& out, Cells cells, std::size_t indent, const Style& style) {
+  std::vector<std::size_t> widths = widthsOf(cells);
+  if (style.width() != 0 && !widths.empty()) {
+    fit(widths, style.width() - std::min(style.width(), indent));
+  }
+  for (auto& line : cells) {
     std::string text(indent, ' ');
     for (std::size_t i = 0; i < line.size(); ++i) {
-      text += line[i] + std::string(widths[i] - columns(line[i]) + 2, ' ');
+      const std::string shown = cut(std::move(line[i]), widths[i]);
+      text += shown + std::string(widths[i] - columns(shown) + gap, ' ');
     }
     text.resize(text.find_last_not_of(' ') + 1);
     out += &line == &cells.front() ? style.dim(text) : text;

@@ -86,7 +86,10 @@ void KeyColumn::append(Sink& out, std::string_view key, const formats::Value& va
     return;
   }
   out += style.dim(shown);
-  out.blanks(width_ - columns(shown) + 2);
+  // On a terminal, values have half of the line at least; a longer key is followed by its value.
+  const std::size_t half = style.width() / 2;
+  const std::size_t column = style.width() == 0 ? width_ : std::min(width_, half - std::min(half, indent + 2));
+  out.blanks(column - std::min(column, columns(shown)) + 2);
   appendLeaf(out, value);
   out += '\n';
 }

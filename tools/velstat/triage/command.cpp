@@ -5,9 +5,11 @@
 #include <sources/input.h>
 #include <velstat/commands.h>
 #include <velstat/options/number_option.h>
+#include <velstat/options/output_options.h>
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
 #include <velstat/text/output.h>
+#include <velstat/text/wrap.h>
 #include <velstat/triage/output.h>
 
 #include <CLI/CLI.hpp>
@@ -50,8 +52,9 @@ std::vector<rules::Rule> rulesFor(const TriageOptions& line) {
 }
 
 void writeList(const std::vector<rules::Rule>& all) {
-  StandardOutput out;
+  StandardOutput plain;
   const Style style = Style::ofStandardOutput();
+  WrappedLines out(plain, style.width());
   std::size_t nameWidth = 0;
   for (const rules::Rule& rule : all) {
     nameWidth = std::max(nameWidth, columns(escape(rule.name)));
@@ -62,7 +65,7 @@ void writeList(const std::vector<rules::Rule>& all) {
     out.blanks(nameWidth - columns(name) + 2);
     out += escape(rule.title) + '\n';
   }
-  out.flush();
+  plain.flush();
 }
 
 sources::Options sourceOptions() {
@@ -206,6 +209,7 @@ void addTriage(CLI::App& app, int& status) {
   command->add_option("--timeout", line->timeout, "Seconds for each rule; 0: no limit (default: 60)")
       ->type_name("N")
       ->transform(decimal(0U, longestTimeout));
+  addOutputOptions(*command);
   command->footer("Examples:\n"
                   "  velstat triage snapshot\n"
                   "  velstat triage bad --against good --fail-on warning\n"

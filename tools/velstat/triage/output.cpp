@@ -3,6 +3,7 @@
 
 #include <velstat/text/escape.h>
 #include <velstat/text/number_text.h>
+#include <velstat/text/wrap.h>
 
 #include <fmt/format.h>
 
@@ -60,31 +61,6 @@ std::string moreText(const Finding& finding) {
 }
 
 } // namespace
-
-void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::size_t width) {
-  std::size_t column = indent;
-  bool first = true;
-  while (!words.empty()) {
-    const std::size_t end = std::min(words.find(' '), words.size());
-    const std::string_view word = words.substr(0, end);
-    words.remove_prefix(std::min(end + 1, words.size()));
-    if (word.empty()) {
-      continue;
-    }
-    const std::size_t length = columns(word);
-    if (!first && column + 1 + length > width) {
-      out += '\n';
-      out.blanks(indent);
-      column = indent;
-    } else if (!first) {
-      out += ' ';
-      ++column;
-    }
-    out += word;
-    column += length;
-    first = false;
-  }
-}
 
 std::size_t textWidth() {
   constexpr std::size_t widest = 100;

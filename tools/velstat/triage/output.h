@@ -27,8 +27,4 @@ void writeFindingsBriefly(Sink& out, std::span<const rules::Finding> findings, s
 // An array with an object for each.
 void writeFindings(JsonWriter& json, std::span<const rules::Finding> findings);
 
-// Appends words, already escaped, in lines of at most `width` columns. All lines but the first begin with `indent`
-// blanks; the first one continues a line that has as many columns. A word that is too long has a line of its own.
-void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::size_t width);
-
 } // namespace vel::stat
