@@ -89,12 +89,12 @@ class Meant(unittest.TestCase):
                  r"'evil\x1B[31m.json' looks like a device model: use --model evil\x1B[31m.json"),
                 (["capture", "plain"], "'plain' is unknown here"),
                 (["capture", "empty"], "'empty' is unknown here"),
-                (["capture", "snapshot"], "'snapshot' is a capture: decode, query, triage and diff read it"),
+                (["capture", "snapshot"], "'snapshot' is a capture: triage, show, decode, query and diff read it"),
                 (["publish", model], f"entries: '{model}' looks like a device model: use --model {model}"),
                 (["publish", "--tally", "t.sqlite", "device.txt"],
                  "entries: 'device.txt' looks like a device model: use --model device.txt"),
                 ([model], f"'{model}' is not a subcommand: use capture --model {model}"),
-                (["snapshot"], "'snapshot' is a capture: decode, query, triage and diff read it")):
+                (["snapshot"], "'snapshot' is a capture: triage, show, decode, query and diff read it")):
             with self.subTest(words):
                 status, out, errors = run(*map(str, words), cwd=self.folder)
                 self.assertEqual((status, out, errors), (1 if "No such" in line else 2, "", f"velstat: {line}\n"))

@@ -89,7 +89,7 @@ std::string explainPath(const CLI::App& command, const std::string& path) {
            : takes(command, "--model") ? useModel(path)
                                        : "";
   case Thing::capture:
-    return fmt::format("'{}' is a capture: decode, query, triage and diff read it", path);
+    return fmt::format("'{}' is a capture: triage, show, decode, query and diff read it", path);
   case Thing::other:
     break;
   }
