@@ -24,12 +24,12 @@ namespace vel::stat {
 
 namespace {
 
-constexpr pid_t none = -1;
-constexpr pid_t starting = 0;
+constexpr pid_t noProcess = -1;
+constexpr pid_t startingProcess = 0;
 
 struct Pager {
   bool avoided = false;
-  std::atomic<pid_t> process = none;
+  std::atomic<pid_t> process = noProcess;
   int terminal = -1;      // what standard output was
   int errorTerminal = -1; // what standard error was, if it leads into the pager too
   bool missing = false;
@@ -82,12 +82,12 @@ int spawn(std::vector<std::string> command, int input) {
   posix_spawnattr_setsigmask(&attributes, &noSignals);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
   std::vector<std::string> variables = environment();
-  pid_t process = none;
+  pid_t process = noProcess;
   const int error = posix_spawnp(&process, command[0].c_str(), &actions, &attributes, pointersTo(command).data(),
                                  pointersTo(variables).data());
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
-  pager.process = error == 0 ? process : none;
+  pager.process = error == 0 ? process : noProcess;
   return error;
 }
 
@@ -99,7 +99,7 @@ extern "C" void leaveToPager(int number) {
   const bool runs = process > 0 &&
                     waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
                     ended.si_pid == 0;
-  if (runs || process == starting) {
+  if (runs || process == startingProcess) {
     return;
   }
   std::signal(number, SIG_DFL);
@@ -138,7 +138,7 @@ void start() {
   if (pipe2(ends, O_CLOEXEC) != 0) {
     fail(errno);
   }
-  pager.process = starting;
+  pager.process = startingProcess;
   leaveSignalsToPager(); // it may already be interrupted when this process goes on
   const int error = chosen == nullptr ? spawn({"less"}, ends[0]) : spawn({"/bin/sh", "-c", chosen}, ends[0]);
   close(ends[0]);
@@ -182,7 +182,7 @@ void endPager() noexcept {
   do {
     ended = waitpid(process, &status, 0);
   } while (ended < 0 && errno == EINTR);
-  pager.process = none;
+  pager.process = noProcess;
   // What the shell says of a command that it cannot run.
   pager.missing = ended > 0 && WIFEXITED(status) && (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127);
 }
