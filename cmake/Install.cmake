@@ -5,6 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(TARGETS velplatform velprofile EXPORT velprofileTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat)
 
 set(installed_bundle ${CMAKE_INSTALL_LIBDIR}/TavikVELHIDStatistics.plugin)
 install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle})

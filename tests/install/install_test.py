@@ -3,6 +3,7 @@
 
 usage: install_test.py CMAKE BUILD-FOLDER COMPILER SOURCE-FOLDER BUILD-TYPE"""
 
+import json
 import pathlib
 import shutil
 import subprocess
@@ -40,6 +41,9 @@ class Installed(unittest.TestCase):
         for model in models:
             if not model.name.endswith(".schema.json"):
                 run(self.prefix / "bin/velstat", "capture", "--model", model)
+
+    def test_the_format_for_lnav_is_there(self):
+        self.assertIn("velstat_log", json.loads((self.prefix / "share/velstat/lnav/velstat_log.json").read_text()))
 
     def test_package_decodes_in_a_program_of_its_own(self):
         build = self.folder / "consumer"
