@@ -9,18 +9,19 @@
 -- triggers: samples/damaged-lines.txt
 -- clean: samples/press.jsonl
 
--- Lines that do not hold what they should, and records whose ids no table knows.
-WITH damage AS MATERIALIZED (
-  SELECT source, report, position,
+-- Lines that do not hold what they should, and records whose ids no table knows. Those are counted without groups, for
+-- which SQLite would keep them all: of bytes that are not records at all, there may be millions.
+WITH counted AS (
+  SELECT source, report, min(position) AS position, sum(count) AS n,
          CASE kind WHEN 'contradiction' THEN 'whose words contradict their bytes'
                    WHEN 'damaged' THEN 'without their 48 bytes'
-                   ELSE 'missing from their batches' END AS kind, count
-  FROM defects WHERE kind IN ('contradiction', 'damaged', 'missing-lines')
+                   ELSE 'missing from their batches' END AS kind
+  FROM defects WHERE kind IN ('contradiction', 'damaged', 'missing-lines') GROUP BY source, kind
   UNION ALL
-  SELECT source, report, position, 'of an unknown category or type', 1
-  FROM records WHERE category GLOB '[0-9]*' OR type GLOB '[0-9]*'
-), counted AS (
-  SELECT source, kind, sum(count) AS n, min(position) AS position, report FROM damage GROUP BY source, kind
+  SELECT source, report, position, n, 'of an unknown category or type'
+  FROM (SELECT source, report, position, count(*) AS n, min(timestamp)
+        FROM records WHERE category GLOB '[0-9]*' OR type GLOB '[0-9]*')
+  WHERE n > 0
 )
 SELECT source, group_concat(n || CASE n WHEN 1 THEN ' record ' ELSE ' records ' END || kind, ', ') AS what,
        report, min(position) AS position

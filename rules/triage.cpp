@@ -137,7 +137,7 @@ void sortWorstFirst(std::vector<Finding>& findings) {
 }
 
 std::vector<Finding> triage(sources::Sources& sources, sources::Sources* reference, std::span<const Rule> rules,
-                            const query::Limits& limits) {
+                            const query::Limits& limits, const std::function<void(const Error&)>& unfinished) {
   sources::Sources nothing({}, {});
   query::Database database(sources, reference == nullptr ? nothing : *reference, limits);
   for (const Rule& rule : rules) {
@@ -145,7 +145,14 @@ std::vector<Finding> triage(sources::Sources& sources, sources::Sources* referen
   }
   std::vector<Finding> findings;
   for (const Rule& rule : rules) {
-    run(database, sources, rule, findings);
+    try {
+      run(database, sources, rule, findings);
+    } catch (const Error& error) {
+      if (!unfinished) {
+        throw;
+      }
+      unfinished(error);
+    }
   }
   sortWorstFirst(findings);
   return findings;

@@ -7,6 +7,7 @@
 #include <rules/rule.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string>
@@ -43,9 +44,9 @@ constexpr std::size_t mostFindings = 20; // of a rule
 
 // The findings of all rules, worst first. Rules see the tables of `sources`, and those of a good device as reference_…;
 // without a reference these are empty. The sources are read several times. Every rule is checked before the first one
-// runs. Throws Error for a rule that is wrong or does not end in time; what reading a source throws comes through
-// unchanged.
+// runs. Throws Error for a rule that is wrong; what reading a source throws comes through unchanged. A rule that runs
+// out of time or memory is told to `unfinished`, and the others go on; without it, Error is thrown.
 std::vector<Finding> triage(sources::Sources& sources, sources::Sources* reference, std::span<const Rule> rules,
-                            const query::Limits& limits = {});
+                            const query::Limits& limits = {}, const std::function<void(const Error&)>& unfinished = {});
 
 } // namespace vel::rules

@@ -151,6 +151,18 @@ TEST_F(TriageTest, WrongRules_AreFoundBeforeAnyRuns) {
   }
 }
 
+TEST_F(TriageTest, RulesThatDoNotEnd_LeaveTheOthers) {
+  const Rule rules[] = {
+      rule("never", "error", "x", "WITH RECURSIVE c(n) AS (SELECT 1 UNION ALL SELECT n FROM c) SELECT sum(n) FROM c"),
+      rule("good", "note", "x", "SELECT 1")};
+  std::vector<std::string> told;
+  const auto found = triage(device, nullptr, rules, {.time = std::chrono::milliseconds(30)},
+                            [&](const Error& error) { told.emplace_back(error.what()); });
+  EXPECT_THAT(told, ElementsAre(StartsWith("never.sql: the SQL has not ended")));
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].rule, "good");
+}
+
 TEST_F(TriageTest, Reference_HasTablesOfItsOwn) {
   const Rule compares =
       rule("r", "note", "{device} {good}",

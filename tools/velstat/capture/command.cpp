@@ -98,7 +98,8 @@ std::vector<rules::Finding> examine(const CaptureResult& result) {
   constexpr std::chrono::seconds patience{10};
   try {
     sources::Sources source(result.folder.empty() ? "DIR" : result.folder, asSource(result), {.tellFindings = false});
-    return rules::triage(source, nullptr, rules::shippedRules(), {.time = patience});
+    return rules::triage(source, nullptr, rules::shippedRules(), {.time = patience},
+                         [](const rules::Error& error) { complain(error); });
   } catch (const formats::Error& error) {
     complain(fmt::format("the capture was not examined: {}", error.what()));
     return {};

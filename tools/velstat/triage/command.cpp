@@ -30,7 +30,7 @@ namespace vel::stat {
 
 namespace {
 
-enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 };
+enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 }; // a rule that does not end is the last, too
 
 struct TriageOptions {
   std::vector<std::string> inputs;
@@ -77,7 +77,7 @@ sources::Options sourceOptions() {
 }
 
 void write(const TriageOptions& line, const std::vector<rules::Finding>& findings, std::size_t ruleCount,
-           bool isSound) {
+           bool isWhole) {
   StandardOutput out;
   if (line.format == "json") {
     JsonWriter json(out);
@@ -87,7 +87,7 @@ void write(const TriageOptions& line, const std::vector<rules::Finding>& finding
     json.endObject();
     out += '\n';
   } else {
-    out += fmt::format("{}{} ({})\n", countsText(findings), isSound ? "" : " in what could be read",
+    out += fmt::format("{}{} ({})\n", countsText(findings), isWhole ? "" : " in what could be examined",
                        countText(ruleCount, "rule"));
     writeFindings(out, findings, textWidth(), Style::ofStandardOutput());
   }
@@ -150,19 +150,23 @@ int triageInputs(const TriageOptions& line) {
   if (!line.reference.empty()) {
     reference.emplace(std::vector{line.reference}, sourceOptions());
   }
-  bool isSound = true;
+  bool isWhole = true; // everything was read, and every rule has ended
   std::vector<rules::Finding> findings;
   for (const std::vector<std::string>& device : devicesOf(line.inputs)) {
     sources::Sources sources(device, sourceOptions());
     const std::vector<rules::Finding> seen =
-        rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)});
+        rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)},
+                      [&](const rules::Error& error) {
+                        complain(error);
+                        isWhole = false;
+                      });
     findings.insert(findings.end(), seen.begin(), seen.end());
-    isSound = isSound && sources.isSound();
+    isWhole = isWhole && sources.isSound();
   }
   rules::sortWorstFirst(findings);
-  isSound = isSound && (!reference || reference->isSound());
-  write(line, findings, all.size(), isSound);
-  if (!isSound) {
+  isWhole = isWhole && (!reference || reference->isSound());
+  write(line, findings, all.size(), isWhole);
+  if (!isWhole) {
     return unreadable;
   }
   const rules::Severity least = *rules::severityNamed(line.failOn);
@@ -214,7 +218,7 @@ void addTriage(CLI::App& app, int& status) {
                   "  velstat triage snapshot\n"
                   "  velstat triage bad --against good --fail-on warning\n"
                   "Exit status: 0 nothing found, 1 findings (--fail-on), 2 wrong usage or a\n"
-                  "wrong rule, 3 an input cannot be read.");
+                  "wrong rule, 3 an input cannot be read or a rule does not end.");
   command->callback([line, &status] { status = runTriage(*line); });
 }
 
