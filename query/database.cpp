@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <new>
 #include <utility>
 
 namespace vel::query {
@@ -114,6 +115,7 @@ State::~State() {
 }
 
 void State::startClock() {
+  sqlite3_memory_highwater(1);
   deadline_.reset();
   if (limits.time.count() != 0) {
     deadline_ = std::chrono::steady_clock::now() + limits.time;
@@ -139,6 +141,10 @@ void State::fail(std::string_view sql) {
     requireTime();
   }
   if (code == SQLITE_NOMEM) {
+    // Far from the limit, it is the process that has no more.
+    if (sqlite3_memory_highwater(0) < static_cast<sqlite3_int64>(limits.memory / 2)) {
+      throw std::bad_alloc();
+    }
     throw Error(fmt::format("the SQL needs more than the {} MiB of memory that it may use", limits.memory >> 20));
   }
   const std::string message = sqlite3_errmsg(database);

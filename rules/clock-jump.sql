@@ -9,16 +9,13 @@
 --   look for what set the clock, such as a new time synchronisation.
 -- triggers: samples/clock-back.jsonl
 -- clean: samples/press.jsonl
-SELECT later.source, CASE later.log WHEN '' THEN 'profile' ELSE later.log END AS log,
-       later.first_sequence AS number,
-       printf('%.1f', (earlier.last_time - later.first_time) / 1e6) AS seconds,
-       (SELECT report FROM records WHERE records.run = later.run LIMIT 1) AS report,
-       (SELECT position FROM records WHERE records.run = later.run LIMIT 1) AS position,
-       min(later.run)
-FROM runs AS later
-JOIN runs AS earlier
-  ON earlier.run = (SELECT max(run) FROM runs AS before
-                    WHERE before.run < later.run AND before.log = later.log AND before.source = later.source)
-WHERE later.start = 'clock-back'
-GROUP BY later.source, later.log
-ORDER BY later.log = 'fw' DESC
+WITH step AS (
+  SELECT *, lag(last_time) OVER (PARTITION BY source, log ORDER BY run) AS before FROM runs
+)
+SELECT source, CASE log WHEN '' THEN 'profile' ELSE log END AS log, first_sequence AS number,
+       printf('%.1f', (before - first_time) / 1e6) AS seconds,
+       (SELECT report FROM records WHERE records.run = step.run LIMIT 1) AS report,
+       (SELECT position FROM records WHERE records.run = step.run LIMIT 1) AS position,
+       min(run) -- of all columns, those of the first one are taken
+FROM step WHERE start = 'clock-back' GROUP BY source, log
+ORDER BY log = 'fw' DESC

@@ -121,6 +121,19 @@ class Terminal(unittest.TestCase):
             self.check("query", "--format", form, "capture", "SELECT char(27, 93, 48, 7) AS x", shows="x")
         self.check("query", "records.bin", f'SELECT "{HOSTILE}" FROM nowhere', status=1)
 
+    def test_triage(self):
+        for form in ("text", "json"):
+            self.check("triage", "--format", form, "capture", status=1, shows="owned")
+            self.check("triage", "--format", form, "records.bin", "--against", "capture")
+        (self.folder / "rules").mkdir(exist_ok=True)
+        (self.folder / "rules" / "hostile.sql").write_text(
+            "-- title: t\x1b[31m\n-- severity: note\n-- finding: \x1b[31m{n}\n-- why: \x9b31m\n-- next: \x07\n"
+            "SELECT char(27, 93, 48, 7) AS n, char(27) AS source, char(155) AS path")
+        self.check("triage", "--rules", "rules", "records.bin", status=1, shows="n")
+        self.check("triage", "--rules", "rules", "--list", shows="hostile")
+        (self.folder / "rules" / "hostile.sql").write_text("-- \x1b[31m: x\n")
+        self.check("triage", "--rules", "rules", "records.bin", status=2, shows="hostile")
+
     def test_names_in_errors(self):
         for command in (["decode"], ["show"], ["diff", "a.plist"], ["tally"], ["capture", "--model"],
                         ["capture", "--plugin"], ["publish", "--tally", "x.sqlite"]):
