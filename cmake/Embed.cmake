@@ -12,6 +12,4 @@ function(vel_embed target name)
   # Each table is called `files` in its file.
   set_source_files_properties(${out} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_sources(${target} PRIVATE ${out})
-  # Two tables in one file would have the same name.
-  set_source_files_properties(${out} TARGET_DIRECTORY ${target} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
 endfunction()

@@ -1,19 +1,19 @@
 -- What happened in the presses that the page draws: on each lane of the time axis, when something began or ended.
 -- with: presses
 -- rows: 40000
-WITH lane(trace, lane, label, edge) AS MATERIALIZED (VALUES
-  ('ckp_ZORBFingerON', 'Finger', 'finger on', 'begin'),
-  ('ckp_ZORBFingerOFF', 'Finger', 'finger off', 'end'),
-  ('ckp_ZORBButtonDown', 'Button', 'button down', 'begin'),
-  ('ckp_ZORBButtonUp', 'Button', 'button up', 'end'),
-  ('ckp_ARCTurnOn', 'Amplifier', 'turn on', 'begin'),
-  ('ckp_ARCReady', 'Amplifier', 'ready', 'point'),
-  ('AmpTurnOff', 'Amplifier', 'turn off', 'end'),
-  ('SoftReset', 'Amplifier', 'reset', 'fault'),
-  ('ckp_HaldenStartHaptics', 'Haptic', 'start', 'begin'),
-  ('ckp_HaldenPlayAsset', 'Haptic', 'waveform plays', 'play'),
-  ('HaldenCLTimeOut', 'Haptic', 'timeout', 'fault'),
-  ('HaldenCLFault', 'Haptic', 'fault', 'fault')
+WITH lane(trace, place, lane, label, edge) AS MATERIALIZED (VALUES
+  ('ckp_ZORBFingerON', 1, 'Finger', 'finger on', 'begin'),
+  ('ckp_ZORBFingerOFF', 1, 'Finger', 'finger off', 'end'),
+  ('ckp_ZORBButtonDown', 2, 'Button', 'button down', 'begin'),
+  ('ckp_ZORBButtonUp', 2, 'Button', 'button up', 'end'),
+  ('ckp_ARCTurnOn', 4, 'Amplifier', 'turn on', 'begin'),
+  ('ckp_ARCReady', 4, 'Amplifier', 'ready', 'point'),
+  ('AmpTurnOff', 4, 'Amplifier', 'turn off', 'end'),
+  ('SoftReset', 4, 'Amplifier', 'reset', 'fault'),
+  ('ckp_HaldenStartHaptics', 3, 'Haptic', 'start', 'begin'),
+  ('ckp_HaldenPlayAsset', 3, 'Haptic', 'waveform plays', 'play'),
+  ('HaldenCLTimeOut', 3, 'Haptic', 'timeout', 'fault'),
+  ('HaldenCLFault', 3, 'Haptic', 'fault', 'fault')
 ), bucket AS MATERIALIZED ( -- of 256 records: far fewer comparisons than of every record with every press
   SELECT first_record / 256 AS bucket, presses.* FROM presses
   UNION
@@ -34,16 +34,16 @@ WITH lane(trace, lane, label, edge) AS MATERIALIZED (VALUES
   WHERE category = 'zorb' AND component = 'zorb'
     AND (SELECT count(*) FROM bucket WHERE bucket.bucket = zorb_input_packet.rowid / 256) > 0
 )
-SELECT press, event.record, time, lane, label, edge, NULL AS value
+SELECT press, event.record, time, place, lane, label, edge, NULL AS value
 FROM event JOIN lane USING (trace)
 JOIN bucket ON bucket.bucket = event.record / 256 AND bucket.run = event.run
            AND event.record BETWEEN first_record AND last_record
 UNION ALL
-SELECT press, packet.record, time, 'Stage', 'stage', 'value', stage
+SELECT press, packet.record, time, 5, 'Stage', 'stage', 'value', stage
 FROM packet JOIN bucket ON bucket.bucket = packet.record / 256 AND bucket.run = packet.run
            AND packet.record BETWEEN first_record AND last_record
 UNION ALL
-SELECT press, packet.record, time, 'Force', 'force', 'value', force
+SELECT press, packet.record, time, 6, 'Force', 'force', 'value', force
 FROM packet JOIN bucket ON bucket.bucket = packet.record / 256 AND bucket.run = packet.run
            AND packet.record BETWEEN first_record AND last_record
 ORDER BY 1, 2

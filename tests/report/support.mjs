@@ -1,6 +1,6 @@
 // What the tests of the page share: the command, captures of models, and the pages' parts.
 import { spawnSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -8,6 +8,7 @@ import { gunzipSync } from "node:zlib";
 
 export const { VELSTAT, PAGE, ROOT } = process.env;
 export const require = createRequire(join(PAGE, "package.json"));
+export const browserRequire = createRequire(join(process.env.BROWSER_PACKAGES, "package.json"));
 
 export const folder = mkdtempSync(join(tmpdir(), "velstat-report-"));
 process.on("exit", () => rmSync(folder, { recursive: true }));
@@ -31,6 +32,13 @@ export function capture(model) {
     captures.set(model, path);
   }
   return captures.get(model);
+}
+
+/** A file of so many made-up records. */
+export function generate(name, count) {
+  const path = join(folder, name);
+  writeFileSync(path, velstat(["generate", "records", "--seed", "7", "--count", String(count)]));
+  return path;
 }
 
 /** The page of these inputs; options as for velstat report. */

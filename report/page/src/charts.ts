@@ -19,6 +19,16 @@ function colour(name: string): string {
   return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 }
 
+// Numbers such as 1, 2, 5 and 10 in a range; of many, only powers of ten.
+function roundNumbers(low: number, high: number, most: number): number[] {
+  const numbers: number[] = [];
+  for (let power = 10 ** Math.floor(Math.log10(low)); power <= high; power *= 10) {
+    numbers.push(...[1, 1.5, 2, 3, 5, 7].map((factor) => Number((factor * power).toPrecision(2))));
+  }
+  const inside = numbers.filter((number) => number >= low && number <= high);
+  return inside.length <= most ? inside : inside.filter((number) => Number.isInteger(Math.log10(number)));
+}
+
 // A chart that follows its element's width, and the colour scheme.
 function chart(label: string, axis: string, logarithmic: boolean, data: uPlot.AlignedData, lines: Line[]): HTMLElement {
   const place = h("div", { class: "chart", role: "img", "aria-label": label });
@@ -33,8 +43,10 @@ function chart(label: string, axis: string, logarithmic: boolean, data: uPlot.Al
     const axes = { stroke: colour("--muted"), grid: { stroke: colour("--line"), width: 1 }, ticks: { stroke: colour("--line"), width: 1 } };
     shown = new uPlot({
       width, height, cursor: { y: false, drag: { x: false, y: false } }, legend: { show: false },
-      scales: { x: { time: false, ...(logarithmic ? { distr: 3, log: 10 } : {}) } },
+      scales: { x: { time: false, ...(logarithmic ? { distr: 3, range: (_, low, high) => [low, high] } : {}) } },
       axes: [{ ...axes, label: axis, labelSize: 18, labelFont: "12px system-ui", size: 34,
+        ...(logarithmic ? { splits: (_: uPlot, __: number, low: number, high: number) => roundNumbers(low, high, width / 60),
+          filter: (_: uPlot, splits: number[]) => splits } : {}),
         values: (_, values) => values.map((value) => (value === null ? "" : String(Number(value.toPrecision(6))))) },
         { ...axes, size: 48 }],
       series: [{}, ...lines.map((line) => ({

@@ -94,8 +94,8 @@ export function numberAt(row: Row | undefined, column: string): number {
 }
 
 /** Rows with the same text in a column, in the order of their first ones. */
-export function grouped(rows: Row[], key: (row: Row) => string): Map<string, Row[]> {
-  const groups = new Map<string, Row[]>();
+export function grouped<Item>(rows: Item[], key: (row: Item) => string): Map<string, Item[]> {
+  const groups = new Map<string, Item[]>();
   for (const row of rows) {
     const name = key(row);
     const group = groups.get(name);

@@ -3,11 +3,10 @@ import { type Data, type Finding, type Numbering } from "./data.js";
 import { h } from "./dom.js";
 import { count } from "./format.js";
 
-/** What a press covers, for links into the time axis. */
-export interface Span {
+/** The records that a press shows, for links into the time axis. */
+export interface Shown {
   press: number;
-  first: number;
-  last: number;
+  records: Set<number>;
 }
 
 // The section that shows a table of velstat query.
@@ -25,7 +24,7 @@ export class EvidencePlaces {
   private readonly places = new Map<string, Finding[]>();
   private readonly ids = new Map<string, string>();
 
-  constructor(private readonly data: Data, private readonly numbering: Numbering, private readonly presses: Span[]) {
+  constructor(private readonly data: Data, private readonly numbering: Numbering, private readonly presses: Shown[]) {
     for (const finding of data.findings) {
       const { source, report, path } = finding.evidence;
       if (report !== null && path !== "") {
@@ -68,7 +67,7 @@ export class EvidencePlaces {
     const { source, report, path, record, tables } = finding.evidence;
     const links: HTMLElement[] = [];
     if (record !== null) {
-      const press = this.presses.find((each) => record >= each.first && record <= each.last);
+      const press = this.presses.find((each) => each.records.has(record));
       if (press !== undefined) {
         links.push(h("a", { href: `#press-${press.press}` }, `press ${count(press.press)} on the time axis`));
       }
@@ -76,8 +75,9 @@ export class EvidencePlaces {
         links.push(h("a", { href: `#record-${record}` }, `record ${count(record)}`));
       }
     }
-    if (report !== null && path !== "" && this.ids.has(this.key(source, report, path))) {
-      links.push(h("a", { href: `#${this.idOf(source, report, path)}` }, path));
+    const id = report === null ? undefined : this.idAt(source, report, path);
+    if (id !== undefined && path !== "") {
+      links.push(h("a", { href: `#${id}` }, path));
     } else if (report !== null && record === null && this.ids.has(this.key(source, report, ""))) {
       links.push(h("a", { href: `#${this.idOf(source, report, "")}` }, `report ${report + 1}`));
     }
@@ -86,6 +86,12 @@ export class EvidencePlaces {
       links.push(h("a", { href: `#${id}` }, title));
     }
     return links;
+  }
+
+  // Of a value, or of the first one in a dictionary.
+  private idAt(source: string, report: number, path: string): string | undefined {
+    const key = this.key(source, report, path);
+    return this.ids.get(key) ?? this.ids.get([...this.ids.keys()].find((each) => each.startsWith(`${key}/`)) ?? "");
   }
 
   private key(source: string, report: string | number, path: string): string {

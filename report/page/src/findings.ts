@@ -1,18 +1,25 @@
-// The findings, worst first, each with links to its evidence.
-import { type Data, type Finding } from "./data.js";
+// The findings, worst first, each with links to its evidence. Those of the same rule share what they mean.
+import { type Data, type Finding, grouped } from "./data.js";
 import { h, section } from "./dom.js";
 import { type EvidencePlaces } from "./evidence.js";
 import { counted } from "./format.js";
 
-function finding(each: Finding, places: EvidencePlaces): HTMLElement {
-  const links = places.links(each);
-  return h("article", { class: `finding ${each.severity}` },
-    h("h3", {}, h("span", { class: `badge ${each.severity}` }, each.severity), " ", each.text),
-    h("p", { class: "why" }, each.why),
-    h("p", { class: "next" }, h("b", {}, "Next: "), each.next),
+function seen(finding: Finding, places: EvidencePlaces): HTMLElement[] {
+  const links = places.links(finding);
+  return [
+    h("h3", {}, h("span", { class: `badge ${finding.severity}` }, finding.severity), " ", finding.text),
     h("p", { class: "where" }, h("b", {}, "Evidence: "), links.flatMap((link, i) => (i === 0 ? [link] : [", ", link])),
-      each.more === 0 ? null : ` and ${counted(each.more, "more place")}`,
-      h("span", { class: "rule" }, each.rule)));
+      finding.more === 0 ? null : ` and ${counted(finding.more, "more place")}`),
+  ];
+}
+
+// Findings of the same rule.
+function article(findings: Finding[], places: EvidencePlaces): HTMLElement {
+  const [first] = findings;
+  return h("article", { class: `finding ${first?.severity ?? ""}` },
+    findings.map((each) => seen(each, places)),
+    h("p", { class: "why" }, first?.why),
+    h("p", { class: "next" }, h("b", {}, "Next: "), first?.next, h("span", { class: "rule" }, first?.rule)));
 }
 
 export function summaryOf(findings: Finding[]): string {
@@ -28,5 +35,5 @@ export function findingsSection(data: Data, places: EvidencePlaces): HTMLElement
   return section("findings", "Findings",
     h("p", { class: "verdict" }, `${summaryOf(findings)} by ${counted(data.rules, "rule")}`,
       findings.length === 0 ? ". The rules know the faults that have been seen so far; the page shows everything else." : "."),
-    findings.map((each) => finding(each, places)));
+    [...grouped(findings, (each) => each.rule).values()].map((each) => article(each, places)));
 }

@@ -10,7 +10,7 @@ import { findingsSection, summaryOf } from "./findings.js";
 import { handlersSection, logSection, metricsSection, reportsSection } from "./listings.js";
 import { RecordList } from "./records.js";
 import { sensorsSection } from "./sensors.js";
-import { Timeline, pressesOf, spansOf } from "./timeline.js";
+import { Timeline, pressesOf, shownBy } from "./timeline.js";
 
 function embedded(id: string): string {
   return document.getElementById(id)?.textContent ?? "";
@@ -48,7 +48,7 @@ function titleOf(data: Data): string {
 function show(data: Data, decoder: Decoder): void {
   const numbering = new Numbering(data.records.parts);
   const timeline = timelineOf(data, "device");
-  const places = new EvidencePlaces(data, numbering, spansOf(pressesOf(data.device)));
+  const places = new EvidencePlaces(data, numbering, shownBy(pressesOf(data.device)));
   const list = decoder.count === 0 ? null : new RecordList(data, decoder, numbering, places.recordsWithFindings());
   // Findings come last here: their links lead to what the others have made.
   const others = [

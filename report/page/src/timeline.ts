@@ -1,12 +1,13 @@
 // Presses of the button on a time axis: finger, button, amplifier, haptic, stage and force.
 import { type Device, type Row, grouped, numberAt, rowsOf, textAt } from "./data.js";
 import { type Child, h, section, svg, table } from "./dom.js";
-import { type Span } from "./evidence.js";
+import { type Shown } from "./evidence.js";
 import { count, counted, milliseconds } from "./format.js";
 
 interface Mark {
   record: number;
   time: number;
+  place: number;
   lane: string;
   label: string;
   edge: string;
@@ -17,8 +18,6 @@ export interface Press {
   number: number;
   began: number;
   ended: number;
-  first: number;
-  last: number;
   clicks: number;
   edges: number;
   haptics: number;
@@ -35,8 +34,6 @@ export function pressesOf(device: Device): Press[] {
     number: numberAt(row, "press"),
     began: numberAt(row, "began"),
     ended: numberAt(row, "ended"),
-    first: numberAt(row, "first_record"),
-    last: numberAt(row, "last_record"),
     clicks: numberAt(row, "clicks"),
     edges: numberAt(row, "edges"),
     haptics: numberAt(row, "haptics"),
@@ -46,13 +43,13 @@ export function pressesOf(device: Device): Press[] {
 
 function markOf(row: Row): Mark {
   return {
-    record: numberAt(row, "record"), time: numberAt(row, "time"), lane: textAt(row, "lane"), label: textAt(row, "label"),
+    record: numberAt(row, "record"), time: numberAt(row, "time"), place: numberAt(row, "place"), lane: textAt(row, "lane"), label: textAt(row, "label"),
     edge: textAt(row, "edge"), value: row["value"] === null ? null : numberAt(row, "value"),
   };
 }
 
-export function spansOf(presses: Press[]): Span[] {
-  return presses.map((press) => ({ press: press.number, first: press.first, last: press.last }));
+export function shownBy(presses: Press[]): Shown[] {
+  return presses.map((press) => ({ press: press.number, records: new Set(press.marks.map((mark) => mark.record)) }));
 }
 
 function hasFault(press: Press): boolean {
@@ -92,7 +89,8 @@ function bars(marks: Mark[], end: number): { from: Mark; to: number; fault: bool
 
 // Draws presses above each other, each from its own beginning.
 function drawing(presses: Press[], width: number, label: string): SVGElement {
-  const lanes = [...new Set(presses.flatMap((press) => press.marks.map((mark) => mark.lane)))];
+  const places = new Map(presses.flatMap((press) => press.marks.map((mark) => [mark.lane, mark.place])));
+  const lanes = [...places.keys()].sort((a, b) => (places.get(a) ?? 0) - (places.get(b) ?? 0));
   const span = Math.max(1, ...presses.map((press) => press.ended - press.began));
   const height = lanes.length * laneHeight + axisHeight;
   const x = (time: number) => labelWidth + (time / span) * (width - labelWidth - 12);
@@ -120,10 +118,8 @@ function drawing(presses: Press[], width: number, label: string): SVGElement {
           svg("title", {}, `${lane}: ${bar.from.label}, ${milliseconds(bar.to - bar.from.time)}${bar.fault ? ", ended in a fault" : ""}`)));
       }
       let free = 0; // where the next label may begin
-      for (const mark of marks) {
-        if (mark.edge === "begin" || mark.edge === "end") {
-          continue;
-        }
+      const shown = marks.filter((mark) => mark.edge !== "begin" && mark.edge !== "end");
+      for (const [i, mark] of shown.entries()) {
         const fault = mark.edge === "fault";
         const size = fault ? 6 : 5;
         const middle = top + laneHeight / 2;
@@ -133,7 +129,8 @@ function drawing(presses: Press[], width: number, label: string): SVGElement {
           svg("title", {}, `${mark.label} after ${milliseconds(mark.time - press.began)}`)));
         const begin = at(mark) + size + 3;
         const room = mark.label.length * 6.2;
-        if (single && begin >= free && begin + room < width) {
+        const next = shown[i + 1];
+        if (single && begin >= free && begin + room < (next === undefined ? width : at(next) - 8)) {
           texts.append(svg("text", { x: begin, y: middle + 4, class: fault ? "label fault" : "label" }, mark.label));
           free = begin + room + 10;
         }

@@ -162,11 +162,9 @@ class ManyRecords(WithFolder):
         # No stretch is without any: the longest that is left out is far below a hundredth of all.
         gaps = [second[0] - first[0] - first[1] for first, second in zip(parts, parts[1:])]
         self.assertLess(max(gaps), 4000)
-
-    def test_threads_find_the_same_as_one(self):
-        path = self.generate("large.bin", "--count", "700000")  # large enough for two threads
+        # The rules were shared by two threads.
         expected = json.loads(run("triage", "--format", "json", str(path))[1])["findings"]
-        self.assertEqual([each["text"] for each in self.data(path)["findings"]], [each["text"] for each in expected])
+        self.assertEqual([each["text"] for each in data["findings"]], [each["text"] for each in expected])
 
 
 class Refusals(WithFolder):

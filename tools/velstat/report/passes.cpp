@@ -13,7 +13,7 @@ namespace vel::stat {
 
 namespace {
 
-constexpr std::uint64_t largeInputs = 32U << 20; // bytes
+constexpr std::uint64_t largeInputs = 16U << 20; // bytes
 constexpr unsigned mostThreads = 2;              // more would take more memory for captures
 
 } // namespace
