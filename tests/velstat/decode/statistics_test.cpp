@@ -103,7 +103,7 @@ TEST(Statistics, AsJson) {
       small().asJson(),
       R"({"read": 4, "selected": 3, "shown": 2, )"
       R"("sequence": {"gaps": 2, "missing": 2, "duplicates": 0, "late": 0, "restarts": 0}, )"
-      R"("time": {"first": "1000", "last": "501000", "records-a-second": 4.0}, )"
+      R"("time": {"first": "1000", "last": "501000", "records a second": 4.0}, )"
       R"("categories": [{"category": "zorb", "category-id": 7, "count": 2}, )"
       R"({"category": "200", "category-id": 200, "count": 1}], )"
       R"("components": [{"category": "zorb", "category-id": 7, "component": "latency", "component-id": 3, "count": 2}, )"

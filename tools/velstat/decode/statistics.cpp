@@ -169,7 +169,7 @@ std::string Statistics::asJson() const {
     json.beginObject();
     json.member("first", std::to_string(earliest_)); // as strings, as in the records
     json.member("last", std::to_string(latest_));
-    json.key("records-a-second");
+    json.key("records a second");
     json.real(recordsASecond());
     json.endObject();
   }
@@ -187,7 +187,7 @@ std::string Statistics::asJson() const {
     }
     json.endArray();
     if (section.rest != 0) {
-      json.member(fmt::format("further-{}", section.title), section.rest);
+      json.member(fmt::format("further {}", section.title), section.rest);
     }
   }
   json.endObject();
