@@ -5,7 +5,7 @@
 -- why: The firmware resets the amplifier when it does not behave; meanwhile no haptic is played.
 -- next: velstat decode {source} --component amp shows the steps around each SoftReset.
 -- triggers: samples/amplifier-resets.jsonl
--- clean: samples/press.jsonl
+-- clean: samples/few-troubles.jsonl
 WITH reset AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM zorb_event

@@ -7,7 +7,7 @@
 -- next: velstat query {source} "SELECT timestamp, arg1 AS command, arg2 FROM event WHERE component =
 --   'command' AND event = 'timeout'" tells which commands.
 -- triggers: samples/command-timeouts.jsonl
--- clean: samples/press.jsonl
+-- clean: samples/few-troubles.jsonl
 WITH expired AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM records

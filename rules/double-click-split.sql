@@ -8,7 +8,7 @@
 --   between two clicks so close together means that the finger seemed to leave: check the
 --   finger detection's thresholds.
 -- triggers: samples/split-double-click.jsonl
--- clean: samples/press.jsonl
+-- clean: samples/few-troubles.jsonl
 
 -- Down, up, finger off, finger on, down: less than 350 ms from up to down is too fast for two intended clicks.
 WITH step AS MATERIALIZED (

@@ -7,6 +7,6 @@
 -- next: Many cut lines mean that the log was copied by a program that shortens lines: capture to a
 --   folder (velstat capture --out) instead.
 -- triggers: samples/cut-lines.txt
--- clean: samples/press.jsonl
+-- clean: samples/damaged-lines.txt
 SELECT source, sum(count) AS lines, report, min(position) AS position
 FROM defects WHERE kind = 'truncated' GROUP BY source

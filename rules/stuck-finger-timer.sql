@@ -7,7 +7,7 @@
 -- next: velstat query {source} "SELECT timestamp, run FROM zorb_event WHERE
 --   trace = 'EnableStuckFDTimer'" lists them. Compare with when the button was touched.
 -- triggers: samples/stuck.jsonl
--- clean: samples/press.jsonl
+-- clean: samples/few-troubles.jsonl
 SELECT source, report, position, count(*) AS times, min(timestamp)
 FROM zorb_event
 WHERE category = 'zorb' AND component = 'zorb' AND type = 'event' AND trace = 'EnableStuckFDTimer'

@@ -6,7 +6,7 @@
 --   the line, and they are the first sign of a bad connection.
 -- next: velstat decode {source} --component {component} shows what was sent around the burst.
 -- triggers: samples/uart-burst.jsonl
--- clean: samples/press.jsonl
+-- clean: samples/few-troubles.jsonl
 WITH retry AS MATERIALIZED (
   SELECT source, report, position, component, run, timestamp
   FROM records
