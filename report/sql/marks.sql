@@ -14,14 +14,10 @@ WITH lane(trace, place, lane, label, edge) AS MATERIALIZED (VALUES
   ('ckp_HaldenPlayAsset', 3, 'Haptic', 'waveform plays', 'play'),
   ('HaldenCLTimeOut', 3, 'Haptic', 'timeout', 'fault'),
   ('HaldenCLFault', 3, 'Haptic', 'fault', 'fault')
+), place(n) AS (
+  SELECT 0 UNION ALL SELECT n + 1 FROM place WHERE n < 63
 ), bucket AS MATERIALIZED ( -- of 256 records: far fewer comparisons than of every record with every press
-  SELECT first_record / 256 AS bucket, presses.* FROM presses
-  UNION
-  SELECT last_record / 256, presses.* FROM presses
-  UNION
-  SELECT first_record / 256 + 1, presses.* FROM presses WHERE last_record - first_record >= 256
-  UNION
-  SELECT first_record / 256 + 2, presses.* FROM presses WHERE last_record - first_record >= 512
+  SELECT first_record / 256 + n AS bucket, presses.* FROM presses JOIN place ON n <= last_record / 256 - first_record / 256
 ), event AS MATERIALIZED (
   SELECT rowid AS record, run, timestamp AS time, trace FROM zorb_event
   WHERE category = 'zorb' AND component IN ('zorb', 'amp', 'halden', 'latency') AND type = 'event'

@@ -3,7 +3,8 @@
 
 #include <profile/record_view.h>
 
-#include <array>
+#include <wasm_simd128.h>
+
 #include <cstdlib>
 #include <cstring>
 
@@ -18,37 +19,54 @@ constexpr unsigned char lower(unsigned char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c;
 }
 
-// Finds a text in others: for each last byte of a place, how far on the next place may be (Horspool).
+constexpr unsigned char upper(unsigned char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 32) : c;
+}
+
+// Finds a text in others. Where its first and its last byte are in a text, found for 16 places at once, the rest is
+// compared. Texts must be followed by `beyond` readable bytes.
 class Needle {
 public:
-  Needle(const unsigned char* text, size_t length) : text_(text), length_(length) {
-    skip_.fill(length);
-    for (size_t i = 0; i + 1 < length; ++i) {
-      skip_[lower(text[i])] = length - 1 - i;
-      skip_[upper(text[i])] = length - 1 - i;
-    }
-  }
+  static constexpr size_t longest = 4096;
+  static constexpr size_t beyond = longest + sizeof(v128_t);
+
+  Needle(const unsigned char* text, size_t length) : text_(text), length_(length < longest ? length : longest) {}
 
   bool isIn(const unsigned char* text, size_t length) const {
-    if (length_ == 0) {
-      return true;
+    if (length_ == 0 || length_ > length) {
+      return length_ == 0;
     }
-    const unsigned char last = lower(text_[length_ - 1]);
-    for (size_t end = length_ - 1; end < length; end += skip_[text[end]]) {
-      if (lower(text[end]) == last && matches(text + end - (length_ - 1))) {
-        return true;
+    const Letter first(text_[0]);
+    const Letter last(text_[length_ - 1]);
+    const size_t places = length - length_ + 1;
+    for (size_t at = 0; at < places; at += sizeof(v128_t)) {
+      uint32_t likely = wasm_i8x16_bitmask(wasm_v128_and(first.in(text + at), last.in(text + at + length_ - 1)));
+      for (; likely != 0; likely &= likely - 1) {
+        const size_t place = at + static_cast<size_t>(__builtin_ctz(likely));
+        if (place < places && matches(text + place)) {
+          return true;
+        }
       }
     }
     return false;
   }
 
 private:
-  static constexpr unsigned char upper(unsigned char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 32) : c;
-  }
+  // A byte, if it is a letter in upper and lower case.
+  struct Letter {
+    explicit Letter(unsigned char c) : small(wasm_u8x16_splat(lower(c))), capital(wasm_u8x16_splat(upper(c))) {}
+
+    v128_t in(const unsigned char* text) const {
+      const v128_t bytes = wasm_v128_load(text);
+      return wasm_v128_or(wasm_i8x16_eq(bytes, small), wasm_i8x16_eq(bytes, capital));
+    }
+
+    v128_t small;
+    v128_t capital;
+  };
 
   bool matches(const unsigned char* place) const {
-    for (size_t i = 0; i + 1 < length_; ++i) {
+    for (size_t i = 0; i < length_; ++i) {
       if (lower(place[i]) != lower(text_[i])) {
         return false;
       }
@@ -58,7 +76,6 @@ private:
 
   const unsigned char* text_;
   size_t length_;
-  std::array<size_t, 256> skip_;
 };
 
 } // namespace
@@ -107,7 +124,8 @@ double vel_page_timestamp(const unsigned char* record) {
 size_t vel_page_search(const unsigned char* records, uint32_t* chosen, size_t count, const vel_profile_times* given,
                        const unsigned char* needle, size_t length) {
   constexpr size_t block = 64;
-  static char texts[block * VEL_PROFILE_TEXT_CAPACITY];
+  constexpr size_t room = block * VEL_PROFILE_TEXT_CAPACITY;
+  static char texts[room + Needle::beyond];
   static unsigned char together[block * VEL_PROFILE_RECORD_SIZE];
   size_t ends[block];
   const Needle wanted(needle, length);
@@ -118,7 +136,7 @@ size_t vel_page_search(const unsigned char* records, uint32_t* chosen, size_t co
       std::memcpy(together + i * record_size, records + chosen[done + i] * record_size, record_size);
     }
     size_t written = 0;
-    vel_profile_render_many(together, taken, given, texts, sizeof texts, &written, ends);
+    vel_profile_render_many(together, taken, given, texts, room, &written, ends);
     for (size_t i = 0, begin = 0; i < taken; begin = ends[i], ++i) {
       const size_t end = ends[i] - 1; // without the newline
       if (wanted.isIn(reinterpret_cast<const unsigned char*>(texts) + begin, end - begin)) {

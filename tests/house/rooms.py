@@ -60,7 +60,7 @@ ROOMS = [
     ("platform/include", {"standard", "platform"}),
     ("platform/control", {"standard", "platform", "control", "reader"}),
     ("platform/src", {"standard", "platform", "control", "reader", "library"}),
-    ("report/wasm", {"standard", "profile"}),
+    ("report/wasm", {"standard", "profile", "library"}),  # the compiler's header for vectors
     ("synthetic", {"standard", "profile", "synthetic"}),
     ("formats", {"standard", "platform", "formats", "library"}),
     ("sources", {"standard", "formats", "profile", "reader", "sources", "library"}),

@@ -67,6 +67,8 @@ export interface Data {
   reference: Device | null;
   findings: Finding[];
   rules: number;
+  /** What did not end in its time or memory. */
+  unfinished: string[];
   records: {
     count: number;
     categories: [name: string, count: number][];

@@ -35,5 +35,8 @@ export function findingsSection(data: Data, places: EvidencePlaces): HTMLElement
   return section("findings", "Findings",
     h("p", { class: "verdict" }, `${summaryOf(findings)} by ${counted(data.rules, "rule")}`,
       findings.length === 0 ? ". The rules know the faults that have been seen so far; the page shows everything else." : "."),
+    data.unfinished.length === 0 ? null : [
+      h("p", { class: "bad" }, "Not all rules and tables could be finished, so more may be wrong:"),
+      h("ul", {}, data.unfinished.map((line) => h("li", {}, line)))],
     [...grouped(findings, (each) => each.rule).values()].map((each) => article(each, places)));
 }

@@ -26,7 +26,7 @@ export class RecordList {
   private readonly search = h("input", { type: "search", placeholder: "Search the exact texts", "aria-label": "Search the exact texts", id: "search" });
   private readonly onlyFindings = h("input", { type: "checkbox", id: "only-findings" });
   private readonly filters: HTMLSelectElement[];
-  private drawn = false;
+  private readonly rows = new Map<number, HTMLElement>(); // those that exist, by their places in `chosen`
 
   constructor(private readonly data: Data, private readonly decoder: Decoder, private readonly numbering: Numbering,
               private readonly findings: Map<number, Finding>) {
@@ -130,6 +130,8 @@ export class RecordList {
     const index = this.chosen[this.selected];
     this.chosen = this.decoder.search(this.search.value, passing);
     this.selected = index === undefined ? -1 : this.chosen.indexOf(index);
+    this.rows.clear();
+    this.body.replaceChildren();
     this.list.scrollTop = Math.max(0, this.selected) * rowHeight;
     this.showCount();
     this.draw();
@@ -147,12 +149,19 @@ export class RecordList {
     }
     const first = Math.max(0, Math.floor(this.list.scrollTop / rowHeight) - spare);
     const last = Math.min(this.chosen.length, Math.ceil((this.list.scrollTop + this.list.clientHeight) / rowHeight) + spare);
-    const rows: HTMLElement[] = [];
-    for (let place = first; place < last; ++place) {
-      rows.push(this.row(place));
+    for (const [place, row] of this.rows) {
+      if (place < first || place >= last) {
+        row.remove();
+        this.rows.delete(place);
+      }
     }
-    this.body.replaceChildren(...rows);
-    this.drawn = true;
+    for (let place = first; place < last; ++place) {
+      if (!this.rows.has(place)) {
+        const row = this.row(place);
+        this.rows.set(place, row);
+        this.body.append(row);
+      }
+    }
     this.showActive();
   }
 
@@ -164,7 +173,7 @@ export class RecordList {
     const gap = place > 0 && this.numbering.followsGap(index);
     const row = h("div", {
       class: `row ${finding?.severity ?? ""} ${gap ? "gap" : ""}`, role: "option", id: `row-${place}`, "data-place": place,
-      "aria-selected": String(place === this.selected), "aria-setsize": this.chosen.length, "aria-posinset": place + 1,
+      "aria-setsize": this.chosen.length, "aria-posinset": place + 1,
     },
       h("span", { class: "number" }, count(number)),
       h("span", { class: "time" }, (this.decoder.timestamp(index) / 1e6).toFixed(6)),
@@ -193,8 +202,11 @@ export class RecordList {
   }
 
   private showActive(): void {
-    const active = this.drawn ? document.getElementById(`row-${this.selected}`) : null;
-    if (active === null) {
+    for (const [place, row] of this.rows) {
+      row.setAttribute("aria-selected", String(place === this.selected));
+    }
+    const active = this.rows.get(this.selected);
+    if (active === undefined) {
       this.list.removeAttribute("aria-activedescendant");
     } else {
       this.list.setAttribute("aria-activedescendant", active.id);

@@ -11,6 +11,7 @@
 #include <velstat/report/tables.h>
 #include <velstat/text/json_writer.h>
 #include <velstat/text/number_text.h>
+#include <velstat/text/output.h>
 #include <velstat/text/sink.h>
 #include <velstat/triage/output.h>
 
@@ -18,6 +19,7 @@
 
 #include <algorithm>
 #include <map>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -38,12 +40,28 @@ struct DeviceParts {
   std::vector<Latencies> latencies;
 };
 
+// What did not end in its time or memory: told on stderr and in the page. [any thread]
+class Unfinished {
+public:
+  void add(std::string line) {
+    const std::lock_guard lock(mutex_);
+    complain(line);
+    lines_.push_back(std::move(line));
+  }
+  const std::vector<std::string>& lines() const { return lines_; }
+
+private:
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
 struct Parts {
   DeviceParts device;
   DeviceParts reference;
   std::vector<Finding> findings;
   PageRecords records;
   std::vector<std::optional<std::uint64_t>> evidence; // the record of each finding
+  Unfinished unfinished;
 };
 
 std::optional<sources::Place> placeOf(const rules::Evidence& evidence, const std::vector<sources::InputInfo>& inputs) {
@@ -73,6 +91,16 @@ std::vector<std::string> tablesOf(std::string_view rule) {
   return tables;
 }
 
+// Runs a query; one that fails leaves its part of the page empty.
+template <class Query>
+void finish(Unfinished& unfinished, std::string_view what, const Query& query) {
+  try {
+    query();
+  } catch (const query::Error& error) {
+    unfinished.add(fmt::format("the {}: {}", what, error.what()));
+  }
+}
+
 // One pass for each table, for the latencies and for a share of the rules. What takes longest comes first.
 std::vector<Pass> passesFor(Parts& parts, const Passes& threads, bool hasReference, const query::Limits& limits,
                             std::vector<std::vector<Finding>>& findings,
@@ -86,21 +114,25 @@ std::vector<Pass> passesFor(Parts& parts, const Passes& threads, bool hasReferen
   std::vector<Pass> passes;
   for (std::size_t i = 0; i < shares.size(); ++i) {
     passes.emplace_back([&, i, limits](OpenInputs& inputs) {
-      findings[i] = rules::triage(inputs.device, inputs.reference ? &*inputs.reference : nullptr, shares[i], limits);
+      findings[i] = rules::triage(inputs.device, inputs.reference ? &*inputs.reference : nullptr, shares[i], limits,
+                                  [&](const rules::Error& error) { parts.unfinished.add(error.what()); });
     });
   }
   const auto addDevice = [&](DeviceParts& device, bool isReference) {
     const auto database = [isReference](OpenInputs& inputs) -> query::Database& {
       return isReference ? *inputs.referenceDatabase : inputs.database;
     };
-    passes.emplace_back([&device, database](OpenInputs& inputs) {
-      query::Statement rows = database(inputs).prepare(pageTableSql("latencies"));
-      device.latencies = readLatencies(rows);
+    passes.emplace_back([&parts, &device, database](OpenInputs& inputs) {
+      finish(parts.unfinished, "latencies", [&] {
+        query::Statement rows = database(inputs).prepare(pageTableSql("latencies"));
+        device.latencies = readLatencies(rows);
+      });
     });
     for (const std::string& name : pageTableNames()) {
       PageTable& table = device.tables[name];
-      passes.emplace_back(
-          [&table, database, name](OpenInputs& inputs) { table = readPageTable(database(inputs), name); });
+      passes.emplace_back([&parts, &table, database, name](OpenInputs& inputs) {
+        finish(parts.unfinished, name, [&] { table = readPageTable(database(inputs), name); });
+      });
     }
   };
   addDevice(parts.device, false);
@@ -111,8 +143,7 @@ std::vector<Pass> passesFor(Parts& parts, const Passes& threads, bool hasReferen
   return passes;
 }
 
-Parts collect(Passes& passes, bool hasReference, const query::Limits& limits) {
-  Parts parts;
+void collect(Parts& parts, Passes& passes, bool hasReference, const query::Limits& limits) {
   std::vector<std::vector<Finding>> findings;
   std::vector<std::vector<rules::Rule>> shares;
   passes.run(passesFor(parts, passes, hasReference, limits, findings, shares));
@@ -139,7 +170,6 @@ Parts collect(Passes& passes, bool hasReference, const query::Limits& limits) {
     }
     sampleRecords(parts.records, device, wanted, parts.device.tables["presses"].records);
   }
-  return parts;
 }
 
 void writeLatencies(JsonWriter& json, const std::vector<Latencies>& all) {
@@ -189,8 +219,10 @@ void writeDevice(JsonWriter& json, const DeviceParts& device, const sources::Sou
   json.key("tables");
   json.beginObject();
   for (const auto& [name, table] : device.tables) {
-    json.key(name);
-    json.json(table.json);
+    if (!table.json.empty()) {
+      json.key(name);
+      json.json(table.json);
+    }
   }
   json.endObject();
   json.key("latencies");
@@ -313,6 +345,12 @@ std::string dataOf(const Parts& parts, OpenInputs& inputs) {
   }
   json.endArray();
   json.member("rules", rules::shippedRules().size());
+  json.key("unfinished");
+  json.beginArray();
+  for (const std::string& line : parts.unfinished.lines()) {
+    json.string(line);
+  }
+  json.endArray();
   json.key("records");
   writeRecords(json, parts.records, sources::commonTimes(inputs.device.inputs()));
   json.endObject();
@@ -361,10 +399,11 @@ bool isEmpty(const Parts& parts) {
 ReportPage makeReportPage(const std::vector<std::string>& inputs, const std::vector<std::string>& reference,
                           const query::Limits& limits) {
   Passes passes(inputs, reference, limits);
-  const Parts parts = collect(passes, !reference.empty(), limits);
+  Parts parts;
+  collect(parts, passes, !reference.empty(), limits);
   ReportPage page;
   page.isEmpty = isEmpty(parts);
-  page.isSound = passes.areSound();
+  page.isSound = passes.areSound() && parts.unfinished.lines().empty();
   page.summary = fmt::format("{}; {}", countsText(parts.findings), countText(parts.records.count, "record"));
   page.pieces = filled(dataOf(parts, passes.inputs()), base64(parts.records.bytes));
   return page;
