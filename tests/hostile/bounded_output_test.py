@@ -156,12 +156,12 @@ class Corpora(Bounded):
         for name in "profile", "recovery":
             self.folder = CORPORA / name
             self.check_files(name, *[["decode", "--format", format] for format in ("text", "json", "csv")],
-                             ["decode", "--escape", "--recover"])
+                             ["decode", "--escape", "--recover"], ["trace", "--no-findings", "-o", "-"])
 
     def test_lines_and_other_sources(self):
         for name in "read_line", "sources":
             self.folder = CORPORA / name
-            self.check_files(name, ["decode", "--format", "json"])
+            self.check_files(name, ["decode", "--format", "json"], ["trace", "--no-findings", "-o", "-"])
 
 
 if __name__ == "__main__":

@@ -136,7 +136,7 @@ class Terminal(unittest.TestCase):
 
     def test_names_in_errors(self):
         for command in (["decode"], ["show"], ["diff", "a.plist"], ["tally"], ["capture", "--model"],
-                        ["capture", "--plugin"], ["publish", "--tally", "x.sqlite"]):
+                        ["capture", "--plugin"], ["publish", "--tally", "x.sqlite"], ["trace", "-o", "x"]):
             self.check(*command, HOSTILE, status=2 if command[0] == "diff" else 1, shows="owned")
         for arguments in ([HOSTILE], ["decode", "--" + HOSTILE], ["capture", "--format", HOSTILE],
                           ["capture", "--api", HOSTILE]):

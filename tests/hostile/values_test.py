@@ -21,10 +21,11 @@ OPTIONS = [
     ("publish", "file", "--tally"),
     *[("diff", "file", "file", option) for option in ("--format", "--path", "--ignore")],
     *[("query", "file", "SELECT 1", option) for option in QUERY],
+    *[("trace", "file", option) for option in ("--output", "--timeout")],
     *[("triage", "file", option) for option in ("--against", "--rules", "--fail-on", "--format", "--timeout")],
 ]
 FLAGS = [("capture", "--all"), ("decode", "--stats"), ("decode", "--recover"), ("tally", "file", "--watch")]
-NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file"), ("query",), ("query", "file"), ("triage",)]
+NAMES = [("decode",), ("show",), ("tally",), ("publish", "--tally", "store"), ("diff", "file"), ("decode", "file"), ("query",), ("query", "file"), ("triage",), ("trace", "-o", "out")]
 
 
 class Values(unittest.TestCase):
@@ -55,10 +56,10 @@ class Values(unittest.TestCase):
                          (1, "", "velstat: --stats=: No such file or directory\n"))
 
     def test_every_option_is_in_the_list(self):
-        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff", "query", "triage"):
+        for command in ("capture", "decode", "generate records", "show", "tally", "publish", "diff", "query", "triage", "trace"):
             text = run(*command.split(), "--help")[1]
-            shown = {line.split()[0].split("{")[0] for line in text.splitlines()
-                     if line.startswith("  --") and len(line) > 2 and line.split()[1].split(":")[0].isupper()}
+            shown = {line.split()[0].split(",")[-1].split("{")[0] for line in text.splitlines()
+                     if line.startswith("  -") and len(line.split()) > 1 and line.split()[1].split(":")[0].isupper()}
             listed = {option for *arguments, option in OPTIONS if arguments[:len(command.split())] == command.split()}
             self.assertEqual(shown, listed, command)
 
