@@ -77,6 +77,18 @@ TEST(NestedSlices, OfAnyTimesNest) {
   }
 }
 
+TEST(NestedSlices, OfMoreCallsThanAreRememberedNest) {
+  for (std::uint64_t begin = 100; begin < 1100; ++begin) {
+    NestedSlices track;
+    std::vector<Slice> slices;
+    for (std::uint64_t call = 0; call < 100; ++call) {
+      slices.push_back(track.add({100 + call * 10, 107 + call * 10}));
+    }
+    slices.push_back(track.add({begin, 2000}));
+    ASSERT_TRUE(nests(slices)) << "begins at " << begin;
+  }
+}
+
 TEST(NestedSlices, OfManyCallsFitTheirCaller) {
   NestedSlices track;
   for (std::uint64_t call = 0; call < 1000; ++call) {
