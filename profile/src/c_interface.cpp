@@ -138,3 +138,38 @@ size_t vel_profile_event_name(uint32_t category, uint32_t component, uint32_t ev
 size_t vel_profile_datatype_name(uint32_t datatype, char* out, size_t capacity) {
   return copy_name(datatype_names(), datatype, out, capacity);
 }
+
+size_t vel_profile_subtype_name(uint32_t category, uint32_t component, uint32_t subtype, char* out, size_t capacity) {
+  return copy_name(subtype_names(category, component), subtype, out, capacity);
+}
+
+size_t vel_profile_rows(vel_profile_row* out, size_t capacity) {
+  std::size_t count = 0;
+  for (const Layout& layout : all_layouts()) {
+    for (const Row& row : layout.rows) {
+      if (count < capacity) { // names are literals: NUL-terminated
+        out[count] = {layout.name.data(), row.key.data(), static_cast<std::uint32_t>(row.kind), row.offset, row.size,
+                      row.width,          row.parameter};
+      }
+      ++count;
+    }
+  }
+  return count;
+}
+
+size_t vel_profile_shows(const void* records, size_t count, const char* layout, unsigned char* shown) {
+  const Layout* wanted = nullptr; // equal to no shown layout
+  for (const Layout& known : all_layouts()) {
+    if (known.name == layout) {
+      wanted = &known;
+    }
+  }
+  const unsigned char* record = static_cast<const unsigned char*>(records);
+  std::size_t showing = 0;
+  for (std::size_t i = 0; i < count; ++i, record += sizeof(_VelProfileReport)) {
+    const ShownLayouts layouts = shown_layouts(record);
+    shown[i] = static_cast<unsigned char>(std::count(layouts.begin(), layouts.end(), wanted));
+    showing += shown[i] != 0;
+  }
+  return showing;
+}

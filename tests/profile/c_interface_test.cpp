@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <map>
+#include <set>
 
 extern "C" int c_program_renders_a_record(const void* record, const char* expected, size_t length);
 
@@ -124,6 +126,70 @@ TEST(CInterface, NoRecordHasMoreFieldsThanTheCapacity) {
   }
 }
 
+TEST(CInterface, Rows_AreTheFieldsOfAnyRecordThatShowsTheLayout) {
+  std::vector<vel_profile_row> rows(vel_profile_rows(nullptr, 0));
+  ASSERT_EQ(vel_profile_rows(rows.data(), rows.size()), rows.size());
+  std::map<std::string, std::vector<vel_profile_row>> layouts;
+  for (const vel_profile_row& row : rows) {
+    layouts[row.layout].push_back(row);
+  }
+  std::set<std::string> seen;
+  RandomRecords records(16);
+  for (unsigned i = 0; i < 20'000; ++i) {
+    vel_profile_field fields[VEL_PROFILE_FIELD_CAPACITY];
+    const std::size_t count = vel_profile_fields(records.next().bytes, fields, VEL_PROFILE_FIELD_CAPACITY);
+    for (std::size_t at = 0, row = 0; at < count; ++at, ++row) {
+      if (at != 0 && fields[at].group != fields[at - 1].group) {
+        row = 0;
+      }
+      const std::vector<vel_profile_row>& listed = layouts[fields[at].layout];
+      ASSERT_LT(row, listed.size()) << fields[at].layout;
+      EXPECT_STREQ(listed[row].key, fields[at].key);
+      EXPECT_EQ(listed[row].kind, fields[at].kind);
+      EXPECT_EQ(listed[row].offset, fields[at].offset);
+      EXPECT_EQ(listed[row].size, fields[at].size);
+      EXPECT_EQ(listed[row].width, fields[at].width);
+      if (fields[at].kind == VEL_PROFILE_CONSTANT) {
+        EXPECT_EQ(listed[row].parameter, fields[at].number);
+      }
+      seen.insert(fields[at].layout);
+    }
+  }
+  EXPECT_EQ(seen.size(), layouts.size()) << "every layout was compared";
+}
+
+TEST(CInterface, Rows_GoNoFurtherThanTheCapacity) {
+  vel_profile_row rows[3] = {};
+  EXPECT_GT(vel_profile_rows(rows, 2), 2U);
+  EXPECT_STREQ(rows[1].key, "packet-size");
+  EXPECT_EQ(rows[2].key, nullptr);
+}
+
+TEST(CInterface, Shows_CountsTheLayoutInEachRecord) {
+  const Record records[] = {Record(7, 0, 2, 2), Record(7, 0, 9, 2), Record(0, 0, 0, 2), Record(0, 0, 0, 3)};
+  struct ShowsCase {
+    const char* layout;
+    unsigned char shown[4];
+    std::size_t showing;
+  };
+  const ShowsCase cases[] = {
+      {"zorb-input-packet", {1, 0, 0, 0}, 1},
+      {"short-data", {1, 2, 1, 0}, 3},
+      {"event", {0, 0, 0, 1}, 1},
+      {"short", {0, 0, 0, 0}, 0},
+  };
+  std::string bytes;
+  for (const Record& record : records) {
+    bytes.append(reinterpret_cast<const char*>(record.bytes), sizeof record.bytes);
+  }
+  for (const ShowsCase& row : cases) {
+    unsigned char shown[5] = {9, 9, 9, 9, 9};
+    EXPECT_EQ(vel_profile_shows(bytes.data(), 4, row.layout, shown), row.showing) << row.layout;
+    EXPECT_EQ(std::string(shown, shown + 4), std::string(row.shown, row.shown + 4)) << row.layout;
+    EXPECT_EQ(shown[4], 9) << row.layout;
+  }
+}
+
 TEST(CInterface, Names) {
   const auto name = [](auto function, auto... ids) {
     char out[32];
@@ -137,6 +203,9 @@ TEST(CInterface, Names) {
   EXPECT_EQ(name(vel_profile_component_name, 12U, 3U), "3");
   EXPECT_EQ(name(vel_profile_event_name, 7U, 3U, 5U), "ckp_HaldenStartHaptics");
   EXPECT_EQ(name(vel_profile_datatype_name, 10U), "zorb-context");
+  EXPECT_EQ(name(vel_profile_subtype_name, 7U, 1U, 224U), "AmpPowerUpPhase1");
+  EXPECT_EQ(name(vel_profile_subtype_name, 7U, 3U, 7U), "ckp_HaldenPlayAsset");
+  EXPECT_EQ(name(vel_profile_subtype_name, 2U, 0U, 7U), "7");
   char small[4] = "abc";
   EXPECT_EQ(vel_profile_datatype_name(0, small, sizeof small), 4U);
   EXPECT_STREQ(small, "abc");

@@ -85,6 +85,28 @@ VEL_PROFILE_API size_t vel_profile_component_name(uint32_t category, uint32_t co
 VEL_PROFILE_API size_t vel_profile_event_name(uint32_t category, uint32_t component, uint32_t event, char* out,
                                               size_t capacity);
 VEL_PROFILE_API size_t vel_profile_datatype_name(uint32_t datatype, char* out, size_t capacity);
+// Of a value of the kind VEL_PROFILE_SUBTYPE_NAME, such as a ZORB action.
+VEL_PROFILE_API size_t vel_profile_subtype_name(uint32_t category, uint32_t component, uint32_t subtype, char* out,
+                                                size_t capacity);
+
+// One row of a layout: a field as every record that shows the layout has it.
+typedef struct vel_profile_row {
+  const char* layout; // [static]
+  const char* key;    // [static]
+  uint32_t kind;      // vel_profile_kind
+  uint32_t offset;    // of the value in the record, and its size there in bytes; both 0 for a constant
+  uint32_t size;
+  uint32_t width;     // least width of the value in the text; 0: none
+  uint32_t parameter; // of a constant its value; of sliced bytes the offset of the u16 that says how many they are
+} vel_profile_row;
+
+// Writes the rows of all layouts to `out`, at most `capacity` of them, and returns how many there are. The rows of a
+// layout are consecutive and in the order of the text.
+VEL_PROFILE_API size_t vel_profile_rows(vel_profile_row* out, size_t capacity);
+
+// For each of the consecutive records, stores in `shown` how often it shows the layout of this name: 0, 1 or 2 times.
+// Returns how many records show it. No record shows a layout that does not exist.
+VEL_PROFILE_API size_t vel_profile_shows(const void* records, size_t count, const char* layout, unsigned char* shown);
 
 #ifdef __cplusplus
 }
