@@ -21,3 +21,7 @@ configure_package_config_file(cmake/velprofileConfig.cmake.in ${PROJECT_BINARY_D
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/velprofileConfig.cmake ${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake
   DESTINATION ${package})
+
+# The Python module where Debian's interpreter looks if the prefix is /usr; elsewhere for PYTHONPATH.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/velprofile DESTINATION lib/python3/dist-packages
+  FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)

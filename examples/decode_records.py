@@ -2,10 +2,11 @@
 """Decodes profile records with libvelprofile: decode_records.py LIBRARY RECORDS [--fields]
 
 Prints the text of each record, or with --fields its payload as JSON. An example of the C interface from another
-language; it needs nothing but Python's standard library.
+language; it needs nothing but Python's standard library. The module velprofile (docs/python.md) does more in less.
 """
 import ctypes
 import json
+import os
 import sys
 
 RECORD_SIZE = 48
@@ -90,4 +91,8 @@ def main(library, path, *options):
 if __name__ == "__main__":
     if len(sys.argv) < 3:
         sys.exit(__doc__)
-    main(*sys.argv[1:])
+    try:
+        main(*sys.argv[1:])
+        sys.stdout.flush()
+    except BrokenPipeError:  # the reader has seen enough; the interpreter's last flush must not complain either
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())

@@ -1,6 +1,8 @@
 #!/usr/bin/env python3
-"""Checks from the includes that every room uses only the rooms that it may, and prints each include that does not."""
+"""Checks from the includes that every room uses only the rooms that it may, and prints each include that does not.
+Of the Python module, the same from its imports."""
 
+import ast
 import pathlib
 import re
 import sys
@@ -74,9 +76,46 @@ ROOMS = [
 
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]', re.M)
 
+# The Python module: what it may import, at a module's top and inside of functions or for type checkers.
+PYTHON = "python/velprofile"
+PYTHON_LIBRARIES = {"numpy", "pandas"}
+FOR_TYPES = "TYPE_CHECKING"
+
+
+def imports(node, nested=False):
+    """Every imported module below a node, and whether the import runs only when it is needed."""
+    for child in ast.iter_child_nodes(node):
+        if isinstance(child, ast.Import):
+            yield from ((name.name.partition(".")[0], nested) for name in child.names)
+        elif isinstance(child, ast.ImportFrom):
+            yield "own" if child.level == 1 else (child.module or "").partition(".")[0], nested
+        else:
+            later = isinstance(child, ast.FunctionDef) or (isinstance(child, ast.If) and ast.unparse(child.test) == FOR_TYPES)
+            yield from imports(child, nested or later)
+
+
+def python_failures():
+    sources = sorted((ROOT / PYTHON).glob("**/*"))
+    if not any(path.name == "__init__.py" for path in sources):
+        yield f"{PYTHON}: is missing"
+    for path in sources:
+        relative = path.relative_to(ROOT)
+        if path.suffix in {".so", ".c", ".cpp", ".pyx"}:
+            yield f"{relative}: the module has no compiled part"
+        if path.suffix != ".py":
+            continue
+        tree = ast.parse(path.read_text())
+        if not ast.get_docstring(tree):
+            yield f"{relative}: does not say what it is for"
+        for name, nested in imports(tree):
+            if name in PYTHON_LIBRARIES and not nested:
+                yield f"{relative}: may import {name} only in the functions that need it"
+            elif name not in PYTHON_LIBRARIES | {"own"} | sys.stdlib_module_names:
+                yield f"{relative}: may not import {name}"
+
 
 def main():
-    failures = []
+    failures = list(python_failures())
     seen = 0
     for room, allowed in ROOMS:
         for path in sorted((ROOT / room).rglob("*")):

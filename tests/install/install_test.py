@@ -55,6 +55,18 @@ class Installed(unittest.TestCase):
         self.assertEqual(expected.count(b"'binary-data'"), 100)
         self.assertEqual(run(build / "consumer", input=records), expected)
 
+    def test_python_module_finds_library_and_command_beside_itself(self):
+        records = self.folder / "records"
+        records.write_bytes(bytes(96))
+        script = f"""if True:
+            import velprofile
+            print(len(velprofile.decode(bytes(48))), len(list(velprofile.query({str(records)!r}, 'SELECT 1 FROM records'))))
+        """
+        shown = run(sys.executable, "-c", script, env={"PYTHONPATH": str(self.prefix / "lib/python3/dist-packages"),
+                                                       "PYTHONDONTWRITEBYTECODE": "1"})
+        self.assertEqual(shown, b"1 2\n")
+        self.assertTrue((self.prefix / "lib/python3/dist-packages/velprofile/py.typed").exists())
+
     def test_no_file_names_this_machine(self):
         files = [path for path in self.prefix.rglob("*") if path.is_file()]
         self.assertGreater(len(files), 10)
