@@ -5,6 +5,7 @@
 #include <profile/record_view.h>
 #include <sources/json_fields.h>
 #include <sources/record.h>
+#include <velstat/trace/event_fields.h>
 
 #include <fmt/format.h>
 
@@ -28,40 +29,15 @@ constexpr std::uint64_t marksThread = 1;
 constexpr std::uint64_t pressThread = 2; // and those after it
 constexpr std::uint64_t firstComponentThread = 16;
 
-// How much is remembered of what devices choose. Beyond it, tracks are named again, and calls may overlap.
+// How much is remembered of what devices choose. Beyond it, tracks are named again, calls may
+// overlap, and presses of the oldest runs end.
 constexpr std::size_t mostNamed = 65536;
 constexpr std::size_t mostThreads = 1024;
-constexpr std::size_t mostConfigurations = 1024;
+constexpr std::size_t mostPresses = 64;
 
 // A track as one number: threads have 32 bits.
 std::uint64_t keyOf(Track track) {
   return track.process << 32 | track.thread;
-}
-
-void appendMember(OutputBuffer& out, std::string_view key, std::uint64_t number) {
-  out.append('"');
-  out.append(key);
-  out.append("\":");
-  out.appendNumber(number);
-}
-
-// The first layout that the record shows, without what is shown twice, dumps, and `left`.
-void appendFields(OutputBuffer& out, const unsigned char* record, const profile::Row* left) {
-  profile::FieldCursor cursor(record);
-  profile::Field field;
-  while (cursor.next(field) && field.group == 0) {
-    const FieldKind kind = field.row->kind;
-    if (field.row == left || kind == FieldKind::quoted_number || kind == FieldKind::bytes ||
-        kind == FieldKind::sliced_bytes) {
-      continue;
-    }
-    out.append('"');
-    out.append(field.row->key);
-    out.append("\":");
-    sources::appendJsonField(out, field);
-    out.append(',');
-  }
-  appendMember(out, "sequence_num", sources::sequenceNumber(record));
 }
 
 std::string_view severityTrack(rules::Severity severity) {
@@ -114,19 +90,19 @@ Timeline::RunState& Timeline::begin(std::uint32_t run, const Run& begun, std::ui
 }
 
 void Timeline::add(const unsigned char* record, const sources::Details& details, const std::vector<Run>& runs) {
-  ++records_;
+  ++other_.records;
   const std::uint32_t run = details.run;
   const bool begins = run >= runs_.size() || !runs_[run].begun;
   RunState& state = begins ? begin(run, runs[run], sources::timeStamp(record)) : runs_[run];
   const std::optional<std::uint64_t> place = axis_.place(sources::timeStamp(record), state.shift);
   if (!place) {
-    ++beyond_;
+    ++other_.beyond;
     return;
   }
   const std::uint64_t time = *place;
   state.latest = std::max(state.latest, time);
   firstTime_ = firstTime_.value_or(time);
-  if (begins && runs[run].start != Run::Start::first) {
+  if (!std::exchange(state.shown, true) && runs[run].start != Run::Start::first) {
     addBreak(runs[run], run, state, time);
   }
   if (details.missing != 0) {
@@ -140,13 +116,13 @@ void Timeline::add(const unsigned char* record, const sources::Details& details,
   const EventKinds::OfLayout& layout = kinds_.ofLayout(record);
   switch (layout.kind) {
   case EventKind::dump:
-    ++dumps_;
+    ++other_.dumps;
     return;
   case EventKind::call:
     addCall(record, *layout.call, run, time);
     return;
   case EventKind::configuration:
-    remember(record);
+    other_.keepConfiguration(record);
     break;
   case EventKind::instant:
     if (kinds_.isContextSwitch(record)) {
@@ -223,10 +199,26 @@ void Timeline::addInstant(const unsigned char* record, const EventKinds::OfLayou
     return;
   }
   if (const auto step = kinds_.step(record, action.number)) {
-    if (!state.press) {
-      state.press.emplace(Track{track.process, pressThread}, nextFlow_);
+    pressOf(run, state).add(*step, time, name, events_);
+  }
+}
+
+PressTrack& Timeline::pressOf(std::uint32_t run, RunState& state) {
+  if (!state.press) {
+    if (presses_.size() >= mostPresses) {
+      finishPress(runs_[presses_.front()]);
+      presses_.pop_front();
     }
-    state.press->add(*step, time, name, events_);
+    state.press = std::make_unique<PressTrack>(trackOf(run, log, pressThread), nextFlow_);
+    presses_.push_back(run);
+  }
+  return *state.press;
+}
+
+void Timeline::finishPress(RunState& state) {
+  if (state.press) {
+    state.press->finish(state.latest, events_);
+    state.press.reset();
   }
 }
 
@@ -283,58 +275,17 @@ void Timeline::addFinding(const rules::Finding& finding, std::uint64_t time) {
   events_.end();
 }
 
-void Timeline::remember(const unsigned char* record) {
-  const std::uint32_t key =
-      std::uint32_t{profile::type(record)} << 16 | profile::category(record) << 8 | profile::component(record);
-  if (configurations_.size() < mostConfigurations || configurations_.contains(key)) {
-    std::copy_n(record, profile::record_size, configurations_[key].begin());
-  }
-}
-
-std::string Timeline::otherData() const {
-  OutputBuffer out;
-  appendMember(out, "records", records_);
-  out.append(',');
-  appendMember(out, "dumps left out", dumps_);
-  out.append(',');
-  appendMember(out, "times beyond the axis", beyond_);
-  out.append(",\"clocks\":[");
-  std::string_view separator;
-  for (const sources::InputInfo& input : inputs_) {
-    for (const sources::ClockRelation& clock : input.capture.clocks) {
-      out.append(separator);
-      out.append(fmt::format("{{\"input\":{},\"calendar minus timestamp\":\"{}\",\"lines\":{}}}", jsonText(input.name),
-                             clock.offset, clock.lines));
-      separator = ",";
-    }
-  }
-  out.append("],\"sensors\":[");
-  separator = "";
-  for (const auto& [key, bytes] : configurations_) {
-    const RecordNames names(bytes.data());
-    out.append(separator);
-    out.append(fmt::format("{{\"component\":\"{}\",\"type\":\"{}\",", names.component, names.type));
-    appendFields(out, bytes.data(), nullptr);
-    out.append('}');
-    separator = ",";
-  }
-  out.append(']');
-  return std::string(out.view());
-}
-
 void Timeline::finish() {
   for (std::uint32_t run = 0; run < runs_.size(); ++run) {
     RunState& state = runs_[run];
-    if (state.press) {
-      state.press->finish(state.latest, events_);
-    }
+    finishPress(state);
     endRunning(run, state, std::max(state.latest, state.runningSince), "running: its end is not recorded");
   }
   for (const rules::Finding* const finding : marks_.takeRest()) {
     addFinding(*finding, firstTime_.value_or(0));
   }
   if (events_.hasEvents()) {
-    events_.finish(otherData());
+    events_.finish(other_.text(inputs_));
   }
 }
 

@@ -6,12 +6,14 @@
 #include <velstat/trace/event_writer.h>
 #include <velstat/trace/finding_marks.h>
 #include <velstat/trace/nested_slices.h>
+#include <velstat/trace/other_data.h>
 #include <velstat/trace/press_track.h>
 #include <velstat/trace/time_axis.h>
 
 #include <array>
 #include <cstdint>
-#include <map>
+#include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -31,8 +33,8 @@ public:
   // Ends what is still open, and the document. Without any event nothing is written.
   void finish();
 
-  std::uint64_t records() const { return records_; }
-  std::uint64_t beyond() const { return beyond_; } // the axis: records that are left out
+  std::uint64_t records() const { return other_.records; }
+  std::uint64_t beyond() const { return other_.beyond; } // the axis: records that are left out
 
 private:
   // The parts of a run, each a process.
@@ -43,11 +45,11 @@ private:
     std::array<bool, parts> named{};
     std::uint64_t shift = 0;
     std::uint64_t latest = 0; // place of its latest record
-    std::optional<PressTrack> press;
+    bool shown = false;       // a record of it
+    std::unique_ptr<PressTrack> press;
     std::optional<std::uint32_t> running; // thread
     std::uint64_t runningSince = 0;
   };
-  using Bytes = std::array<unsigned char, profile::record_size>;
 
   Track trackOf(std::uint32_t run, Part part, std::uint64_t thread) const;
   Track namedTrack(std::uint32_t run, Part part, std::uint64_t thread, std::string_view name);
@@ -64,8 +66,8 @@ private:
   void addBreak(const sources::Run& begun, std::uint32_t run, const RunState& state, std::uint64_t time);
   void addGap(const unsigned char* record, std::uint32_t missing, std::uint32_t run, std::uint64_t time);
   void addFinding(const rules::Finding& finding, std::uint64_t time);
-  void remember(const unsigned char* record);
-  std::string otherData() const;
+  PressTrack& pressOf(std::uint32_t run, RunState& state);
+  void finishPress(RunState& state);
 
   const std::vector<sources::InputInfo>& inputs_;
   FindingMarks marks_;
@@ -77,12 +79,10 @@ private:
   std::unordered_map<std::string, std::uint32_t> runsOfLog_;
   std::unordered_set<std::uint64_t> named_;               // tracks
   std::unordered_map<std::uint64_t, NestedSlices> calls_; // by track
-  std::map<std::uint32_t, Bytes> configurations_;         // the last one by datatype, category and component
-  bool findingsNamed_ = false;                            // the process
+  std::deque<std::uint32_t> presses_;                     // runs that have one
+  OtherData other_;
+  bool findingsNamed_ = false; // the process
   std::uint64_t nextFlow_ = 0;
-  std::uint64_t records_ = 0;
-  std::uint64_t dumps_ = 0;
-  std::uint64_t beyond_ = 0;
   std::optional<std::uint64_t> firstTime_;
 };
 
