@@ -124,8 +124,27 @@ void State::startClock() {
 
 void State::requireTime() const {
   if (isLate()) {
-    throw Error(fmt::format("the SQL has not ended within {:g} s and was stopped; --timeout gives it more time",
-                            static_cast<double>(limits.time.count()) / 1000));
+    throw Error(lateness());
+  }
+}
+
+std::string State::lateness() const {
+  return fmt::format("the SQL has not ended within {:g} s and was stopped; --timeout gives it more time",
+                     static_cast<double>(limits.time.count()) / 1000);
+}
+
+void State::enter() {
+  if (limits.overdue != nullptr && deadline_) {
+    if (!overdue_) {
+      overdue_.emplace([this] { limits.overdue(lateness()); });
+    }
+    overdue_->enter(*deadline_);
+  }
+}
+
+void State::leave() {
+  if (overdue_) {
+    overdue_->leave();
   }
 }
 
@@ -196,7 +215,9 @@ std::string_view Statement::name(std::size_t column) const {
 }
 
 bool Statement::step() {
+  state_.enter();
   const int result = sqlite3_step(statement_);
+  state_.leave();
   if (result != SQLITE_ROW && result != SQLITE_DONE) {
     state_.fail({});
   }

@@ -49,6 +49,9 @@ struct TableInfo {
 struct Limits {
   std::chrono::milliseconds time{60'000}; // of a statement, from its preparation; 0: no limit
   std::size_t memory = std::size_t{512} << 20;
+  // Called on another thread, with a line for the user, when the time is over and a function of SQL does not come back,
+  // which cannot be stopped: it ends the process. Null: the function is waited for.
+  void (*overdue)(const std::string& line) = nullptr;
 };
 
 enum class ValueType : std::uint8_t { null, integer, real, text, blob };

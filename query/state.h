@@ -2,6 +2,7 @@
 #pragma once
 
 #include <profile/render.h>
+#include <query/overdue.h>
 #include <query/virtual_table.h>
 
 #include <chrono>
@@ -9,6 +10,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace vel::query {
@@ -39,6 +41,9 @@ public:
   void startClock();
   bool isLate() const { return deadline_ && std::chrono::steady_clock::now() >= *deadline_; }
   void requireTime() const; // throws Error when the time is over
+  // Around a call of SQLite that runs the SQL.
+  void enter();
+  void leave();
 
   // Throws what a table or SQLite has told. `sql` is what was prepared; empty: not known any more.
   [[noreturn]] void fail(std::string_view sql);
@@ -51,7 +56,10 @@ public:
   std::uint64_t recordsProduced = 0;
 
 private:
+  std::string lateness() const;
+
   std::optional<std::chrono::steady_clock::time_point> deadline_;
+  std::optional<Overdue> overdue_;
   Origin inputs_;
   std::optional<Origin> reference_;
   std::vector<std::unique_ptr<const Table>> tables_;

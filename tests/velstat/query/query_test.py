@@ -511,6 +511,12 @@ class Refusals(WithFolder):
         line = "velstat: the SQL has not ended within 1 s and was stopped; --timeout gives it more time\n"
         self.assertEqual(run("query", "--timeout", "1", str(self.device), NEVER_ENDS), (1, "", line))
 
+    def test_AFunctionThatTakesMinutesStopsAfterTheTimeout(self):
+        # SQLite does not ask whether to go on while a function runs; this one appends 2147483647 times.
+        repeated = ", ".join(["nullif(printf('%.*c', 2147483647, 'x'), 1)"] * 50)
+        line = "velstat: the SQL has not ended within 1 s and was stopped; --timeout gives it more time\n"
+        self.assertEqual(run("query", "--timeout", "1", str(self.device), f"SELECT coalesce({repeated})"), (1, "", line))
+
     def test_ASourceThatNeverEndsStopsAtTheTimeout(self):
         # No record passes the filter, so that SQLite is never asked whether to go on.
         done = subprocess.run(

@@ -98,7 +98,8 @@ int runQuery(QueryOptions& line) {
                                             .watchedOutput = line.exported.empty() ? STDOUT_FILENO : -1,
                                             .complain = [](std::string_view text) { complain(text); }});
   const bool exports = !line.exported.empty();
-  query::Database database(sources, {.time = std::chrono::seconds(exports ? 0 : line.timeout)});
+  query::Database database(sources, {.time = std::chrono::seconds(exports ? 0 : line.timeout),
+                                     .overdue = [](const std::string& late) { endNow(late, 1); }});
   try {
     writeAnswer(database, line, sql);
   } catch (const sources::OutputClosed&) {

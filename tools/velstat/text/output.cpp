@@ -93,6 +93,11 @@ void complain(const std::exception& error) {
   }
 }
 
+void endNow(std::string_view line, int status) {
+  complain(line);
+  _exit(status);
+}
+
 bool isTerminal() {
   static const bool terminal = isatty(STDOUT_FILENO) != 0; // before a pager takes its place
   return terminal;

@@ -29,6 +29,8 @@ void remark(std::string_view message);
 // The same for an error.
 void complain(std::string_view message);
 void complain(const std::exception& error);
+// Complains and ends the process at once: for when a call does not come back. [any thread]
+[[noreturn]] void endNow(std::string_view line, int status);
 
 // Whether standard output is a terminal, maybe with a pager before it.
 bool isTerminal();

@@ -94,8 +94,13 @@ void write(const TriageOptions& line, const std::vector<rules::Finding>& finding
   out.flush();
 }
 
+query::Limits limitsOf(const TriageOptions& line) {
+  return {.time = std::chrono::seconds(line.timeout),
+          .overdue = [](const std::string& late) { endNow(late, unreadable); }};
+}
+
 int testRules(const TriageOptions& line) {
-  const query::Limits limits{.time = std::chrono::seconds(line.timeout)};
+  const query::Limits limits = limitsOf(line);
   const rules::ShippedSamples samples;
   std::size_t count = rules::shippedRules().size();
   std::vector<std::string> failures = rules::failedSamples(rules::shippedRules(), samples.folder(), limits);
@@ -155,11 +160,10 @@ int triageInputs(const TriageOptions& line) {
   for (const std::vector<std::string>& device : devicesOf(line.inputs)) {
     sources::Sources sources(device, sourceOptions());
     const std::vector<rules::Finding> seen =
-        rules::triage(sources, reference ? &*reference : nullptr, all, {.time = std::chrono::seconds(line.timeout)},
-                      [&](const rules::Error& error) {
-                        complain(error);
-                        isWhole = false;
-                      });
+        rules::triage(sources, reference ? &*reference : nullptr, all, limitsOf(line), [&](const rules::Error& error) {
+          complain(error);
+          isWhole = false;
+        });
     findings.insert(findings.end(), seen.begin(), seen.end());
     isWhole = isWhole && sources.isSound();
   }
