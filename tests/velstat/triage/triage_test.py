@@ -290,6 +290,12 @@ class Small(unittest.TestCase):
             self.assertEqual((status, err), (3, f"velstat: {self.folder / 'bad.sql'}: {message}\n"))
             self.assertIn("warning  log-gaps", out)
 
+    def test_a_function_of_a_rule_that_takes_minutes_ends_the_command_with_3(self):
+        repeated = ", ".join(["nullif(printf('%.*c', 2147483647, 'x'), 1)"] * 50)
+        self.rule("bad.sql", RULE + f"SELECT coalesce({repeated}) AS n")
+        self.assertEqual(run("triage", "--rules", self.folder, "--timeout", "1", SAMPLES / "gap.jsonl"),
+                         (3, "", "velstat: the SQL has not ended within 1 s and was stopped; --timeout gives it more time\n"))
+
     def test_wrong_folders_of_rules(self):
         for folder, message in ((self.folder, "a folder of 1 to 1000 rules (*.sql) is expected; it has 0"),
                                 (self.folder / "none", "No such file or directory"),
