@@ -207,6 +207,30 @@ class Captures(Diff):
                          (2, False, False, []))
 
 
+    def test_distributions(self):
+        """Counts and ranges, or percentiles where those are the same; a range that was left is notable."""
+        rows = [
+            ([10, 20] * 5, [10, 20] * 5, None),
+            ([10, 12, 20] * 3, [10, 18, 20] * 3, ("p50 12, p99 20 → p50 18, p99 20", False)),
+            ([10, 20] * 5, [10, 21] * 5, ("10 × 10..20 → 10 × 10..21", False)),
+            ([10, 20] * 5, [10, 20] * 4, ("10 × 10..20 → 8 × 10..20", False)),
+            ([10, 20] * 5, [10, 20] * 2, ("10 × 10..20 → 4 × 10..20", True)),
+            ([10, 20] * 5, [10] * 8 + [30] * 2, ("10 × 10..20 → 10 × 10..30", True)),
+            ([10, 20] * 5, [30] * 8, ("10 × 10..20 → 8 × 30", True)),
+            ([10, 20] * 3, [30] * 6, ("6 × 10..20 → 6 × 30", False)),  # too few to know the range
+        ]
+        self.captures(old=lambda _: None, new=lambda _: None)
+        for before, after, expected in rows:
+            with self.subTest(before=before, after=after):
+                for folder, samples in ("old", before), ("new", after):
+                    (self.folder / folder / "tally.sqlite").unlink()
+                    entries = b"".join(struct.pack("<BBBi", 0x30, 6, 11, sample << 16) for sample in samples)
+                    self.assertEqual(run("publish", "--tally", self.folder / folder / "tally.sqlite", "-", stdin=entries)[0], 0)
+                line = "  ~ com.tavik.kip.button.click.duration  "
+                self.assertEqual(self.lines("old", "new", "--ignore", "findings"), ["Metrics", line + expected[0]] if expected else [])
+                document = json.loads(self.diff("--format", "json", "old", "new")[1])
+                self.assertEqual([metric["notable"] for metric in document["metrics"]], [expected[1]] if expected else [])
+
     def test_findings_of_triage(self):
         def change(folder):
             with sqlite3.connect(folder / "tally.sqlite") as store:
@@ -232,6 +256,9 @@ class Captures(Diff):
         self.assertEqual(lines[0], "Findings")
         self.assertRegex(lines[1], r"\A  \+ \d+ clicks were counted, but single, double and triple clicks make \d+\.\Z")
         self.assertEqual(self.lines("old", "new", "--path", "findings", "--ignore", "findings/*"), [])
+        for arguments, colour in (["old", "new"], "31"), (["new", "old"], "32"):  # new ones are bad news
+            shown = run_on_terminal("diff", "--path", "findings", *arguments, cwd=self.folder)
+            self.assertIn(f"\x1b[{colour}m{'+' if colour == '31' else '-'} ", shown)
 
     def test_findings_of_both_sides_are_none(self):
         for folder in "old", "new":
@@ -420,7 +447,7 @@ class Records(Diff):
         for count in "3000", "300000":
             with open(self.folder / "r.bin", "wb") as file:
                 subprocess.run([VELSTAT, "generate", "records", "--count", count], stdout=file, check=True)
-            process = subprocess.Popen([VELSTAT, "diff", "r.bin", "r.bin"], cwd=self.folder, env=ENVIRONMENT)
+            process = subprocess.Popen([VELSTAT, "diff", "r.bin", "r.bin"], cwd=self.folder, env=ENVIRONMENT, stdout=subprocess.DEVNULL)
             _, status, usage = os.wait4(process.pid, 0)
             process.returncode = os.waitstatus_to_exitcode(status)
             self.assertEqual(status, 0)

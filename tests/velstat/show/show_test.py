@@ -233,6 +233,11 @@ A  plain/2-x.state, state record, {sizes[2]} bytes
         self.assertEqual((status, errors, [match["path"] for match in json.loads(out)[0]["matches"]]),
                          (0, "", ["B/k\\/l", "A/k\\/l", "A/k\\/l"]))
 
+    def test_a_path_may_match_the_device_only(self):
+        self.assertEqual(self.show("--path", "services/Gyro/opened", "small"), (0, "small  capture\n  services/Gyro/opened  true\n", ""))
+        status, out, errors = self.show("--format", "json", "--path", "services/Gyro/opened", "small")
+        self.assertEqual((status, json.loads(out)["matches"], errors), (0, [{"path": "services/Gyro/opened", "value": True}], ""))
+
     def test_paths_are_those_of_query(self):
         """The title, a slash and the path in the table of states name the same value."""
         rows = run("query", "--format", "json", "small", "SELECT report, path, value FROM state", cwd=self.folder)[1]
