@@ -63,6 +63,7 @@ export class Decoder {
   private readonly capacity: number;
   private readonly chosen: number;
   private readonly needle: number;
+  private readonly literals = new Map<number, string>(); // names of layouts and keys, by their addresses
 
   private constructor(private readonly wasm: Exports, bytes: Uint8Array, private readonly times: Times) {
     this.recordSize = wasm.vel_page_record_size();
@@ -158,8 +159,14 @@ export class Decoder {
   }
 
   private literal(address: number): string {
+    const known = this.literals.get(address);
+    if (known !== undefined) {
+      return known;
+    }
     const memory = new Uint8Array(this.wasm.memory.buffer);
-    return textOf(memory.subarray(address, memory.indexOf(0, address)));
+    const text = textOf(memory.subarray(address, memory.indexOf(0, address)));
+    this.literals.set(address, text);
+    return text;
   }
 
   private fieldValue(field: number): string {

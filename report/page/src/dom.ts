@@ -5,6 +5,9 @@ export type Attributes = Record<string, string | number | boolean | undefined>;
 
 /** Shows characters that change how others look, or that cannot be seen, as \u{…}. */
 export function visible(text: string): string {
+  if (/^[ -~]*$/.test(text)) { // most texts
+    return text;
+  }
   return text.replace(/[^\P{C}\n]|[\u2028\u2029]/gu, (character) => `\\u{${character.codePointAt(0)?.toString(16) ?? ""}}`);
 }
 

@@ -203,7 +203,10 @@ export class RecordList {
 
   private showActive(): void {
     for (const [place, row] of this.rows) {
-      row.setAttribute("aria-selected", String(place === this.selected));
+      const selected = String(place === this.selected);
+      if (row.getAttribute("aria-selected") !== selected) {
+        row.setAttribute("aria-selected", selected);
+      }
     }
     const active = this.rows.get(this.selected);
     if (active === undefined) {
