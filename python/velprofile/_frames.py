@@ -62,7 +62,7 @@ def _names(function: Callable[..., str], records: "Array", *ids: str) -> "pandas
         found.append(function(*reversed(parts)))
     # Two ids may have one name, and categories must be distinct.
     unique, index = numpy.unique(numpy.array(found, dtype=object).astype(str), return_inverse=True)
-    return pandas.Categorical.from_codes(index[codes] if len(codes) else codes, unique)
+    return pandas.Categorical.from_codes(index[codes], unique)
 
 
 def _values(records: "Array", field: Field) -> Any:

@@ -44,7 +44,7 @@ def raw_file(sources: Sources) -> pathlib.Path | None:
             head = file.read(_HEAD)
     except OSError:
         return None  # velstat says why
-    if not head or head.startswith(b"\x01\0\0\0"):
+    if head.startswith(b"\x01\0\0\0"):
         return None
     types, categories = set(names.types()), set(names.categories())
     if set(head[::RECORD_SIZE]) <= types and set(head[3::RECORD_SIZE]) <= categories and head.count(0) > len(head) // 24:

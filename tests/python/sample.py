@@ -43,7 +43,7 @@ def every_layout(each=40, seed=1):
             payload[at] = chance.choice([0, 0, 1, 7, 65])
         if chance.random() < 0.5:
             payload[0:4] = struct.pack("<I", chance.randrange(240))  # an action; the length of a slice follows
-            payload[4:6] = struct.pack("<H", chance.randrange(40))
+            payload[4:6] = struct.pack("<H", chance.choice([chance.randrange(40), 256]))
         if version is not None:
             payload[0:2] = struct.pack("<H", version)
         records.append(struct.pack("<BBBBIQ", kind, event, component, category, number, chance.getrandbits(64)) + payload)

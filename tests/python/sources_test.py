@@ -1,6 +1,7 @@
 """records and query on any source, and what they say about wrong ones."""
 
 import os
+import subprocess
 import sys
 import unittest
 import warnings
@@ -34,12 +35,31 @@ class Records(sample.InFolder):
 
     def test_several_sources_are_read_in_order(self):
         first, second = self.file("first", bytes(48)), self.file("second", b"\xff" * 48)
-        self.assertEqual(list(velprofile.records([second, str(first)])), [b"\xff" * 48, bytes(48)])
+        self.assertEqual(list(velprofile.records([str(first), second])), [bytes(48), b"\xff" * 48])
+        self.assertEqual(list(velprofile.records([second, first])), [b"\xff" * 48, bytes(48)])
 
     def test_names_that_look_like_options_are_files(self):
         os.chdir(self.folder)
         self.file("--stats", b"\xff" * 48)
         self.assertEqual(list(velprofile.records("--stats")), [b"\xff" * 48])
+
+    def test_pieces_of_any_size_are_put_together(self):
+        content = b"\xff" * 48 + sample.every_layout(each=1)
+        path = self.file("records", content)
+        for size in (1, 47, 49, 100):
+            with self.subTest(size):
+                self.addCleanup(setattr, velprofile._sources, "BLOCK", velprofile._sources.BLOCK)
+                velprofile._sources.BLOCK = size
+                self.assertEqual(b"".join(velprofile.records(path)), content)
+                rows = velprofile.query(path, "SELECT hex(record) AS record FROM records")
+                self.assertEqual("".join(row.record for row in rows), content.hex().upper())
+
+    def test_standard_input_is_read_even_if_a_file_has_its_name(self):
+        self.file("-", bytes(48))
+        script = "import velprofile; print(list(velprofile.records('-')) == [b'\\xff' * 48])"
+        shown = subprocess.run([sys.executable, "-c", script], cwd=self.folder, input=b"\xff" * 48, check=True,
+                               capture_output=True).stdout
+        self.assertEqual(shown, b"True\n")
 
     def test_only_certain_raw_files_are_read_directly(self):
         named = sample.every_layout(each=1)
