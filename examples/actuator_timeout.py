@@ -2,8 +2,8 @@
 """Finds clicks that were sensed and not felt, and draws them: actuator_timeout.py CAPTURE [PICTURE.png]
 
 Prints a line for each start of a haptic: the waveform that was played, or the failure that came in its place, and how
-long after the start. With a picture, draws a row for each start: the steps of the actuator on a time axis. An example
-of the module velprofile, on a capture of models/actuator-timeout.json or of a device.
+long after the start. With a picture, draws the steps of the actuator on a time axis, a row for each of the first starts
+that failed, or for the first starts if none did. An example of the module velprofile, on a capture of models/actuator-timeout.json or of a device.
 """
 
 import os
@@ -13,6 +13,7 @@ import velprofile
 
 FAILURES = ("HaldenCLTimeOut", "HaldenCLFault")
 OUTCOMES = ("ckp_HaldenPlayAsset", *FAILURES)
+ROWS = 6  # of the picture
 BEFORE, AFTER = 60_000, 250_000  # microseconds around a start that the picture shows
 
 
@@ -61,10 +62,10 @@ def main(capture, picture=None):
     for start, outcome, ended in starts:
         after = f" after {(ended - start) / 1000:.1f} ms" if ended is not None else ""
         print(f"{start / 1e6:.6f} s  {outcome or 'no outcome'}{after}")
-    failed = sum(outcome in FAILURES for _, outcome, _ in starts)
-    print(f"{failed} of {len(starts)} starts of a haptic failed")
+    failed = [start for start in starts if start[1] in FAILURES]
+    print(f"{len(failed)} of {len(starts)} starts of a haptic failed")
     if picture is not None and starts:
-        draw(steps, starts, picture)
+        draw(steps, (failed or starts)[:ROWS], picture)
 
 
 if __name__ == "__main__":
