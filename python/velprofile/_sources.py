@@ -56,6 +56,8 @@ def start(arguments: list[str], out: int | IO[bytes], messages: IO[bytes]) -> "s
     """Starts velstat. Its messages go to a file: they are read only after its end, and a pipe could fill up before."""
     try:
         return subprocess.Popen([_places.command(), *arguments], stdout=out, stderr=messages)
+    except ValueError as error:  # a NUL in a path
+        raise _places.Error(f"{error} in {arguments[-1]!r}") from None
     except OSError as error:
         raise _places.Error(f"velstat cannot be started: {error}; set VELSTAT to its path") from None
 

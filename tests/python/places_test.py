@@ -21,9 +21,9 @@ except velprofile.Error as error:
 
 
 class Places(sample.InFolder):
-    def show(self, module, **environment):
+    def show(self, module, script=SHOW, **environment):
         source = str(self.file("records", bytes(48)))
-        done = subprocess.run([sys.executable, "-c", SHOW.format(source=source)], capture_output=True, text=True,
+        done = subprocess.run([sys.executable, "-c", script.format(source=source)], capture_output=True, text=True,
                               env={"PYTHONPATH": str(module), "PATH": "", "PYTHONDONTWRITEBYTECODE": "1", **environment})
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         return done.stdout.strip()
@@ -52,6 +52,10 @@ class Places(sample.InFolder):
 
     def test_command_is_found_in_the_path(self):
         self.assertEqual(self.show(MODULE, VELPROFILE_LIBRARY=str(LIBRARY), PATH=str(COMMAND.parent)), "1 1")
+
+    def test_raw_records_need_no_command(self):
+        script = "import velprofile; print(len(list(velprofile.records({source!r}))), len(velprofile.to_numpy({source!r})))"
+        self.assertEqual(self.show(MODULE, script, VELPROFILE_LIBRARY=str(LIBRARY)), "1 1")
 
     def test_each_failure_says_what_to_set(self):
         broken = str(self.file("broken", b"not a library"))

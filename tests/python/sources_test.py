@@ -136,6 +136,10 @@ class WrongInput(sample.InFolder):
                         function(source)
                     self.assertEqual(str(caught.exception), f"{source}: {what}")
 
+    def test_a_path_with_a_nul_is_an_error(self):
+        with self.assertRaisesRegex(velprofile.Error, r"^embedded null byte in 'a\\x00b'$"):
+            velprofile.records("a\0b")
+
     def test_no_source_is_an_error(self):
         with self.assertRaisesRegex(velprofile.Error, "^no source: give one path or several$"):
             velprofile.records([])
