@@ -110,6 +110,28 @@ red\\x1B[31m\\n\\u{202E}      1  2023-11-15 03:43:20  2023-11-15 03:43:20
         self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, COLUMNS="200").splitlines(), lines)
         self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, COLUMNS="200", NO_COLOR="1"), self.TABLE)
 
+    def test_a_narrow_terminal_gets_fewer_columns_and_the_ends_of_keys(self):
+        self.fill_story()
+        self.assertEqual(run_on_terminal("tally", "tally.sqlite", cwd=self.folder, columns=64, NO_COLOR="1"), """\
+scalar              value  last change
+button.click.count     42  2023-11-15 04:43:20
+prox.count              0
+test                   -1  2023-11-15 04:43:20
+(too narrow for: last clear, first sample)
+
+distribution       count       mean  std dev  min  p50  p99  max
+button.click.time      3  -0.333333  2.59272   -4  1.5  1.5  1.5
+prox.time            250          8        0    8    8    8    8
+(too narrow for: first sample, last change, p90)
+""")
+        self.fill(("time", START), ("add", "com.tavik.kip.Gr\u00f6\u00dfe." + "x" * 30, 7))
+        self.assertEqual(run_on_terminal("tally", "--key", "com*", "tally.sqlite", cwd=self.folder, columns=45,
+                                         NO_COLOR="1"), """\
+scalar                                  value
+\u2026.Gr\u00f6\u00dfe.xxxxxxxxxxxxxxxxxxxxxxxxxxxxxx      7
+(too narrow for: first sample, last change)
+""")
+
     def test_json_has_everything(self):
         self.fill_story()
         status, out, errors = self.tally("--format", "json", "--key", "button*", "--key", "prox.c*", "tally.sqlite")
