@@ -158,6 +158,15 @@ class Corpora(Bounded):
             self.check_files(name, *[["decode", "--format", format] for format in ("text", "json", "csv")],
                              ["decode", "--escape", "--recover"], ["trace", "--no-findings", "-o", "-"])
 
+    def test_differences(self):
+        """Of each file and an empty one. What names the two takes some bytes too."""
+        named = 64
+        for name in "profile", "recovery", "read_line", "sources":
+            for path in sorted((CORPORA / name).iterdir()):
+                for arguments in ["diff"], ["diff", "--all"], ["diff", "--format", "json"]:
+                    with self.subTest(path.name, arguments=arguments):
+                        self.measure(*arguments, "/dev/null", str(path), size=path.stat().st_size + named)
+
     def test_lines_and_other_sources(self):
         for name in "read_line", "sources":
             self.folder = CORPORA / name

@@ -2,11 +2,13 @@
 longer is refused before it is read."""
 
 import json
+import random
 import sqlite3
 import struct
+import subprocess
 import unittest
 
-from command import run
+from command import VELSTAT, run
 from measured import SANITIZED, Bounded, binary_list, counted
 
 
@@ -92,6 +94,18 @@ class Largest(Bounded):
                           ["diff", "--format", "json", "a", "b"]):
             with self.subTest(arguments):
                 self.measure(*arguments, size=self.size("a", "b"))
+
+    def test_records_are_compared_in_constant_memory(self):
+        """Those that flows make, and random bytes, which have more kinds and fields than are kept."""
+        for name, content in ("flows", subprocess.run([VELSTAT, "generate", "records", "--count", "300000"], check=True,
+                                                      capture_output=True).stdout), ("random", random.Random(1).randbytes(14_400_000)):
+            peaks = []
+            for size in len(content) // 4, len(content):
+                (self.folder / name).write_bytes(content[:size])
+                run = self.measure("diff", "--ignore", "findings", name, name, size=size)
+                self.assertEqual((run.status, run.length, run.errors), (0, 0, ""))
+                peaks.append(run.memory)
+            self.assertLess(peaks[1], peaks[0] + (8 << 20), name)
 
     def test_longer_files_are_refused_before_they_are_read(self):
         for name, size in ("list", self.MOST + 1), ("entries", (1 << 30) + 1):
