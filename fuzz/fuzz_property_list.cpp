@@ -73,21 +73,39 @@ std::size_t mostText(const formats::Value& value, std::size_t indent) {
   return most;
 }
 
+// An input that holds this one list.
+sources::InputInfo inputWith(const formats::Value& value, std::size_t size) {
+  sources::InputInfo input;
+  input.name = "file";
+  input.kind = sources::Kind::propertyList;
+  input.size = size;
+  input.capture.reports.push_back({.size = size, .value = value});
+  return input;
+}
+
 void use(const formats::Value& value, std::size_t size) {
   stat::Measure text(mostText(value, 0));
   stat::appendTree(text, value, 0, plain);
 
-  const stat::ValueFile file{.name = "file", .size = size, .value = value};
-  rendered(size, [&](stat::Sink& out) { stat::showText(out, file, {}, plain); });
-  rendered(size, [&](stat::Sink& out) { stat::showText(out, file, patterns, plain); });
-  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, file, {}); });
-  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, file, patterns); });
+  const sources::InputInfo input = inputWith(value, size);
+  const stat::Side side{.input = input, .records = {}};
+  const sources::Report& report = side.input.capture.reports.front();
+  const stat::ShownPart part{.name = side.input.name, .value = report.value, .report = &report, .key = std::nullopt};
+  rendered(size, [&](stat::Sink& out) { stat::showText(out, part, {}, plain); });
+  rendered(size, [&](stat::Sink& out) { stat::showText(out, part, patterns, plain); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, part, {}); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::showJson(json, part, patterns); });
 
-  require(!stat::isDifferent(file, file));
-  const stat::ValueFile empty{.name = "empty", .value = {formats::Dictionary()}};
-  const stat::RecordPair pair = stat::pairOf(file, empty);
-  rendered(size, [&](stat::Sink& out) { stat::diffText(out, pair, &file, &empty, plain); });
-  requireJson(size, [&](stat::JsonWriter& json) { stat::diffJson(json, pair, &file, &empty); });
+  stat::compareReports(side.input, side.input, [](auto...) { std::abort(); });
+  const sources::InputInfo emptyInput = inputWith({formats::Dictionary()}, 0);
+  const stat::Side empty{.input = emptyInput, .records = {}};
+  stat::Result result{.before = side, .after = empty, .differences = {}};
+  result.eachReportValue = [&](const stat::TakeReportValue& take) {
+    stat::compareReports(side.input, empty.input, take);
+  };
+  const stat::SectionCounts counts = stat::countsOf(result);
+  rendered(size, [&](stat::Sink& out) { stat::diffText(out, result, counts, plain); });
+  requireJson(size, [&](stat::JsonWriter& json) { stat::diffJson(json, result, counts); });
 }
 
 // A path leads to the value that it was found at.

@@ -11,7 +11,7 @@ namespace {
 
 using sources::Details;
 using sources::Finding;
-using sources::Place;
+using sources::Location;
 using sources::Run;
 
 // Reads all records once, and keeps what their stream tells at its end.
@@ -151,7 +151,7 @@ std::unique_ptr<const Table> makeDefects() {
       std::vector<ReadingColumn<Finding>>{
           {{"source", "TEXT", "the input, as it was named"},
            [](Result result, const Origin& origin, const Finding& defect, std::size_t) {
-             result.text(origin.sources.inputs()[defect.place.input].name);
+             result.text(origin.sources.inputs()[defect.location.input].name);
            }},
           {{"kind", "TEXT", "contradiction, damaged, truncated …"},
            [](Result result, const Origin&, const Finding& defect, std::size_t) {
@@ -160,12 +160,12 @@ std::unique_ptr<const Table> makeDefects() {
           {{"count", "INTEGER", "of lines"}, numberMember<&Finding::count>},
           {{"report", "INTEGER", "report of the capture, from 0, or NULL"},
            [](Result result, const Origin&, const Finding& defect, std::size_t) {
-             if (defect.place.report != Place::noReport) {
-               result.number(defect.place.report);
+             if (defect.location.report != Location::noReport) {
+               result.number(defect.location.report);
              }
            }},
           {{"position", "INTEGER", "line in the report, from 0, or offset"},
-           [](Result result, const Origin&, const Finding& defect, std::size_t) { result.number(defect.place.at); }},
+           [](Result result, const Origin&, const Finding& defect, std::size_t) { result.number(defect.location.at); }},
           {{"text", "TEXT", "the same in words"},
            [](Result result, const Origin&, const Finding& defect, std::size_t) { result.text(defect.text); }},
       });

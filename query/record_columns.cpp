@@ -104,17 +104,17 @@ std::vector<RecordColumn> placeColumns() {
              }),
       detail({"source", "TEXT", "the input, as it was named"},
              [](Result result, const RecordRow& row, const RecordColumn&, RecordTools& tools) {
-               result.text(tools.inputs[row.details->place.input].name);
+               result.text(tools.inputs[row.details->location.input].name);
              }),
       detail({"report", "INTEGER", "report of the capture, from 0, or NULL"},
              [](Result result, const RecordRow& row, const RecordColumn&, RecordTools&) {
-               if (row.details->place.report != sources::Place::noReport) {
-                 result.integer(row.details->place.report);
+               if (row.details->location.report != sources::Location::noReport) {
+                 result.integer(row.details->location.report);
                }
              }),
       detail({"position", "INTEGER", "line in the report, from 0, or byte offset"},
              [](Result result, const RecordRow& row, const RecordColumn&, RecordTools&) {
-               result.number(row.details->place.at);
+               result.number(row.details->location.at);
              }),
   };
 }

@@ -117,7 +117,7 @@ private:
 
   void describe(const unsigned char* record, std::size_t place, Details& details) {
     details = {};
-    details.place = {.input = number_, .at = block_->offset + place};
+    details.location = {.input = number_, .at = block_->offset + place};
     if (clock_) {
       details.calendar = timeStamp(record) + static_cast<std::uint64_t>(clock_->offset);
     }

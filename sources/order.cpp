@@ -193,7 +193,7 @@ void describe(RecordsInOrder& result, const RunFinder& finder, const std::vector
     if (number == none) {
       number = static_cast<std::uint32_t>(result.runs.size());
       Run run;
-      run.input = record.details.place.input;
+      run.input = record.details.location.input;
       run.log = logs[record.log];
       run.start = finder.start(record.details.run);
       run.firstTime = stamp.time;

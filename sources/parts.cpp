@@ -54,7 +54,7 @@ public:
     const std::size_t count = source_->read(out, offsets_);
     for (std::size_t i = 0; i < std::min(count, details.size()); ++i) {
       details[i] = {};
-      details[i].place = {.input = number_, .at = offsets_[i]};
+      details[i].location = {.input = number_, .at = offsets_[i]};
       runs_.follow(out.data() + i * recordSize, details[i]);
     }
     return count;

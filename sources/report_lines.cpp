@@ -27,12 +27,12 @@ std::string_view titleValue(std::string_view title, std::string_view key) {
 // Reads the lines of one report.
 class LinesOfReport {
 public:
-  LinesOfReport(ReportLines& into, ClockReader& clocks, Place place, std::string name)
-      : into_(into), clocks_(clocks), place_(place), name_(std::move(name)) {}
+  LinesOfReport(ReportLines& into, ClockReader& clocks, Location location, std::string name)
+      : into_(into), clocks_(clocks), location_(location), name_(std::move(name)) {}
 
   void add(std::string_view text, std::size_t number, CapturedRecord prototype, std::vector<int>& relations) {
-    place_.at = number;
-    prototype.details.place = place_;
+    location_.at = number;
+    prototype.details.location = location_;
     std::size_t from = 0;
     profile::FoundLine line;
     for (; reader_.next(text, from, line); from = line.end) {
@@ -50,7 +50,7 @@ public:
   }
 
   void end(std::uint64_t lines, std::uint64_t counted) {
-    place_.at = 0;
+    location_.at = 0;
     if (truncated_ != 0) {
       find(FindingKind::truncated, truncated_,
            fmt::format("{} cut before {} bytes: no record{}",
@@ -70,17 +70,17 @@ private:
     truncated_ += unread.truncated;
     if (unread.damaged != 0) {
       find(FindingKind::damaged, unread.damaged,
-           fmt::format("line {}: its binary-data is not 48 bytes: no record", place_.at + 1));
+           fmt::format("line {}: its binary-data is not 48 bytes: no record", location_.at + 1));
     }
   }
 
   void find(FindingKind kind, std::uint64_t count, const std::string& text) {
-    into_.findings.push_back({kind, place_, count, fmt::format("{}: {}", name_, text)});
+    into_.findings.push_back({kind, location_, count, fmt::format("{}: {}", name_, text)});
   }
 
   ReportLines& into_;
   ClockReader& clocks_;
-  Place place_;
+  Location location_;
   std::string name_;
   profile::LineReader reader_;
   std::uint64_t truncated_ = 0;
@@ -108,11 +108,11 @@ void ReportLines::add(std::uint32_t input, const std::string& name, Capture& cap
     if (lines == nullptr) {
       continue;
     }
-    const Place place{.input = input, .report = static_cast<std::uint32_t>(i), .at = 0};
+    const Location location{.input = input, .report = static_cast<std::uint32_t>(i), .at = 0};
     CapturedRecord prototype = {};
     prototype.log = logOf(report.title);
     prototype.batch = batches_++;
-    LinesOfReport reader(*this, clocks, place, report.file.empty() ? name : report.file);
+    LinesOfReport reader(*this, clocks, location, report.file.empty() ? name : report.file);
     for (std::size_t number = 0; number < lines->size(); ++number) {
       if (const auto* text = (*lines)[number].as<std::string>()) {
         reader.add(*text, number, prototype, relations);

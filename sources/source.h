@@ -56,19 +56,19 @@ struct InputInfo {
 };
 
 // Where a record came from.
-struct Place {
+struct Location {
   static constexpr std::uint32_t noReport = 0xffffffff;
 
   std::uint32_t input = 0;         // of Sources::inputs()
   std::uint32_t report = noReport; // of the input's capture
   std::uint64_t at = 0;            // in a report the place of its line, from 0; else the offset in bytes
 
-  bool operator==(const Place&) const = default;
+  bool operator==(const Location&) const = default;
 };
 
 // What is known of a record apart from its bytes.
 struct Details {
-  Place place;
+  Location location;
   std::uint32_t run = 0;                 // of RecordStream::runs()
   std::uint32_t missing = 0;             // sequence numbers left out just before it
   std::optional<std::uint64_t> calendar; // microseconds since 1970
@@ -105,7 +105,7 @@ const char* findingName(FindingKind kind);
 
 struct Finding {
   FindingKind kind = FindingKind::damaged;
-  Place place;
+  Location location;
   std::uint64_t count = 1;
   std::string text; // one line, with the name of its input
 };

@@ -131,7 +131,7 @@ TEST(Sources, RawRecords_HaveOffsetsRunsAndGaps) {
   const Result result = readAll({file.path()});
   EXPECT_EQ(result.records, content);
   ASSERT_EQ(result.details.size(), 5U);
-  EXPECT_EQ(result.details[2].place, (Place{.input = 0, .at = 96}));
+  EXPECT_EQ(result.details[2].location, (Location{.input = 0, .at = 96}));
   EXPECT_EQ(result.details[2].missing, 2U);
   EXPECT_EQ(result.details[4].run, 0U) << "nine numbers and some microseconds back may be late";
   ASSERT_EQ(result.runs.size(), 1U);
@@ -146,7 +146,7 @@ TEST(Sources, RawRecords_OfARestartAreAnotherRun) {
   ASSERT_EQ(result.details.size(), 4U);
   EXPECT_EQ(result.details[1].run, 1U);
   EXPECT_EQ(result.details[2].run, 2U) << "each file has its own";
-  EXPECT_EQ(result.details[2].place.input, 1U);
+  EXPECT_EQ(result.details[2].location.input, 1U);
   EXPECT_EQ(result.runs[1].start, Run::Start::restarted);
   EXPECT_EQ(result.runs[2].start, Run::Start::first);
 }
@@ -157,8 +157,8 @@ TEST(Sources, RecoveredRecords_HaveTheirOffsets) {
   const TemporaryFile file(content);
   const Result result = readAll({file.path()}, {.recover = true});
   ASSERT_EQ(result.details.size(), 8U);
-  EXPECT_EQ(result.details[2].place.at, 96U);
-  EXPECT_EQ(result.details[3].place.at, 151U);
+  EXPECT_EQ(result.details[2].location.at, 96U);
+  EXPECT_EQ(result.details[3].location.at, 151U);
   EXPECT_THAT(result.complaints, testing::Each(testing::HasSubstr("damage, 7 bytes skipped")));
 }
 
@@ -172,8 +172,8 @@ TEST(Sources, Lines_HaveOffsetsAndCalendarTimes) {
     const Result result = readAll({file.path()}, {.jobs = jobs});
     EXPECT_EQ(result.records, content);
     ASSERT_EQ(result.details.size(), 2U);
-    EXPECT_EQ(result.details[0].place.at, 7U);
-    EXPECT_EQ(result.details[1].place.at, text.find('\n') + 1);
+    EXPECT_EQ(result.details[0].location.at, 7U);
+    EXPECT_EQ(result.details[1].location.at, text.find('\n') + 1);
     EXPECT_EQ(result.details[1].calendar, 1'731'000'000'000'020U);
   }
 }
@@ -186,7 +186,7 @@ TEST(Sources, FindingsSayWhatAndWhere) {
   const Result result = readAll({file.path()});
   ASSERT_EQ(result.findings.size(), 2U);
   EXPECT_EQ(result.findings[0].kind, FindingKind::contradiction);
-  EXPECT_EQ(result.findings[0].place.at, second);
+  EXPECT_EQ(result.findings[0].location.at, second);
   EXPECT_EQ(result.findings[1].kind, FindingKind::truncated);
   EXPECT_EQ(result.findings[1].count, 1U);
 }
@@ -282,7 +282,7 @@ TEST(Sources, CaptureFolder_IsOneValue) {
   std::vector<Details> details(1);
   ASSERT_EQ(stream->read(room, details), 1U);
   EXPECT_EQ(room, record(9, {7, 0, 0, 3}, 10));
-  EXPECT_EQ(details[0].place, (Place{.input = 0, .report = 0, .at = 0}));
+  EXPECT_EQ(details[0].location, (Location{.input = 0, .report = 0, .at = 0}));
   EXPECT_EQ(details[0].calendar, 1'731'000'000'000'010U);
   EXPECT_EQ(stream->runs()[0].log, "err");
 }

@@ -171,7 +171,7 @@ private:
 
   // Records of captures come from several logs, each with its own numbers; the others count as one log.
   std::size_t runOf(std::size_t record) const {
-    const bool captured = !details_.empty() && details_[record].place.report != sources::Place::noReport;
+    const bool captured = !details_.empty() && details_[record].location.report != sources::Location::noReport;
     return captured ? details_[record].run + std::size_t{1} : 0;
   }
 

@@ -210,21 +210,6 @@ DiffStatus run(const DiffOptions& options) {
 
 } // namespace
 
-SectionCounts countsOf(const Result& result) {
-  SectionCounts counts;
-  for (const Difference& difference : result.differences) {
-    SectionCount& count = counts[static_cast<std::size_t>(difference.section)];
-    ++count.all;
-    count.notable += difference.notable ? 1 : 0;
-  }
-  SectionCount& values = counts[static_cast<std::size_t>(Section::values)];
-  result.eachReportValue([&](std::string_view, const formats::Value* before, const formats::Value* after) {
-    ++values.all;
-    values.notable += isNotable(before, after) ? 1 : 0;
-  });
-  return counts;
-}
-
 void addDiff(CLI::App& app, int& status) {
   auto options = std::make_shared<DiffOptions>();
   CLI::App* const command = app.add_subcommand("diff", "Find what is different between two captures, logs or lists");

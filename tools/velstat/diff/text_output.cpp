@@ -89,6 +89,21 @@ void appendDifference(Sink& out, std::string_view exactPath, const formats::Valu
 
 } // namespace
 
+SectionCounts countsOf(const Result& result) {
+  SectionCounts counts;
+  for (const Difference& difference : result.differences) {
+    SectionCount& count = counts[static_cast<std::size_t>(difference.section)];
+    ++count.all;
+    count.notable += difference.notable ? 1 : 0;
+  }
+  SectionCount& values = counts[static_cast<std::size_t>(Section::values)];
+  result.eachReportValue([&](std::string_view, const formats::Value* before, const formats::Value* after) {
+    ++values.all;
+    values.notable += isNotable(before, after) ? 1 : 0;
+  });
+  return counts;
+}
+
 void diffText(Sink& plain, const Result& result, const SectionCounts& counts, const Style& style) {
   WrappedLines out(plain, style.width());
   if (std::all_of(counts.begin(), counts.end(), [](const SectionCount& count) { return count.all == 0; })) {

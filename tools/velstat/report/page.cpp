@@ -64,16 +64,17 @@ struct Parts {
   Unfinished unfinished;
 };
 
-std::optional<sources::Place> placeOf(const rules::Evidence& evidence, const std::vector<sources::InputInfo>& inputs) {
+std::optional<sources::Location> locationOf(const rules::Evidence& evidence,
+                                            const std::vector<sources::InputInfo>& inputs) {
   const auto input =
       std::find_if(inputs.begin(), inputs.end(), [&](const auto& each) { return each.name == evidence.source; });
   if (input == inputs.end() || !evidence.position) {
     return {};
   }
-  return sources::Place{.input = static_cast<std::uint32_t>(input - inputs.begin()),
-                        .report =
-                            evidence.report ? static_cast<std::uint32_t>(*evidence.report) : sources::Place::noReport,
-                        .at = *evidence.position};
+  return sources::Location{.input = static_cast<std::uint32_t>(input - inputs.begin()),
+                           .report = evidence.report ? static_cast<std::uint32_t>(*evidence.report)
+                                                     : sources::Location::noReport,
+                           .at = *evidence.position};
 }
 
 // The words of a rule that name tables: where a finding without a place of its own is to be looked for.
@@ -153,11 +154,11 @@ void collect(Parts& parts, Passes& passes, bool hasReference, const query::Limit
   rules::sortWorstFirst(parts.findings);
 
   sources::Sources& device = passes.inputs().device;
-  std::vector<std::optional<sources::Place>> places;
+  std::vector<std::optional<sources::Location>> locations;
   for (const Finding& finding : parts.findings) {
-    places.push_back(placeOf(finding.evidence, device.inputs()));
+    locations.push_back(locationOf(finding.evidence, device.inputs()));
   }
-  parts.evidence = numbersOf(device, places);
+  parts.evidence = numbersOf(device, locations);
   if (parts.records.bytes.empty() && parts.records.count != 0) {
     std::vector<std::uint64_t> wanted;
     for (const auto& number : parts.evidence) {

@@ -15,7 +15,7 @@ namespace vel::stat {
 namespace {
 
 using sources::Details;
-using sources::Place;
+using sources::Location;
 using sources::recordSize;
 
 constexpr std::size_t readAtOnce = 4096; // records
@@ -114,15 +114,15 @@ PageRecords countRecords(sources::Sources& sources, std::size_t most) {
 }
 
 std::vector<std::optional<std::uint64_t>> numbersOf(sources::Sources& sources,
-                                                    std::span<const std::optional<Place>> places) {
-  std::vector<std::optional<std::uint64_t>> numbers(places.size());
-  if (std::none_of(places.begin(), places.end(), [](const auto& place) { return place.has_value(); })) {
+                                                    std::span<const std::optional<Location>> locations) {
+  std::vector<std::optional<std::uint64_t>> numbers(locations.size());
+  if (std::none_of(locations.begin(), locations.end(), [](const auto& location) { return location.has_value(); })) {
     return numbers;
   }
   readAll(sources, true, [&](std::uint64_t number, const unsigned char*, std::size_t count, const auto& details) {
     for (std::size_t i = 0; i < count; ++i) {
-      for (std::size_t j = 0; j < places.size(); ++j) {
-        if (places[j] == details[i].place) {
+      for (std::size_t j = 0; j < locations.size(); ++j) {
+        if (locations[j] == details[i].location) {
           numbers[j] = number + i;
         }
       }

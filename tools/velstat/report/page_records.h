@@ -29,7 +29,7 @@ PageRecords countRecords(sources::Sources& sources, std::size_t most = mostPageR
 
 // The numbers of the records at these places; none for a place that has no record.
 std::vector<std::optional<std::uint64_t>> numbersOf(sources::Sources& sources,
-                                                    std::span<const std::optional<sources::Place>> places);
+                                                    std::span<const std::optional<sources::Location>> locations);
 
 // Of a source with too many records, takes those around `wanted`, then those of the spans, the first and the last, and
 // blocks spread evenly over the rest.

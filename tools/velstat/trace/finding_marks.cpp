@@ -7,7 +7,7 @@
 namespace vel::stat {
 
 using sources::InputInfo;
-using sources::Place;
+using sources::Location;
 
 FindingMarks::FindingMarks(std::vector<rules::Finding> findings, const std::vector<InputInfo>& inputs)
     : findings_(std::move(findings)), taken_(findings_.size()) {
@@ -18,8 +18,8 @@ FindingMarks::FindingMarks(std::vector<rules::Finding> findings, const std::vect
     if (!evidence.position || input == inputs.end()) {
       continue;
     }
-    const std::uint64_t report = evidence.report.value_or(Place::noReport);
-    if (report <= Place::noReport) {
+    const std::uint64_t report = evidence.report.value_or(Location::noReport);
+    if (report <= Location::noReport) {
       places_.emplace(Key(static_cast<std::uint32_t>(input - inputs.begin()), static_cast<std::uint32_t>(report),
                           *evidence.position),
                       i);
@@ -27,9 +27,9 @@ FindingMarks::FindingMarks(std::vector<rules::Finding> findings, const std::vect
   }
 }
 
-std::vector<const rules::Finding*> FindingMarks::take(const Place& place) {
+std::vector<const rules::Finding*> FindingMarks::take(const Location& location) {
   std::vector<const rules::Finding*> found;
-  const auto [begin, end] = places_.equal_range({place.input, place.report, place.at});
+  const auto [begin, end] = places_.equal_range({location.input, location.report, location.at});
   for (auto each = begin; each != end; ++each) {
     taken_[each->second] = true;
     found.push_back(&findings_[each->second]);

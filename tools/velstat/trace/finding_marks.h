@@ -20,12 +20,12 @@ public:
 
   bool isEmpty() const { return places_.empty(); }
   // Takes the findings whose evidence is the record at this place. [borrowed: for the life of the object]
-  std::vector<const rules::Finding*> take(const sources::Place& place);
+  std::vector<const rules::Finding*> take(const sources::Location& location);
   // Takes those that no record was taken for.
   std::vector<const rules::Finding*> takeRest();
 
 private:
-  using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint64_t>; // as in Place
+  using Key = std::tuple<std::uint32_t, std::uint32_t, std::uint64_t>; // as in Location
   std::vector<rules::Finding> findings_;
   std::vector<bool> taken_;
   std::multimap<Key, std::size_t> places_; // of findings that are not taken

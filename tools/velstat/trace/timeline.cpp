@@ -109,7 +109,7 @@ void Timeline::add(const unsigned char* record, const sources::Details& details,
     addGap(record, details.missing, run, time);
   }
   if (!marks_.isEmpty()) {
-    for (const rules::Finding* const finding : marks_.take(details.place)) {
+    for (const rules::Finding* const finding : marks_.take(details.location)) {
       addFinding(*finding, time);
     }
   }
