@@ -196,6 +196,8 @@ warning  sensor-drops
             self.assertRegex(err, rf"\Avelstat: {re.escape(str(bad))}: ")
             self.assertTrue(out.startswith("1 warning in what could be examined ("), out)
             self.assertIn("sensor-drops", out)
+            status, out, err = run("triage", bad)
+            self.assertEqual((status, out, err.count("\n")), (3, "", 1), err)
             status, out, err = run("triage", self.folder / "default", "--against", bad)
             self.assertEqual((status, err.count("\n")), (3, 1), err)
 

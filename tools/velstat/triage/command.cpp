@@ -156,9 +156,12 @@ int triageInputs(const TriageOptions& line) {
     reference.emplace(std::vector{line.reference}, sourceOptions());
   }
   bool isWhole = true; // everything was read, and every rule has ended
+  bool isAnyRead = false;
   std::vector<rules::Finding> findings;
   for (const std::vector<std::string>& device : devicesOf(line.inputs)) {
     sources::Sources sources(device, sourceOptions());
+    isAnyRead = isAnyRead || std::any_of(sources.inputs().begin(), sources.inputs().end(),
+                                         [](const auto& input) { return input.kind != sources::Kind::unknown; });
     const std::vector<rules::Finding> seen =
         rules::triage(sources, reference ? &*reference : nullptr, all, limitsOf(line), [&](const rules::Error& error) {
           complain(error);
@@ -166,6 +169,9 @@ int triageInputs(const TriageOptions& line) {
         });
     findings.insert(findings.end(), seen.begin(), seen.end());
     isWhole = isWhole && sources.isSound();
+  }
+  if (!isAnyRead) { // as the lines about the inputs have told
+    return unreadable;
   }
   rules::sortWorstFirst(findings);
   isWhole = isWhole && (!reference || reference->isSound());
