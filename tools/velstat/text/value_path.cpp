@@ -174,6 +174,9 @@ std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPat
 }
 
 bool covers(std::span<const PathPattern> patterns, std::string_view path) {
+  if (patterns.empty()) { // most often, and paths can be long
+    return false;
+  }
   Places places(patterns);
   for (const std::string& segment : splitPath(path)) {
     places = places.inside(unescaped(segment));
