@@ -31,7 +31,7 @@ std::string usagesText(const CapturedService& service) {
   return text.empty() ? "no usages" : text;
 }
 
-// As far as the outside can tell what the plug-in made of a service.
+// What the plug-in did with a service, as far as its host can see.
 std::string outcome(const CapturedService& service) {
   const host::Registration& registration = service.registration;
   std::string text;

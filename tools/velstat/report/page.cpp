@@ -239,11 +239,7 @@ void writeNumber(JsonWriter& json, std::string_view name, const std::optional<Nu
 
 void writeFinding(JsonWriter& json, const Finding& finding, const std::optional<std::uint64_t>& record) {
   json.beginObject();
-  json.member("rule", finding.rule);
-  json.member("severity", rules::severityName(finding.severity));
-  json.member("text", finding.text);
-  json.member("why", finding.why);
-  json.member("next", finding.next);
+  writeWords(json, finding);
   json.member("more", finding.more);
   json.key("evidence");
   json.beginObject();

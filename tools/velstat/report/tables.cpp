@@ -61,6 +61,7 @@ std::string_view cutText(std::string_view text) {
   return text.substr(0, end);
 }
 
+// Unlike in the answers of velstat query, long texts and bytes are cut.
 void writeCell(JsonWriter& json, const Statement& row, std::size_t column) {
   switch (row.type(column)) {
   case ValueType::null:

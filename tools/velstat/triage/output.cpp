@@ -118,15 +118,19 @@ void writeFindingsBriefly(Sink& out, std::span<const Finding> findings, std::siz
   }
 }
 
+void writeWords(JsonWriter& json, const Finding& finding) {
+  json.member("rule", finding.rule);
+  json.member("severity", rules::severityName(finding.severity));
+  json.member("text", finding.text);
+  json.member("why", finding.why);
+  json.member("next", finding.next);
+}
+
 void writeFindings(JsonWriter& json, std::span<const Finding> findings) {
   json.beginArray();
   for (const Finding& finding : findings) {
     json.beginObject();
-    json.member("rule", finding.rule);
-    json.member("severity", rules::severityName(finding.severity));
-    json.member("text", finding.text);
-    json.member("why", finding.why);
-    json.member("next", finding.next);
+    writeWords(json, finding);
     json.key("evidence");
     json.beginObject();
     json.member("source", finding.evidence.source);

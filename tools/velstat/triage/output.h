@@ -24,6 +24,8 @@ std::string countsText(std::span<const rules::Finding> findings);
 void writeFindings(Sink& out, std::span<const rules::Finding> findings, std::size_t width, const Style& style);
 // Severity and what was seen, and no more.
 void writeFindingsBriefly(Sink& out, std::span<const rules::Finding> findings, std::size_t width, const Style& style);
+// Rule, severity and texts, as members of an object that the caller opens.
+void writeWords(JsonWriter& json, const rules::Finding& finding);
 // An array with an object for each.
 void writeFindings(JsonWriter& json, std::span<const rules::Finding> findings);
 
