@@ -9,6 +9,8 @@
 --   is low means that the release was missed.
 -- triggers: samples/stuck.jsonl
 -- clean: samples/press.jsonl
+
+-- As for a stuck finger, but from button down to button up.
 WITH step AS MATERIALIZED (
   SELECT source, report, position, run, trace, timestamp, lead(timestamp) OVER log AS following
   FROM (SELECT rowid AS n, source, report, position, run, trace, timestamp
