@@ -1,27 +1,30 @@
 # What ships: the command with the bundle and the libraries beside it, and a package for programs that decode. Every
-# path is relative to the prefix, so the whole can be moved.
+# path is relative to the prefix, so the whole can be moved. Each component is a Debian package.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-install(TARGETS velplatform velprofile EXPORT velprofileTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat)
+install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT velstat)
+# libvelprofile needs the platform library as much as command and bundle do.
+install(TARGETS velplatform velprofile EXPORT velprofileTargets LIBRARY
+  DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libvelprofile1 NAMELINK_COMPONENT libvelprofile-dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 
 set(installed_bundle ${CMAKE_INSTALL_LIBDIR}/TavikVELHIDStatistics.plugin)
-install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle})
-install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/TavikVELHIDStatistics.plugin/Info.plist DESTINATION ${installed_bundle})
+install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle} COMPONENT velstat)
+install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/TavikVELHIDStatistics.plugin/Info.plist
+  DESTINATION ${installed_bundle} COMPONENT velstat)
 
 # Only the C interface: the other headers include those of the host OS.
 install(FILES profile/include/profile/velprofile.h profile/include/profile/export.h
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/profile)
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/profile COMPONENT libvelprofile-dev)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/velprofile)
-install(EXPORT velprofileTargets NAMESPACE vel:: DESTINATION ${package})
+install(EXPORT velprofileTargets NAMESPACE vel:: DESTINATION ${package} COMPONENT libvelprofile-dev)
 configure_package_config_file(cmake/velprofileConfig.cmake.in ${PROJECT_BINARY_DIR}/velprofileConfig.cmake
   INSTALL_DESTINATION ${package} NO_SET_AND_CHECK_MACRO)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/velprofileConfig.cmake ${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake
-  DESTINATION ${package})
+  DESTINATION ${package} COMPONENT libvelprofile-dev)
 
 # The Python module where Debian's interpreter looks if the prefix is /usr; elsewhere for PYTHONPATH.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/velprofile DESTINATION lib/python3/dist-packages
-  FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+  COMPONENT python3-velprofile FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
