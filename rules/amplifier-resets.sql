@@ -6,6 +6,8 @@
 -- next: velstat decode {source} --component amp shows the steps around each SoftReset.
 -- triggers: samples/amplifier-resets.jsonl
 -- clean: samples/few-troubles.jsonl
+
+-- The same window as for commands that timed out, over other records: a rule is one SQL statement.
 WITH reset AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM zorb_event

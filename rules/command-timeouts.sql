@@ -8,6 +8,8 @@
 --   'command' AND event = 'timeout'" tells which commands.
 -- triggers: samples/command-timeouts.jsonl
 -- clean: samples/few-troubles.jsonl
+
+-- The same window as for amplifier resets, over other records: a rule is one SQL statement.
 WITH expired AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM records

@@ -8,6 +8,8 @@
 --   between with a fast click: velstat decode {source} --category execution.
 -- triggers: samples/late-haptic.jsonl
 -- clean: samples/press.jsonl
+
+-- A latency: from a button edge to the haptic that is the next step of its run.
 WITH step AS MATERIALIZED (
   SELECT source, report, position, trace, timestamp,
          lead(trace) OVER log AS following, lead(timestamp) OVER log - timestamp AS latency

@@ -8,6 +8,8 @@
 -- triggers: samples/late-haptic.jsonl
 -- clean: samples/press.jsonl
 -- reference: samples/press.jsonl
+
+-- Latencies as for haptics far later than usual, of the device and of the reference.
 WITH device_step AS MATERIALIZED (
   SELECT source, report, position, trace, lead(trace) OVER log AS following,
          lead(timestamp) OVER log - timestamp AS latency

@@ -64,12 +64,8 @@ void writeHandlers(JsonWriter& json, const CaptureResult& result) {
 void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std::string>& recordNames) {
   JsonWriter json(out);
   json.beginObject();
-  json.member("version", result.version);
-  json.member("device", result.device);
-  json.member("model", result.model);
-  json.member("plug-in", result.plugIn);
-  json.member("api", result.api);
-  json.member("handlers", result.handlers);
+  json.members("version", result.version, "device", result.device, "model", result.model, "plug-in", result.plugIn);
+  json.members("api", result.api, "handlers", result.handlers);
   json.key("services");
   writeServices(json, result);
   json.key("handler results");

@@ -158,11 +158,8 @@ std::string Statistics::asJson() const {
   const sources::SequenceCheck::Counts sequence = sequenceCounts();
   json.key("sequence");
   json.beginObject();
-  json.member("gaps", sequence.gaps);
-  json.member("missing", sequence.missing);
-  json.member("duplicates", sequence.duplicates);
-  json.member("late", sequence.late);
-  json.member("restarts", sequence.restarts);
+  json.members("gaps", sequence.gaps, "missing", sequence.missing, "duplicates", sequence.duplicates, "late",
+               sequence.late, "restarts", sequence.restarts);
   json.endObject();
   if (selected_ != 0) {
     json.key("time");

@@ -177,13 +177,8 @@ void writeLatencies(JsonWriter& json, const std::vector<Latencies>& all) {
   json.beginArray();
   for (const Latencies& each : all) {
     json.beginObject();
-    json.member("kind", each.kind);
-    json.member("count", each.count);
-    json.member("min", each.least);
-    json.member("p50", each.median);
-    json.member("p99", each.percentile99);
-    json.member("max", each.greatest);
-    json.member("slowest", each.slowest);
+    json.members("kind", each.kind, "count", each.count, "min", each.least, "p50", each.median, "p99",
+                 each.percentile99, "max", each.greatest, "slowest", each.slowest);
     json.key("distribution");
     json.beginArray();
     for (const auto& [bucket, count] : each.distribution) {
@@ -207,13 +202,9 @@ void writeDevice(JsonWriter& json, const DeviceParts& device, const sources::Sou
   json.beginArray();
   for (const sources::InputInfo& input : sources.inputs()) {
     json.beginObject();
-    json.member("name", input.name);
-    json.member("kind", sources::kindName(input.kind));
-    json.member("size", input.size);
-    json.member("device", input.capture.device);
-    json.member("model", input.capture.model);
-    json.member("plugIn", input.capture.plugIn);
-    json.member("api", input.capture.api);
+    json.members("name", input.name, "kind", sources::kindName(input.kind), "size", input.size);
+    json.members("device", input.capture.device, "model", input.capture.model, "plugIn", input.capture.plugIn, "api",
+                 input.capture.api);
     json.endObject();
   }
   json.endArray();

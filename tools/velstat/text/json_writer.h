@@ -45,6 +45,14 @@ public:
     key(name);
     integer(static_cast<std::int64_t>(number));
   }
+  // Several of them: keys and values alternate.
+  template <class Value, class... Rest>
+  void members(std::string_view name, const Value& value, const Rest&... rest) {
+    member(name, value);
+    if constexpr (sizeof...(rest) != 0) {
+      members(rest...);
+    }
+  }
 
 private:
   void open(char bracket);
