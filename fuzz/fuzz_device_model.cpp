@@ -1,22 +1,17 @@
 // Hostile device models: a model is refused in one line of bounded length, or it takes bounded memory, can be put in
 // force and writes only inside the caller's buffer. It may extend one other model.
+#include "require.h"
 #include <host/error.h>
 #include <host/machine.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <string_view>
 #include <vector>
 
 namespace {
 
+using vel::fuzz::require;
 using namespace vel::host;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 // Into buffers of their own, so that a write beyond one is seen.
 void ask(const ReplyModel& model) {

@@ -1,6 +1,7 @@
 // Binary property lists and state records that are hostile: nothing outside the bytes is read; what is read can be
 // shown, compared and searched in bounded room, and equals itself.
 
+#include "require.h"
 #include <formats/binary_property_list.h>
 #include <formats/state_record.h>
 #include <velstat/diff/result.h>
@@ -17,15 +18,10 @@
 namespace {
 
 using namespace vel;
+using vel::fuzz::require;
 
 // Small, so that lists that blow up do not slow the search down.
 constexpr std::size_t memory = std::size_t{1} << 20;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 const std::vector<stat::PathPattern> patterns = {stat::PathPattern("**/a*/?"), stat::PathPattern("[!0]/**/\\*")};
 const stat::Style plain(false);

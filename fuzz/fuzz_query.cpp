@@ -1,12 +1,11 @@
 // Hostile SQL over hostile records: the first line is the SQL, the rest are records. One record is put before them
 // whose bytes are not text, so that they are not taken for a log. It ends within its limits, with rows or with an error
 // of one line, and changes no file.
+#include "require.h"
 #include <query/database.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -17,13 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace vel;
-
-void require(bool holds, const char* what) {
-  if (!holds) {
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-  }
-}
+using vel::fuzz::require;
 
 // A folder for the input, with an empty one in it.
 struct Folder {

@@ -2,8 +2,8 @@
 // the same records. Then the input as text: only its bytes are read, and a sound line renders to
 // itself.
 #include "profile/read_line.h"
+#include "require.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -11,13 +11,8 @@
 
 namespace {
 
+using vel::fuzz::require;
 using namespace vel::profile;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 std::string rendered(const unsigned char* record, const TimePolicy& times) {
   const std::unique_ptr<char[]> block(new char[frame_capacity]);

@@ -1,22 +1,15 @@
 // Hostile rule files: each is read as a rule whose parts come from the file, or refused in one line.
+#include "require.h"
 #include <rules/rule.h>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 namespace {
 
+using vel::fuzz::require;
 using namespace vel::rules;
-
-void require(bool holds, const char* what) {
-  if (!holds) {
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-  }
-}
 
 void check(const Rule& rule, const std::string& content) {
   require(rule.name == "rule" && rule.file == "a/rule.sql", "another name than the file's");

@@ -1,5 +1,6 @@
 // What people type for `velstat decode`: times, names and fields; and brief lines of any records with them. Words on
 // the first three lines, records after them.
+#include "require.h"
 #include <sources/brief_renderer.h>
 #include <sources/record.h>
 #include <sources/selection.h>
@@ -7,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <iterator>
 #include <limits>
 #include <stdexcept>
@@ -18,13 +18,8 @@
 namespace {
 
 using namespace vel;
+using vel::fuzz::require;
 using namespace vel::sources;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 std::string_view takeLine(std::string_view& rest) {
   const std::size_t end = std::min(rest.find('\n'), rest.size());

@@ -1,5 +1,6 @@
 // The hostile inputs of sources/, each from the same bytes: lines of every format, reports with lines, and what a
 // capture's folder holds besides. Nothing outside the bytes is read, and what comes out fits together.
+#include "require.h"
 #include <formats/error.h>
 #include <sources/capture_folder.h>
 #include <sources/capture_notes.h>
@@ -11,7 +12,6 @@
 #include <sources/report_lines.h>
 
 #include <cstdint>
-#include <cstdlib>
 #include <set>
 #include <string>
 #include <string_view>
@@ -20,13 +20,8 @@
 namespace {
 
 using namespace vel;
+using vel::fuzz::require;
 using namespace vel::sources;
-
-void require(bool holds) {
-  if (!holds) {
-    std::abort();
-  }
-}
 
 // Read as a whole, and in two blocks that are cut where the format says.
 void readLines(Kind kind, std::string_view text) {

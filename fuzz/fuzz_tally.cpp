@@ -1,5 +1,6 @@
 // Hostile analytics stores: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
 // is refused and left alone, or holds numbers that can be counted on from, and can be shown in bounded room.
+#include "require.h"
 #include <control/tally.h>
 #include <velstat/tally/output.h>
 
@@ -10,8 +11,6 @@
 
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -20,15 +19,9 @@
 
 namespace {
 
+using vel::fuzz::require;
 using namespace vel::control;
 namespace fs = std::filesystem;
-
-void require(bool holds, const char* what) {
-  if (!holds) {
-    std::fprintf(stderr, "%s\n", what);
-    std::abort();
-  }
-}
 
 struct Folder {
   fs::path path = [] {
