@@ -9,7 +9,7 @@
 -- clean: samples/press.jsonl
 -- reference: samples/press.jsonl
 
--- Latencies as for haptics far later than usual, of the device and of the reference.
+-- Latencies as in haptic-latency-outlier.sql, of the device and of the reference.
 WITH device_step AS MATERIALIZED (
   SELECT source, report, position, trace, lead(trace) OVER log AS following,
          lead(timestamp) OVER log - timestamp AS latency

@@ -52,9 +52,9 @@ unsigned commas_among(const char* p) noexcept {
   return static_cast<unsigned>((equal * 0x0102040810204080) >> 56);
 }
 
-// The bytes of a dump whose numbers are assumed to be sound, which a comparison with the dump of these bytes shows.
-// Each number's place comes from the commas, so that no number waits for the one before it. Returns the dump's length
-// with its bracket. `p` has longest_dump + 8 readable characters.
+// Reads a dump as if its numbers were sound. Whether they are, the caller finds out by comparing the text with what the
+// bytes are rendered as. Each number's place comes from the commas, so that no number waits for the one before it.
+// Returns the dump's length with its bracket. `p` has longest_dump + 8 readable characters.
 std::size_t read_dump_fast(const char* p, unsigned char* record) noexcept {
   const char* number = p;
   std::size_t count = 0;

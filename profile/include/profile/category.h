@@ -50,7 +50,7 @@ struct LayoutRule {
   ShownLayouts layouts;
 };
 
-// One category. Where several entries of a list apply, the first one does. The members are references so that a row
+// One category. Where several entries of a list apply, the first one counts. The members are references so that a row
 // that leaves one out does not compile; `{}` says that there is none.
 struct Category {
   std::uint32_t id;

@@ -1,4 +1,4 @@
-// Evidence names its input; records have its number.
+// Finds the record that a finding's evidence names. Evidence has the name of the input, a record has its number.
 #include "velstat/trace/finding_marks.h"
 
 #include <algorithm>
