@@ -1,4 +1,4 @@
--- title: Haptic assets that differ from the reference's
+-- title: Haptic assets unlike the reference's
 -- severity: warning
 -- rank: 51
 -- finding: {assets} haptic assets differ from the reference, such as {path}: {value} (reference:
