@@ -28,7 +28,7 @@ def main():
     parser.add_argument("--folder", default=None, help="where the records are put")
     options = parser.parse_args()
     os.environ["VELSTAT"] = str(options.build / "bin/velstat")
-    os.environ["VELPROFILE_LIBRARY"] = str(options.build / "lib/libvelprofile.so")
+    os.environ["VELPROFILE_LIBRARY"] = str(next(options.build.glob("lib/**/libvelprofile.so")))
     sys.path.insert(0, str(ROOT / "python"))
     import numpy
     import velprofile

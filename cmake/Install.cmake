@@ -4,14 +4,16 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT velstat)
 # libvelprofile needs the platform library as much as command and bundle do.
-install(TARGETS velplatform velprofile EXPORT velprofileTargets LIBRARY
+install(TARGETS velplatform EXPORT velprofileTargets LIBRARY
+  DESTINATION ${VEL_PRIVATE_LIBDIR} COMPONENT libvelprofile1)
+install(TARGETS velprofile EXPORT velprofileTargets LIBRARY
   DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libvelprofile1 NAMELINK_COMPONENT libvelprofile-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 
-set(installed_bundle ${CMAKE_INSTALL_LIBDIR}/TavikVELHIDStatistics.plugin)
+set(installed_bundle ${VEL_PRIVATE_LIBDIR}/TavikVELHIDStatistics.plugin)
 install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle} COMPONENT velstat)
-install(FILES ${CMAKE_LIBRARY_OUTPUT_DIRECTORY}/TavikVELHIDStatistics.plugin/Info.plist
+install(FILES ${PROJECT_BINARY_DIR}/${VEL_PRIVATE_LIBDIR}/TavikVELHIDStatistics.plugin/Info.plist
   DESTINATION ${installed_bundle} COMPONENT velstat)
 
 # Only the C interface: the other headers include those of the host OS.

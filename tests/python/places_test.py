@@ -5,12 +5,14 @@ import pathlib
 import shutil
 import subprocess
 import sys
+import sysconfig
 
 import sample
 
 MODULE = pathlib.Path(os.environ["PYTHONPATH"])
 LIBRARY = pathlib.Path(os.environ["VELPROFILE_LIBRARY"]).resolve()
 COMMAND = pathlib.Path(os.environ["VELSTAT"]).resolve()
+MULTIARCH = sysconfig.get_config_var("MULTIARCH")
 SHOW = """
 import velprofile
 try:
@@ -35,10 +37,10 @@ class Places(sample.InFolder):
         return packages
 
     def test_module_finds_both_in_its_prefix(self):
-        for library in ("lib", "lib64"):
+        for library in ("lib", f"lib/{MULTIARCH}", "lib64"):
             packages = self.prefix()
             (self.folder / "prefix" / library).mkdir(exist_ok=True)
-            for name in ("libvelprofile.so.1", "libvelplatform.so"):
+            for name in ("libvelprofile.so.1", "velstat"):
                 (self.folder / "prefix" / library / name).symlink_to(LIBRARY.parent / name)
             (self.folder / "prefix/bin/velstat").symlink_to(COMMAND)
             self.assertEqual(self.show(packages), "1 1", library)
@@ -59,7 +61,7 @@ class Places(sample.InFolder):
 
     def test_each_failure_says_what_to_set(self):
         broken = str(self.file("broken", b"not a library"))
-        old = next(LIBRARY.parent.glob("libvelplatform.so"))
+        old = LIBRARY.parent / "velstat/libvelplatform.so"
         cases = [
             ({"VELPROFILE_LIBRARY": "/missing.so"}, "libvelprofile cannot be loaded: /missing.so: ",
              "; set VELPROFILE_LIBRARY to its path"),

@@ -17,6 +17,7 @@ import unittest
 
 VELSTAT, BUNDLE, PLATFORM, MODELS = (pathlib.Path(argument) for argument in sys.argv[1:5])
 HERE = pathlib.Path(__file__).parent
+LIBRARIES = PLATFORM.parent.relative_to(VELSTAT.parent.parent)
 
 
 # A zone that is not UTC, and that no time-zone data is needed for.
@@ -382,10 +383,10 @@ class Place(Temporary):
     """Command, library and bundle find each other wherever they are put together."""
 
     def install(self, bundle):
-        for folder in ("bin", "lib"):
-            (self.folder / folder).mkdir()
+        for folder in ("bin", LIBRARIES):
+            (self.folder / folder).mkdir(parents=True)
         shutil.copy(VELSTAT, self.folder / "bin/velstat")
-        shutil.copy(PLATFORM, self.folder / "lib" / PLATFORM.name)
+        shutil.copy(PLATFORM, self.folder / LIBRARIES / PLATFORM.name)
         shutil.copytree(BUNDLE, self.folder / bundle)
         return run("capture", "--format", "json", velstat=self.folder / "bin/velstat")
 
@@ -395,22 +396,22 @@ class Place(Temporary):
         self.assertEqual(json.loads(result.stdout)["plug-in"]["path"], str((self.folder / bundle).resolve()))
 
     def test_as_built(self):
-        self.found("lib/TavikVELHIDStatistics.plugin")
+        self.found(LIBRARIES / "TavikVELHIDStatistics.plugin")
 
     def test_bundle_elsewhere_must_be_named(self):
         result = self.install("elsewhere/TavikVELHIDStatistics.plugin")
         root = self.folder.resolve()
         self.assertEqual(result.returncode, 1)
-        self.assertRegex(result.stderr, rf"\Avelstat: no plug-in beside this command \({root}/lib/TavikVELHIDStatistics"
-                                        r"\.plugin[^)\n]*\): name one with --plugin\n\Z")
-        self.assertEqual(result.stderr.count(f"{root}/lib/Tavik"), 1)
+        self.assertRegex(result.stderr, rf"\Avelstat: no plug-in beside this command \({root}/{LIBRARIES}/"
+                                        r"TavikVELHIDStatistics\.plugin[^)\n]*\): name one with --plugin\n\Z")
+        self.assertEqual(result.stderr.count(f"{root}/{LIBRARIES}/Tavik"), 1)
         named = run("capture", "--plugin", self.folder / "elsewhere/TavikVELHIDStatistics.plugin",
                     velstat=self.folder / "bin/velstat")
         self.assertEqual(named.returncode, 0)
 
     def test_library_is_found_by_a_relative_path(self):
         dynamic = subprocess.run(["readelf", "-d", VELSTAT], capture_output=True, text=True, check=True).stdout
-        self.assertRegex(dynamic, r"R(UN)?PATH.*\[\$ORIGIN/\.\./lib:?\]")
+        self.assertRegex(dynamic, rf"R(UN)?PATH.*\[\$ORIGIN/\.\./{LIBRARIES}\]")
 
 
 if __name__ == "__main__":
