@@ -45,7 +45,7 @@ class Cluster:
         self.servers = {server["name"]: server for server in self.status["servers"]}
         self.nodes = [server for server in self.status["servers"] if "url" in server]
         self.credentials = self.status["credentials"]
-        self.user, _, self.password = pathlib.Path(self.credentials).read_text().strip().partition(":")
+        self.user, self.password = pathlib.Path(self.credentials).read_text().splitlines()
 
     def url(self, node=None):
         return self.servers[node]["url"] if node else self.nodes[0]["url"]
