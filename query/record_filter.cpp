@@ -17,8 +17,9 @@ using sources::Range;
 using sources::Selection;
 using sources::SelectionRequest;
 
-constexpr std::string_view in = "=*"; // one of several values
-constexpr double beyond = 9e18;       // greater numbers are left to SQLite
+constexpr std::string_view in = "=*";      // one of several values
+constexpr std::string_view glob = "=glob"; // a pattern
+constexpr double beyond = 9e18;            // greater numbers are left to SQLite
 
 std::string_view operatorText(unsigned char op) {
   switch (op) {
@@ -32,6 +33,8 @@ std::string_view operatorText(unsigned char op) {
     return ">";
   case SQLITE_INDEX_CONSTRAINT_GE:
     return ">=";
+  case SQLITE_INDEX_CONSTRAINT_GLOB:
+    return glob;
   default:
     return {};
   }
@@ -43,10 +46,24 @@ bool comparesNames(sqlite3_index_info& index, int constraint) {
   return collation == "BINARY" || collation == "NOCASE";
 }
 
+// Names that an id has by itself: those of components and events depend on other ids.
+std::optional<profile::NameTable> namesOf(const FilteredBy& by) {
+  if (by.names == &SelectionRequest::categories) {
+    return profile::category_names();
+  }
+  if (by.names == &SelectionRequest::types) {
+    return profile::datatype_names();
+  }
+  return std::nullopt;
+}
+
 bool canNarrow(sqlite3_index_info& index, int number, const FilteredBy& by) {
   const auto& constraint = index.aConstraint[number];
   if (constraint.usable == 0 || operatorText(constraint.op).empty()) {
     return false;
+  }
+  if (constraint.op == SQLITE_INDEX_CONSTRAINT_GLOB) {
+    return namesOf(by).has_value();
   }
   if (by.range != nullptr) {
     return true;
@@ -78,10 +95,8 @@ bool selectsExactly(const FilteredBy& by, const std::string& text, bool ignoresC
     return false;
   }
   std::vector<profile::NameTable> tables;
-  if (by.names == &SelectionRequest::categories) {
-    tables.push_back(profile::category_names());
-  } else if (by.names == &SelectionRequest::types) {
-    tables.push_back(profile::datatype_names());
+  if (const auto names = namesOf(by)) {
+    tables.push_back(*names);
   } else if (by.names == &SelectionRequest::components) {
     for (const profile::NameRow& category : profile::category_names()) {
       tables.push_back(profile::component_names(category.id));
@@ -137,6 +152,22 @@ bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlit
   }
   request.*list = std::move(wanted);
   return !(request.*list).empty();
+}
+
+// Narrows to the ids whose names match a pattern. False: no record can pass.
+bool narrowByPattern(SelectionRequest& request, const FilteredBy& by, sqlite3_value* value) {
+  const auto names = namesOf(by);
+  if (!names || sqlite3_value_type(value) != SQLITE_TEXT || !(request.*by.names).empty()) {
+    return true;
+  }
+  const std::string pattern = textOf(value);
+  for (unsigned id = 0; id < 256; ++id) {
+    profile::DecimalText digits;
+    if (sqlite3_strglob(pattern.c_str(), std::string(profile::name_of(*names, id, digits)).c_str()) == 0) {
+      (request.*by.names).push_back(std::to_string(id));
+    }
+  }
+  return !(request.*by.names).empty();
 }
 
 // Leaves out the names and ids that the selection does not know: no record has them. False: no record can pass.
@@ -276,7 +307,8 @@ std::string planFilter(sqlite3_index_info& index, std::span<const FilterColumn> 
     index.aConstraintUsage[i].argvIndex = ++values;
     const auto list = column.by.names != nullptr ? column.by.names : column.by.ids;
     const bool isFirst = list == nullptr || std::find(lists.begin(), lists.end(), list) == lists.end();
-    index.aConstraintUsage[i].omit = !isList && isFirst && isExact(index, i, column.by) ? 1 : 0;
+    const bool isPattern = index.aConstraint[i].op == SQLITE_INDEX_CONSTRAINT_GLOB;
+    index.aConstraintUsage[i].omit = !isList && !isPattern && isFirst && isExact(index, i, column.by) ? 1 : 0;
     lists.push_back(list);
     plan += plan.empty() ? "" : " ";
     plan += column.name;
@@ -294,7 +326,7 @@ std::optional<Selection> makeSelection(std::string_view plan, std::span<sqlite3_
     plan.remove_prefix(std::min(end + 1, plan.size()));
     const OwnedValues owned(term, value);
     if (term.by.range == nullptr) {
-      if (!narrowList(request, term.by, owned.all())) {
+      if (!(term.op == glob ? narrowByPattern(request, term.by, value) : narrowList(request, term.by, owned.all()))) {
         return std::nullopt;
       }
       continue;

@@ -79,6 +79,13 @@ TEST_F(DatabaseTest, Filters_OnlyWhatTheSelectionLetsPassReachesSQLite) {
       {"category = 'ZORB' COLLATE NOCASE", 10},
       {"category = 'ZORB'", 10},                // SQLite drops them
       {"category = 'zorb ' COLLATE RTRIM", 20}, // SQLite's own work
+      {"category GLOB 'z*'", 10},
+      {"type GLOB 'e*' AND category GLOB '[a-y]*'", 10},
+      {"type GLOB '[0-9]*'", 0},
+      {"category GLOB 'Z*'", 0},
+      {"category GLOB 7", 20},                           // SQLite's own work
+      {"category GLOB 'z*' AND category GLOB 'u*'", 10}, // one narrows
+      {"component GLOB 'z*'", 20},                       // other names in each category
       {"run = 5", 20},
   };
   for (const auto& [where, produced] : rows) {

@@ -184,6 +184,8 @@ class Filters(WithFolder):
         ("component", "= '6'"), ("component", "= 'nothing'"), ("component", "= ''"), ("type", "= 'Event'"),
         ("type", "= 'EVENT' COLLATE NOCASE"), ("event", "= 'Trace'"), ("type_id", "= ' 10 '"), ("type_id", "= '10x'"),
         ("timestamp", "= '18446744073709551615'"), ("timestamp", "< -1e30"), ("timestamp", "IS NULL"),
+        ("category", "GLOB 'z*'"), ("category", "GLOB '[0-9]*'"), ("type", "GLOB '[^e]*'"), ("type", "GLOB 'E*'"),
+        ("category", "NOT GLOB '[0-9]*'"), ("type", "GLOB NULL"), ("category", "GLOB 7"),
     ]  # fmt: skip
 
     def setUp(self):
@@ -232,6 +234,7 @@ class Filters(WithFolder):
             "event_id = 3 AND sequence_num < 9": "event_id= sequence_num<",
             "type = 'Event' COLLATE NOCASE": "type=",
             "type = 'event' COLLATE RTRIM": "",
+            "category GLOB '[0-9]*' AND type NOT GLOB 'e*'": "category=glob",
             "run = 0": "",
         }
         for where, plan in plans.items():
