@@ -43,7 +43,7 @@ def kind(name):
         return "profile"
     if name.startswith("host/model/"):
         return "model"
-    for room in ("formats", "sources", "query", "rules", "host", "velstat"):
+    for room in ("formats", "sources", "query", "rules", "fleet", "host", "velstat"):
         if name.startswith(room + "/"):
             return room
     if name in {p.name for p in (ROOT / "TavikVELHIDStatistics").glob("*.h")}:
@@ -68,9 +68,10 @@ ROOMS = [
     ("sources", {"standard", "formats", "profile", "reader", "sources", "library"}),
     ("query", {"standard", "formats", "sources", "profile", "reader", "query", "library"}),
     ("rules", {"standard", "formats", "sources", "query", "rules", "library"}),
+    ("fleet", {"standard", "formats", "sources", "query", "profile", "reader", "fleet", "library"}),
     ("host/model", {"standard", "platform", "formats", "model", "synthetic", "library"}),
     ("host", {"standard", "platform", "control", "reader", "formats", "model", "host", "synthetic", "library"}),
-    ("tools", {"standard", "control", "formats", "sources", "query", "rules", "model", "host", "profile", "synthetic",
+    ("tools", {"standard", "control", "formats", "sources", "query", "rules", "fleet", "model", "host", "profile", "synthetic",
                "velstat", "reader", "library"}),
 ]
 

@@ -1,0 +1,12 @@
+// The subcommands of velstat fleet, as in velstat/commands.h.
+#pragma once
+
+namespace CLI {
+class App;
+}
+
+namespace vel::stat {
+
+void addFleetSchema(CLI::App& fleet, int& status);
+
+} // namespace vel::stat
