@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cctype>
 #include <tuple>
 #include <utility>
 
@@ -40,14 +41,43 @@ std::string valueText(const Statement& row, std::size_t column) {
   return std::string(text.substr(0, end)) + "…";
 }
 
-std::string filled(const Words& words, const Statement& row) {
+// The name of an input as a word of a command, in quotes if the shell would act on one of its characters.
+std::string commandWord(const std::string& value) {
+  const auto isPlain = [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || static_cast<unsigned char>(c) >= 0x80 ||
+           std::string_view("_./@%+=:,-").find(c) != std::string_view::npos;
+  };
+  if (!value.empty() && std::all_of(value.begin(), value.end(), isPlain)) {
+    return value;
+  }
+  std::string word = "'";
+  for (const char c : value) {
+    word += c == '\'' ? std::string_view("'\\''") : std::string_view(&c, 1);
+  }
+  return word + "'";
+}
+
+// A text of the device in a command, where the rule may have put it in quotes: no shell acts on it.
+std::string inertText(std::string value) {
+  std::replace_if(
+      value.begin(), value.end(),
+      [](char c) { return std::string_view("$`\\\"'!\n").find(c) != std::string_view::npos; }, '?');
+  return value;
+}
+
+enum class Use { prose, commands };
+
+// People copy commands into a shell.
+std::string filled(const Words& words, const Statement& row, Use use) {
   std::string text;
   std::string_view rest = words.text;
   for (std::size_t begin = rest.find('{'); begin != std::string_view::npos; begin = rest.find('{')) {
     const std::size_t end = rest.find('}', begin);
     text += rest.substr(0, begin);
-    if (const auto column = columnNamed(row, rest.substr(begin + 1, end - begin - 1))) {
-      text += valueText(row, *column);
+    const std::string_view name = rest.substr(begin + 1, end - begin - 1);
+    if (const auto column = columnNamed(row, name)) {
+      const std::string value = valueText(row, *column);
+      text += use == Use::prose ? value : name == "source" ? commandWord(value) : inertText(value);
     }
     rest.remove_prefix(end + 1);
   }
@@ -121,9 +151,9 @@ void run(query::Database& database, const sources::Sources& sources, const Rule&
     findings.push_back({.rule = rule.name,
                         .severity = rule.severity,
                         .rank = rule.rank,
-                        .text = filled(rule.finding, row),
-                        .why = filled(rule.why, row),
-                        .next = filled(rule.next, row),
+                        .text = filled(rule.finding, row, Use::prose),
+                        .why = filled(rule.why, row, Use::prose),
+                        .next = filled(rule.next, row, Use::commands),
                         .evidence = evidenceIn(row, sources.inputs())});
   }
 }

@@ -78,6 +78,22 @@ TEST_F(TriageTest, Evidence_IsWhatTheColumnsTell) {
   EXPECT_EQ(evidence.position, 4U);
 }
 
+TEST_F(TriageTest, Commands_HaveNamesAsWordsAndTextsThatNoShellActsOn) {
+  const std::pair<const char*, const char*> names[] = {
+      {"logs/a-1.bin", "logs/a-1.bin"}, {"my log", "'my log'"}, {"it''s", "'it'\\''s'"}, {"$(x)", "'$(x)'"}, {"", "''"},
+  };
+  for (const auto& [name, word] : names) {
+    const auto found = find({readRule(std::string("-- title: t\n-- severity: note\n-- finding: {source} {event}\n"
+                                                  "-- why: because\n-- next: velstat show {source} \"{event}\"\n"
+                                                  "SELECT '") +
+                                          name + "' AS source, 'a$(b)`c`\"d' AS event",
+                                      "r.sql")});
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].next, std::string("velstat show ") + word + " \"a?(b)?c??d\"");
+    EXPECT_THAT(found[0].text, testing::EndsWith(" a$(b)`c`\"d"));
+  }
+}
+
 TEST_F(TriageTest, Evidence_OfOtherTypesIsLeftOut) {
   const auto found = find({rule("r", "note", "x",
                                 "SELECT 'elsewhere' AS source, 9 AS report, NULL AS path, -1 AS position "
