@@ -70,4 +70,4 @@ class Cluster:
     def rows(self, statement, node=None, **settings):
         """Dictionaries. Numbers of 64 bits come as numbers, not as text."""
         answer = self.sql(statement + " FORMAT JSONEachRow", node, output_format_json_quote_64bit_integers=0, **settings)
-        return [json.loads(line) for line in answer.splitlines()]
+        return [json.loads(line) for line in answer.split("\n") if line]  # a text may contain other line ends
