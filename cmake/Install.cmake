@@ -16,9 +16,19 @@ install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle} CO
 install(FILES ${PROJECT_BINARY_DIR}/${VEL_PRIVATE_LIBDIR}/TavikVELHIDStatistics.plugin/Info.plist
   DESTINATION ${installed_bundle} COMPONENT velstat)
 
-# Only the C interface: the other headers include those of the host OS.
-install(FILES profile/include/profile/velprofile.h profile/include/profile/export.h
+# The C interface, and the functions that the host OS's programs look for, which need headers of the platform.
+set(headers velprofile.h export.h profile_description.h VelProfileReport.h)
+list(TRANSFORM headers PREPEND profile/include/profile/)
+install(FILES ${headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/profile COMPONENT libvelprofile-dev)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/CoreFoundation
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velstat COMPONENT libvelprofile-dev)
+file(RELATIVE_PATH up /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+foreach(name velprofile velplatform)
+  configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${name}.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT libvelprofile-dev)
+endforeach()
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/velprofile)
 install(EXPORT velprofileTargets NAMESPACE vel:: DESTINATION ${package} COMPONENT libvelprofile-dev)
 configure_package_config_file(cmake/velprofileConfig.cmake.in ${PROJECT_BINARY_DIR}/velprofileConfig.cmake

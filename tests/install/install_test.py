@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """What ships, used from where it was moved to.
 
-usage: install_test.py CMAKE BUILD-FOLDER COMPILER SOURCE-FOLDER BUILD-TYPE"""
+usage: install_test.py CMAKE BUILD-FOLDER C-COMPILER C++-COMPILER SOURCE-FOLDER BUILD-TYPE"""
 
 import json
+import os
 import pathlib
 import shutil
 import subprocess
@@ -11,7 +12,7 @@ import sys
 import tempfile
 import unittest
 
-CMAKE, BUILD, COMPILER, SOURCE, BUILD_TYPE = sys.argv[1:]
+CMAKE, BUILD, C_COMPILER, CXX_COMPILER, SOURCE, BUILD_TYPE = sys.argv[1:]
 CONSUMER = pathlib.Path(__file__).parent / "consumer"
 HARDENING = pathlib.Path(__file__).parent.parent / "house/hardening.py"
 
@@ -45,15 +46,34 @@ class Installed(unittest.TestCase):
     def test_the_format_for_lnav_is_there(self):
         self.assertIn("velstat_log", json.loads((self.prefix / "share/velstat/lnav/velstat_log.json").read_text()))
 
-    def test_package_decodes_in_a_program_of_its_own(self):
+    def test_programs_of_others_decode(self):
         build = self.folder / "consumer"
         run(CMAKE, "-S", CONSUMER, "-B", build, "-G", "Ninja", f"-DCMAKE_PREFIX_PATH={self.prefix}",
-            f"-DCMAKE_C_COMPILER={COMPILER}")
+            f"-DCMAKE_C_COMPILER={C_COMPILER}", f"-DCMAKE_CXX_COMPILER={CXX_COMPILER}")
         run(CMAKE, "--build", build)
+        self.check_programs(build)
+
+    def test_programs_of_others_find_it_with_pkg_config(self):
+        found, = self.prefix.rglob("pkgconfig")
+        programs = self.folder / "programs"
+        programs.mkdir()
+        for name, compiler, package in (("consumer.c", C_COMPILER, "velprofile"),
+                                        ("description.cpp", CXX_COMPILER, "velplatform")):
+            flags = run("pkg-config", "--cflags", "--libs", package, env={**os.environ, "PKG_CONFIG_PATH": str(found)})
+            run(compiler, CONSUMER / name, *flags.decode().split(), f"-Wl,-rpath,{found.parent}",
+                "-o", programs / pathlib.Path(name).stem)
+        self.check_programs(programs)
+
+    def check_programs(self, folder):
+        """The programs of consumer/ do as the command does."""
         records = run(self.prefix / "bin/velstat", "generate", "records", "--seed", "5", "--count", "100")
-        expected = run(self.prefix / "bin/velstat", "decode", "-", input=records)
+        expected = run(self.prefix / "bin/velstat", "decode", "-", "--format", "text", input=records)
         self.assertEqual(expected.count(b"'binary-data'"), 100)
-        self.assertEqual(run(build / "consumer", input=records), expected)
+        self.assertEqual(run(folder / "consumer", input=records), expected)
+        twice = run(folder / "description", input=records).splitlines()
+        self.assertEqual(len(twice), 2)
+        for text in twice:
+            self.assertTrue(text.startswith(expected.splitlines()[0].rstrip(b"}")), text)
 
     def test_python_module_finds_library_and_command_beside_itself(self):
         records = self.folder / "records"

@@ -1,0 +1,19 @@
+# Completes each package's files before it is packed, as Debian's policy asks: copyright and changelog, and manual pages
+# compressed.
+function(vel_gzip file)
+  # Neither name nor date of the file, so that the result depends only on its content.
+  execute_process(COMMAND gzip --best --no-name --force ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  set(root ${CPACK_TEMPORARY_DIRECTORY}/${component})
+  set(doc ${root}/usr/share/doc/${component})
+  file(COPY ${CPACK_VEL_SOURCE}/packaging/copyright DESTINATION ${doc})
+  configure_file(${CPACK_VEL_SOURCE}/packaging/changelog.in ${doc}/changelog @ONLY)
+  vel_gzip(${doc}/changelog)
+  file(GLOB_RECURSE manuals ${root}/usr/share/man/*)
+  foreach(manual IN LISTS manuals)
+    vel_gzip(${manual})
+  endforeach()
+endforeach()
