@@ -37,7 +37,7 @@ def every_kind():
     """Records of all kinds that there are, and of some without names, with payloads that are hard to read."""
     seeded = random.Random(15)
     patterns = [bytes(32), b"\xff" * 32, bytes(range(0x70, 0x90)), b"ab\0c" * 8, b"\\'\"\n\t`%{}\x80" * 3 + b"xy", b"text"[:3] * 11]
-    for category, component, event, kind in itertools.product(range(12), (0, 1, 2, 3, 5, 255), (0, 1, 3, 16, 255), range(14)):
+    for category, component, event, kind in itertools.product(range(12), (0, 1, 2, 3, 5, 255), (0, 1, 2, 3, 16, 255), range(14)):
         payload = seeded.choice(patterns)[:32].ljust(32, b"\0")
         if seeded.random() < 0.5:
             payload = seeded.choice([0, 1, 3, 4, 5, 6, 7]).to_bytes(2, "little") + seeded.randbytes(30)
@@ -149,7 +149,7 @@ class Same(unittest.TestCase):
                 found, kinds = fetched(table)
                 expected = layouts[layout]
                 self.assertEqual(set(found), set(expected))
-                self.assertGreater(len(found), 20)
+                self.assertGreater(len(found), 9)
                 for position, fields in expected.items():
                     row = found[position]
                     self.check_common(row, self.lines[position // RECORD])
