@@ -14,8 +14,7 @@ int main() {
     return 1;
   }
   std::vector<char> bytes(static_cast<std::size_t>(CFStringGetLength(text)) * 4 + 1);
-  const bool copied =
-      CFStringGetCString(text, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8);
+  const bool copied = CFStringGetCString(text, bytes.data(), static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8);
   CFRelease(text);
   if (!copied) {
     return 1;
