@@ -146,6 +146,7 @@ void playHaptics(Recorder& recorder) {
   checkpoint(recorder, "ckp_HaldenStartHaptics");
   hapticContext(recorder);
   recorder.wait(1350, 2300); // the actuator starts
+  recorder.waitForHaptic();
   checkpoint(recorder, "ckp_HaldenPlayAsset");
   recorder.wait(9000, 14000);
   action(recorder, "halden", "StartHaldenZORBComplete");

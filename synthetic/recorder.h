@@ -38,6 +38,13 @@ private:
   _VelProfileReport& record_;
 };
 
+// How much later than usual the actuator plays an asset, in microseconds.
+struct HapticDelay {
+  std::uint32_t always = 0;
+  std::uint32_t stallOneIn = 0; // of so many haptics one comes much later still; 0: none does
+  std::uint32_t stall = 0;
+};
+
 // [one thread at a time]
 class Recorder {
 public:
@@ -63,6 +70,13 @@ public:
 
   Draft add(const Kind& kind);
 
+  void delayHaptics(const HapticDelay& delay) noexcept { hapticDelay_ = delay; }
+  // The delay of a haptic goes by.
+  void waitForHaptic() noexcept {
+    const bool stalls = hapticDelay_.stallOneIn != 0 && random_.oneIn(hapticDelay_.stallOneIn);
+    clock_ += hapticDelay_.always + (stalls ? hapticDelay_.stall : 0);
+  }
+
   // What has been recorded since the last call.
   std::vector<_VelProfileReport>& records() noexcept { return records_; }
 
@@ -70,6 +84,7 @@ private:
   Random random_;
   std::uint64_t clock_;
   std::uint32_t sequence_ = 0;
+  HapticDelay hapticDelay_;
   std::vector<std::string> silent_;
   std::vector<_VelProfileReport> records_;
 };

@@ -10,7 +10,7 @@ import sys
 ROOT = pathlib.Path(sys.argv[1]).resolve()
 
 STANDARD = set("""
-algorithm any array atomic barrier bit cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
+algorithm any array atomic barrier bit bitset cassert cctype cerrno cfenv cfloat charconv chrono cinttypes climits
 clocale cmath compare complex concepts condition_variable csetjmp csignal cstdarg cstddef cstdint cstdio cstdlib cstring
 ctime cwchar deque exception execution filesystem format forward_list fstream functional future initializer_list iomanip
 ios iosfwd iostream istream iterator latch limits list locale map memory memory_resource mutex new numbers numeric

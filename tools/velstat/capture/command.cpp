@@ -1,13 +1,11 @@
 // velstat capture: hosts a plug-in on a device model and shows what it registers and reports.
 
 #include <sources/source.h>
-#include <velstat/capture/result.h>
+#include <velstat/capture/hosted_capture.h>
 #include <velstat/commands.h>
 #include <velstat/options/hosted.h>
 #include <velstat/options/number_option.h>
-#include <velstat/options/open_tally.h>
 #include <velstat/options/output_options.h>
-#include <velstat/text/number_text.h>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -30,69 +28,6 @@ struct CaptureOptions {
   bool all = false;
 };
 
-// Moves the lines that were written since the last call; how many they are.
-std::size_t moveLines(CapturedLog& log) {
-  const std::size_t before = log.size();
-  for (control::LogLine& line : control::takeLogLines()) {
-    log.add(std::move(line));
-  }
-  return log.size() - before;
-}
-
-CapturedService registerService(host::Session& session, const host::MachineService& service, CapturedLog& log) {
-  moveLines(log);
-  CapturedService captured{.name = service.name, .usages = service.usages};
-  captured.registration = session.registerService(service);
-  const host::References held = service.device->references();
-  captured.opened = held.drivers + held.devices > 0;
-  captured.logLines = moveLines(log);
-  return captured;
-}
-
-// A batch at a time, as each entry writes a line.
-void deliverAnalytics(host::Session& session, const host::MachineService& service, CapturedLog& log) {
-  std::size_t dropped = 0;
-  for (const formats::Bytes& batch : service.device->analytics()) {
-    dropped += session.deliverAnalytics(service, batch) ? 0 : 1;
-    session.drain();
-    moveLines(log);
-  }
-  if (dropped > 0) {
-    complain(fmt::format("service '{}': {} of analytics dropped: the plug-in takes none from it", service.name,
-                         countText(dropped, "batch", "batches")));
-  }
-}
-
-CaptureResult capture(const CaptureOptions& options, const host::DeviceModel& model, host::Bundle bundle) {
-  CaptureResult result{.folder = options.out, .api = options.api};
-  result.device = model.name;
-  result.model = modelName(options.model);
-  result.version = VELSTAT_VERSION;
-  result.plugIn = bundle.identifier();
-  result.path = bundle.path().string();
-
-  control::clearLog();
-  const OpenTally tally;
-  host::Machine machine(model);
-  host::Session session(std::move(bundle), machine);
-  session.open();
-  session.schedule();
-  for (const host::MachineService& service : machine.services()) {
-    result.services.push_back(registerService(session, service, result.log));
-  }
-  for (const host::MachineService& service : machine.services()) {
-    deliverAnalytics(session, service, result.log);
-  }
-  result.records = session.capture(options.api, "velstat");
-  result.runs = session.handlerRuns();
-  result.handlers = session.stateHandlers();
-  session.close();
-  moveLines(result.log);
-  result.metrics = tally.rows();
-  result.tally = tally.image();
-  return result;
-}
-
 // What the rules find. A rule that does not end in time on a hostile device must not cost the capture.
 std::vector<rules::Finding> examine(const CaptureResult& result) {
   constexpr std::chrono::seconds patience{10};
@@ -114,10 +49,12 @@ int run(const CaptureOptions& options) {
     folder.emplace(options.out);
   }
   const host::DeviceModel model = readModel(options.model);
-  CaptureResult result = capture(options, model, loadBundle(options.plugIn));
+  CaptureResult result = captureModel(model, loadBundle(options.plugIn), options.api);
+  result.model = modelName(options.model);
+  result.folder = options.out;
   result.findings = examine(result); // which takes the most memory: before anything is written
   if (folder) {
-    writeCapture(result, *folder);
+    folder->write(captureFiles(result, PropertyLists::written));
   }
   StandardOutput out;
   if (options.format == "json") {

@@ -61,7 +61,8 @@ void writeHandlers(JsonWriter& json, const CaptureResult& result) {
 }
 
 // What is in the folder, and where it came from.
-void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std::string>& recordNames) {
+void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std::string>& recordNames,
+                   PropertyLists lists) {
   JsonWriter json(out);
   json.beginObject();
   json.members("version", result.version, "device", result.device, "model", result.model, "plug-in", result.plugIn);
@@ -79,8 +80,10 @@ void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std
     json.member("handler", captured.handler);
     json.member("file", recordNames[i] + ".state");
     json.member("size", captured.bytes.size());
-    json.member("property list", recordNames[i] + ".plist");
-    json.member("property list size", captured.record.dataSize);
+    if (lists == PropertyLists::written) {
+      json.member("property list", recordNames[i] + ".plist");
+      json.member("property list size", captured.record.dataSize);
+    }
     json.endObject();
   }
   json.endArray();
@@ -100,22 +103,24 @@ void writeManifest(Sink& out, const CaptureResult& result, const std::vector<std
 
 } // namespace
 
-void writeCapture(const CaptureResult& result, const OutputFolder& folder) {
+std::vector<OutputFile> captureFiles(const CaptureResult& result, PropertyLists lists) {
   std::vector<std::string> names;
   std::vector<OutputFile> files;
   for (const host::CapturedRecord& captured : result.records) {
     names.push_back(fmt::format("{:03}-{}", names.size() + 1, safeName(captured.record.title)));
     const std::string_view record(reinterpret_cast<const char*>(captured.bytes.data()), captured.bytes.size());
     files.push_back({names.back() + ".state", [record](Sink& out) { out += record; }});
-    files.push_back(
-        {names.back() + ".plist", [record](Sink& out) { out += record.substr(formats::recordHeaderSize); }});
+    if (lists == PropertyLists::written) {
+      files.push_back(
+          {names.back() + ".plist", [record](Sink& out) { out += record.substr(formats::recordHeaderSize); }});
+    }
   }
   files.push_back({logFileName, [&](Sink& out) {
                      result.log.each([&](const control::LogLine& line) { out += control::logLineJson(line) + '\n'; });
                    }});
   files.push_back({tallyFileName, [&](Sink& out) { out += result.tally; }});
-  files.push_back({"manifest.json", [&](Sink& out) { writeManifest(out, result, names); }});
-  folder.write(files);
+  files.push_back({"manifest.json", [&, names, lists](Sink& out) { writeManifest(out, result, names, lists); }});
+  return files;
 }
 
 } // namespace vel::stat

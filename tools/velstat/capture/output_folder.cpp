@@ -10,6 +10,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -68,6 +69,8 @@ private:
   int descriptor_;
 };
 
+struct Interrupted {};
+
 } // namespace
 
 OutputFolder::OutputFolder(const fs::path& named) : named_(named), path_(withoutSlashes(named)) {
@@ -104,6 +107,10 @@ void OutputFolder::fail(const std::string& reason) const {
 }
 
 void OutputFolder::write(const std::vector<OutputFile>& files) const {
+  write([&](const Add& add) { std::for_each(files.begin(), files.end(), add); });
+}
+
+void OutputFolder::write(const std::function<void(const Add&)>& fill) const {
   const EndingSignals signals; // ends the process after the folder is gone
   fs::path place = named_;     // of what fails
   try {
@@ -113,19 +120,27 @@ void OutputFolder::write(const std::vector<OutputFile>& files) const {
       permissions = existing.permissions();
       takeAttributes(path_, folder.path());
     }
-    for (const OutputFile& file : files) {
+    fs::path made; // the last folder in it that was made
+    fill([&](const OutputFile& file) {
       if (EndingSignals::arrived()) {
-        return;
+        throw Interrupted();
       }
       place = named_ / file.name;
-      FileSink sink(folder.path() / file.name);
+      const fs::path path = folder.path() / file.name;
+      if (path.parent_path() != folder.path() && path.parent_path() != made) {
+        made = path.parent_path();
+        fs::create_directories(made);
+      }
+      FileSink sink(path);
       file.write(sink);
       sink.close();
-    }
+    });
     place = named_;
     if (!EndingSignals::arrived()) {
       folder.moveTo(path_, permissions);
     }
+  } catch (const Interrupted&) {
+    return;
   } catch (const std::system_error& error) {
     throw Error(fmt::format("{}: {}", place.string(), error.code().message()));
   }

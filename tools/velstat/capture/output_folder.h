@@ -1,4 +1,4 @@
-// The folder of `capture --out`: it appears whole or not at all.
+// The folder that `--out` names: it appears whole or not at all.
 #pragma once
 
 #include <velstat/text/sink.h>
@@ -11,7 +11,7 @@
 namespace vel::stat {
 
 struct OutputFile {
-  std::string name;
+  std::string name;                 // in the folder; may name folders in it
   std::function<void(Sink&)> write; // its content
 };
 
@@ -24,6 +24,9 @@ public:
   // Makes the folder. An empty one that exists is replaced, and its permissions, owner, group and extended attributes
   // are kept. Signals that end the process do so when it is whole or nothing is left of it. Throws Error.
   void write(const std::vector<OutputFile>& files) const;
+  // The same for files that are made one after another: `fill` hands each to its argument, which may throw to end it.
+  using Add = std::function<void(const OutputFile&)>;
+  void write(const std::function<void(const Add&)>& fill) const;
 
 private:
   [[noreturn]] void fail(const std::string& reason) const;

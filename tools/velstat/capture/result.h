@@ -59,8 +59,11 @@ void captureJson(Sink& out, const CaptureResult& result);
 // The services, as both the JSON and the manifest have them.
 void writeServices(JsonWriter& json, const CaptureResult& result);
 
-// Writes NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl, tally.sqlite and
-// manifest.json. Throws Error.
-void writeCapture(const CaptureResult& result, const OutputFolder& folder);
+// The property list of each record in a file of its own, for programs that do not know records.
+enum class PropertyLists { written, leftOut };
+
+// NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl, tally.sqlite and manifest.json.
+// [borrowed: from `result`]
+std::vector<OutputFile> captureFiles(const CaptureResult& result, PropertyLists lists);
 
 } // namespace vel::stat

@@ -1,7 +1,10 @@
-// velstat generate: the command line; writes synthetic records to standard output.
+// velstat generate: the command line; writes synthetic records to standard output, or a fleet of captures into a
+// folder.
 
 #include <synthetic/record_stream.h>
 #include <velstat/commands.h>
+#include <velstat/generate/device_log.h>
+#include <velstat/generate/fleet.h>
 #include <velstat/options/number_option.h>
 #include <velstat/text/error.h>
 #include <velstat/text/output.h>
@@ -46,6 +49,43 @@ void run(const GenerateOptions& options) {
   }
 }
 
+// A multiple of what a log grows by.
+FleetOptions wholeSteps(FleetOptions options) {
+  options.records = (options.records + DeviceLog::step - 1) / DeviceLog::step * DeviceLog::step;
+  return options;
+}
+
+void addSyntheticFleet(CLI::App& generate, int& status) {
+  constexpr std::uint32_t mostDevices = 100'000;
+  constexpr std::uint32_t mostBuilds = 64;
+  constexpr std::uint32_t mostLots = 64;
+  auto options = std::make_shared<FleetOptions>();
+  CLI::App* const fleet = generate.add_subcommand(
+      "fleet", "Captures of many devices of several builds and hardware lots, with known faults; a seed gives the same "
+               "ones on every machine");
+  const auto number = [&](const char* name, auto& value, const char* help, auto least, auto most) {
+    fleet->add_option(name, value, help)
+        ->type_name("N")
+        ->transform(decimal<std::remove_reference_t<decltype(value)>>(least, most))
+        ->capture_default_str();
+  };
+  number("--seed", options->seed, "Where the random numbers begin", std::uint64_t{0}, UINT64_MAX);
+  number("--devices", options->devices, "How many devices, up to 100000", 1U, mostDevices);
+  number("--builds", options->builds, "How many builds, up to 64; the devices are spread over them evenly", 1U,
+         mostBuilds);
+  number("--lots", options->lots, "How many hardware lots, up to 64, likewise", 1U, mostLots);
+  number("--records", options->records, "Records of each device, from 512 to 2048; rounded up to a multiple of 256",
+         DeviceLog::least, DeviceLog::most);
+  fleet->add_option("--out", options->out, "A new folder for the captures, their list and the truth about them")
+      ->type_name("DIR")
+      ->required();
+  fleet->footer("Example:\n  velstat generate fleet --seed 1 --devices 1000 --builds 4 --out fleet1");
+  fleet->callback([options, &status] {
+    writeFleet(wholeSteps(*options));
+    status = 0;
+  });
+}
+
 } // namespace
 
 void addGenerate(CLI::App& app, int& status) {
@@ -69,6 +109,7 @@ void addGenerate(CLI::App& app, int& status) {
     run(*options);
     status = 0;
   });
+  addSyntheticFleet(*command, status);
 }
 
 } // namespace vel::stat

@@ -37,9 +37,12 @@ std::filesystem::path findDefaultBundle() {
 
 } // namespace
 
+std::string_view builtInModel() {
+  return embeddedModels[0].second;
+}
+
 host::DeviceModel readModel(const std::string& named) {
-  return named.empty() ? host::parseDeviceModel(embeddedModels[0].second, modelName(named))
-                       : host::readDeviceModel(named);
+  return named.empty() ? host::parseDeviceModel(builtInModel(), modelName(named)) : host::readDeviceModel(named);
 }
 
 host::Bundle loadBundle(const std::string& named) {
