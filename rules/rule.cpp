@@ -1,8 +1,8 @@
-// Reads the header of a rule line by line, and finds the rules' files.
+// Reads the header of a rule, and finds the rules' files.
 #include "rules/rule.h"
 
 #include <formats/files.h>
-#include <formats/nearest_name.h>
+#include <query/sql_header.h>
 
 #include <fmt/format.h>
 
@@ -31,17 +31,10 @@ constexpr std::array severities = {"note", "warning", "error"};
 enum Key : std::size_t { title, severity, rank, finding, why, next, triggers, clean, reference, keys };
 constexpr std::array<std::string_view, keys> keyNames = {"title", "severity", "rank",  "finding",  "why",
                                                          "next",  "triggers", "clean", "reference"};
-constexpr std::array<Key, 5> requiredKeys = {title, severity, finding, why, next};
+constexpr std::array<std::size_t, 5> requiredKeys = {title, severity, finding, why, next};
 
 [[noreturn]] void fail(const std::string& file, std::size_t line, const std::string& cause) {
   throw Error(fmt::format("{}: line {}: {}", file, line, cause));
-}
-
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view blanks = " \t\r";
-  const std::size_t begin = text.find_first_not_of(blanks);
-  return begin == std::string_view::npos ? std::string_view()
-                                         : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
 }
 
 struct Header {
@@ -50,74 +43,18 @@ struct Header {
   bool has(Key key) const { return values[key].line != 0; }
 };
 
-// Takes the comments at the beginning of a file.
-class HeaderReader {
-public:
-  explicit HeaderReader(const std::string& file) : file_(file) {}
-
-  Header read(std::string_view content) {
-    for (std::size_t begin = 0; begin < content.size();) {
-      const std::size_t end = std::min(content.find('\n', begin), content.size());
-      const std::string_view line = content.substr(begin, end - begin);
-      if (!line.starts_with("--")) {
-        break;
-      }
-      ++line_;
-      take(line.substr(2));
-      begin = end + 1;
+Header readHeader(std::string_view content, const std::string& file) {
+  const query::HeaderKeys expected{keyNames, requiredKeys, {}, "a rule", "docs/velstat-triage.md"};
+  Header header;
+  try {
+    for (query::HeaderEntry& entry : query::readHeader(content, file, expected)) {
+      header.values[entry.key] = {std::move(entry.text), entry.line};
     }
-    if (line_ == 0) {
-      fail(file_, 1, "a rule begins with comments such as '-- title: …'; docs/velstat-triage.md lists them");
-    }
-    for (const Key key : requiredKeys) {
-      if (!header_.has(key)) {
-        fail(file_, line_, fmt::format("the comments at the beginning have no '-- {}: …'", keyNames[key]));
-      }
-    }
-    return std::move(header_);
+  } catch (const query::Error& error) {
+    throw Error(error.what());
   }
-
-private:
-  // "  more words" continues the line before, " key: words" is a new key.
-  void take(std::string_view comment) {
-    const std::string_view text = trimmed(comment);
-    const bool continues = comment.starts_with("  ");
-    if (continues && current_ != nullptr) {
-      if (!text.empty()) {
-        current_->text += current_->text.empty() ? "" : " ";
-        current_->text += text;
-      }
-      return;
-    }
-    const std::size_t colon = text.find(':');
-    if (continues || colon == std::string_view::npos) {
-      fail(file_, line_, "neither '-- key: words' nor the words' next line, which begins with '--' and two blanks");
-    }
-    begin(text.substr(0, colon), trimmed(text.substr(colon + 1)));
-  }
-
-  void begin(std::string_view name, std::string_view text) {
-    const auto found = std::find(keyNames.begin(), keyNames.end(), name);
-    if (found == keyNames.end()) {
-      constexpr std::size_t shown = 40;
-      const auto nearest = formats::nearestName(name, keyNames);
-      fail(file_, line_,
-           fmt::format("'{}' is unknown; {}", name.substr(0, shown),
-                       nearest ? fmt::format("did you mean '{}'?", *nearest)
-                               : fmt::format("the keys are {}", fmt::join(keyNames, ", "))));
-    }
-    current_ = &header_.values[static_cast<std::size_t>(found - keyNames.begin())];
-    if (current_->line != 0) {
-      fail(file_, line_, fmt::format("'{}' is there twice, first in line {}", name, current_->line));
-    }
-    *current_ = {std::string(text), line_};
-  }
-
-  const std::string& file_;
-  Header header_;
-  Words* current_ = nullptr; // that a next line would continue
-  std::size_t line_ = 0;
-};
+  return header;
+}
 
 unsigned rankOf(const Words& words, const std::string& file) {
   constexpr unsigned greatest = 100;
@@ -170,7 +107,7 @@ Rule readRule(std::string content, const fs::path& path) {
   if (content.size() > longestRule) {
     throw Error(fmt::format("{}: longer than the {} bytes that a rule may have", rule.file, longestRule));
   }
-  Header header = HeaderReader(rule.file).read(content);
+  Header header = readHeader(content, rule.file);
   const Words& severityWords = header.values[severity];
   const auto severityRead = severityNamed(severityWords.text);
   if (!severityRead) {

@@ -10,8 +10,9 @@ namespace vel::stat {
 void addFleet(CLI::App& app, int& status) {
   CLI::App* const command = app.add_subcommand("fleet", "Logs of many devices in SQL, on a ClickHouse cluster");
   command->require_subcommand(1);
-  command->footer("Example:\n  velstat fleet schema --to http://127.0.0.1:8123");
+  command->footer("Examples:\n  velstat fleet schema --to http://127.0.0.1:8123\n  velstat fleet ask --list");
   addFleetSchema(*command, status);
+  addFleetAsk(*command, status);
 }
 
 } // namespace vel::stat

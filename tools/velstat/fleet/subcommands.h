@@ -7,6 +7,7 @@ class App;
 
 namespace vel::stat {
 
+void addFleetAsk(CLI::App& fleet, int& status);
 void addFleetSchema(CLI::App& fleet, int& status);
 
 } // namespace vel::stat

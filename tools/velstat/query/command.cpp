@@ -36,10 +36,6 @@ struct QueryOptions {
   bool all = false;
 };
 
-QueryFormat formatOf(const std::string& name) {
-  return name == "json" ? QueryFormat::json : name == "csv" ? QueryFormat::csv : QueryFormat::table;
-}
-
 bool isInput(const std::string& argument) {
   std::error_code error; // of a text that cannot be a path
   return argument == "-" || std::filesystem::exists(argument, error);
@@ -76,7 +72,7 @@ void writeAnswer(query::Database& database, const QueryOptions& line, const std:
   }
   query::Statement rows = database.prepare(sql);
   StandardOutput out;
-  writeRows(out, rows, formatOf(line.format));
+  writeRows(out, rows, queryFormat(line.format));
   out.flush();
 }
 

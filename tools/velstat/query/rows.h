@@ -1,7 +1,8 @@
-// The rows of a statement as a table, as JSON lines or as CSV, and as a database of their own.
+// The rows of a statement, in the formats of row_writer.h and as a database of their own.
 #pragma once
 
 #include <query/database.h>
+#include <velstat/query/row_writer.h>
 #include <velstat/text/output.h>
 #include <velstat/text/sink.h>
 
@@ -11,10 +12,7 @@
 
 namespace vel::stat {
 
-enum class QueryFormat { table, json, csv };
-
-// All rows, written as they come; a table in blocks of `tableRows` with a header each.
-constexpr std::size_t tableRows = 1000;
+// All rows, written as they come.
 void writeRows(Sink& out, query::Statement& rows, QueryFormat format);
 
 // What --schema shows: each table with its columns, a line each.

@@ -1,0 +1,65 @@
+// Reads an answer in ClickHouse's TabSeparatedWithNamesAndTypes as it arrives. Servers are untrusted: lines, columns
+// and escapes are checked and limited.
+#pragma once
+
+#include <fleet/error.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::fleet {
+
+constexpr const char* answerFormat = "TabSeparatedWithNamesAndTypes";
+
+// How a column's values are meant.
+enum class ValueKind : std::uint8_t {
+  text,
+  integer, // decimal digits, maybe with a sign; those of UInt64 may exceed 2^63 - 1
+  real,
+  bytes, // FixedString
+};
+
+struct AnswerColumn {
+  std::string name;
+  std::string type; // ClickHouse's
+  ValueKind kind = ValueKind::text;
+};
+
+struct AnswerCell {
+  bool isNull = false;
+  std::string_view bytes; // without escapes [borrowed: until the call returns]
+};
+
+class AnswerReader {
+public:
+  using OnColumns = std::function<void(std::span<const AnswerColumn> columns)>;
+  using OnRow = std::function<void(std::span<const AnswerCell> cells)>; // one for each column
+  AnswerReader(OnColumns onColumns, OnRow onRow) : onColumns_(std::move(onColumns)), onRow_(std::move(onRow)) {}
+
+  // Throws Error for what is not in the format.
+  void take(std::string_view piece);
+  // After the last piece.
+  void end();
+
+private:
+  void line(std::string_view text);
+  void row(std::string_view text);
+
+  const OnColumns onColumns_;
+  const OnRow onRow_;
+  std::string rest_; // a line that is not complete
+  std::vector<AnswerColumn> columns_;
+  std::vector<AnswerCell> cells_;
+  std::string unescaped_;
+  std::size_t lines_ = 0;
+};
+
+// "Nullable(Int64)" is an integer.
+ValueKind kindOfType(std::string_view type);
+
+} // namespace vel::fleet

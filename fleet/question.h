@@ -1,0 +1,55 @@
+// A question to a fleet: an SQL file whose first lines, which are comments, say what it answers and what it takes.
+// docs/fleet.md describes the format to users.
+#pragma once
+
+#include <fleet/error.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vel::fleet {
+
+enum class ParameterType : std::uint8_t { string, integer, number, day };
+const char* parameterTypeName(ParameterType type);
+
+// In the file: "-- parameter: least integer = 100: devices with fewer records are left out". In the SQL: {least}.
+struct Parameter {
+  std::string name;
+  ParameterType type = ParameterType::string;
+  std::optional<std::string> usual; // its value if it is not named; none: it must be named
+  std::string about;                // one line
+  std::size_t line = 0;             // of the file
+};
+
+struct Question {
+  std::string name;        // of the file, without .sql
+  std::string file;        // in messages
+  std::string title;       // one line, for lists
+  std::string explanation; // what the answer means
+  std::vector<Parameter> parameters;
+  std::vector<std::string> columns; // of the answer; empty: not known
+  std::string sql;                  // the whole file, so that line numbers are those of the file
+};
+
+// `file` is its name in messages, and gives the question its name. Throws Error.
+Question readQuestion(std::string content, const std::string& file);
+// The same of SQL that may have no header: if its first line is not a "-- title: …", all of it is SQL without
+// parameters.
+Question readOwnSql(std::string content, const std::string& file);
+
+// The questions that are built in, by name. [borrowed: for the life of the process]
+const std::vector<Question>& shippedQuestions();
+// Throws Error with the nearest name.
+const Question& shippedQuestion(std::string_view name);
+
+// The SQL with values in place of parameters: each as a literal of its type, so that a value is never SQL. Throws Error
+// for a value that is not of its type, for an unknown name and for one that is missing.
+using Values = std::map<std::string, std::string, std::less<>>;
+std::string bound(const Question& question, const Values& values);
+
+} // namespace vel::fleet
