@@ -77,6 +77,16 @@ Endpoint endpointOf(const std::string& text) {
   return endpoint;
 }
 
+// "Code: 60, e.displayText() = DB::Exception: Table x doesn't exist., e.what() = DB::Exception" without what says nothing.
+std::string_view plainWords(std::string_view words) {
+  constexpr std::string_view before = "DB::Exception: ";
+  constexpr std::string_view after = ", e.what() = ";
+  if (const std::size_t at = words.find(before); at != std::string_view::npos) {
+    words.remove_prefix(at + before.size());
+  }
+  return words.substr(0, words.rfind(after));
+}
+
 std::string percentEncoded(std::string_view text) {
   std::string encoded;
   for (const char character : text) {
@@ -212,7 +222,7 @@ struct Http::State {
                                     endpoint.name),
                         code);
     }
-    const std::string said = safeWords(words, address.credentials.password);
+    const std::string said = safeWords(plainWords(words), address.credentials.password);
     throw ServerError(said.empty() ? fmt::format("{}: the server answers with HTTP status {}", endpoint.name, status)
                                    : fmt::format("{}: {}", endpoint.name, said),
                       code);
