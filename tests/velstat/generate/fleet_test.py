@@ -52,7 +52,7 @@ class Fleet(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.fleet = Path(folder.name) / "fleet"
-        assert generate(folder.name, "--seed", "5", "--devices", str(DEVICES)) == (0, "", "")
+        assert generate(folder.name, "--seed", "10", "--devices", str(DEVICES)) == (0, "", "")
         cls.truth = json.loads((cls.fleet / "truth.json").read_text())
         cls.list = [json.loads(line) for line in (cls.fleet / "captures.jsonl").read_text().splitlines()]
 
@@ -79,7 +79,8 @@ class Fleet(unittest.TestCase):
                                       for fault in self.truth["faults by device"][line["device"]])
         for row in self.truth["faults"]:
             self.assertEqual((row["planted"], row["devices"]), (planted[row["fault"], row["build"], row["lot"]], DEVICES // 16))
-        self.assertEqual(set(RULES) | {"unbatched-client"}, {fault for fault, _, _ in planted}, "every fault comes up")
+        only = {faults[0] for faults in self.truth["faults by device"].values() if len(faults) == 1}
+        self.assertEqual(only, set(RULES) | {"unbatched-client"}, "each comes up without others")
 
     def test_triage_finds_what_was_planted_and_nothing_else(self):
         for device, faults in self.truth["faults by device"].items():
@@ -105,14 +106,14 @@ class Fleet(unittest.TestCase):
             for before, after in zip(checkpoints, checkpoints[1:]):
                 if (before["trace"], after["trace"]) == ("ckp_HaldenStartHaptics", "ckp_HaldenPlayAsset"):
                     latencies[line["build"]].append(after["timestamp"] - before["timestamp"])
-        medians = {build: sorted(values)[len(values) // 2] for build, values in latencies.items()}
-        stalls = {build: sum(value > 10000 for value in values) for build, values in latencies.items()}
         *earlier, last = (row["build"] for row in self.truth["latencies"])
+        usual = range(1350, 2450)  # the actuator, and what the two checkpoints take
         for build in earlier:
-            self.assertLess(abs(medians[build] - 1830), 150)  # halfway between 1350 and 2300, and the checkpoint itself
-            self.assertEqual(stalls[build], 0)
-        self.assertLess(abs(medians[last] - 2230), 150)
-        self.assertGreater(stalls[last], 0)
+            self.assertLessEqual(set(latencies[build]), set(usual))
+        stalls = {value for value in latencies[last] if value > 15000}
+        self.assertLessEqual({value - 400 for value in set(latencies[last]) - stalls}, set(usual))
+        self.assertLessEqual({value - 15400 for value in stalls}, set(usual))
+        self.assertGreater(len(stalls), 0)
 
     def test_a_capture_has_as_many_records_as_were_asked_for(self):
         whole = next(device for device, faults in self.truth["faults by device"].items()
