@@ -45,7 +45,7 @@ vel_package(velstat
   SECTION utils
   MULTI_ARCH foreign
   COMPONENTS libvelprofile1
-  SUGGESTS "lnav, less"
+  SUGGESTS "libcurl4, lnav, less"
   DESCRIPTION "state captures and profile records of VEL sensor co-processors
 velstat hosts the TavikVELHIDStatistics plug-in on a modelled device, and
 shows, decodes, queries, compares and judges what such devices leave behind:

@@ -1,7 +1,8 @@
 // Requests through libcurl: one handle, whose connection is kept open.
 #include "fleet/http.h"
 
-#include <curl/curl.h>
+#include <fleet/curl_library.h>
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -19,29 +20,21 @@ constexpr std::size_t longestWords = 400; // of the server, in an error line
 constexpr std::size_t keptWords = 16384;  // of its answer to a refused request
 
 struct FreeCurl {
-  void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  void operator()(CURL* handle) const { curl().easyCleanup(handle); }
+  void operator()(CURLU* url) const { curl().urlCleanup(url); }
+  void operator()(curl_slist* list) const { curl().listFree(list); }
 };
 using Handle = std::unique_ptr<CURL, FreeCurl>;
 using Url = std::unique_ptr<CURLU, FreeCurl>;
 using Headers = std::unique_ptr<curl_slist, FreeCurl>;
 
-// Which is not thread-safe in all versions of the library. [any thread]
-void initialiseLibrary() {
-  static const bool isReady = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-  if (!isReady) {
-    throw Error("libcurl cannot be initialised");
-  }
-}
-
 std::string urlPart(const Url& url, CURLUPart part) {
   char* text = nullptr;
-  if (curl_url_get(url.get(), part, &text, 0) != CURLUE_OK) {
+  if (curl().urlGet(url.get(), part, &text, 0) != CURLUE_OK) {
     return {};
   }
   std::string copy(text);
-  curl_free(text);
+  curl().free(text);
   return copy;
 }
 
@@ -53,8 +46,8 @@ struct Endpoint {
 };
 
 Endpoint endpointOf(const std::string& text) {
-  const Url url(curl_url());
-  if (url == nullptr || curl_url_set(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
+  const Url url(curl().url());
+  if (url == nullptr || curl().urlSet(url.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) {
     throw Error("the server's URL is none: http://127.0.0.1:8123 is one");
   }
   if (!urlPart(url, CURLUPART_USER).empty() || !urlPart(url, CURLUPART_PASSWORD).empty()) {
@@ -77,7 +70,8 @@ Endpoint endpointOf(const std::string& text) {
   return endpoint;
 }
 
-// "Code: 60, e.displayText() = DB::Exception: Table x doesn't exist., e.what() = DB::Exception" without what says nothing.
+// "Code: 60, e.displayText() = DB::Exception: Table x doesn't exist., e.what() = DB::Exception" without what says
+// nothing.
 std::string_view plainWords(std::string_view words) {
   constexpr std::string_view before = "DB::Exception: ";
   constexpr std::string_view after = ", e.what() = ";
@@ -121,7 +115,7 @@ struct Http::State {
   };
 
   void prepare(const std::string& parameters) {
-    curl_easy_reset(handle.get());
+    curl().easyReset(handle.get());
     set(CURLOPT_URL, (endpoint.base + "?" + parameters).c_str());
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_FOLLOWLOCATION, 0L);
@@ -150,9 +144,9 @@ struct Http::State {
 
   template <class Value>
   void set(CURLoption option, Value value) {
-    const CURLcode code = curl_easy_setopt(handle.get(), option, value);
+    const CURLcode code = curl().setOption(handle.get(), option, value);
     if (code != CURLE_OK) {
-      throw Error(fmt::format("{}: {}", endpoint.name, curl_easy_strerror(code)));
+      throw Error(fmt::format("{}: {}", endpoint.name, curl().errorText(code)));
     }
   }
 
@@ -173,15 +167,15 @@ struct Http::State {
     set(CURLOPT_WRITEFUNCTION, &State::takePiece);
     set(CURLOPT_WRITEDATA, this);
     // A server may ask for "Expect: 100-continue" answers only after a second.
-    Headers headers(curl_slist_append(nullptr, "Expect:"));
+    Headers headers(curl().listAppend(nullptr, "Expect:"));
     if (upload != nullptr) {
-      headers.reset(curl_slist_append(headers.release(), "Transfer-Encoding: chunked"));
+      headers.reset(curl().listAppend(headers.release(), "Transfer-Encoding: chunked"));
       set(CURLOPT_READFUNCTION, &State::givePiece);
       set(CURLOPT_READDATA, upload);
     }
     set(CURLOPT_HTTPHEADER, headers.get());
     current = &answer;
-    const CURLcode code = curl_easy_perform(handle.get());
+    const CURLcode code = curl().perform(handle.get());
     current = nullptr;
     if (answer.failure != nullptr) {
       std::rethrow_exception(answer.failure);
@@ -200,7 +194,7 @@ struct Http::State {
 
   long statusOf() const {
     long status = 0;
-    curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl().getInfo(handle.get(), CURLINFO_RESPONSE_CODE, &status);
     return status;
   }
 
@@ -209,7 +203,7 @@ struct Http::State {
       return fmt::format("no answer in time; {}", safeWords(errorText.data(), address.credentials.password));
     }
     const std::string_view detail = errorText.data();
-    return safeWords(detail.empty() ? curl_easy_strerror(code) : detail, address.credentials.password);
+    return safeWords(detail.empty() ? curl().errorText(code) : detail, address.credentials.password);
   }
 
   [[noreturn]] void refuse(long status, const std::string& words) const {
@@ -271,9 +265,8 @@ struct Http::State {
 };
 
 Http::Http(ServerAddress address) {
-  initialiseLibrary();
   state_ = std::make_unique<State>(std::move(address));
-  state_->handle.reset(curl_easy_init());
+  state_->handle.reset(curl().easyInit());
   if (state_->handle == nullptr) {
     throw Error("libcurl cannot be initialised");
   }
