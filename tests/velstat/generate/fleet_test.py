@@ -88,7 +88,7 @@ class Fleet(unittest.TestCase):
                 _, out, _ = run("triage", "--format", "json", str(self.fleet / "captures" / device))
                 found = {finding["rule"] for finding in json.loads(out)["findings"]}
                 self.assertEqual(found & set(RULES.values()), {RULES[fault] for fault in faults if fault in RULES})
-                if not faults:  # stalls of the last build are no fault of the device
+                if not faults:  # stalls of the last build do not come from the device
                     self.assertLessEqual(found, {"haptic-latency-outlier"})
 
     def test_clients_without_a_batch_interval_are_those_of_the_truth(self):
