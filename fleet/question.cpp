@@ -68,6 +68,13 @@ std::optional<Number> numberIn(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
+// Digits, not a function of a text, as LIMIT takes only those. Without its brackets, a sign could begin a comment.
+template <class Number>
+std::string digits(Number number) {
+  const std::string text = fmt::format("{}", number);
+  return text.starts_with('-') ? "(" + text + ")" : text;
+}
+
 // The value as a literal of the type; none: it is not of the type.
 std::optional<std::string> literal(ParameterType type, std::string_view value) {
   switch (type) {
@@ -75,11 +82,11 @@ std::optional<std::string> literal(ParameterType type, std::string_view value) {
     return textLiteral(value);
   case ParameterType::integer: {
     const auto number = numberIn<std::int64_t>(value);
-    return number ? std::optional(fmt::format("toInt64({})", *number)) : std::nullopt;
+    return number ? std::optional(digits(*number)) : std::nullopt;
   }
   case ParameterType::number: {
     const auto number = numberIn<double>(value);
-    return number && std::isfinite(*number) ? std::optional(fmt::format("toFloat64({})", *number)) : std::nullopt;
+    return number && std::isfinite(*number) ? std::optional(digits(*number)) : std::nullopt;
   }
   case ParameterType::day:
     return isDay(value) ? std::optional(fmt::format("toDate('{}')", value)) : std::nullopt;
