@@ -11,6 +11,13 @@ install(TARGETS velprofile EXPORT velprofileTargets LIBRARY
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 
+# Where Debian's shells look if the prefix is /usr.
+set(completions ${PROJECT_SOURCE_DIR}/share/completions)
+install(FILES ${completions}/velstat.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+  RENAME velstat COMPONENT velstat)
+install(FILES ${completions}/_velstat DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT velstat)
+install(FILES ${completions}/velstat.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT velstat)
+
 set(installed_bundle ${VEL_PRIVATE_LIBDIR}/TavikVELHIDStatistics.plugin)
 install(TARGETS TavikVELHIDStatistics LIBRARY DESTINATION ${installed_bundle} COMPONENT velstat)
 install(FILES ${PROJECT_BINARY_DIR}/${VEL_PRIVATE_LIBDIR}/TavikVELHIDStatistics.plugin/Info.plist

@@ -4,7 +4,7 @@
 #include <sources/json_fields.h>
 #include <sources/plain_fields.h>
 #include <sources/record.h>
-#include <sources/renderer.h>
+#include <sources/record_names.h>
 
 #include <fmt/format.h>
 
@@ -15,18 +15,7 @@ namespace vel::sources {
 
 namespace {
 
-// The columns of CSV, which are the keys of JSON too.
-std::vector<std::string_view> commonNames() {
-  std::vector<std::string_view> names;
-  for (std::string_view rest = csvHeader.substr(0, csvHeader.size() - 1); !rest.empty();) {
-    const std::size_t end = std::min(rest.find(','), rest.size());
-    names.push_back(rest.substr(0, end));
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  return names;
-}
-
-// In the order of these columns.
+// In the order of commonFieldNames().
 namespace common {
 enum : std::size_t {
   category = 1,
@@ -52,7 +41,7 @@ std::string_view bytesOf(const unsigned char* record) {
 
 ListedField fieldNamed(std::string_view name) {
   ListedField found;
-  const std::vector<std::string_view> everywhere = commonNames();
+  const std::vector<std::string_view> everywhere = commonFieldNames();
   const auto known = std::find_if(everywhere.begin(), everywhere.end(),
                                   [&](std::string_view each) { return formats::equalIgnoringCase(each, name); });
   if (known != everywhere.end()) {
@@ -60,23 +49,22 @@ ListedField fieldNamed(std::string_view name) {
     found.common = static_cast<std::size_t>(known - everywhere.begin()) + 1;
     return found;
   }
-  std::vector<std::string> qualified;
-  std::vector<std::string_view> names = everywhere;
   const bool isQualified = name.find('.') != std::string_view::npos;
   for (const profile::Layout& layout : profile::all_layouts()) {
     const profile::Row*& row = found.rows.emplace_back();
     for (const profile::Row& candidate : layout.rows) {
-      std::string full = isQualified ? fmt::format("{}.{}", layout.name, candidate.key) : std::string(candidate.key);
+      const std::string full =
+          isQualified ? fmt::format("{}.{}", layout.name, candidate.key) : std::string(candidate.key);
       if (formats::equalIgnoringCase(full, name)) {
         row = &candidate;
         found.name = full;
       }
-      qualified.push_back(std::move(full));
     }
   }
   if (found.name.empty()) {
-    std::sort(qualified.begin(), qualified.end()); // several layouts have a key
-    names.insert(names.end(), qualified.begin(), std::unique(qualified.begin(), qualified.end()));
+    const std::vector<std::string> keys = payloadFieldNames(isQualified);
+    std::vector<std::string_view> names = everywhere;
+    names.insert(names.end(), keys.begin(), keys.end());
     const auto nearest = formats::nearestName(name, names);
     throw std::invalid_argument(
         fmt::format("there is no field '{}'{}", name, nearest ? fmt::format("; did you mean '{}'?", *nearest) : ""));

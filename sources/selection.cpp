@@ -3,8 +3,8 @@
 
 #include <formats/nearest_name.h>
 #include <formats/parse_number.h>
-#include <profile/category.h>
 #include <sources/record.h>
+#include <sources/record_names.h>
 
 #include <fmt/format.h>
 
@@ -23,16 +23,6 @@ bool isNumber(std::string_view text) {
 }
 
 constexpr std::size_t idCount = 256;
-
-// Calls `visit` with every table of names for the events of a category's components, and for their actions.
-template <class Visit>
-void forEachComponent(Visit visit) {
-  for (unsigned category = 0; category < idCount; ++category) {
-    for (unsigned component = 0; component < idCount; ++component) {
-      visit(profile::event_names(category, component), profile::subtype_names(category, component));
-    }
-  }
-}
 
 // The names or ids of one option.
 class Wanted {
@@ -116,49 +106,6 @@ private:
   std::bitset<idCount> lastFound_;
 };
 
-void addNames(std::vector<std::string_view>& names, NameTable table) {
-  for (const profile::NameRow& row : table) {
-    names.emplace_back(row.name);
-  }
-}
-
-std::vector<std::string_view> namesIn(NameTable table) {
-  std::vector<std::string_view> names;
-  addNames(names, table);
-  return names;
-}
-
-std::vector<std::string_view> componentNames() {
-  std::vector<std::string_view> names;
-  for (const profile::Category& category : profile::categories()) {
-    addNames(names, profile::component_names(category.id));
-  }
-  return names;
-}
-
-std::vector<std::string_view> eventNames() {
-  std::vector<std::string_view> names;
-  NameTable lastEvents;
-  NameTable lastActions;
-  forEachComponent([&](NameTable events, NameTable actions) {
-    if (events.data() != lastEvents.data() || actions.data() != lastActions.data()) {
-      addNames(names, events);
-      addNames(names, actions);
-      lastEvents = events;
-      lastActions = actions;
-    }
-  });
-  return names;
-}
-
-std::vector<std::string_view> layoutNames() {
-  std::vector<std::string_view> names;
-  for (const profile::Layout& layout : profile::all_layouts()) {
-    names.push_back(layout.name);
-  }
-  return names;
-}
-
 } // namespace
 
 Range parseRange(std::string_view text) {
@@ -197,7 +144,7 @@ Selection::Selection(const SelectionRequest& request)
     }
   }
   if (!request.events.empty()) {
-    forEachComponent([&](NameTable eventTable, NameTable actionTable) {
+    forEachEventTable([&](NameTable eventTable, NameTable actionTable) {
       if (std::vector<std::uint32_t> ids = events.namedAmong(actionTable); !ids.empty()) {
         actions_.push_back({events_.size(), std::move(ids)});
       }
@@ -211,8 +158,8 @@ Selection::Selection(const SelectionRequest& request)
       }
     }
   }
-  categories.requireKnown([] { return namesIn(profile::category_names()); });
-  types.requireKnown([] { return namesIn(profile::datatype_names()); });
+  categories.requireKnown(categoryNames);
+  types.requireKnown(typeNames);
   components.requireKnown(componentNames);
   events.requireKnown(eventNames);
   layouts.requireKnown(layoutNames);

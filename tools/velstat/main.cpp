@@ -1,6 +1,7 @@
 // velstat: the command line, and how failures of all subcommands are reported.
 
 #include <velstat/commands.h>
+#include <velstat/complete/candidates.h>
 #include <velstat/mapped_files.h>
 #include <velstat/options/help_text.h>
 #include <velstat/options/wrong_usage.h>
@@ -74,6 +75,12 @@ int run(int argc, char** argv) {
 #include <subcommands.inc>
 #undef VELSTAT_SUBCOMMAND
   refuseEmptyValues(app);
+
+  if (argc > 1 && argv[1] == vel::stat::completionWord) {
+    const std::vector<std::string_view> words(argv + 2, argv + argc);
+    vel::stat::writeStandardOutput(vel::stat::completionsFor(app, words));
+    return done;
+  }
 
   try {
     refuseEmptyValues(std::span(argv, static_cast<std::size_t>(argc)));

@@ -72,10 +72,14 @@ void addCapture(CLI::App& app, int& status) {
   auto options = std::make_shared<CaptureOptions>();
   CLI::App* const command =
       app.add_subcommand("capture", "Register a modelled device's services with the plug-in and capture its state");
-  command->add_option("--plugin", options->plugIn, "The plug-in bundle (default: the one beside this command)")
-      ->type_name("BUNDLE");
-  command->add_option("--model", options->model, "The device model, - for standard input (default: built in)")
-      ->type_name("FILE");
+  command->add_option("--plugin", options->plugIn, "The plug-in bundle")
+      ->type_name("BUNDLE")
+      ->default_str("the one beside this command");
+  command
+      ->add_option("--model", options->model,
+                   "The device model: a file, - for standard input, or the name of a shipped one")
+      ->type_name("MODEL")
+      ->default_str("the one that is built in");
   command
       ->add_option("--api", options->api,
                    "Why the capture is asked for: 1 error, 2 fault, 3 request; other numbers reach the plug-in too")

@@ -150,15 +150,14 @@ int run(CommandLine& line) {
 }
 
 void addFilters(CLI::App& command, CommandLine& line) {
-  const auto add = [&](const char* name, std::vector<std::string>& into, const char* description,
-                       const char* type = "NAME|ID") {
+  const auto add = [&](const char* name, std::vector<std::string>& into, const char* type, const char* description) {
     command.add_option(name, into, description)->type_name(type)->allow_extra_args(false)->group("Filters");
   };
-  add("--category", line.selection.categories, "Only records of this category; may be repeated, as the next four");
-  add("--component", line.selection.components, "Only records of this component");
-  add("--event", line.selection.events, "Only records of this event or action");
-  add("--type", line.selection.types, "Only records of this datatype");
-  add("--layout", line.selection.layouts, "Only records that show this layout", "NAME");
+  add("--category", line.selection.categories, "CATEGORY", "Only records of this category, by name or id");
+  add("--component", line.selection.components, "COMPONENT", "Only records of this component, by name or id");
+  add("--event", line.selection.events, "EVENT", "Only records of this event, by name or id, or of this action");
+  add("--type", line.selection.types, "TYPE", "Only records of this datatype, by name or id");
+  add("--layout", line.selection.layouts, "LAYOUT", "Only records that show this layout");
   command.add_option("--sequence", line.sequence, "Only these sequence numbers; A.. and ..B leave an end open")
       ->type_name("A..B")
       ->group("Filters");
@@ -181,11 +180,12 @@ void addFilters(CLI::App& command, CommandLine& line) {
 void addFormats(CLI::App& command, CommandLine& line) {
   command
       .add_option("--format", line.format,
-                  "brief (default on a terminal), text (default elsewhere), json: an object a line, csv, raw: the 48 "
-                  "bytes, none: check and count only")
-      ->check(CLI::IsMember({"brief", "text", "json", "csv", "raw", "none"}));
+                  "brief: a line for people, text: the exact text, json: an object a line, csv, raw: the 48 bytes, "
+                  "none: check and count only")
+      ->check(CLI::IsMember({"brief", "text", "json", "csv", "raw", "none"}))
+      ->default_str("brief on a terminal, text elsewhere");
   command.add_flag("--delta", line.decode.differences, "Brief lines with times since the line before");
-  command.add_option("--fields", line.fields, "Only these fields, in brief lines, JSON or CSV")->type_name("A,B,C");
+  command.add_option("--fields", line.fields, "Only these fields, in brief lines, JSON or CSV")->type_name("FIELD,...");
   CLI::Option* const framed = command.add_flag("--framed", line.framed,
                                                "Put each text's length before it (32 bits, little-endian), no newline");
   CLI::Option* const raw = command.add_flag("--raw", line.raw, "Write the exact bytes to a terminal too");
@@ -220,8 +220,9 @@ void addDecode(CLI::App& app, int& status) {
       ->add_flag("--stats{text}", line->statistics,
                  "End with statistics: on stderr, or as the only output with --format none; --stats=json")
       ->check(CLI::IsMember({"text", "json"}));
-  command->add_option("--jobs", line->jobs, "Threads, 1 to 256 (default: one a core)")
+  command->add_option("--jobs", line->jobs, "Threads, 1 to 256")
       ->type_name("N")
+      ->default_str("one a core")
       ->transform(decimal(1U, 256U));
   addOutputOptions(*command);
   command->footer("Times: 420000000 (us) or 420.5 (s) by the device's clock, +1.5s after the first\n"

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <span>
 #include <string>
@@ -20,16 +21,27 @@ namespace vel::stat {
 
 namespace {
 
-// The bundle next to the running executable, in a build tree or installed.
-std::filesystem::path findDefaultBundle() {
+namespace fs = std::filesystem;
+
+// The folder above that of the running executable, in a build tree or installed; empty if it is unknown.
+fs::path prefix() {
   std::error_code error;
-  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) {
+  return fs::read_symlink("/proc/self/exe", error).parent_path().parent_path();
+}
+
+constexpr const char* modelSuffix = ".json"; // ".schema.json" describes models
+
+fs::path modelFolder() {
+  return prefix() / VELSTAT_DATA_FOLDER / "velstat/models";
+}
+
+fs::path findDefaultBundle() {
+  if (prefix().empty()) {
     throw Error("the plug-in is looked for beside this command, whose place is unknown: name it with --plugin");
   }
-  const std::filesystem::path bundle =
-      executable.parent_path().parent_path() / VELSTAT_LIBRARY_FOLDER / "TavikVELHIDStatistics.plugin";
-  if (!std::filesystem::exists(bundle, error)) {
+  const fs::path bundle = prefix() / VELSTAT_LIBRARY_FOLDER / "TavikVELHIDStatistics.plugin";
+  std::error_code error;
+  if (!fs::exists(bundle, error)) {
     throw Error(fmt::format("no plug-in beside this command ({}): name one with --plugin", bundle.string()));
   }
   return bundle;
@@ -42,11 +54,37 @@ std::string_view builtInModel() {
 }
 
 host::DeviceModel readModel(const std::string& named) {
-  return named.empty() ? host::parseDeviceModel(builtInModel(), modelName(named)) : host::readDeviceModel(named);
+  return named.empty() ? host::parseDeviceModel(builtInModel(), modelName(named))
+                       : host::readDeviceModel(modelFile(named));
 }
 
 host::Bundle loadBundle(const std::string& named) {
-  return host::Bundle::load(named.empty() ? findDefaultBundle() : std::filesystem::path(named));
+  return host::Bundle::load(named.empty() ? findDefaultBundle() : fs::path(named));
+}
+
+std::string modelFile(const std::string& named) {
+  std::error_code error;
+  if (named.find('/') == std::string::npos && !fs::exists(named, error)) {
+    for (const std::string& name : shippedModels()) {
+      if (name == named) {
+        return modelFolder() / (name + modelSuffix);
+      }
+    }
+  }
+  return named;
+}
+
+std::vector<std::string> shippedModels() {
+  std::vector<std::string> names;
+  std::error_code error; // nothing is there
+  for (const fs::directory_entry& entry : fs::directory_iterator(modelFolder(), error)) {
+    if (const fs::path file = entry.path().filename();
+        file.extension() == modelSuffix && file.stem().extension().empty()) {
+      names.push_back(file.stem().string());
+    }
+  }
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 std::string modelName(const std::string& named) {

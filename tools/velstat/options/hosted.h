@@ -6,6 +6,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vel::stat {
 
@@ -15,6 +16,12 @@ host::Bundle loadBundle(const std::string& named);
 
 // The text of the model that ships with velstat.
 std::string_view builtInModel();
+// The file of a model: that of a shipped one if it has this name, and no file of this name exists; otherwise the file
+// itself.
+std::string modelFile(const std::string& named);
+
+// The names of the models beside this command, which --model takes too. None if they are not there.
+std::vector<std::string> shippedModels();
 
 // The model's name in messages.
 std::string modelName(const std::string& named);

@@ -2,6 +2,7 @@
 #include "velstat/options/wrong_usage.h"
 
 #include <formats/nearest_name.h>
+#include <velstat/options/definition.h>
 
 #include <fmt/format.h>
 
@@ -39,10 +40,6 @@ Thing thingAt(const std::string& path) {
 
 bool isOption(std::string_view word) {
   return word.size() > 1 && word.front() == '-';
-}
-
-std::vector<const CLI::App*> subcommandsOf(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
 std::string nearest(std::string_view word, const std::vector<std::string>& names, std::string_view before = "") {

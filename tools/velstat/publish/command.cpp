@@ -84,7 +84,7 @@ void refuseSharedFiles(const PublishOptions& options, const host::Bundle& bundle
   for (const fs::path& file : control::tallyStoreFiles(options.tally)) {
     written.push_back({file, written.size() == 1 ? "the store" : "one of the store's files", "--tally"});
   }
-  std::vector<ReadFile> read = {{options.entries, "the entries"}, {options.model, "the model"}};
+  std::vector<ReadFile> read = {{options.entries, "the entries"}, {modelFile(options.model), "the model"}};
   for (const fs::path& file : bundle.files()) {
     read.push_back({file, "one of the plug-in's files"});
   }
@@ -149,10 +149,14 @@ void addPublish(CLI::App& app, int& status) {
       ->check(notAModel())
       ->required();
   command->add_option("--tally", options->tally, "The store, made when there is none")->type_name("FILE")->required();
-  command->add_option("--model", options->model, "The device model (default: built in); its own batches stay out")
-      ->type_name("FILE");
-  command->add_option("--plugin", options->plugIn, "The plug-in bundle (default: the one beside this command)")
-      ->type_name("BUNDLE");
+  command
+      ->add_option("--model", options->model,
+                   "The device model: a file, or the name of a shipped one; its own batches stay out")
+      ->type_name("MODEL")
+      ->default_str("the one that is built in");
+  command->add_option("--plugin", options->plugIn, "The plug-in bundle")
+      ->type_name("BUNDLE")
+      ->default_str("the one beside this command");
   command->add_option("--log", options->log, "Write the plug-in's log into this file, as JSON lines")
       ->type_name("FILE");
   command->footer("Example:\n  velstat publish --tally tally.sqlite --log publish.jsonl entries.bin");

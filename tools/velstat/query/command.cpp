@@ -109,7 +109,7 @@ int runQuery(QueryOptions& line) {
 void addQuery(CLI::App& app, int& status) {
   auto line = std::make_shared<QueryOptions>();
   CLI::App* const command = app.add_subcommand("query", "Ask captures, logs and records in SQL");
-  command->add_option("INPUT", line->arguments, "What velstat decode reads; the SQL comes last")->type_name("SQL");
+  command->add_option("INPUT", line->arguments, "What velstat decode reads; the SQL comes last")->type_name("");
   command->add_option("--file", line->file, "Take the SQL from this file")->type_name("FILE");
   command->add_option("--format", line->format, "table; json: an object a line; csv")
       ->check(CLI::IsMember({"table", "json", "csv"}))
@@ -117,9 +117,10 @@ void addQuery(CLI::App& app, int& status) {
   command->add_flag("--schema", line->schema, "Show the tables and columns, and read nothing");
   command->add_option("--export", line->exported, "Write all tables into an SQLite database instead")
       ->type_name("FILE");
-  command->add_option("--timeout", line->timeout, "Stop after so many seconds; 0: never (default: 60)")
+  command->add_option("--timeout", line->timeout, "Stop after so many seconds; 0: never")
       ->type_name("N")
-      ->transform(decimal(0U, longestTimeout));
+      ->transform(decimal(0U, longestTimeout))
+      ->capture_default_str();
   command->add_flag("--all", line->all, "Every occurrence of a record, in input order");
   addOutputOptions(*command);
   command->footer("Examples:\n"

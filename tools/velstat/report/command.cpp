@@ -67,9 +67,10 @@ void addReport(CLI::App& app, int& status) {
   command->add_option("--against", line->reference, "Compare with a capture of a good device")
       ->type_name("GOOD")
       ->allow_extra_args(false);
-  command->add_option("--timeout", line->timeout, "Seconds for each rule and table; 0: no limit (default: 60)")
+  command->add_option("--timeout", line->timeout, "Seconds for each rule and table; 0: no limit")
       ->type_name("N")
-      ->transform(decimal(0U, longestTimeout));
+      ->transform(decimal(0U, longestTimeout))
+      ->capture_default_str();
   command->footer("Examples:\n"
                   "  velstat report snapshot -o report.html\n"
                   "  velstat report bad --against good -o report.html");

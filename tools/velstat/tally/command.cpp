@@ -192,8 +192,8 @@ void addTally(CLI::App& app, int& status) {
                                   ->capture_default_str();
   command
       ->add_option("--key", options->keys,
-                   "Only keys that match this glob: *, ?, [...], \\ before a character that means itself; repeatable")
-      ->type_name("GLOB")
+                   "Only this key, or keys that match this glob: *, ?, [...], \\ before a character that means itself")
+      ->type_name("KEY")
       ->allow_extra_args(false)
       ->check(checkGlob);
   CLI::Option* const watching = command->add_flag("--watch", options->watch, "Show it again whenever it has changed");
@@ -202,7 +202,7 @@ void addTally(CLI::App& app, int& status) {
       ->transform(decimal(0.001, 86400.0))
       ->needs(watching)
       ->capture_default_str();
-  command->add_option("--count", options->count, "End after it was shown so many times (0: never)")
+  command->add_option("--count", options->count, "End after it was shown so many times; 0: never")
       ->type_name("N")
       ->transform(decimal<std::uint64_t>())
       ->needs(watching)

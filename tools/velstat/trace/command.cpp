@@ -125,9 +125,10 @@ void addTrace(CLI::App& app, int& status) {
       ->type_name("FILE")
       ->required();
   command->add_flag("--no-findings", line->noFindings, "Do not look for what velstat triage finds");
-  command->add_option("--timeout", line->timeout, "Seconds for each rule of triage; 0: no limit (default: 60)")
+  command->add_option("--timeout", line->timeout, "Seconds for each rule of triage; 0: no limit")
       ->type_name("N")
-      ->transform(decimal(0U, longestTimeout));
+      ->transform(decimal(0U, longestTimeout))
+      ->capture_default_str();
   command->footer("Examples:\n"
                   "  velstat trace snapshot -o trace.json\n"
                   "  velstat generate records | velstat trace --no-findings - -o trace.json\n"

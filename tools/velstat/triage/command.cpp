@@ -1,5 +1,6 @@
 // velstat triage: the command line.
 
+#include <formats/nearest_name.h>
 #include <rules/self_test.h>
 #include <rules/triage.h>
 #include <sources/input.h>
@@ -21,9 +22,11 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace vel::stat {
@@ -35,7 +38,8 @@ enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 }; // a rule 
 struct TriageOptions {
   std::vector<std::string> inputs;
   std::string reference;
-  std::string folder; // of rules
+  std::string folder;             // of rules
+  std::vector<std::string> names; // of rules; empty: all
   std::string format = "text";
   std::string failOn = "note";
   unsigned timeout = 60;
@@ -43,12 +47,33 @@ struct TriageOptions {
   bool selfTest = false;
 };
 
+// Of these rules those that --rule names, if it is used. Throws CLI::ValidationError for an unknown name.
+std::vector<rules::Rule> chosen(const TriageOptions& line, std::vector<rules::Rule> all) {
+  for (const std::string& name : line.names) {
+    std::vector<std::string_view> known;
+    for (const rules::Rule& rule : all) {
+      known.push_back(rule.name);
+    }
+    if (std::find(known.begin(), known.end(), name) == known.end()) {
+      const auto nearest = formats::nearestName(name, known);
+      throw CLI::ValidationError("--rule", fmt::format("there is no rule '{}'{}", name,
+                                                       nearest ? fmt::format("; did you mean '{}'?", *nearest) : ""));
+    }
+  }
+  if (!line.names.empty()) {
+    std::erase_if(all, [&](const rules::Rule& rule) {
+      return std::find(line.names.begin(), line.names.end(), rule.name) == line.names.end();
+    });
+  }
+  return all;
+}
+
 std::vector<rules::Rule> rulesFor(const TriageOptions& line) {
   std::vector<rules::Rule> all = rules::shippedRules();
   if (!line.folder.empty()) {
     rules::addRules(all, rules::readRules(line.folder));
   }
-  return all;
+  return chosen(line, std::move(all));
 }
 
 void writeList(const std::vector<rules::Rule>& all) {
@@ -212,17 +237,20 @@ void addTriage(CLI::App& app, int& status) {
   command->add_option("INPUT", line->inputs, "What velstat decode reads")->type_name("");
   command->add_option("--against", line->reference, "Compare with a capture of a good device")->type_name("GOOD");
   command->add_option("--rules", line->folder, "Also use the rules (*.sql) in this folder")->type_name("FOLDER");
+  command->add_option("--rule", line->names, "Only this rule")->type_name("RULE")->allow_extra_args(false);
   command->add_flag("--list", line->list, "Show the rules, a line each, and read nothing");
-  command->add_flag("--self-test", line->selfTest, "Try each rule on its samples instead");
+  command->add_flag("--self-test", line->selfTest, "Try each rule on its samples instead")
+      ->excludes(command->get_option("--rule"));
   command->add_option("--fail-on", line->failOn, "Exit with 1 for findings from this severity on")
       ->check(CLI::IsMember({"note", "warning", "error"}))
       ->capture_default_str();
   command->add_option("--format", line->format, "text or json")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
-  command->add_option("--timeout", line->timeout, "Seconds for each rule; 0: no limit (default: 60)")
+  command->add_option("--timeout", line->timeout, "Seconds for each rule; 0: no limit")
       ->type_name("N")
-      ->transform(decimal(0U, longestTimeout));
+      ->transform(decimal(0U, longestTimeout))
+      ->capture_default_str();
   addOutputOptions(*command);
   command->footer("Examples:\n"
                   "  velstat triage snapshot\n"
