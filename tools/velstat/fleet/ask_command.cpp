@@ -179,9 +179,10 @@ void addFleetAsk(CLI::App& fleet, int& status) {
   command->add_option("--format", line->format, "table; json: an object a line; csv")
       ->check(CLI::IsMember({"table", "json", "csv"}))
       ->capture_default_str();
-  command->add_option("--timeout", line->timeout, "Stop after so many seconds; 0: never (default: 300)")
+  command->add_option("--timeout", line->timeout, "Stop after so many seconds; 0: never")
       ->type_name("N")
-      ->transform(decimal(0U, longestTimeout));
+      ->transform(decimal(0U, longestTimeout))
+      ->capture_default_str();
   addServerOptions(*command, line->server);
   addOutputOptions(*command);
   command->allow_extras(); // the question's parameters

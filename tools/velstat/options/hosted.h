@@ -16,6 +16,7 @@ host::Bundle loadBundle(const std::string& named);
 
 // The text of the model that ships with velstat.
 std::string_view builtInModel();
+
 // The file of a model: that of a shipped one if it has this name, and no file of this name exists; otherwise the file
 // itself.
 std::string modelFile(const std::string& named);
