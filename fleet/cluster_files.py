@@ -29,7 +29,7 @@ NODE = """<?xml version="1.0"?>
   <merge_tree><max_bytes_to_merge_at_max_space_in_pool>10000000000</max_bytes_to_merge_at_max_space_in_pool></merge_tree>
   <remote_servers><{cluster}>{shards}</{cluster}></remote_servers>
   {keeper}
-  <macros><cluster>{cluster}</cluster><shard>{shard}</shard><replica>{name}</replica></macros>
+  <macros><velstat_urls>{urls}</velstat_urls><cluster>{cluster}</cluster><shard>{shard}</shard><replica>{name}</replica></macros>
   <distributed_ddl><path>/clickhouse/task_queue/ddl</path></distributed_ddl>
 </yandex>
 """
@@ -72,6 +72,7 @@ def configuration(name):
 
 def write_configuration(folder, cluster, password, nodes, keeper_port):
     """For each node, and for ZooKeeper if there is a port for it."""
+    urls = " ".join(f"http://127.0.0.1:{node['http']}" for node in nodes)
     shards = ""
     for shard in sorted({node["shard"] for node in nodes}):
         replicas = "".join(
@@ -88,4 +89,5 @@ def write_configuration(folder, cluster, password, nodes, keeper_port):
         (of_node / "data").mkdir(parents=True)
         (of_node / "users.xml").write_text(USERS.format(password=password))
         (of_node / configuration(node["name"])).write_text(NODE.format(
-            **node, folder=escape(str(of_node)), password=password, cluster=cluster, shards=shards, keeper=keeper))
+            **node, folder=escape(str(of_node)), password=password, cluster=cluster, urls=urls, shards=shards,
+            keeper=keeper))

@@ -269,6 +269,10 @@ Statement Database::prepare(std::string_view sql) {
   return Statement(*state_, sql);
 }
 
+void Database::tellReading(std::vector<sources::Finding> defects, std::vector<sources::Run> runs) {
+  state_->tell({std::move(defects), std::move(runs)});
+}
+
 std::uint64_t Database::recordsProduced() const {
   return state_->recordsProduced;
 }

@@ -97,6 +97,9 @@ public:
   // One statement. Throws Error with line and column for SQL that is wrong, and for SQL that does more than read.
   Statement prepare(std::string_view sql);
 
+  // What a reading of all records has told, so that the tables `runs` and `defects` need not read them again.
+  void tellReading(std::vector<sources::Finding> defects, std::vector<sources::Run> runs);
+
   // How many records the virtual tables have handed to SQLite: what a filter has left. For tests and benchmarks.
   std::uint64_t recordsProduced() const;
 

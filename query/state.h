@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vel::query {
@@ -40,6 +41,7 @@ public:
   // Restarts the time limit.
   void startClock();
   bool isLate() const { return deadline_ && std::chrono::steady_clock::now() >= *deadline_; }
+  void tell(RecordNotes notes) { inputs_.notes = std::move(notes); }
   void requireTime() const; // throws Error when the time is over
   // Around a call of SQLite that runs the SQL.
   void enter();

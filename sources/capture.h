@@ -68,6 +68,9 @@ struct ClockRelation {
 struct Capture {
   std::string version; // of the command that made it; empty: unknown, as below
   std::string device;
+  std::string deviceId; // which device it is, and which firmware and hardware it has; empty: unknown
+  std::string build;
+  std::string lot;
   std::string model;
   std::string plugIn;
   std::uint32_t api = 0;

@@ -79,6 +79,9 @@ RecordNotes readManifest(const std::string& content, const std::string& name, Ca
   RecordNotes notes;
   read.version = textOf(root, "version");
   read.device = textOf(root, "device");
+  read.deviceId = textOf(root, "device id");
+  read.build = textOf(root, "build");
+  read.lot = textOf(root, "lot");
   read.model = textOf(root, "model");
   read.plugIn = textOf(root, "plug-in");
   read.api = static_cast<std::uint32_t>(numberOf(root, "api", 0xffffffff));

@@ -8,6 +8,7 @@ class App;
 namespace vel::stat {
 
 void addFleetAsk(CLI::App& fleet, int& status);
+void addFleetLoad(CLI::App& fleet, int& status);
 void addFleetSchema(CLI::App& fleet, int& status);
 
 } // namespace vel::stat
