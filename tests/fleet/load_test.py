@@ -9,10 +9,13 @@ import subprocess
 import sys
 import tempfile
 
+import jsonschema
+
 from cluster import Cluster
 from loading import (VELSTAT, command, found, listed, load, make_tables, records_of, require_equal, sums, truth_of,
                      velstat)
 
+SCHEMA = json.loads((pathlib.Path(__file__).resolve().parents[2] / "docs/schemas/velstat.schema.json").read_text())
 DATABASE = f"load_{os.getpid()}"  # new, as dropping replicated tables takes seconds
 SMALL_TABLES = ("state", "handlers", "services", "log", "metrics", "clocks", "runs", "defects")
 
@@ -24,6 +27,7 @@ def amounts(summary, *names):
 def check_fleet(cluster, folder, truth):
     records = sum(device["records"] for device in truth.values())
     summary = load(cluster, DATABASE, "--list", folder / "captures.jsonl")
+    jsonschema.Draft202012Validator({**SCHEMA, "$ref": "#/$defs/fleet load"}).validate(summary)
     assert amounts(summary, "read", "written", "already there", "spooled") == [(len(truth), records)] * 2 + [(0, 0)] * 2, summary
     require_equal(found(cluster, DATABASE), truth, "loaded once")
     summary = load(cluster, DATABASE, "--list", folder / "captures.jsonl")
@@ -72,7 +76,7 @@ def check_two_at_once(cluster, folder, truth):
     for loader in loaders:
         _, errors = loader.communicate(timeout=120)
         assert loader.returncode == 0, errors
-    for each in lists:  # and one after the other
+    for each in lists:  # and again, singly
         load(cluster, database, "--list", each)
     require_equal(found(cluster, database), truth, "four at once")
 
