@@ -29,7 +29,6 @@ namespace {
 
 struct AskLine {
   ServerOptions server;
-  std::string name;
   std::string file;
   std::string format = "table";
   unsigned timeout = 300;
@@ -71,11 +70,21 @@ void writeDescription(const fleet::Question& question) {
   plain.flush();
 }
 
-// "--name value" and "--name=value".
-fleet::Values valuesOf(const std::vector<std::string>& words) {
+// The words that are not options of the command: the question's name, unless there is a file, and its parameters,
+// "--name value" or "--name=value".
+struct Asked {
+  std::string name;
   fleet::Values values;
+};
+
+Asked askedIn(const std::vector<std::string>& words) {
+  Asked asked;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string& word = words[i];
+    if (!word.starts_with("--") && asked.name.empty()) {
+      asked.name = word;
+      continue;
+    }
     if (!word.starts_with("--") || word.size() == 2) {
       throw CLI::ValidationError("ask", fmt::format("'{}' is not a parameter: those are --name value", word));
     }
@@ -85,11 +94,21 @@ fleet::Values valuesOf(const std::vector<std::string>& words) {
       throw CLI::ValidationError("ask", fmt::format("--{} has no value", name));
     }
     const std::string value = equals == std::string::npos ? words[++i] : word.substr(equals + 1);
-    if (!values.emplace(name, value).second) {
+    if (!asked.values.emplace(name, value).second) {
       throw CLI::ValidationError("ask", fmt::format("--{} is there twice", name));
     }
   }
-  return values;
+  return asked;
+}
+
+// The command would take them for its own.
+void requireOwnNames(const AskLine& line, const fleet::Question& question) {
+  for (const fleet::Parameter& parameter : question.parameters) {
+    if (line.command->get_option_no_throw("--" + parameter.name) != nullptr) {
+      throw fleet::Error(fmt::format("{}: line {}: --{} is an option of the command: the parameter needs another name",
+                                     question.file, parameter.line, parameter.name));
+    }
+  }
 }
 
 Cell cellOf(const fleet::AnswerCell& given, fleet::ValueKind kind) {
@@ -147,32 +166,33 @@ void writeAnswer(const AskLine& line, const std::string& sql) {
 }
 
 void run(const AskLine& line) {
-  const std::vector<std::string> words = line.command->remaining();
   if (line.list) {
     writeList();
     return;
   }
-  if (line.name.empty() == line.file.empty()) {
+  const Asked asked = askedIn(line.command->remaining());
+  if (asked.name.empty() == line.file.empty()) {
     throw CLI::ValidationError("ask", "one question is required: its name (--list shows all) or --sql FILE");
   }
   const fleet::Question own =
       line.file.empty() ? fleet::Question()
                         : fleet::readOwnSql(formats::readFile(line.file, longestSql), formats::inputName(line.file));
-  const fleet::Question& question = line.file.empty() ? fleet::shippedQuestion(line.name) : own;
+  const fleet::Question& question = line.file.empty() ? fleet::shippedQuestion(asked.name) : own;
+  requireOwnNames(line, question);
   if (line.describe) {
     writeDescription(question);
     return;
   }
-  writeAnswer(line, fleet::bound(question, valuesOf(words)));
+  writeAnswer(line, fleet::bound(question, asked.values));
 }
 
 } // namespace
 
 void addFleetAsk(CLI::App& fleet, int& status) {
   auto line = std::make_shared<AskLine>();
-  CLI::App* const command = fleet.add_subcommand("ask", "Answer a question about the fleet");
+  CLI::App* const command =
+      fleet.add_subcommand("ask", "Answer a question about the fleet: ask NAME [--parameter VALUE]…");
   line->command = command;
-  command->add_option("NAME", line->name, "The question")->type_name("");
   command->add_flag("--list", line->list, "Show the questions, a line each");
   command->add_flag("--describe", line->describe, "Show what the question means and takes, and ask nothing");
   command->add_option("--sql", line->file, "Ask the SQL in this file")->type_name("FILE");
@@ -185,8 +205,8 @@ void addFleetAsk(CLI::App& fleet, int& status) {
       ->capture_default_str();
   addServerOptions(*command, line->server);
   addOutputOptions(*command);
-  command->allow_extras(); // the question's parameters
-  command->footer("A question's parameters are options, too: --build 7.1\n"
+  command->allow_extras(); // the question's name and parameters
+  command->footer("The name of a question and its parameters, such as --least 10, may be anywhere.\n"
                   "Examples:\n"
                   "  velstat fleet ask --list\n"
                   "  velstat fleet ask population --least 10 --format csv\n"
