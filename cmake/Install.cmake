@@ -10,6 +10,10 @@ install(TARGETS velprofile EXPORT velprofileTargets LIBRARY
   DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libvelprofile1 NAMELINK_COMPONENT libvelprofile-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
+# README.md names the other two by these paths.
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velstat COMPONENT velstat)
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velstat COMPONENT velstat
+  PATTERN CMakeLists.txt EXCLUDE PATTERN __pycache__ EXCLUDE)
 
 # Where Debian's shells look if the prefix is /usr.
 set(completions ${PROJECT_SOURCE_DIR}/share/completions)

@@ -1,8 +1,8 @@
 # What cpack decides when it runs: the date of everything in the packages, and what depends on their version, which
 # -D CPACK_PACKAGE_VERSION may change.
 if(NOT CPACK_VEL_LIBDIR STREQUAL "lib/${CPACK_VEL_MULTIARCH}")
-  message(FATAL_ERROR "${CPACK_VEL_BUILD} was configured with CMAKE_INSTALL_LIBDIR=${CPACK_VEL_LIBDIR}, but Debian's packages "
-    "need lib/${CPACK_VEL_MULTIARCH}: configure it again with -UCMAKE_INSTALL_LIBDIR")
+  message(FATAL_ERROR "${CPACK_VEL_BUILD} was configured with CMAKE_INSTALL_LIBDIR=${CPACK_VEL_LIBDIR}, but the "
+    "packages need lib/${CPACK_VEL_MULTIARCH}: configure it again with -UCMAKE_INSTALL_LIBDIR")
 endif()
 find_program(SHLIBDEPS dpkg-shlibdeps)
 if(NOT SHLIBDEPS)
@@ -22,9 +22,10 @@ endif()
 
 # The platform library is only in one package.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CPACK_VEL_BUILD}/${CPACK_VEL_PRIVATE_LIBDIR})
-configure_file(${CPACK_VEL_SOURCE}/packaging/libvelprofile1/shlibs.in ${CPACK_VEL_BUILD}/packaging/shlibs @ONLY)
+set(shlibs ${CPACK_PACKAGE_DIRECTORY}/_CPack_Packages/shlibs)
+configure_file(${CPACK_VEL_SOURCE}/packaging/libvelprofile1/shlibs.in ${shlibs} @ONLY)
 set(CPACK_DEBIAN_LIBVELPROFILE1_PACKAGE_CONTROL_EXTRA
-  ${CPACK_VEL_BUILD}/packaging/shlibs
+  ${shlibs}
   ${CPACK_VEL_SOURCE}/packaging/libvelprofile1/triggers)
 set(CPACK_DEBIAN_PYTHON3-VELPROFILE_PACKAGE_CONTROL_EXTRA
   ${CPACK_VEL_SOURCE}/packaging/python3-velprofile/postinst
