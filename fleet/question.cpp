@@ -239,7 +239,7 @@ Question readQuestion(std::string content, const std::string& file) {
   question.file = file;
   question.name = std::filesystem::path(file).stem().string();
   requireLength(question, content);
-  const query::HeaderKeys expected{keyNames, requiredKeys, repeatedKeys, "a question", "docs/fleet.md"};
+  const query::HeaderKeys expected{keyNames, requiredKeys, repeatedKeys, "a question", "docs/velstat-fleet.md"};
   std::vector<query::HeaderEntry> header;
   try {
     header = query::readHeader(content, file, expected);

@@ -1,5 +1,5 @@
 // A question to a fleet: an SQL file whose first lines, which are comments, say what it answers and what it takes.
-// docs/fleet.md describes the format to users.
+// docs/velstat-fleet.md describes the format to users.
 #pragma once
 
 #include <fleet/error.h>

@@ -11,7 +11,7 @@ import unittest
 from cluster import Cluster
 from command import run, run_on_terminal
 
-DATABASE = "ask_test"
+DATABASE = f"ask_{os.getpid()}"
 CLUSTER = Cluster(os.environ["FLEET_CLUSTER"])
 HEADER = "-- title: t\n-- explanation: e\n-- columns: value\n-- parameter: value {type}: v\n\nSELECT {{value}} AS value\n"
 
@@ -22,8 +22,6 @@ class Ask(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.folder = pathlib.Path(folder.name)
-        for node in CLUSTER.nodes:
-            cls.addClassCleanup(CLUSTER.sql, f"DROP DATABASE IF EXISTS {DATABASE}", node["name"])
         urls = [argument for node in CLUSTER.nodes for argument in ("--to", node["url"])]
         status, out, err = run("fleet", "schema", "--database", DATABASE, "--cluster", CLUSTER.status["cluster"],
                                "--credentials", CLUSTER.credentials, *urls)
@@ -110,8 +108,7 @@ class Ask(unittest.TestCase):
             status, out, err = run("fleet", "ask", "population", "--database", database, "--to", CLUSTER.url(), "--credentials", CLUSTER.credentials)
             self.assertEqual((status, out), (1, ""))
             self.assertIn(words, err)
-        other = "ask_test_other"
-        self.addCleanup(CLUSTER.sql, f"DROP DATABASE IF EXISTS {other}")
+        other = DATABASE + "_other"
         CLUSTER.sql(f"CREATE DATABASE {other}")
         CLUSTER.sql(f"CREATE VIEW {other}.schema_version AS SELECT toUInt32(1) AS version, 'old' AS definition")
         status, out, err = run("fleet", "ask", "population", "--database", other, "--to", CLUSTER.url(), "--credentials", CLUSTER.credentials)

@@ -94,7 +94,8 @@ TEST(Question, BadFiles_AreOneLineEach) {
   const struct {
     std::string content, line;
   } rows[] = {
-      {"", "folder/bad.sql: line 1: a question begins with comments such as '-- title: …'; docs/fleet.md lists them"},
+      {"", "folder/bad.sql: line 1: a question begins with comments such as '-- title: …'; docs/velstat-fleet.md lists "
+           "them"},
       {with("-- title: A title\n", ""), "folder/bad.sql: line 5: the comments at the beginning have no '-- title: …'"},
       {with("-- columns: a, b\n", ""), "folder/bad.sql: line 5: the comments at the beginning have no '-- columns: …'"},
       {with("A title", ""), "folder/bad.sql: line 1: 'title' says nothing"},
