@@ -125,16 +125,15 @@ void Nodes::addCandidate(const ServerAddress& like, const std::string& url) {
   }
 }
 
+// Of a shard's replicas all are local to each of them, as 18.16 has it; the macro tells which one a node is.
 void Nodes::identify(const ServerAddress& address, bool named) {
   Http http(address);
-  Node node{address, 0, 1};
+  Node node{address, 0, address.url};
   if (!cluster_.empty()) {
-    const std::string answer = http.ask(
-        fmt::format("SELECT shard_num, replica_num FROM system.clusters WHERE cluster = {} AND is_local LIMIT 1 "
-                    "FORMAT TabSeparatedRaw",
-                    textLiteral(cluster_)));
-    const std::size_t tab = std::min(answer.find('\t'), answer.size());
-    const std::size_t shard = numberOf(answer.substr(0, tab));
+    const std::string answer = http.ask(fmt::format(
+        "SELECT shard_num FROM system.clusters WHERE cluster = {} AND is_local LIMIT 1 FORMAT TabSeparatedRaw",
+        textLiteral(cluster_)));
+    const std::size_t shard = numberOf(answer.substr(0, answer.find('\n')));
     if (shard == 0 || shard > shards_) {
       if (!named) {
         return; // another server on that host
@@ -142,8 +141,9 @@ void Nodes::identify(const ServerAddress& address, bool named) {
       throw Error(fmt::format("{}: is not a node of the cluster '{}'", address.url, cluster_));
     }
     node.shard = shard - 1;
-    const std::string rest = answer.substr(std::min(tab + 1, answer.size()));
-    node.replica = numberOf(rest.substr(0, rest.find('\n')));
+    const std::string replica =
+        http.ask("SELECT substitution FROM system.macros WHERE macro = 'replica' FORMAT TabSeparatedRaw");
+    node.replica = replica.empty() ? address.url : replica;
   }
   requireSchema(http);
   const bool isKnown = std::any_of(nodes_.begin(), nodes_.end(), [&](const Node& each) {
@@ -170,7 +170,6 @@ void Nodes::identifyAll() {
     }
   }
   candidates_ = std::move(silent);
-  std::sort(nodes_.begin(), nodes_.end(), [](const Node& a, const Node& b) { return a.replica < b.replica; });
 }
 
 std::size_t Nodes::shardOf(std::string_view device) const {

@@ -34,7 +34,7 @@ private:
   struct Node {
     ServerAddress address;
     std::size_t shard = 0;
-    std::size_t replica = 0;
+    std::string replica; // its name: a node may have several URLs
   };
 
   void findCluster(Http& http);

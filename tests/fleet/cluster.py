@@ -17,11 +17,13 @@ class Refused(Exception):
 
 
 class Cluster:
-    def __init__(self, folder=None, **shape):
-        """`shape`: shards and replicas."""
+    def __init__(self, folder=None, up=False, **shape):
+        """`up`: starts it in that folder. `shape`: shards and replicas."""
         self.temporary = None if folder else tempfile.TemporaryDirectory()
         self.folder = folder or self.temporary.name + "/cluster"
         self.shape = [f"--{name}={value}" for name, value in shape.items()]
+        if up:
+            self.run("up", *self.shape)
         if folder:
             self.look()
 
