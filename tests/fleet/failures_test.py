@@ -106,7 +106,7 @@ def replicas(cluster, shard):
 
 
 def check_replica_killed(cluster, fleet, moment):
-    """The other replica takes over. After: the first one has the block, but nobody has been told."""
+    """The other replica takes over. After: the first one has the block, but no one was told."""
     scenario = f"replica-{moment}"
     victim = replicas(cluster, 1)[0]
     with proxies(cluster, 1, **{moment: Accident(lambda: cluster.kill(victim))}) as names:
