@@ -89,6 +89,11 @@ class Ask(unittest.TestCase):
                 self.refused(statement)
         self.assertEqual(CLUSTER.rows(f"SELECT count() AS n FROM {DATABASE}.captures"), [{"n": 2}])
 
+    def test_tables_in_conditions_are_those_of_all_shards(self):
+        """Without GLOBAL, which SQLite does not know."""
+        status, out, err = self.sql("SELECT count(*) AS n FROM captures WHERE records IN (SELECT max(records) FROM captures)")
+        self.assertEqual((status, out, err), (0, '{"n": 1}\n', ""))
+
     def test_wrong_sql_and_limits(self):
         self.assertIn("foo", self.refused("SELECT foo FROM records"))
         self.assertIn("Timeout exceeded", self.refused("SELECT max(number) FROM system.numbers", "--timeout", "1"))

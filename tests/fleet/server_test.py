@@ -73,6 +73,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         else:
             self.reply(*self.server.answer)
 
+    def do_GET(self):
+        self.server.requests.append((self.path, self.headers, ""))
+        self.reply(200, {}, ANSWER)
+
     def reply(self, status, headers, body):
         self.send_response(status)
         for name, value in {"Content-Length": str(len(body)), **headers}.items():
@@ -155,13 +159,18 @@ class Servers(unittest.TestCase):
                  "[2J said … " + "x" * 386 + "…\n"),
                 ((500, {}, b"\xff\xfe"), "\\xFF\\xFE\n"),
                 ((500, {}, b""), "the server answers with HTTP status 500\n"),
-                ((302, {"Location": "http://127.0.0.1:1/"}, b""), "the server answers with HTTP status 302\n"),
                 ((200, {}, b"<html>\n"), "the server's answer is not in the format TabSeparatedWithNamesAndTypes: it has no names and types\n"),
                 ((200, {}, b"a\nString\n\\"), "the server's answer is not in the format TabSeparatedWithNamesAndTypes: its last line has no end\n"),
                 (endless(b"x" * 1000000), "the server's answer is not in the format TabSeparatedWithNamesAndTypes: a line is too long\n"),
                 (cut_off, "transfer closed with outstanding read data remaining\n")):
             with self.subTest(line), Server(answer) as server:
                 self.assertEqual(self.error(server), line)
+
+    def test_redirections_are_not_followed(self):
+        """Another place would get the question and the password."""
+        with Server() as other, Server((302, {"Location": other.url}, b"")) as server:
+            self.assertEqual(self.error(server), "the server answers with HTTP status 302\n")
+            self.assertEqual(other.requests, [])
 
     def test_wrong_password(self):
         words = b"Code: 193, e.displayText() = DB::Exception: Wrong password for user ann, e.what() = DB::Exception"
