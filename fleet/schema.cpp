@@ -1,6 +1,7 @@
 // The stored tables as rows, and the DDL that is made from them and from the views.
 #include "fleet/schema.h"
 
+#include <fleet/derived_views.h>
 #include <fleet/record_views.h>
 #include <fleet/sql_text.h>
 #include <query/database.h>
@@ -145,6 +146,9 @@ public:
     for (const NameView& view : nameViews()) {
       addNameView(view);
     }
+    for (const DerivedView& view : derivedViews()) {
+      addDerivedView(view);
+    }
     return std::move(statements_);
   }
 
@@ -168,11 +172,19 @@ private:
                                  in(table.storedName()), columnList(table.columns), engine, table.order, settings));
   }
 
+  // What a node has of a table of records or of a capture's rows, all of which are on one node.
+  std::string local(std::string_view name) const {
+    const std::vector<NameView> names = nameViews();
+    const bool everywhere =
+        std::any_of(names.begin(), names.end(), [&](const auto& view) { return view.name == name; });
+    return std::string(name) + (options_.cluster.empty() || everywhere ? "" : "_local");
+  }
+
   // A view on each node; with a cluster, one table over all nodes' views, where nodes filter and aggregate what is
   // theirs.
-  void addView(const std::string& name, const std::string& select) {
+  void addView(const std::string& name, const std::string& select, const std::string& about = {}) {
     const std::string local = options_.cluster.empty() ? name : name + "_local";
-    add({}, fmt::format("DROP TABLE IF EXISTS {}", in(name)));
+    add(about, fmt::format("DROP TABLE IF EXISTS {}", in(name)));
     if (local != name) {
       add({}, fmt::format("DROP TABLE IF EXISTS {}", in(local)));
     }
@@ -201,6 +213,10 @@ private:
       columns += ", " + identifier(column.name);
     }
     addView(table.name, fmt::format("SELECT {}\nFROM {}", columns, in(table.storedName())));
+  }
+
+  void addDerivedView(const DerivedView& view) {
+    addView(view.name, withTables(view.sql, [&](std::string_view table) { return in(local(table)); }), view.about);
   }
 
   // The same on every node, so that it needs no distributed table.

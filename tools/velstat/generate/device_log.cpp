@@ -56,9 +56,8 @@ DeviceLog::Batches batchesOf(const std::vector<_VelProfileReport>& records) {
   return batches;
 }
 
-std::vector<_VelProfileReport> recorded(Recorder recorder, std::string_view scene, std::uint32_t count,
-                                        std::vector<synthetic::Change> changes = {}) {
-  synthetic::FlowStream stream(std::move(recorder), *synthetic::findScene(scene), std::move(changes));
+std::vector<_VelProfileReport> recorded(Recorder recorder, std::string_view scene, std::uint32_t count) {
+  synthetic::FlowStream stream(std::move(recorder), *synthetic::findScene(scene), {});
   std::vector<_VelProfileReport> records(count);
   stream.fill(records);
   return records;
@@ -78,29 +77,25 @@ std::vector<_VelProfileReport> firmwareLog(const synthetic::Member& member, cons
   const std::string_view scene = sceneOf(member, random);
   const std::uint32_t breaks = (member.has(Fault::firmwareRestart) ? 1 : 0) + (member.has(Fault::clockJump) ? 1 : 0);
   std::vector<_VelProfileReport> log;
-  const auto append = [&](std::uint64_t from, std::uint32_t sequence, std::uint32_t size, bool restarted) {
+  const auto append = [&](std::uint64_t from, std::uint32_t sequence, std::uint32_t size) {
     Recorder recorder(random.next(), from);
     recorder.set(from, sequence);
     recorder.delayHaptics(delay);
     if (member.has(Fault::failingSensor)) {
       recorder.silence("gyro");
     }
-    std::vector<synthetic::Change> changes;
-    if (restarted) {
-      changes.push_back({.after = 1, .scene = synthetic::findScene(scene), .clock = {}, .sequence = {}});
-    }
-    const auto part = recorded(std::move(recorder), restarted ? "start" : scene, size, std::move(changes));
+    const auto part = recorded(std::move(recorder), scene, size);
     log.insert(log.end(), part.begin(), part.end());
   };
   // Not at the end of a batch, where a clock that is set back looks like a restart.
   constexpr std::uint32_t lessThanPart = 11;
   const std::uint32_t part = count / (breaks + 1) - lessThanPart;
-  append(clock, 0, count - breaks * part, false);
+  append(clock, 0, count - breaks * part);
   if (member.has(Fault::clockJump)) {
-    append(log.back().timestamp - 1800 * second, log.back().sequence_num + 1, part, false);
+    append(log.back().timestamp - 1800 * second, log.back().sequence_num + 1, part);
   }
   if (member.has(Fault::firmwareRestart)) {
-    append(firstClock, 0, part, true);
+    append(firstClock, 0, part);
   }
   return log;
 }
