@@ -17,12 +17,12 @@ namespace {
 
 constexpr std::size_t longestFile = 4096;
 
-class Descriptor {
+class CredentialsFile {
 public:
-  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-  ~Descriptor() { close(descriptor_); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
+  explicit CredentialsFile(int descriptor) : descriptor_(descriptor) {}
+  ~CredentialsFile() { close(descriptor_); }
+  CredentialsFile(const CredentialsFile&) = delete;
+  CredentialsFile& operator=(const CredentialsFile&) = delete;
   int get() const { return descriptor_; }
 
 private:
@@ -33,14 +33,14 @@ private:
   throw Error(fmt::format("{}: {}", file.string(), cause));
 }
 
-std::string contentOf(const std::filesystem::path& file) {
+std::string credentialsIn(const std::filesystem::path& file) {
   const int opened = open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (opened < 0) {
     fail(file, std::generic_category().message(errno));
   }
-  const Descriptor descriptor(opened);
+  const CredentialsFile source(opened);
   struct stat status {};
-  if (fstat(descriptor.get(), &status) != 0) {
+  if (fstat(source.get(), &status) != 0) {
     fail(file, std::generic_category().message(errno));
   }
   if (!S_ISREG(status.st_mode)) {
@@ -52,7 +52,7 @@ std::string contentOf(const std::filesystem::path& file) {
   std::string content(longestFile + 1, '\0');
   std::size_t size = 0;
   while (size < content.size()) {
-    const ssize_t count = read(descriptor.get(), content.data() + size, content.size() - size);
+    const ssize_t count = read(source.get(), content.data() + size, content.size() - size);
     if (count < 0) {
       fail(file, std::generic_category().message(errno));
     }
@@ -90,7 +90,7 @@ Credentials readCredentials(const std::filesystem::path& file) {
     }
     return {user, password == nullptr ? "" : password};
   }
-  const std::string content = contentOf(file);
+  const std::string content = credentialsIn(file);
   const std::size_t first = content.find('\n');
   const std::string user = content.substr(0, first);
   std::string password = first == std::string::npos ? std::string() : content.substr(first + 1);

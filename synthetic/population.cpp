@@ -58,8 +58,8 @@ std::string Population::lotName(std::uint32_t lot) {
 
 std::string Population::deviceName(std::uint32_t device) {
   constexpr std::size_t width = 6;
-  const std::string digits = std::to_string(device + 1);
-  return "unit-" + std::string(width - std::min(width, digits.size()), '0') + digits;
+  const std::string number = std::to_string(device + 1);
+  return "unit-" + std::string(width - std::min(width, number.size()), '0') + number;
 }
 
 std::uint32_t Population::rate(const FaultRow& row, std::uint32_t build, std::uint32_t lot) const {
