@@ -111,6 +111,10 @@ class Outputs(unittest.TestCase):
         self.assertEqual(run("publish", "--tally", "t.sqlite", "--log", "log.jsonl", "entries.bin", cwd=self.folder)[0], 0)
         self.lines_fit("log line", (self.folder / "log.jsonl").read_text())
 
+    def test_help(self):
+        for words in ([], ["decode"], ["generate", "records"]):
+            self.assertEqual(self.fits("help", "help", "--format", "json", *words)["name"], " ".join(["velstat", *words]))
+
     def test_rows(self):
         for sql in ("SELECT * FROM records LIMIT 5", "SELECT * FROM state LIMIT 50", "SELECT NULL AS a, x'01' AS b, 1.5"):
             self.fits("row", "query", "--format", "json", "default", sql, lines=True)
