@@ -200,7 +200,7 @@ void addShow(CLI::App& app, int& status) {
   auto options = std::make_shared<ShowOptions>();
   CLI::App* const command =
       app.add_subcommand("show", "Show captures, state records and property lists, whole or in part");
-  command->add_option("INPUT", options->inputs, "Folders and files; - for standard input")->required();
+  command->add_option("INPUT", options->inputs, "Folders and files; - for standard input")->type_name("")->required();
   command->add_option("--format", options->format, "How to show them")
       ->check(CLI::IsMember({"tree", "json"}))
       ->capture_default_str();
