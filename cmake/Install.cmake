@@ -35,6 +35,7 @@ install(FILES ${headers}
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/CoreFoundation
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/velstat COMPONENT libvelprofile-dev)
 file(RELATIVE_PATH up /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" up ${up})
 foreach(name velprofile velplatform)
   configure_file(cmake/${name}.pc.in ${PROJECT_BINARY_DIR}/${name}.pc @ONLY)
   install(FILES ${PROJECT_BINARY_DIR}/${name}.pc

@@ -43,7 +43,7 @@ def field(package, name):
 def compile_with_pkg_config(root, source, compiler, package, program):
     """Compiles a source for what is installed in the root, as if the root were /."""
     configs, = pathlib.Path(root, "usr/lib").glob("*/pkgconfig")
-    flags = run("pkg-config", "--define-variable=prefix=/usr", "--cflags", "--libs", package,
+    flags = run("pkg-config", "--cflags", "--libs", package,
                 env={**os.environ, "PKG_CONFIG_LIBDIR": str(configs), "PKG_CONFIG_SYSROOT_DIR": str(root)})
     # The root is before each path, also before those for the loader.
     flags = flags.decode().replace(f"-rpath,{root}", "-rpath,")
