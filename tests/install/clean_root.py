@@ -65,7 +65,8 @@ def prepare(kept):
                                RELEASE, made, mirror()],
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         if done.returncode != 0:
-            raise Missing(f"no minimal root, for which Debian's mirror must be reached: {done.stdout.strip().splitlines()[-1]}")
+            why = next((line for line in done.stdout.splitlines() if line.startswith("E: ")), f"status {done.returncode}")
+            raise Missing(f"no minimal root, for which Debian's mirror must be reached: {why}")
         archive.parent.mkdir(parents=True, exist_ok=True)
         shutil.move(made, archive)
 
