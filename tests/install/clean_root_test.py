@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unittest
 
+import pexpect
+
 from clean_root import CleanRoot, Missing, prepare
 from packing import OLDER, compile_with_pkg_config, packed
 
@@ -73,6 +75,7 @@ class CleanRootTest(unittest.TestCase):
             self.assertEqual(self.root.run("python3", "-c", PYTHON), b"100 zorb zorb\n")
             self.assertEqual(self.caches(), [True])
         self.check_programs_of_others()
+        self.check_completion()
         with self.subTest("removal leaves nothing"):
             self.root.run("rm", "-r", "/home/user", user="root")
             self.root.apt("purge", *self.packages)
@@ -116,6 +119,26 @@ class CleanRootTest(unittest.TestCase):
                 shown = self.root.run(f"/packages/{name}", input=records).splitlines()
                 self.assertEqual(len(shown), lines)
                 self.assertTrue(shown[0].startswith(expected[0].rstrip(b"}")), shown[0])
+
+    def check_completion(self):
+        """What Tab makes of a line in the user's own bash, whose settings are Debian's."""
+        enter = self.root.command("bash", "-i")
+        shell = pexpect.spawn(enter[0], enter[1:], encoding="utf-8", timeout=60, dimensions=(50, 200))
+        self.addCleanup(shell.close)
+        shell.delaybeforesend = None
+        for line in ("bind 'set enable-bracketed-paste off'",
+                     "show() { printf '\\n<<%s>>\\n' \"$READLINE_LINE\"; READLINE_LINE=; }",
+                     "bind -x '\"\\C-g\": show'",
+                     "echo rea''dy"):
+            shell.sendline(line)
+        shell.expect_exact("ready\r\n")
+        for typed, completed in (("velstat dec", "velstat decode "),
+                                 ("velstat decode --category z", "velstat decode --category zorb "),
+                                 ("velstat triage --rule stuck-b", "velstat triage --rule stuck-button ")):
+            with self.subTest("Tab", typed=typed):
+                shell.send(typed + "\t\x07")
+                shell.expect("<<(.*?)>>")
+                self.assertEqual(shell.match[1], completed)
 
 
 if __name__ == "__main__":
