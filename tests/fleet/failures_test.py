@@ -3,6 +3,7 @@ is there exactly once, and after --resume everything is.
 
 Accidents happen at a certain INSERT: the loader talks to the nodes through proxies."""
 
+import concurrent.futures
 import contextlib
 import json
 import os
@@ -14,7 +15,7 @@ import tempfile
 import threading
 
 from cluster import Cluster
-from loading import VELSTAT, command, found, load, make_tables, require_equal, sums, velstat
+from loading import VELSTAT, command, found, load, make_tables, require_equal, sums, synchronise, velstat
 from proxy import Proxy
 
 DATABASE = "failures"
@@ -50,8 +51,7 @@ def of_scenario(rows, scenario):
 
 def require_truth(cluster, fleet, scenario):
     """On every replica, once they have caught up."""
-    for node in cluster.nodes:
-        cluster.sql(f"SYSTEM SYNC REPLICA {DATABASE}.records_stored", node["name"], receive_timeout=60)
+    synchronise(cluster, DATABASE)
     for node in cluster.nodes:
         require_equal(of_scenario(found(cluster, DATABASE, node["name"]), scenario), fleet.truth(scenario),
                       f"{scenario}, {node['name']}")
@@ -247,18 +247,24 @@ def main():
         folder = pathlib.Path(scratch)
         os.chdir(folder)
         fleet = Fleet(folder)
-        check_full_disk(fleet)
-        with Cluster() as cluster:
-            make_tables(cluster, DATABASE)
-            check_slow_server(cluster, fleet)
-            check_answer_lost(cluster, fleet)
-            for table in ("records_stored", "runs_stored", "captures_stored"):
-                check_loader_killed(cluster, fleet, table)
-            for moment in ("before", "after"):
-                check_replica_killed(cluster, fleet, moment)
-            check_shard_down(cluster, fleet)
-            check_shard_returns(cluster, fleet)
-            check_zookeeper_down(cluster, fleet)
+
+        def with_cluster(*checks):
+            with Cluster() as cluster:
+                make_tables(cluster, DATABASE)
+                for check, *details in checks:
+                    check(cluster, fleet, *details)
+
+        # Most of the time is waiting: for sessions to expire, and for servers to come back.
+        with concurrent.futures.ThreadPoolExecutor() as threads:
+            runs = [
+                threads.submit(check_full_disk, fleet),
+                threads.submit(with_cluster, (check_slow_server,), (check_answer_lost,),
+                               (check_replica_killed, "before"), (check_replica_killed, "after"),
+                               *((check_loader_killed, table) for table in ("records_stored", "runs_stored", "captures_stored"))),
+                threads.submit(with_cluster, (check_shard_down,), (check_shard_returns,), (check_zookeeper_down,)),
+            ]
+            for run in runs:
+                run.result()
 
 
 if __name__ == "__main__":

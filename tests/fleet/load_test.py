@@ -37,6 +37,9 @@ def check_fleet(cluster, folder, truth):
     devices = [{row["device"] for row in cluster.rows(f"SELECT DISTINCT device FROM {DATABASE}.records_stored", node["name"])}
                for node in cluster.nodes if node["name"].endswith("replica1")]
     assert all(devices) and not set.intersection(*devices), devices
+    wrong = [node["name"] for node in cluster.nodes if cluster.sql(
+        f"SELECT count() FROM {DATABASE}.records_stored WHERE sipHash64(device) % 2 != {node['shard'] - 1}", node["name"]) != "0\n"]
+    assert not wrong, wrong
 
 
 def check_small_tables(cluster, folder):
@@ -199,7 +202,7 @@ def main():
     cluster = Cluster(os.environ["FLEET_CLUSTER"])
     with tempfile.TemporaryDirectory() as scratch:
         folder = pathlib.Path(scratch, "fleet")
-        assert velstat("generate", "fleet", "--devices", "40", "--seed", "7", "--out", folder).returncode == 0
+        assert velstat("generate", "fleet", "--devices", "16", "--seed", "7", "--out", folder).returncode == 0
         os.chdir(folder)
         truth = truth_of(listed(folder))
         make_tables(cluster, DATABASE)

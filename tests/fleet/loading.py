@@ -4,8 +4,11 @@ import json
 import os
 import pathlib
 import subprocess
+import time
 
 import numpy
+
+from cluster import Refused
 
 VELSTAT = os.environ["VELSTAT"]
 # The number of records, and the sums of each of the six numbers of 64 bits in them.
@@ -62,6 +65,20 @@ def found(cluster, database, node=None):
     """What the cluster has, by device."""
     rows = cluster.rows(f"SELECT {SUMS} FROM {database}.records GROUP BY device", node)
     return {row.pop("device"): row for row in rows}
+
+
+def synchronise(cluster, database):
+    """Until all replicas have all records. A node that has just lost ZooKeeper refuses for a moment."""
+    deadline = time.monotonic() + 120
+    for node in cluster.nodes:
+        while True:
+            try:
+                cluster.sql(f"SYSTEM SYNC REPLICA {database}.records_stored", node["name"], receive_timeout=120)
+                break
+            except Refused:
+                if time.monotonic() > deadline:
+                    raise
+                time.sleep(0.1)
 
 
 def listed(folder):
