@@ -100,11 +100,12 @@ void removeDoubles(Http& http, const TableCounts& expected) {
     if (!hasDoubles(found, captures)) {
       continue;
     }
+    // A part's name begins with the id of its partition.
     const std::string partitions = http.ask(
-        fmt::format("SELECT DISTINCT toString(toMonday(day)) FROM {} WHERE {} FORMAT RowBinary", table, devices),
+        fmt::format("SELECT DISTINCT splitByChar('_', _part)[1] FROM {} WHERE {} FORMAT RowBinary", table, devices),
         longStatement);
     for (RowReader rows(partitions); !rows.atEnd();) {
-      http.ask(fmt::format("OPTIMIZE TABLE {} PARTITION {} FINAL", table, textLiteral(rows.string())));
+      http.ask(fmt::format("OPTIMIZE TABLE {} PARTITION ID {} FINAL", table, textLiteral(rows.string())));
     }
   }
 }

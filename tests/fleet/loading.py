@@ -70,7 +70,7 @@ def found(cluster, database, node=None):
 def synchronise(cluster, database):
     """Until all replicas have all records. A node that has just lost ZooKeeper refuses for a moment."""
     deadline = time.monotonic() + 120
-    for node in cluster.nodes:
+    for node in cluster.nodes if cluster.status["replicated"] else []:
         while True:
             try:
                 cluster.sql(f"SYSTEM SYNC REPLICA {database}.records_stored", node["name"], receive_timeout=120)
