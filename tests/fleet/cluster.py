@@ -58,13 +58,13 @@ class Cluster:
     def start(self, server):
         self.run("start", server)
 
-    def sql(self, statement, node=None, data=b"", **settings):
+    def sql(self, statement, node=None, data=b"", timeout=120, **settings):
         """The answer as text; the first node's if none is named."""
         request = urllib.request.Request(
             f"{self.url(node)}/?{urllib.parse.urlencode({'query': statement, **settings})}", data=data,
             headers={"X-ClickHouse-User": self.user, "X-ClickHouse-Key": self.password})
         try:
-            with urllib.request.urlopen(request, timeout=120) as reply:
+            with urllib.request.urlopen(request, timeout=timeout) as reply:
                 return reply.read().decode()
         except urllib.error.HTTPError as error:
             raise Refused(error.read().decode()) from None

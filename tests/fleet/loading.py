@@ -73,11 +73,13 @@ def synchronise(cluster, database):
     for node in cluster.nodes if cluster.status["replicated"] else []:
         while True:
             try:
-                cluster.sql(f"SYSTEM SYNC REPLICA {database}.records_stored", node["name"], receive_timeout=120)
+                cluster.sql(f"SYSTEM SYNC REPLICA {database}.records_stored", node["name"], timeout=20)
                 break
-            except Refused:
+            except (Refused, OSError) as error:
                 if time.monotonic() > deadline:
-                    raise
+                    queue = cluster.sql("SELECT table, type, new_part_name, num_tries, last_exception, postpone_reason FROM "
+                                        "system.replication_queue FORMAT Vertical", node["name"])
+                    raise AssertionError(f"{node['name']} does not catch up: {queue}") from error
                 time.sleep(0.1)
 
 
