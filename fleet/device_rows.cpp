@@ -27,6 +27,10 @@ constexpr std::uint64_t microsecondsADay = 86'400'000'000;
 
 static_assert(sizeof(RecordBytes) == recordSize);
 
+// A report of profile records is a list of lines. They are stored as records; again as texts they would take four times
+// as much.
+constexpr const char* valuesBesideRecords = " WHERE coalesce(report, '') NOT GLOB 'KIP Profile *' OR type <> 'string'";
+
 std::vector<std::string> pathsOf(const std::vector<DeviceCapture>& captures) {
   std::vector<std::string> paths;
   for (const DeviceCapture& capture : captures) {
@@ -239,7 +243,8 @@ void DeviceRows::addOthers(const AddRow& add) {
     if (table.name == "captures") {
       addCaptures(table, add);
     } else if (table.name != "records") {
-      query::Statement rows = database.prepare(fmt::format("SELECT * FROM {}", table.name));
+      query::Statement rows = database.prepare(
+          fmt::format("SELECT * FROM {}{}", table.name, table.name == "state" ? valuesBesideRecords : ""));
       addTable(table, rows, byName, add);
     }
   }

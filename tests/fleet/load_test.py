@@ -48,7 +48,8 @@ def check_small_tables(cluster, folder):
     for device, path in (captures[0], captures[-1]):
         for table in SMALL_TABLES:
             asked = velstat("query", path, f"SELECT * FROM {table}", "--format", "json")
-            expected = [json.loads(line) for line in asked.stdout.splitlines()]
+            expected = [row for row in map(json.loads, asked.stdout.splitlines())
+                        if table != "state" or not row["report"].startswith("KIP Profile ")]  # those are records
             rows = cluster.rows(f"SELECT * FROM {DATABASE}.{table} WHERE device = '{device}' ORDER BY row")
             assert len(rows) == len(expected), (table, device, len(rows), len(expected))
             for number, (row, wanted) in enumerate(zip(rows, expected)):

@@ -1,4 +1,5 @@
-"""A capture that is loaded into a cluster has the same rows there as in velstat query: all columns of all tables."""
+"""A capture that is loaded into a cluster has the same rows there as in velstat query: all columns of all tables. Only the
+lines of records are not in `state` again."""
 
 import json
 import os
@@ -38,7 +39,8 @@ class SameTables(unittest.TestCase):
 
     def rows(self, table, columns, *command):
         sql = pathlib.Path(self.snapshot.parent) / "question.sql"
-        sql.write_text(f"SELECT {', '.join(EXPRESSIONS.get((table, name), name) for name in columns)} FROM {table}")
+        but = " WHERE report NOT LIKE 'KIP Profile %'" if (table, command[0]) == ("state", "query") else ""
+        sql.write_text(f"SELECT {', '.join(EXPRESSIONS.get((table, name), name) for name in columns)} FROM {table}{but}")
         status, out, err = run(*command, "--format", "json")
         self.assertEqual((status, err), (0, ""))
         return sorted(out.splitlines())
