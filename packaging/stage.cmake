@@ -5,7 +5,9 @@ function(vel_gzip file)
   execute_process(COMMAND gzip --best --no-name --force ${file} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
-string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # of SOURCE_DATE_EPOCH
+# Of SOURCE_DATE_EPOCH.
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+string(TIMESTAMP day "%Y-%m-%d" UTC)
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   set(root ${CPACK_TEMPORARY_DIRECTORY}/${component})
   set(doc ${root}/usr/share/doc/${component})
@@ -21,6 +23,10 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   endforeach()
   file(GLOB_RECURSE manuals ${root}/usr/share/man/*)
   foreach(manual IN LISTS manuals)
+    # A page may have been made before the commit.
+    file(READ ${manual} text)
+    string(REGEX REPLACE "^([.]TH \"[^\"]*\" \"[^\"]*\" )\"[0-9-]*\"" "\\1\"${day}\"" text "${text}")
+    file(WRITE ${manual} "${text}")
     vel_gzip(${manual})
   endforeach()
 endforeach()

@@ -76,6 +76,7 @@ class CleanRootTest(unittest.TestCase):
             self.assertEqual(self.caches(), [True])
         self.check_programs_of_others()
         self.check_completion()
+        self.check_manual_pages()
         with self.subTest("removal leaves nothing"):
             self.root.run("rm", "-r", "/home/user", user="root")
             self.root.apt("purge", *self.packages)
@@ -139,6 +140,15 @@ class CleanRootTest(unittest.TestCase):
                 shell.send(typed + "\t\x07")
                 shell.expect("<<(.*?)>>")
                 self.assertEqual(shell.match[1], completed)
+
+    def check_manual_pages(self):
+        for section, page, text in ((1, "velstat", "velstat-decode"), (1, "velstat-decode", "--category"),
+                                    (3, "vel_profile_render", "size_t vel_profile_render("),
+                                    (5, "velstat-record-format", "timestamp"), (7, "velstat-sources", "capture")):
+            with self.subTest("man", page=page):
+                shown = self.root.run("man", section, page).decode()
+                self.assertRegex(shown, rf"\A[A-Z-]+\({section}\) ")
+                self.assertIn(text, shown)
 
 
 if __name__ == "__main__":

@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tarfile
 import tempfile
+import time
 import unittest
 
 from packing import OLDER, compile_with_pkg_config, field, pack, packed, run
@@ -61,6 +62,8 @@ class Packages(unittest.TestCase):
             for which in ("--fsys-tarfile", "--ctrl-tarfile"):
                 for path, member in members(package, which).items():
                     self.assertEqual((path, member.mtime), (path, date))
+        page = self.read(self.packages["velstat"], "usr/share/man/man1/velstat.1.gz")
+        self.assertIn(time.strftime(' "%Y-%m-%d" ', time.gmtime(date)).encode(), page.splitlines()[0])
 
     def test_lintian_finds_nothing(self):
         done = subprocess.run(["lintian", "--allow-root", "--fail-on", "error,warning",
