@@ -206,9 +206,11 @@ void checkParameters(const Question& question) {
   std::vector<std::string> used;
   Pieces(question).forEach([](std::string_view) {},
                            [&](std::string_view name, std::size_t line) {
+                             if (!isName(name)) {
+                               fail(question, line, "what follows '{' is not the name of a parameter");
+                             }
                              if (parameterNamed(question, name) == nullptr) {
-                               fail(question, line,
-                                    fmt::format("'{{{}}}' is not a parameter in the header", name.substr(0, 40)));
+                               fail(question, line, fmt::format("'{{{}}}' is not a parameter in the header", name));
                              }
                              used.emplace_back(name);
                            });

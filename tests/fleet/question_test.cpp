@@ -111,6 +111,8 @@ TEST(Question, BadFiles_AreOneLineEach) {
        "folder/bad.sql: line 4: the name of a parameter has lower-case letters, digits, '-' and '_'"},
       {with("= 10", "= ten"), "folder/bad.sql: line 5: the value of 'least' is not of the type integer"},
       {with("least integer", "build integer"), "folder/bad.sql: line 10: '{least}' is not a parameter in the header"},
+      {with("LIMIT {least}", "LIMIT {\nleast}"),
+       "folder/bad.sql: line 10: what follows '{' is not the name of a parameter"},
       {with("LIMIT {least}", ""), "folder/bad.sql: line 5: the SQL does not use the parameter 'least'"},
       {with("LIMIT {least}", "LIMIT {least"), "folder/bad.sql: line 10: a '{' without its '}'"},
       {with("' */ LIMIT", "' LIMIT"), "folder/bad.sql: line 10: a comment without its end"},
