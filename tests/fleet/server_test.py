@@ -146,11 +146,6 @@ class Servers(unittest.TestCase):
         self.assertEqual(base64.b64decode(headers["Authorization"].removeprefix("Basic ")).decode(), f"ann:{PASSWORD}")
         self.assertNotIn(PASSWORD, "".join(path + body for path, _, body in server.requests))
 
-    def test_one_connection_for_all_requests(self):
-        with Server() as server:
-            self.ask(server)
-        self.assertEqual(len(server.requests), 3)
-
     def test_refusals(self):
         for answer, line in (
                 ((500, {}, b"Code: 60, e.displayText() = DB::Exception: Table a.b doesn't exist., e.what() = DB::Exception"),

@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -136,10 +137,15 @@ Cell cellOf(const fleet::AnswerCell& given, fleet::ValueKind kind) {
 
 void writeAnswer(const AskLine& line, const std::string& sql) {
   fleet::ServerAddress address = line.server.address();
+  {
+    fleet::ServerAddress soon = address; // a server that is well answers this at once
+    soon.silence = std::chrono::seconds(15);
+    fleet::Http http(std::move(soon));
+    fleet::requireSchema(http);
+  }
   constexpr std::chrono::seconds reserve{30}; // the server ends a question first, and says so
   address.silence = line.timeout == 0 ? std::chrono::hours(24) : std::chrono::seconds(line.timeout) + reserve;
   fleet::Http http(std::move(address));
-  fleet::requireSchema(http);
   StandardOutput out;
   std::unique_ptr<RowWriter> writer;
   std::vector<fleet::ValueKind> kinds;
