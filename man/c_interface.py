@@ -11,8 +11,12 @@ def blocks(header):
         yield " ".join(line[2:].strip() for line in comment.splitlines()), code.rstrip()
 
 
+def functions_in(code):
+    return re.findall(r"\b(\w+)\(", code)
+
+
 def functions(header):
-    return re.findall(r"\b(\w+)\(", "\n".join(code for _, code in blocks(header) if "_API" in code))
+    return [name for _, code in blocks(header) if "_API" in code for name in functions_in(code)]
 
 
 def declaration(code):
@@ -28,7 +32,6 @@ def wrapped(declarations):
     """Lines of at most 70 columns; further ones are indented."""
     lines = []
     for line in declarations.splitlines():
-        indent = ""
         while len(line) > 70:
             cut = line.rindex(", ", 0, 70) + 1
             lines.append(line[:cut])
@@ -49,10 +52,6 @@ def sections(header):
         if "_API" not in code:
             text += f"{prose(comment)}\n\n```\n{code}\n```\n\n"
     return text
-
-
-def functions_in(code):
-    return re.findall(r"\b(\w+)\(", code)
 
 
 def prose(comment):

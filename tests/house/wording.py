@@ -26,7 +26,7 @@ PHRASES = [
     (r"\bthe (less|more) the better\b", "lower is better"),
     (r"\bhalf-?way through\b", "in the middle of"),
 ]
-TEXT = {".h", ".c", ".cpp", ".py", ".md", ".txt", ".cmake", ".sh", ".sql", ".ts", ".json", ""}
+TEXT = {".h", ".c", ".cpp", ".py", ".md", ".txt", ".cmake", ".sh", ".sql", ".ts", ".json", ".lua", ".bash", ".fish", ""}
 # Golden files are output, and corpora are input.
 EXEMPT = re.compile(r"(^|/)(golden|corpus|models|bad|unjudged)/|^tests/house/wording\.py$|package-lock\.json$")
 SOURCES = {".h", ".c", ".cpp", ".ts"}

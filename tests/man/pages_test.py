@@ -79,6 +79,8 @@ class Pages(unittest.TestCase):
     def test_no_markup_is_left(self):
         for file in WHOLE:
             self.assertEqual(re.findall(r".*(?:\]\(|```|^#|\|--).*", without_code(file)), [], file.name)
+            links = re.findall(r"\((?!docs/)[^() ]*(?:\.md|#)[^() ]*\)", without_code(file))
+            self.assertEqual(links, [], file.name)
 
     def test_names_are_found_by_whatis(self):
         for file in WHOLE:
