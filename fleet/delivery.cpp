@@ -149,7 +149,8 @@ void Delivery::deliver(const SpoolEntry& entry, std::vector<std::unique_ptr<Shar
 
 // False when the shard did not take it in time. A shard that has just failed so is asked only once.
 bool Delivery::attempt(Shard& shard, const SpoolEntry& entry) {
-  const auto end = std::chrono::steady_clock::now() + (shard.isDown ? std::chrono::milliseconds(0) : options_.patience);
+  const auto begin = std::chrono::steady_clock::now();
+  const auto patience = shard.isDown ? std::chrono::milliseconds(0) : options_.patience;
   for (auto pause = firstPause;; pause = std::min(pause * 2, longestPause)) {
     std::string cause;
     try {
@@ -162,7 +163,7 @@ bool Delivery::attempt(Shard& shard, const SpoolEntry& entry) {
       cause = error.what();
     }
     std::unique_lock lock(mutex_);
-    const bool isOver = std::chrono::steady_clock::now() + pause > end;
+    const bool isOver = std::chrono::steady_clock::now() - begin + pause > patience;
     if (isOver || changed_.wait_for(lock, pause, [&] { return ended_ || failure_; })) {
       const bool isGivenUp = ended_ || failure_;
       lock.unlock();

@@ -33,6 +33,7 @@ constexpr const char* valuesBesideRecords = " WHERE coalesce(report, '') NOT GLO
 
 std::vector<std::string> pathsOf(const std::vector<DeviceCapture>& captures) {
   std::vector<std::string> paths;
+  paths.reserve(captures.size());
   for (const DeviceCapture& capture : captures) {
     paths.push_back(capture.path);
   }

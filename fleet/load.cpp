@@ -24,7 +24,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // About 80 MB of rows: a request of a few tenths of a second.
-constexpr std::size_t blockRecords = 512 * 1024;
+constexpr std::size_t blockRecords = std::size_t{512} << 10;
 constexpr std::size_t blockBytes = std::size_t{64} << 20; // of the other tables
 
 // What a shard has of the devices of a batch.
@@ -196,6 +196,7 @@ private:
       return;
     }
     std::vector<std::string> own;
+    own.reserve(captures.size());
     for (const DeviceCapture& capture : captures) {
       own.push_back(capture.id);
     }

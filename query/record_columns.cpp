@@ -11,7 +11,6 @@ namespace vel::query {
 namespace {
 
 using profile::FieldKind;
-using sources::Details;
 using sources::SelectionRequest;
 
 using Names = std::vector<std::string> SelectionRequest::*;

@@ -164,6 +164,7 @@ std::vector<Rule> readRules(const fs::path& folder) {
   }
   std::sort(files.begin(), files.end());
   std::vector<Rule> rules;
+  rules.reserve(files.size());
   for (const fs::path& file : files) {
     rules.push_back(readRule(formats::readRegularFile(file, longestRule), file));
   }
