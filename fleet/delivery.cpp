@@ -152,15 +152,17 @@ bool Delivery::attempt(Shard& shard, const SpoolEntry& entry) {
   const auto begin = std::chrono::steady_clock::now();
   const auto patience = shard.isDown ? std::chrono::milliseconds(0) : options_.patience;
   for (auto pause = firstPause;; pause = std::min(pause * 2, longestPause)) {
-    std::string cause;
+    std::optional<std::string> cause;
     try {
       shard.client.attempt([&](Http& http) { write(http, entry); });
-      shard.isDown = false;
-      return true;
     } catch (const ConnectionError& error) {
       cause = error.what();
     } catch (const ServerError& error) {
       cause = error.what();
+    }
+    if (!cause) {
+      shard.isDown = false;
+      return true;
     }
     std::unique_lock lock(mutex_);
     const bool isOver = std::chrono::steady_clock::now() - begin + pause > patience;
@@ -168,7 +170,7 @@ bool Delivery::attempt(Shard& shard, const SpoolEntry& entry) {
       const bool isGivenUp = ended_ || failure_;
       lock.unlock();
       if (!shard.isDown && !isGivenUp) {
-        options_.complain(fmt::format("{}; what could not be written is kept in {}", cause, options_.spool.string()));
+        options_.complain(fmt::format("{}; what could not be written is kept in {}", *cause, options_.spool.string()));
       }
       shard.isDown = true;
       return false;
