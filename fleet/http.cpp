@@ -107,12 +107,6 @@ struct Http::State {
     std::string words; // of a refusal
     std::exception_ptr failure;
   };
-  // What is still to be sent of rows in pieces.
-  struct Upload {
-    const Send* next = nullptr;
-    std::string_view rest;
-    std::exception_ptr failure;
-  };
 
   void prepare(const std::string& parameters) {
     curl().easyReset(handle.get());
@@ -162,26 +156,18 @@ struct Http::State {
   }
 
   // Sends the prepared request. Throws for everything but success.
-  void perform(const Receive& receive, Upload* upload) {
+  void perform(const Receive& receive) {
     Answer answer{&receive, {}, nullptr};
     set(CURLOPT_WRITEFUNCTION, &State::takePiece);
     set(CURLOPT_WRITEDATA, this);
-    // A server may ask for "Expect: 100-continue" answers only after a second.
-    Headers headers(curl().listAppend(nullptr, "Expect:"));
-    if (upload != nullptr) {
-      headers.reset(curl().listAppend(headers.release(), "Transfer-Encoding: chunked"));
-      set(CURLOPT_READFUNCTION, &State::givePiece);
-      set(CURLOPT_READDATA, upload);
-    }
+    // Without this, a large request waits for the server's permission, up to a second.
+    const Headers headers(curl().listAppend(nullptr, "Expect:"));
     set(CURLOPT_HTTPHEADER, headers.get());
     current = &answer;
     const CURLcode code = curl().perform(handle.get());
     current = nullptr;
     if (answer.failure != nullptr) {
       std::rethrow_exception(answer.failure);
-    }
-    if (upload != nullptr && upload->failure != nullptr) {
-      std::rethrow_exception(upload->failure);
     }
     const long status = statusOf();
     if (status != 0 && status != 200) { // even if the connection was cut after it
@@ -241,22 +227,6 @@ struct Http::State {
     }
   }
 
-  static std::size_t givePiece(char* to, std::size_t one, std::size_t count, void* self) {
-    Upload& upload = *static_cast<Upload*>(self);
-    try {
-      if (upload.rest.empty()) {
-        upload.rest = (*upload.next)();
-      }
-    } catch (...) {
-      upload.failure = std::current_exception();
-      return CURL_READFUNC_ABORT;
-    }
-    const std::size_t size = std::min(one * count, upload.rest.size());
-    upload.rest.copy(to, size);
-    upload.rest.remove_prefix(size);
-    return size;
-  }
-
   const ServerAddress address;
   const Endpoint endpoint;
   Handle handle;
@@ -283,7 +253,7 @@ void Http::run(std::string_view statement, const Receive& receive, const Setting
   state_->set(CURLOPT_POST, 1L);
   state_->set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(statement.size()));
   state_->set(CURLOPT_POSTFIELDS, statement.data());
-  state_->perform(receive, nullptr);
+  state_->perform(receive);
 }
 
 std::string Http::ask(std::string_view statement, const Settings& settings, std::size_t most) {
@@ -303,14 +273,7 @@ void Http::insert(std::string_view statement, std::string_view rows, const Setti
   state_->set(CURLOPT_POST, 1L);
   state_->set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(rows.size()));
   state_->set(CURLOPT_POSTFIELDS, rows.data());
-  state_->perform({}, nullptr);
-}
-
-void Http::insert(std::string_view statement, const Send& next, const Settings& settings) {
-  State::Upload upload{&next, {}, nullptr};
-  state_->prepare(state_->parameters(statement, settings));
-  state_->set(CURLOPT_POST, 1L);
-  state_->perform({}, &upload);
+  state_->perform({});
 }
 
 std::string safeWords(std::string_view words, std::string_view secret) {

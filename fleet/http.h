@@ -63,9 +63,6 @@ public:
 
   // Runs an INSERT with these rows, in the format that the statement names. When it returns, the server has them.
   void insert(std::string_view statement, std::string_view rows, const Settings& settings = {});
-  // The same with rows in pieces: `next` gives the next ones until it gives none.
-  using Send = std::function<std::string_view()>;
-  void insert(std::string_view statement, const Send& next, const Settings& settings = {});
 
   const ServerAddress& address() const;
 

@@ -194,6 +194,18 @@ class Same(unittest.TestCase):
         for line in named:
             self.assertEqual(known[line["category-id"], line["component-id"], line["event-id"]], line["event"])
 
+    def test_printed_tables_are_for_clickhouse_client(self):
+        """With comments and several statements, and the same tables as through HTTP."""
+        other = DATABASE + "_printed"
+        printed = run("fleet", "schema", "--database", other)[1]
+        configuration = pathlib.Path(self.folder.name) / "client.xml"
+        configuration.write_text(f"<config><user>{CLUSTER.user}</user><password>{CLUSTER.password}</password></config>")
+        done = subprocess.run(["clickhouse-client", "--config-file", configuration, "--port", str(CLUSTER.nodes[0]["tcp"]), "-mn"],
+                              input=printed, capture_output=True, text=True, timeout=60)
+        self.assertEqual((done.returncode, done.stdout, done.stderr), (0, "", ""))
+        columns = "SELECT table, name, type FROM system.columns WHERE database = '{}' AND NOT endsWith(table, '_local') ORDER BY table, name"
+        self.assertEqual(CLUSTER.sql(columns.format(other)), CLUSTER.sql(columns.format(DATABASE)))
+
     def test_running_it_again_keeps_what_is_stored(self):
         schema("--cluster", CLUSTER.status["cluster"], "--replicated", "--credentials", CLUSTER.credentials, "--to", CLUSTER.url())
         self.assertEqual(CLUSTER.rows(f"SELECT count() AS n FROM {DATABASE}.records"), [{"n": len(self.records)}])
