@@ -103,6 +103,11 @@ Amount Delivery::spooled() const {
   return spooled_;
 }
 
+bool Delivery::hasSpool() const {
+  const std::lock_guard lock(mutex_);
+  return spool_ != nullptr;
+}
+
 void Delivery::work(Lane& lane) noexcept {
   try {
     std::vector<std::unique_ptr<Shard>> shards(nodes_.shards());

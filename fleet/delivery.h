@@ -53,6 +53,7 @@ public:
 
   Amount written() const;
   Amount spooled() const;
+  bool hasSpool() const;
 
 private:
   // What one thread knows of a shard.

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <filesystem>
@@ -15,6 +16,7 @@
 #include <optional>
 #include <set>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace vel::fleet {
@@ -68,11 +70,29 @@ public:
     delivery_.finish();
     summary_.written = delivery_.written();
     summary_.spooled = delivery_.spooled();
+    summary_.hasSpool = delivery_.hasSpool();
     summary_.read.records = summary_.written.records + summary_.spooled.records + summary_.alreadyThere.records;
     return summary_;
   }
 
 private:
+  // A shard that has not answered in time once is asked only once from then on.
+  template <class Request>
+  auto askPatiently(Request request) {
+    constexpr auto pause = std::chrono::milliseconds(500);
+    const auto end = std::chrono::steady_clock::now() + options_.delivery.patience;
+    for (;;) {
+      try {
+        return clients_[shard_].attempt(request);
+      } catch (const ConnectionError&) {
+        giveUpAfter(end);
+      } catch (const ServerError&) {
+        giveUpAfter(end);
+      }
+      std::this_thread::sleep_for(pause);
+    }
+  }
+
   void loadBatch(const PlannedBatch& batch) {
     shard_ = batch.shard;
     const Present present = ask(batch);
@@ -105,7 +125,7 @@ private:
     }
     const std::string among = amongDevices(devices);
     try {
-      return clients_[shard_].attempt([&](Http& http) {
+      return askPatiently([&](Http& http) {
         return Present{askCounts(http, fmt::format("SELECT device, capture, max(records) FROM {} WHERE {} GROUP BY "
                                                    "device, capture",
                                                    captures_.storedName(), among)),
@@ -200,7 +220,15 @@ private:
     for (const DeviceCapture& capture : captures) {
       own.push_back(capture.id);
     }
-    clients_[shard_].attempt([&](Http& http) { rows.leaveOut(knownRecords(http, device, own, shared)); });
+    askPatiently([&](Http& http) { rows.leaveOut(knownRecords(http, device, own, shared)); });
+  }
+
+  // In an exception's handler.
+  void giveUpAfter(std::chrono::steady_clock::time_point end) {
+    if (silent_.contains(shard_) || std::chrono::steady_clock::now() >= end) {
+      silent_.insert(shard_);
+      throw;
+    }
   }
 
   std::set<RecordBytes> knownRecords(Http& http, const std::string& device, const std::vector<std::string>& captures,
@@ -267,6 +295,7 @@ private:
   const StoredTable& records_;
   const StoredTable& captures_;
   std::vector<ShardClient> clients_;
+  std::set<std::size_t> silent_; // shards
   LoadSummary summary_;
 
   std::uint32_t batch_ = 0;
@@ -312,6 +341,7 @@ LoadSummary resumeLoad(Nodes& nodes, const fs::path& spool, const LoadOptions& o
     delivery.finish();
     summary.written = delivery.written();
     summary.spooled = delivery.spooled();
+    summary.hasSpool = delivery.hasSpool();
   }
   if (reader.wasCut()) {
     options.complain(fmt::format("{}: its last entry is incomplete: load the captures again too", spool.string()));

@@ -30,7 +30,8 @@ struct LoadSummary {
   Amount alreadyThere;
   Amount refused; // captures that cannot be read or have no device, and lines that give no record
   Amount spooled;
-  bool isComplete() const { return refused.captures == 0 && spooled.records == 0 && spooled.captures == 0; }
+  bool hasSpool = false; // with or without records
+  bool isComplete() const { return refused.captures == 0 && !hasSpool; }
 };
 
 struct PlannedCapture {

@@ -9,6 +9,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace vel::fleet {
 
@@ -42,6 +44,45 @@ bool hasDoubles(const CaptureCounts& found, const CaptureCounts& expected) {
     const auto sent = expected.find(each.first);
     return sent != expected.end() && each.second > sent->second;
   });
+}
+
+bool hasRows(std::string_view storedName, const TableCounts& expected) {
+  return std::any_of(expected.begin(), expected.end(), [&](const auto& each) {
+    return storedTable(each.first).storedName() == storedName &&
+           std::any_of(each.second.begin(), each.second.end(), [](const auto& count) { return count.second != 0; });
+  });
+}
+
+// Waits until the replica has the blocks that its shard had when this was called: a block that another replica took
+// just now may hold the same rows. Not for long, as a replica that is dead may be the only one that has some.
+void awaitBlocks(Http& http, const TableCounts& expected) {
+  constexpr auto patience = std::chrono::seconds(10);
+  constexpr auto pause = std::chrono::milliseconds(50);
+  const std::string known = http.ask("SELECT table, toUInt64(log_max_index), toUInt64(toUInt32(now())) FROM "
+                                     "system.replicas WHERE database = currentDatabase() FORMAT RowBinary");
+  std::string behind;
+  for (RowReader rows(known); !rows.atEnd();) {
+    const std::string_view name = rows.string();
+    const auto last = rows.number<std::uint64_t>();
+    const auto now = rows.number<std::uint64_t>();
+    // A table without any block looks as if its replica was behind.
+    if (!hasRows(name, expected)) {
+      continue;
+    }
+    const std::string table = textLiteral(name);
+    behind += fmt::format("{}(table = {} AND (log_pointer <= {} OR (inserts_in_queue > 0 AND "
+                          "toUInt32(inserts_oldest_time) <= {})))",
+                          behind.empty() ? "" : " OR ", table, last, now);
+  }
+  if (behind.empty()) {
+    return;
+  }
+  const std::string question =
+      fmt::format("SELECT count() FROM system.replicas WHERE database = currentDatabase() AND ({})", behind);
+  const auto end = std::chrono::steady_clock::now() + patience;
+  while (http.ask(question) != "0\n" && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(pause);
+  }
 }
 
 } // namespace
@@ -91,6 +132,7 @@ TableCounts decodeCounts(std::string_view bytes) {
 }
 
 void removeDoubles(Http& http, const TableCounts& expected) {
+  awaitBlocks(http, expected);
   for (const auto& [name, captures] : expected) {
     const std::string table = identifier(storedTable(name).storedName());
     const std::string devices = amongDevices(devicesOf(captures));

@@ -39,7 +39,8 @@ using TableCounts = std::map<std::string, CaptureCounts>; // by the table's name
 std::string encodeCounts(const TableCounts& counts);
 TableCounts decodeCounts(std::string_view bytes);
 
-// Merges the partitions where any of these captures has more rows than expected.
+// Merges the partitions where any of these captures has more rows than expected. Waits for a replica that is behind,
+// but not for ever.
 void removeDoubles(Http& http, const TableCounts& expected);
 
 } // namespace vel::fleet

@@ -13,6 +13,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 
 from cluster import Cluster
 from loading import VELSTAT, command, found, load, make_tables, require_equal, sums, synchronise, velstat
@@ -188,6 +189,24 @@ def check_zookeeper_down(cluster, fleet):
     require_truth(cluster, fleet, scenario)
 
 
+def check_quorum(cluster, fleet):
+    """With --quorum 2 nothing counts as written that only one replica has."""
+    scenario = "quorum"
+    spool = fleet.folder / "quorum.spool"
+    victim, other = replicas(cluster, 1)
+    cluster.kill(victim)
+    while cluster.sql(f"SELECT max(active_replicas) FROM system.replicas WHERE database = '{DATABASE}'", other) != "1\n":
+        time.sleep(0.1)
+    summary, errors = run_load(cluster, ["--to", cluster.url(other)], "--list", fleet.listed(scenario), "--quorum", "2",
+                               "--patience", "1", "--spool", spool, status=1)
+    assert "quorum" in errors and summary["written"]["records"] + summary["spooled"]["records"] == DEVICES * RECORDS, errors
+    assert cluster.sql(f"SELECT count() FROM {DATABASE}.records_stored WHERE startsWith(device, 'quorum')", other) == "0\n"
+    cluster.start(victim)
+    resumed = load(cluster, DATABASE, "--resume", spool, "--quorum", "2")
+    assert resumed["written"] == summary["spooled"], (summary, resumed)
+    require_truth(cluster, fleet, scenario)
+
+
 def check_loader_killed(cluster, fleet, table):
     """At the INSERT into this table, which the server still gets. The load is then repeated."""
     scenario = f"loader-{table}"
@@ -283,7 +302,7 @@ def main():
                                (check_other_list_after_a_crash, False), (check_other_list_after_a_crash, True),
                                (check_replica_killed, "before"), (check_replica_killed, "after"),
                                *((check_loader_killed, table) for table in ("records_stored", "runs_stored", "captures_stored"))),
-                threads.submit(with_cluster, (check_shard_down,), (check_shard_returns,), (check_zookeeper_down,)),
+                threads.submit(with_cluster, (check_shard_down,), (check_quorum,), (check_shard_returns,), (check_zookeeper_down,)),
             ]
             for run in runs:
                 run.result()
