@@ -27,13 +27,13 @@ set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON) # on the same version
 # vel_package(name COMPONENTS package… DESCRIPTION text [SECTION text…]): one package, and which of ours it needs.
 set(CPACK_COMPONENTS_ALL)
 macro(vel_package name)
-  cmake_parse_arguments(arg "" "DESCRIPTION;SECTION;ARCHITECTURE;DEPENDS;SUGGESTS;MULTI_ARCH" "COMPONENTS" ${ARGN})
+  cmake_parse_arguments(arg "" "DESCRIPTION;SECTION;ARCHITECTURE;DEPENDS;RECOMMENDS;SUGGESTS;MULTI_ARCH" "COMPONENTS" ${ARGN})
   string(TOUPPER ${name} upper)
   list(APPEND CPACK_COMPONENTS_ALL ${name})
   set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${name})
   set(CPACK_COMPONENT_${upper}_DEPENDS ${arg_COMPONENTS})
   set(CPACK_COMPONENT_${upper}_DESCRIPTION "${arg_DESCRIPTION}")
-  foreach(key SECTION ARCHITECTURE DEPENDS SUGGESTS)
+  foreach(key SECTION ARCHITECTURE DEPENDS RECOMMENDS SUGGESTS)
     if(DEFINED arg_${key})
       set(CPACK_DEBIAN_${upper}_PACKAGE_${key} "${arg_${key}}")
     endif()
@@ -45,7 +45,9 @@ vel_package(velstat
   SECTION utils
   MULTI_ARCH foreign
   COMPONENTS libvelprofile1
-  SUGGESTS "libcurl4, lnav, less"
+  # Installed with it, also in a minimal system: Tab completes, `man` shows, `velstat fleet` finds the library that it loads.
+  RECOMMENDS "bash-completion, less, libcurl4, man-db"
+  SUGGESTS lnav
   DESCRIPTION "state captures and profile records of VEL sensor co-processors
 velstat hosts the TavikVELHIDStatistics plug-in on a modelled device, and
 shows, decodes, queries, compares and judges what such devices leave behind:

@@ -15,9 +15,7 @@ from packing import run
 RELEASE = "bookworm"
 ARCHIVE = "root.tar"
 DAYS_KEPT = 7  # then the mirror may no longer have what the root's apt knows of
-# A machine on which someone works has these; everything else comes with the packages.
-TOOLS = ["man-db", "bash-completion"]
-# What apt, dpkg and the tools above keep account in.
+# What apt, dpkg and man keep account in.
 ACCOUNTS = ("var/lib/dpkg", "var/lib/apt", "var/cache/apt", "var/cache/debconf", "var/cache/ldconfig", "var/cache/man",
             "var/log", "etc/ld.so.cache", "etc/resolv.conf", "tmp", "home", "packages", "proc")
 PATH = "/usr/local/bin:/usr/bin:/bin"
@@ -60,9 +58,8 @@ def prepare(kept):
                    if line.startswith(("Acquire::http", "Acquire::Retries"))]  # proxies, among others
         options.write_text("\n".join([*network, 'Acquire::GzipIndexes "true";', ""]))
         made = pathlib.Path(folder, "root.tar")
-        done = subprocess.run(["mmdebstrap", "--quiet", "--variant=minbase", f"--include={','.join(TOOLS)}",
-                               "--skip=cleanup/apt/lists", "--dpkgopt=force-unsafe-io", f"--aptopt={options}",
-                               RELEASE, made, mirror()],
+        done = subprocess.run(["mmdebstrap", "--quiet", "--variant=minbase", "--skip=cleanup/apt/lists",
+                               "--dpkgopt=force-unsafe-io", f"--aptopt={options}", RELEASE, made, mirror()],
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
         if done.returncode != 0:
             why = next((line for line in done.stdout.splitlines() if line.startswith("E: ")), f"status {done.returncode}")
