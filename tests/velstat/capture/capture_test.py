@@ -139,6 +139,14 @@ class Shown(Temporary):
     def test_built_in_model_is_the_default_model(self):
         self.assertEqual(run("capture").stdout, run("capture", "--model", MODELS / "default.json").stdout)
 
+    def test_model_by_the_name_of_a_shipped_one(self):
+        self.assertEqual(run("capture", "--model", "idle").stdout, run("capture", "--model", MODELS / "idle.json").stdout)
+        (self.folder / "idle").write_text('{"name": "mine"}')  # a file of this name comes first
+        self.assertEqual(run("capture", "--model", "idle", cwd=self.folder).stdout.split(",")[0], "mine")
+        for name in ("idel", "device-model.schema", "./idle", "../models/idle"):
+            result = run("capture", "--model", name)
+            self.assertEqual((result.returncode, result.stderr), (1, f"velstat: {name}: No such file or directory\n"))
+
     def test_model_from_standard_input(self):
         result = run("capture", "--model", "-", input='{"name": "piped"}')
         self.assertEqual(result.stdout.splitlines()[0], "piped, com.tavik.TavikVELHIDStatistics, api 3")

@@ -257,6 +257,17 @@ class Small(unittest.TestCase):
         found = findings("--rules", self.folder, SAMPLES / "press.jsonl")
         self.assertEqual([(finding["rule"], finding["text"]) for finding in found], [("mine", "34 things")])
 
+    def test_only_the_rules_that_are_named(self):
+        self.rule("mine.sql", RULE + "SELECT 1 AS n")
+        for names, rules in ((["stuck-button"], []), (["mine"], ["mine"]), (["stuck-button", "mine"], ["mine"])):
+            options = [word for name in names for word in ("--rule", name)]
+            with self.subTest(names):
+                found = findings("--rules", self.folder, *options, SAMPLES / "late-haptic.jsonl")
+                self.assertEqual([finding["rule"] for finding in found], rules)
+                listed = run("triage", "--list", "--rules", self.folder, *options)[1].splitlines()
+                self.assertEqual(sorted(line.split()[1] for line in listed), sorted(names))
+        self.assertGreater(len(findings("--rules", self.folder, SAMPLES / "late-haptic.jsonl")), 1)
+
     def test_a_rule_of_the_same_name_takes_the_place_of_the_shipped_one(self):
         self.rule("haptic-latency-outlier.sql", RULE + "SELECT 1 AS n WHERE 0")
         self.assertEqual(findings("--rules", self.folder, SAMPLES / "late-haptic.jsonl"), [])
@@ -327,6 +338,9 @@ class Small(unittest.TestCase):
         for arguments, message in (([], "triage: an input is required"),
                                    (["--fail-on", "all", "x"], "--fail-on: all not in {note,warning,error}"),
                                    (["--timeout", "-1", "x"], "--timeout: '-1' is not a number from 0 to 1000000"),
+                                   (["--rule", "stuck-buton", "x"],
+                                    "--rule: there is no rule 'stuck-buton'; did you mean 'stuck-button'?"),
+                                   (["--rule", "stuck-button", "--self-test"], "--rule excludes --self-test"),
                                    (["--format", "csv", "x"], "--format: csv not in {text,json}")):
             self.assertEqual(run("triage", *arguments), (2, "", f"velstat: {message}\n"))
 
