@@ -22,7 +22,7 @@ using sources::Details;
 using sources::Location;
 using sources::recordSize;
 
-constexpr std::size_t blockRecords = 1024;
+constexpr std::size_t recordsAtOnce = 1024;
 constexpr std::uint64_t microsecondsADay = 86'400'000'000;
 
 static_assert(sizeof(RecordBytes) == recordSize);
@@ -134,7 +134,7 @@ DeviceRows::DeviceRows(const std::string& device, std::vector<DeviceCapture>& ca
     : device_(device), captures_(captures),
       sources_(pathsOf(captures),
                {.jobs = std::clamp(std::thread::hardware_concurrency(), 1U, 64U), .complain = std::move(complain)}),
-      block_(blockRecords * recordSize), details_(blockRecords) {
+      block_(recordsAtOnce * recordSize), details_(recordsAtOnce) {
   for (std::size_t i = 0; i < captures_.size(); ++i) {
     captures_[i].isRead = sources_.inputs()[i].kind != sources::Kind::unknown;
   }
@@ -191,7 +191,7 @@ std::size_t DeviceRows::addRecords(std::string& rows, std::size_t most) {
   }
   std::size_t added = 0;
   while (added < most) {
-    const std::size_t wanted = std::min(most - added, blockRecords);
+    const std::size_t wanted = std::min(most - added, recordsAtOnce);
     const std::size_t count = stream_->read({block_.data(), wanted * recordSize}, details_);
     if (count == 0) {
       break;
