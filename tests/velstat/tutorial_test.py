@@ -1,30 +1,25 @@
 """The commands of docs/tutorial.md print what it shows: tutorial_test.py DOCUMENT MODELS"""
 
 import os
-import re
 import subprocess
 import sys
 import tempfile
 import unittest
 from pathlib import Path
 
+from console import commands, pattern
+
 DOCUMENT, MODELS = (Path(argument) for argument in sys.argv[1:3])
-BLOCKS = re.findall(r"^```console\n(.*?)^```$", DOCUMENT.read_text(), flags=re.M | re.S)
-COMMANDS = re.findall(r"^\$ (.*)\n((?:(?!\$ ).*\n)*)", "".join(BLOCKS), flags=re.M)
-
-
-def pattern(shown):
-    """What matches the lines; a line "…" is any number of lines."""
-    return "".join("(?:.*\n)*" if line == "…\n" else re.escape(line) for line in shown.splitlines(keepends=True))
 
 
 class Tutorial(unittest.TestCase):
     def test_commands_print_what_is_shown(self):
-        self.assertGreaterEqual(len(COMMANDS), 10)
+        shown_commands = commands(DOCUMENT)
+        self.assertGreaterEqual(len(shown_commands), 10)
         environment = {**os.environ, "TZ": "UTC", "PATH": f"{Path(os.environ['VELSTAT']).parent}:{os.environ['PATH']}"}
         with tempfile.TemporaryDirectory() as folder:
             (Path(folder) / "models").symlink_to(MODELS)
-            for command, shown in COMMANDS:
+            for command, shown in shown_commands:
                 # The first steps build and then capture; here it is built.
                 done = subprocess.run(command.replace("./run ", "velstat capture "), shell=True, cwd=folder,
                                       env=environment, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
