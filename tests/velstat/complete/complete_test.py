@@ -40,6 +40,10 @@ COMPLETED = (
     ("velstat capture --model rec", "velstat capture --model records.bin "),  # a file, too
     ("velstat generate r", "velstat generate records "),
     ("velstat generate records --se", "velstat generate records --seed "),
+    ("velstat fleet sch", "velstat fleet schema "),
+    ("velstat fleet load --format=j", "velstat fleet load --format=json "),
+    ("velstat show rec", "velstat show records.bin "),
+    ("velstat diff records.bin rec", "velstat diff records.bin records.bin "),
     ("velstat help dec", "velstat help decode "),
     ("velstat help generate r", "velstat help generate records "),
     ("velstat decode rec", "velstat decode records.bin "),
