@@ -12,7 +12,7 @@ import unittest
 
 VELSTAT, SOURCE, PAGES = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
 sys.path.insert(0, str(SOURCE / "man"))
-from option_tables import DEFAULT, rows_of  # noqa: E402
+from option_tables import rows_of  # noqa: E402
 
 ENVIRONMENT = {**os.environ, "MANWIDTH": "1000", "LC_ALL": "C.UTF-8", "MANROFFOPT": "-c"}
 
