@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """How fast velstat fleet load writes records, next to the server's own rate for the same rows from a file.
 
 usage: fleet_load_bench.py [--velstat FILE] [--records N] [--rounds N] [--folder DIR] [--replicated]
