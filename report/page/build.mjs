@@ -29,7 +29,10 @@ function decoder(source) {
 
 async function page(source) {
   execFileSync(process.execPath, [join(here, "node_modules/typescript/bin/tsc"), "-p", here], { stdio: "inherit" });
-  const options = { absWorkingDir: here, bundle: true, minify: true, write: false, legalComments: "none" };
+  // The page is a copy of uPlot, which goes with its licence.
+  const licence = readFileSync(join(here, "node_modules/uplot/LICENSE"), "utf8").trim();
+  const options = { absWorkingDir: here, bundle: true, minify: true, write: false, legalComments: "none",
+                    banner: { js: `/* uPlot: ${licence} */` } };
   const script = (await build({ ...options, entryPoints: ["src/main.ts"], format: "iife", target: "es2022" })).outputFiles[0].text.trim();
   const style = (await transform(
     readFileSync(join(here, "node_modules/uplot/dist/uPlot.min.css"), "utf8") + readFileSync(join(here, "page.css"), "utf8"),

@@ -22,7 +22,7 @@ using rules::Severity;
 constexpr std::size_t labelWidth = 9; // "warning  "
 
 std::string severityText(Severity severity, const Style& style) {
-  const std::string name = fmt::format("{:{}}", rules::severityName(severity), labelWidth);
+  std::string name = fmt::format("{:{}}", rules::severityName(severity), labelWidth);
   switch (severity) {
   case Severity::error:
     return style.red()(name);
