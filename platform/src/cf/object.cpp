@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <new>
 #include <string>
 
 namespace vel::platform {
@@ -26,7 +27,11 @@ void misuse(const char* function, const char* format, ...) {
   char text[1024];
   std::vsnprintf(text, sizeof text, format, arguments);
   va_end(arguments);
-  std::fprintf(stderr, "%s: %s\n", function, printable(text).c_str());
+  try {
+    std::fprintf(stderr, "%s: %s\n", function, printable(text).c_str());
+  } catch (const std::bad_alloc&) {
+    std::fprintf(stderr, "%s: out of memory\n", function);
+  }
   std::abort();
 }
 

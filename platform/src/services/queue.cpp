@@ -157,6 +157,8 @@ namespace {
 void runOrDie(const char* where, const std::function<void()>& work) {
   try {
     work();
+  } catch (const std::bad_alloc&) {
+    vel::platform::misuse(where, "out of memory");
   } catch (const std::exception& error) {
     vel::platform::misuse(where, "uncaught exception: %s", error.what());
   } catch (...) {
