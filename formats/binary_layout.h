@@ -13,13 +13,13 @@
 
 namespace vel::formats {
 
-// The bytes. The list begins at offset `base` of its file, and errors name offsets in the file.
+// The bytes of the list. It begins at offset `base` of its file, and errors name offsets in the file.
 class BinarySource {
 public:
   BinarySource(std::span<const std::byte> bytes, std::size_t base) : bytes_(bytes), base_(base) {}
 
   std::size_t size() const { return bytes_.size(); }
-  // The caller has checked that these are inside the bytes.
+  // The caller must have checked that what is read is inside the bytes.
   unsigned byteAt(std::size_t offset) const { return std::to_integer<unsigned>(bytes_[offset]); }
   std::uint64_t numberAt(std::size_t offset, std::size_t width) const; // of at most 8 bytes
   std::string_view textAt(std::size_t offset, std::size_t length) const;
@@ -27,7 +27,7 @@ public:
     return bytes_.subspan(offset, length);
   }
 
-  // Converts an offset in the list, which may be any number that was read, to one in the file.
+  // Converts an offset in the list to one in the file. The offset may be an unchecked number from the list.
   std::string inFile(std::uint64_t offset) const;
 
   template <class... Arguments>
@@ -44,9 +44,9 @@ private:
 struct BinaryLayout {
   std::size_t referenceWidth = 0; // of references to objects in arrays and dictionaries; at most 8
   std::uint64_t topObject = 0;    // its number, not checked
-  std::size_t topReference = 0;   // where that number is
+  std::size_t topReference = 0;   // the offset of that number
   std::size_t objectsEnd = 0;     // the objects are between the head and this offset
-  std::uint64_t objects = 0;      // their number
+  std::uint64_t objects = 0;      // how many there are
   std::size_t offsetWidth = 0;    // of the table's entries; at most 8
 
   // Where an object begins; fails if that is outside the objects. `referrer` is the offset of the reference to it.

@@ -2,9 +2,9 @@
 // where that table is and how wide its entries and the references inside arrays and dictionaries are. An object begins
 // with a byte of type (high half) and size (low half). Everything is big-endian.
 //
-// The tree is built by going down from the top object. Stack: no deeper than maximumDepth. Memory and time: each value
-// and its bytes are charged to a budget before they are made. That would end cycles too, but they are detected and
-// reported as cycles.
+// The tree is built recursively from the top object, at most maximumDepth levels deep. Each value and its bytes are
+// charged to a memory budget before they are made, which also bounds the time. The budget would stop cycles too, but
+// they are detected earlier, so that the error names the cause.
 
 #include "formats/binary_property_list.h"
 
@@ -23,10 +23,10 @@ namespace vel::formats {
 
 namespace {
 
-// The cost of a value: that of a dictionary member, the largest form.
+// The memory that a value is charged for: that of a dictionary member, the largest form.
 constexpr std::size_t valueCost = sizeof(Member);
 
-// The cost of text or data. More bytes than fit the object itself need an allocation.
+// The memory that text or data is charged for. Bytes that do not fit into the object itself need an allocation.
 std::size_t costOf(std::size_t bytes) {
   constexpr std::size_t inPlace = 15;
   constexpr std::size_t allocation = 24;
@@ -149,7 +149,7 @@ private:
     return source_.part(head.body, size);
   }
 
-  // The items of an object that has any number of them, each of so many bytes. Moves the head's body to the first.
+  // The bytes of an object with a variable number of items of `width` bytes. Moves the head's body to the first item.
   std::span<const std::byte> counted(Head& head, std::size_t width, const char* what) const {
     std::uint64_t count = head.size;
     if (head.size == 0xF) {
@@ -251,15 +251,15 @@ private:
   const BinaryLayout layout_;
   const std::size_t memoryLimit_;
   std::size_t memoryLeft_;
-  std::vector<std::size_t> open_; // the arrays and dictionaries around the current value, one a level
+  std::vector<std::size_t> open_; // the containers around the current value, one per level
 };
 
 } // namespace
 
 std::size_t expansionLimit(std::size_t fileSize) {
-  // A list that does not share whole subtrees stays below 128: a reference of one byte becomes a value of 72. Text that
-  // is used in many places is stored once in the file; the floor lets small files repeat it freely. The ceiling keeps
-  // two trees, which a comparison needs, and a file that is being read within 256 MiB.
+  // Without shared subtrees, a tree takes less than 128 times the size of its file: a reference of one byte becomes a
+  // value of 72 bytes. Text that is used in many places is stored once in the file; the floor lets small files repeat
+  // it freely. The ceiling keeps the two trees of a comparison and a file that is being read within 256 MiB.
   constexpr std::size_t factor = 128;
   constexpr std::size_t least = std::size_t{16} << 20;
   constexpr std::size_t most = std::size_t{80} << 20;

@@ -121,7 +121,7 @@ std::size_t lengthOfUTF16(std::span<const std::byte> bytes) {
   std::size_t length = 0;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
     const std::uint64_t unit = bigEndian(bytes.subspan(i, 2));
-    const bool half = unit >= 0xD800 && unit < 0xE000; // of a character of four bytes
+    const bool half = unit >= 0xD800 && unit < 0xE000; // of a surrogate pair, which takes 4 bytes of UTF-8
     length += unit < 0x80 ? 1 : unit < 0x800 || half ? 2 : 3;
   }
   return length;

@@ -1,4 +1,4 @@
-// The leaves of binary property lists, from their bytes.
+// Converts the leaf values of binary property lists from bytes.
 #pragma once
 
 #include <formats/value.h>
@@ -19,7 +19,7 @@ Value taggedValue(const char* tag, Value value);
 
 // Numbers of 1, 2 and 4 bytes are unsigned, of 8 and 16 signed.
 Value integerValue(std::span<const std::byte> bytes);
-// Of at most 8 bytes, unsigned.
+// At most 8 bytes, unsigned.
 Value uidValue(std::span<const std::byte> bytes);
 // 4 or 8 bytes.
 double realValue(std::span<const std::byte> bytes);
@@ -35,7 +35,7 @@ struct TextFault {
 std::optional<TextFault> appendASCII(std::string& out, std::span<const std::byte> bytes);
 std::optional<TextFault> appendUTF16(std::string& out,
                                      std::span<const std::byte> bytes); // an even number of bytes, big-endian
-// How long that is as UTF-8, at most.
+// An upper bound of the size as UTF-8.
 std::size_t lengthOfUTF16(std::span<const std::byte> bytes);
 
 } // namespace vel::formats

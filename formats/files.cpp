@@ -1,4 +1,4 @@
-// Reads files up to a limit, so that one that grows cannot exhaust memory.
+// Reads files up to a size limit, so that a growing file cannot exhaust memory.
 #include "formats/files.h"
 
 #include <formats/error.h>
@@ -16,7 +16,7 @@ namespace vel::formats {
 
 namespace {
 
-// Closed at the end, unless it is the standard input.
+// An owned descriptor: closed by the destructor, unless it is standard input.
 class Descriptor {
 public:
   explicit Descriptor(int number) : number_(number) {}
@@ -46,7 +46,7 @@ void requireRegular(const struct stat& status, const std::string& name) {
   }
 }
 
-// As read(2), but waits also where that would not.
+// Like read(2), but waits even if the descriptor is non-blocking.
 ssize_t readSome(int descriptor, char* out, std::size_t size) {
   for (;;) {
     const ssize_t got = read(descriptor, out, size);
@@ -67,7 +67,7 @@ std::string readAll(int descriptor, const std::string& name, std::size_t limit) 
     }
   };
   std::string content;
-  // Known before of a regular file. It may still change, so the size is no more than a hint.
+  // The size of a regular file is only a hint: the file may change while it is read.
   struct stat status {};
   if (descriptor != STDIN_FILENO && fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) {
     refuseLonger(static_cast<std::size_t>(status.st_size));
@@ -97,8 +97,8 @@ std::string readFile(const std::filesystem::path& path, std::size_t limit) {
   return readAll(file.number(), name, limit);
 }
 
-// Opening a pipe waits, and opening a device may do something: neither is opened. Should the file become one between
-// the two looks at it, opening does not wait.
+// Opening a pipe blocks, and opening a device may have side effects, so neither is opened. O_NONBLOCK keeps open() from
+// blocking if the file becomes a pipe after the first check.
 std::string readRegularFile(const std::filesystem::path& path, std::size_t limit) {
   const std::string name = inputName(path);
   struct stat status {};

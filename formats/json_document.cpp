@@ -35,7 +35,7 @@ std::string token(std::string_view key) {
   return result;
 }
 
-// Only errors need it, so values do not store their place.
+// The JSON pointer from `at` to `part`. Only errors need it, so it is searched for instead of stored with each value.
 std::optional<std::string> find(const Json& at, const Json& part) {
   if (&at == &part) {
     return "";
@@ -116,9 +116,9 @@ public:
   }
 
 private:
-  // The container that the parser is in.
+  // The pointer to the container that is being parsed.
   std::string openPointer() const { return open_.empty() ? "" : pointerTo(document_, *open_.back()); }
-  // The value that comes next.
+  // The pointer to the next value.
   std::string nextPointer() const {
     if (open_.empty()) {
       return "";
@@ -165,7 +165,8 @@ private:
   const std::string_view text_;
   const std::string& source_;
   Json document_;
-  // Each is the last part of the one before, and so stays where it is.
+  // The containers that are not closed yet, outermost first. Each is the last element of the one before it, so nothing
+  // is added to that one meanwhile and the pointers stay valid.
   std::vector<Json*> open_;
   Json* added_ = nullptr;
   std::size_t values_ = 0;

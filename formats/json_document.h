@@ -1,4 +1,4 @@
-// Hostile JSON documents, and how error lines name a place in one.
+// Parses untrusted JSON documents, and names places in them for error lines.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -8,15 +8,15 @@
 
 namespace vel::formats {
 
-// Only declared here: code that reads or writes one includes <nlohmann/json.hpp>, which takes seconds to compile.
+// Only declared here, because <nlohmann/json.hpp> takes seconds to compile; code that uses documents includes it.
 using Json = nlohmann::ordered_json;
 
-// Far beyond any device's. They bound time, memory and stack for hostile input.
+// Limits far above any real document's size. They bound time, memory and stack for hostile input.
 constexpr std::size_t maximumValues = 1 << 18;
 constexpr std::size_t maximumNesting = 128;
 
 // Parses a document. Throws Error with line and column for a syntax error; with a JSON pointer for a key that appears
-// twice in one object, a number that no type holds, and anything beyond the limits.
+// twice in one object, a number too large for any type, and anything beyond the limits.
 Json parseJson(std::string_view text, const std::string& source);
 
 // The JSON pointer of a part of a document: "" for the document itself. Long keys are cut.

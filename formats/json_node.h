@@ -40,7 +40,7 @@ public:
   bool isArray() const;
   std::string text(std::size_t longest) const;
   bool flag() const;
-  // A whole number, also as a string such as "0xE00002BC".
+  // A whole number, or a string such as "0xE00002BC".
   std::uint64_t unsignedNumber(std::uint64_t most) const;
   std::int64_t signedNumber(std::int64_t least, std::int64_t most) const;
   std::int32_t code() const;                    // 0 to 0xFFFFFFFF, as the signed number with the same bits
@@ -64,7 +64,7 @@ private:
 };
 
 struct JsonNode::NamedNode {
-  const std::string& name; // the document's
+  const std::string& name; // owned by the document
   JsonNode node;
 };
 

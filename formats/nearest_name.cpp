@@ -19,8 +19,8 @@ bool sameLetter(char a, char b) {
   return lowerCase(a) == lowerCase(b);
 }
 
-// How many letters have to be changed, added, left out or swapped with their neighbour to make one word of the other;
-// or any number above `most` if it is more than that.
+// How many letters must be changed, added, removed or swapped with a neighbour to turn one word into the other. If
+// there are more than `most`, any number above `most` is returned.
 std::size_t distance(std::string_view a, std::string_view b, std::size_t most) {
   std::vector<std::size_t> beforeLast;
   std::vector<std::size_t> last;
@@ -38,7 +38,7 @@ std::size_t distance(std::string_view a, std::string_view b, std::size_t most) {
     }
     const auto least = [](const std::vector<std::size_t>& each) { return *std::min_element(each.begin(), each.end()); };
     if (std::min(least(row), least(last)) > most) {
-      break; // it only grows
+      break; // later rows cannot be smaller
     }
   }
   return row.back();
@@ -62,7 +62,7 @@ std::optional<std::string_view> nearestName(std::string_view word, std::span<con
     const std::size_t shorter = std::min(word.size(), name.size());
     const std::size_t allowed = std::max<std::size_t>(1, name.size() / 3);
     if (longer - shorter > allowed || longer - shorter >= least) {
-      continue; // it takes at least as many letters as one is longer
+      continue; // the difference in length is a lower bound of the distance
     }
     if (const std::size_t steps = distance(word, name, allowed); steps <= allowed && steps < least) {
       nearest = name;

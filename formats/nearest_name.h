@@ -1,4 +1,4 @@
-// Names as people type them: without regard to the case of ASCII letters, and misspelt.
+// Matches names as people type them: in upper or lower case, and misspelt.
 #pragma once
 
 #include <optional>
@@ -7,11 +7,11 @@
 
 namespace vel::formats {
 
-// Equal but for the case of ASCII letters.
+// Whether the two are equal if the case of ASCII letters is ignored.
 bool equalIgnoringCase(std::string_view a, std::string_view b);
 
-// The name that takes the fewest changed, added, left-out or swapped characters, the case of letters aside; nothing if
-// even that one is far off, or if the word is empty or longer than anybody would type.
+// The name that differs from the word by the fewest changed, added, missing or swapped characters, ignoring the case of
+// ASCII letters. Nothing if even that name is too different, or if the word is empty or implausibly long.
 std::optional<std::string_view> nearestName(std::string_view word, std::span<const std::string_view> names);
 
 } // namespace vel::formats

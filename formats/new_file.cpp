@@ -1,4 +1,4 @@
-// A temporary file and its renaming.
+// Writes a temporary file, then renames it.
 #include "formats/new_file.h"
 
 #include <formats/error.h>

@@ -1,4 +1,4 @@
-// A file that appears when it is whole: written under a temporary name next to the one that it will replace.
+// A file that appears only when it is complete: it is written under a temporary name in the same folder, then renamed.
 #pragma once
 
 #include <filesystem>
@@ -20,7 +20,7 @@ public:
   // The temporary path, for libraries that open files themselves.
   const std::string& path() const { return path_; }
   void write(std::string_view bytes);
-  // Puts it under its final name.
+  // Renames the file to its final name, replacing a file of that name.
   void keep();
 
 private:

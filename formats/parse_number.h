@@ -1,4 +1,4 @@
-// Numbers in text.
+// Parses decimal numbers.
 #pragma once
 
 #include <fmt/format.h>
@@ -10,7 +10,8 @@
 
 namespace vel::formats {
 
-// The text as a whole, in decimal. Throws std::invalid_argument, "'text' is not a number from `least` to `most`".
+// Parses the whole text as a decimal number. Throws std::invalid_argument, "'text' is not a number from `least` to
+// `most`".
 template <class Number>
 Number parseNumber(std::string_view text, Number least = std::numeric_limits<Number>::min(),
                    Number most = std::numeric_limits<Number>::max()) {

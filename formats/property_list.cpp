@@ -1,4 +1,4 @@
-// The binary format by our reader, XML by libplist.
+// Reads the binary format with our own reader, and XML with libplist.
 #include "formats/property_list.h"
 
 #include <formats/binary_property_list.h>

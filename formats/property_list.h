@@ -15,11 +15,11 @@ public:
   using std::runtime_error::runtime_error;
 };
 
-// The binary format, version 1.0, untrusted. The list begins at offset `base` of its file; errors name offsets in the
-// file.
+// Reads the binary format ("bplist00") from untrusted bytes. The list begins at offset `base` of its file; errors name
+// offsets in the file.
 Value readPropertyList(std::span<const std::byte> bytes, std::size_t base = 0);
-// The XML format, from anywhere, within the bounds of xml_limits.h. Dates and what else a tree has no type for are
-// refused.
+// Reads the XML format from untrusted text, within the bounds of xml_limits.h. Refuses dates and other values that a
+// tree has no type for.
 Value readPropertyListXML(std::string_view text);
 
 } // namespace vel::formats

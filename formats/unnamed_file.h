@@ -8,15 +8,15 @@ namespace vel::formats {
 
 class UnnamedFile {
 public:
-  // In TMPDIR, else in /tmp. Throws Error, as do the others.
+  // Creates the file in the folder TMPDIR, or in /tmp if that is not set. Throws Error, as do write() and read().
   UnnamedFile();
   ~UnnamedFile();
   UnnamedFile(UnnamedFile&& other) noexcept;
   UnnamedFile& operator=(UnnamedFile&&) = delete;
 
-  // Appends all of it.
+  // Appends all the bytes.
   void write(std::span<const std::byte> bytes);
-  // Reads from so many bytes after the beginning; fewer bytes than asked for only at the end.
+  // Reads at offset `from`. Returns fewer bytes than `out` has room for only at the end of the file.
   std::size_t read(std::size_t from, std::span<std::byte> out) const;
 
   // [borrowed: from the object]

@@ -24,7 +24,7 @@ const Value* Value::find(std::string_view key) const {
 
 namespace {
 
-// What a block of the heap takes besides its content.
+// The overhead of a heap block.
 constexpr std::size_t blockHead = 16;
 
 std::size_t heapOf(const std::string& text) {
@@ -37,7 +37,7 @@ std::size_t heapOf(const std::vector<T>& items) {
   return items.capacity() == 0 ? 0 : items.capacity() * sizeof(T) + blockHead;
 }
 
-// Besides the value itself.
+// The heap memory of a value, without the value itself.
 struct HeapOf {
   std::size_t operator()(const Dictionary& members) const {
     std::size_t sum = heapOf(members);

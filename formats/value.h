@@ -26,10 +26,10 @@ struct Value {
   }
   // "dictionary", "array", "string", "integer", "real", "boolean", "data".
   const char* typeName() const;
-  // The value of a dictionary's key; null if it has none or this is not a dictionary.
+  // The value of a dictionary's key; null if there is no such key or this is not a dictionary.
   const Value* find(std::string_view key) const;
 
-  // The bytes that it and everything in it take, about. [any thread]
+  // The approximate memory of the value and everything in it, in bytes. [any thread]
   std::size_t memory() const;
 
   bool operator==(const Value& other) const;

@@ -1,4 +1,4 @@
-// Keys are added and taken away at the end of one text.
+// Appends keys to one text, and removes them from its end.
 #include "formats/value_path.h"
 
 namespace vel::formats {

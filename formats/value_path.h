@@ -19,7 +19,7 @@ public:
 
 private:
   std::string text_;
-  std::vector<std::size_t> lengths_; // of the text without each of the keys
+  std::vector<std::size_t> lengths_; // of the text before each key was added
 };
 
 } // namespace vel::formats

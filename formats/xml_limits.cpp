@@ -1,4 +1,4 @@
-// Looks at the tags only. Comments, CDATA sections and processing instructions are passed over as the parser does.
+// Checks only the tags. Skips comments, CDATA sections and processing instructions as the parser does.
 #include "formats/xml_limits.h"
 
 #include <formats/property_list.h>
@@ -9,13 +9,13 @@ namespace vel::formats {
 
 namespace {
 
-// Just after the next `ending`; the end of the text without one.
+// The position after the next `ending`, or the end of the text if there is none.
 std::size_t after(std::string_view text, std::size_t from, std::string_view ending) {
   const std::size_t found = text.find(ending, from);
   return found == std::string_view::npos ? text.size() : found + ending.size();
 }
 
-// Declarations could define entities, which grow when they are used.
+// Refuses declarations: they could define entities, which grow when they are expanded.
 std::size_t afterDeclaration(std::string_view text, std::size_t at) {
   const std::size_t end = after(text, at, ">");
   if (text.substr(at, end - at).find('[') != std::string_view::npos) {
@@ -27,7 +27,7 @@ std::size_t afterDeclaration(std::string_view text, std::size_t at) {
 } // namespace
 
 void checkXMLLimits(std::string_view text) {
-  // An element around the list, and one that is a value.
+  // The <plist> element and the innermost value add a level each.
   constexpr std::size_t deepest = std::size_t{maximumDepth} + 2;
   if (text.size() > longestXML) {
     throw PropertyListError(fmt::format("property list too long: more than {} bytes of XML", longestXML));

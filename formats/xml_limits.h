@@ -1,4 +1,4 @@
-// Bounds for XML property lists before a library parses them: elements, nesting, and what a list does not need.
+// Limits that are checked before a library parses an XML property list: size, elements, nesting and declarations.
 #pragma once
 
 #include <cstddef>
@@ -10,7 +10,7 @@ inline constexpr std::size_t longestXML = std::size_t{16} << 20;
 inline constexpr std::size_t mostXMLElements = std::size_t{1} << 20;
 
 // Throws PropertyListError with offset and cause for text that is too long, has too many elements, nests them too deep,
-// or declares anything in its DOCTYPE. What else is wrong with it is left to the parser.
+// or declares anything in its DOCTYPE. All other errors are left to the parser.
 void checkXMLLimits(std::string_view text);
 
 } // namespace vel::formats
