@@ -26,7 +26,7 @@ std::string capitals(std::string text) {
   return text;
 }
 
-// The value under a UUID, in either case of letters.
+// The value under a UUID, ignoring the case of letters in the key.
 const formats::Value* findUUID(const formats::Value* map, const std::string& uuid) {
   const auto* members = map == nullptr ? nullptr : map->as<formats::Dictionary>();
   if (members != nullptr) {
@@ -143,7 +143,7 @@ Bundle Bundle::load(const std::filesystem::path& path) {
         fmt::format("{}: CFBundleExecutable is \"{}\", not the name of a file in the bundle", file, executable));
   }
 
-  // A path with a slash: the loader searches its folders for anything else.
+  // The path must contain a slash: for a plain name, the loader would search its own folders.
   const std::filesystem::path binary = std::filesystem::absolute(path / executable, error);
   if (error) {
     throw Error(fmt::format("{}: {}", (path / executable).string(), error.message()));

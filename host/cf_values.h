@@ -8,8 +8,8 @@
 
 namespace vel::host {
 
-// The object of the same type; whole numbers are 64-bit, strings UTF-8. Never empty: a string that is not UTF-8 throws
-// Error.
+// Makes an object of the same type; whole numbers become 64-bit numbers. The result is never null: a string that is not
+// UTF-8 throws Error.
 control::Ref<CFTypeRef> makeObject(const formats::Value& value);
 control::Ref<CFDictionaryRef> makeDictionary(const formats::Dictionary& dictionary);
 

@@ -1,4 +1,4 @@
-// Result codes from the lines that failed checks write: "…: AssertMacros: EXPRESSION, MESSAGE file: …, line: N
+// Finds result codes in the log lines of failed checks: "…: AssertMacros: EXPRESSION, MESSAGE file: …, line: N
 // value:X".
 #include "host/handler_run.h"
 

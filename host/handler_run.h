@@ -1,4 +1,4 @@
-// What asking one state handler led to.
+// The outcome of asking one state handler for its record.
 #pragma once
 
 #include <control/log.h>
@@ -15,8 +15,8 @@ struct HandlerRun {
   std::size_t handler = 0; // from 1
   bool answered = false;
   std::size_t logLines = 0; // that it wrote
-  // Why it returned nothing, as far as its log lines tell: the first result code that is not 0, and words for it or for
-  // what failed without one. A handler that says nothing had nothing to report.
+  // Why it returned nothing, as far as its log lines tell: the first result code that is not 0 and its meaning, or else
+  // the first check that failed. A handler that logged no failed check had nothing to report.
   std::optional<std::uint32_t> result;
   std::string resultText;
 };

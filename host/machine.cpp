@@ -40,7 +40,7 @@ Machine::Force::Force() {
 }
 
 Machine::Force::~Force() {
-  control::resetRegistry(); // before the devices that its plug-ins refer to
+  control::resetRegistry(); // must come before the devices are destroyed: its plug-ins refer to them
   control::setBootTime(std::nullopt);
   inForce = false;
 }

@@ -49,7 +49,7 @@ private:
   std::uint64_t addEntry(const EntryModel& model, std::uint64_t parent, std::uint64_t id = 0);
 
   std::string name_;
-  std::set<std::uint64_t> taken_; // ids that the model assigns itself
+  std::set<std::uint64_t> taken_; // ids that the model assigns
   std::uint64_t nextID_;
   std::vector<MachineService> services_;
   Force force_; // destroyed before the devices

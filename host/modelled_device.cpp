@@ -37,7 +37,7 @@ struct ModelledDevice::Channel {
   dispatch_queue_t queue = nullptr;
 };
 
-// What callers hold a pointer to: its first word is the table.
+// The object that callers hold a pointer to. Its first word is the table.
 struct ModelledDevice::Object {
   Object(const void* itsTable, ModelledDevice* itsOwner, Kind itsKind)
       : table(itsTable), owner(itsOwner), kind(itsKind) {}
@@ -76,7 +76,7 @@ struct ModelledDevice::Tables {
     return --object.count;
   }
 
-  // A plug-in returns its interface as the model says; every other object only knows itself.
+  // A plug-in makes its interface as the model says. Every other query returns the object itself, or fails.
   static HRESULT queryInterface(void* self, REFIID iid, LPVOID* interface) {
     Object& object = of(self);
     *interface = nullptr;

@@ -22,7 +22,7 @@
 
 namespace vel::host {
 
-// References held outside.
+// References that callers hold.
 struct References {
   std::size_t plugIns = 0;
   std::size_t drivers = 0;
@@ -48,11 +48,10 @@ public:
 
   // The batches that the model has for the data callback.
   const std::vector<formats::Bytes>& analytics() const;
-  // Given the call of the data callback, makes it, and does what is to happen right before and after it.
+  // Gets the call of the data callback as a function. It must call this function, and may act before and after that.
   using Around = std::function<void(const std::function<void()>& call)>;
-  // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. A callback that
-  // is dropped before the queue gets there is not called, nor is `around`, which may be
-  // null. [any thread]
+  // Queues a batch of whole entries for the data callback; false when no callback or no queue was set. If the callback
+  // is dropped before the batch's turn, neither the callback nor `around` is called. `around` may be null. [any thread]
   bool deliverAnalytics(formats::Bytes batch, Around around = nullptr);
   bool hasCallback() const;
   void dropCallback();
@@ -70,7 +69,7 @@ private:
   const std::optional<PlugInModel> driver_;
   const std::optional<DeviceUserClientModel> device_;
   ReplyBook replies_;
-  std::shared_ptr<Channel> channel_; // also held by what is queued
+  std::shared_ptr<Channel> channel_; // also held by queued batches
   std::array<std::atomic<std::size_t>, 4> references_ = {};
   std::mutex mutex_;
   std::vector<std::unique_ptr<Object>> objects_; // including released ones, so that a later use is detected

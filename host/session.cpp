@@ -33,13 +33,13 @@ std::atomic<bool> inSession = false;
 
 const char* const stageNames[] = {"created", "opened", "scheduled", "closed"};
 
-// Whether an object has the three IUnknown entries. Everything else may be missing and is refused later, in order.
+// Whether an object has the three IUnknown entries. checkTable() refuses a table that lacks other entries.
 bool isUnknown(const void* object) {
   const IUnknownVTbl* const table = *static_cast<const IUnknownVTbl* const*>(object);
   return table != nullptr && table->QueryInterface != nullptr && table->AddRef != nullptr && table->Release != nullptr;
 }
 
-// The handler's record, in its allocation. Its size field must not exceed the allocation.
+// The bytes of a handler's record. The record's size field must not exceed its allocation.
 std::span<const std::byte> bytesOf(const os_state_data_s& data) {
   const std::size_t allocated = malloc_usable_size(const_cast<os_state_data_s*>(&data));
   const auto* bytes = reinterpret_cast<const std::byte*>(&data);
@@ -56,7 +56,7 @@ std::span<const std::byte> bytesOf(const os_state_data_s& data) {
 
 } // namespace
 
-// Why a batch could not be stored: set on the queue that brought it.
+// Why a batch could not be stored. Set on the queue that delivers batches, taken on the session's thread.
 class Session::BatchFailure {
 public:
   void set(const char* reason) {

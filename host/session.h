@@ -32,11 +32,12 @@ struct Registration {
   std::size_t handlers = 0;
 };
 
-// State handlers and notifications exist once a process, so there is one session at a time. The order of calls is
+// State handlers and notifications exist once per process, so there is one session at a time. The order of calls is
 // open, schedule, then any of the others, close; any other order throws Error. [one thread, not the session's queue]
 class Session {
 public:
-  // Takes the bundle over. The machine must outlive the session. Throws Error if the bundle's object cannot be driven.
+  // Takes ownership of the bundle. The machine must outlive the session. Throws Error if the bundle's object cannot be
+  // driven.
   Session(Bundle bundle, Machine& machine);
   ~Session(); // closes
   Session(const Session&) = delete;
@@ -48,7 +49,7 @@ public:
 
   // Asks every state handler, in order; handlers that return no record are left out.
   std::vector<CapturedRecord> capture(std::uint32_t api, const std::string& requestor);
-  // What became of each handler in the last capture. The log must be kept in memory.
+  // The outcome for each handler in the last capture. The log must be kept in memory.
   const std::vector<HandlerRun>& handlerRuns() const { return handlerRuns_; }
   // Returns the number of handlers that the notification reached.
   std::size_t postNotification(std::string_view name);

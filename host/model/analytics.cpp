@@ -17,7 +17,8 @@ namespace {
 
 constexpr std::size_t entriesLimit = 65536;
 
-// The firmware's side of the table. Two keys begin "com.tavik.com.kip"; the aggregated data is filed under them.
+// The firmware's copy of the key table. Two keys begin with "com.tavik.com.kip". That is not a mistake: their data is
+// aggregated under these names.
 constexpr std::string_view entryKeys[] = {
     "com.tavik.kip.button.click.count",
     "com.tavik.kip.button.single_click.count",

@@ -59,7 +59,7 @@ struct ServiceModel {
   std::vector<UsageModel> usages;
   RegistryID registryID = RegistryID::ofEntry;
   std::uint64_t entryID = 0; // 0: any
-  // The service's own entry, its parent, and so on up to the end of the tree.
+  // The service's own entry, its parent, and so on up to the root of the tree.
   std::vector<EntryModel> entries;
   // A chain below the grandparent, placed before the parent; each entry is the child of the one before.
   std::vector<EntryModel> children;

@@ -17,13 +17,13 @@ namespace {
 
 using formats::Json;
 
-constexpr std::size_t modelsLimit = 4; // that extend each other
+constexpr std::size_t modelsLimit = 4; // in a chain of models that extend each other
 constexpr std::size_t overridesLimit = 256;
 constexpr std::size_t nameLimit = 127;
 constexpr std::string_view documentKeys[] = {"$schema",  "name",           "description", "boot-time", "time-sync",
                                              "services", "named-services", "extends",     "overrides"};
 
-// The next key of a JSON pointer, which is taken off the path.
+// Removes the first key from a JSON pointer and returns it.
 std::string takeKey(std::string_view& path) {
   path.remove_prefix(1);
   const std::string_view escaped = path.substr(0, path.find('/'));
@@ -65,8 +65,8 @@ Json* part(Json& whole, const std::string& key) {
   return nullptr;
 }
 
-// Puts the value in its place: a present one is replaced, a new key is added to an object, "-" is appended to a list.
-// Returns why it cannot be done; empty if it is done.
+// Stores the value at the path: replaces the value that is there, or adds a new key to an object, or appends to a list
+// for the key "-". Returns why that is not possible, or an empty string on success.
 std::string putInPlace(Json& model, const std::string& source, std::string_view path, const Json& value) {
   if (!path.starts_with('/')) {
     return fmt::format("{} is not a path such as \"/services/Button/transport\"", formats::inQuotes(path));

@@ -50,7 +50,7 @@ std::string readSensor(const formats::JsonNode& node) {
   return name;
 }
 
-// `others`: what else it could be, for the refusal.
+// `others`: further names that are allowed, for the error message.
 const synthetic::Scene& readScene(const formats::JsonNode& flow, std::initializer_list<std::string_view> others) {
   const std::string name = flow.text(64);
   if (const synthetic::Scene* const scene = synthetic::findScene(name)) {

@@ -29,7 +29,7 @@ formats::Bytes readText(const formats::JsonNode& text, const std::optional<forma
   return bytes;
 }
 
-// More than one if the content describes several.
+// Returns several replies if the content describes several.
 std::vector<Reply> readReply(const formats::JsonNode& node) {
   std::vector<std::string_view> ways = {"hex", "u32", "text"};
   for (const ReplyContent& content : replyContents()) {

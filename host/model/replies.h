@@ -1,4 +1,4 @@
-// The replies of a modelled driver, by property id and by command; each has a list, given in order.
+// The replies of a modelled driver: a list for each property id and each command, given in order.
 #pragma once
 
 #include <formats/json_node.h>
@@ -41,13 +41,13 @@ private:
 // Reads the keys "property-replies" and "command-replies" of an object that may have other keys.
 ReplyModel readReplies(const formats::JsonNode& object, ReplyBudget& budget);
 
-// The lists of one driver, with the place in each. [any thread]
+// The reply lists of one driver, and the position in each. [any thread]
 class ReplyBook {
 public:
   explicit ReplyBook(ReplyModel model) : model_(std::move(model)) {}
 
-  // Writes the next reply to `output`, never more than fits, and its length, true or not, to `reported`. A property or
-  // command that has no reply is kIOReturnUnsupported.
+  // Writes as much of the next reply as fits to `output`, and the written length, or the one that the model gives
+  // instead, to `reported`. Returns kIOReturnUnsupported for a property or command without replies.
   IOReturn property(std::uint32_t id, std::span<std::byte> output, std::size_t& reported);
   IOReturn command(std::uint32_t id, std::span<std::byte> output, std::size_t& reported);
 

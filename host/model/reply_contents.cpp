@@ -13,7 +13,7 @@ namespace vel::host {
 namespace {
 
 constexpr std::string_view speeds[] = {"Slow", "Medium", "Fast"};
-// The names that the report uses; the last one has none.
+// The names that the report uses; the last event has no name there.
 constexpr std::string_view events[] = {
     "SingleDown",  "SingleUp",     "DoubleDown",  "DoubleUp",     "TripleDown",  "TripleUp",
     "SingleTapOn", "SingleTapOff", "DoubleTapOn", "DoubleTapOff", "TripleTapOn", "TripleTapOff",
@@ -59,7 +59,7 @@ std::vector<formats::Bytes> readRegisters(const formats::JsonNode& node) {
   return singleReply(std::move(bytes), node);
 }
 
-// Slots; null is an unused one.
+// A list of slots; null is an unused slot.
 std::vector<formats::Bytes> readClients(const formats::JsonNode& node) {
   const ReplyLayout& client = replyLayout("client");
   formats::Bytes bytes;

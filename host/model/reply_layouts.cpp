@@ -162,7 +162,7 @@ void append(formats::Bytes& bytes, const formats::Bytes& more) {
 
 std::uint64_t encode(const ReplyField& field, const formats::JsonNode& value) {
   const std::size_t bits = field.width * 8;
-  // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a field has a byte at least
+  // NOLINTNEXTLINE(clang-analyzer-core.UndefinedBinaryOperatorResult): a field has at least one byte
   const std::int64_t most = std::numeric_limits<std::int64_t>::max() >> (64 - bits);
   switch (field.kind) {
   case signedNumber:
