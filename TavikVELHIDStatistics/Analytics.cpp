@@ -8,8 +8,8 @@
 
 namespace {
 
-// Scaled in single precision, unlike all other fractions, and widened only for the call: words beyond 24 bits lose
-// their low bits.
+// Scaled in single precision, unlike all other fractions, and only then converted to double: values of more than 24
+// bits lose their low bits.
 double sample(const TSRec& entry) {
   return static_cast<float>(entry.value) * 0x1p-16F;
 }
@@ -38,7 +38,7 @@ void perform(const TSRec& entry, CFStringRef key) {
 } // namespace
 
 CFStringRef TavikVELHIDStatistics::keyForIndex(TallyStoreKey key) {
-  if (key < kVELTSRecKey_Count) { // none is negative: an entry's index is an unsigned byte
+  if (key < kVELTSRecKey_Count) { // never negative: an entry's key is an unsigned byte
     return _keys[key];
   }
   logAssertion("key < kVELTSRecKey_Count", "", 43, 0);

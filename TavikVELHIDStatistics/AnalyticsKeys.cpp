@@ -1,7 +1,7 @@
 // The table of metric names, by index.
 #include "AnalyticsKeys.h"
 
-// Keys 21 and 28 begin with "com.tavik.com.kip.": the aggregated data is filed under them, doubled element and all.
+// Keys 21 and 28 keep their second "com.", because the aggregated data is filed under these exact names.
 constinit const std::array<const char*, kVELTSRecKey_Count> kTallyStoreKeyNames = std::to_array<const char*>({
     "com.tavik.kip.button.click.count",                         // 0
     "com.tavik.kip.button.single_click.count",                  // 1
@@ -51,4 +51,4 @@ constinit const std::array<const char*, kVELTSRecKey_Count> kTallyStoreKeyNames 
     "com.tavik.kip.button.MondelArc_probe_failure",             // 45
     "com.tavik.kip.button.MondelSpk_probe_failure",             // 46
     "com.tavik.kip.test",                                       // 47
-}); // as many rows as there are keys: to_array has the size of its list
+}); // to_array takes its size from the list, so a missing row does not compile

@@ -1,4 +1,4 @@
-// Makes the log object once a process, and formats the line of a failed check.
+// Creates the log object, once per process, and formats the line of a failed check.
 #include "Assertion.h"
 
 #include <dispatch/dispatch.h>

@@ -12,9 +12,9 @@ namespace {
 constexpr uint32_t kVELDriverCommand_GetProperty = 10;
 constexpr uint32_t kNamedServiceSelector_GetProperty = 2;
 
-// A driver service found by name, or none. Each request opens its own connection and keeps none, by design: captures
-// are rare, and there is no shared connection to maintain. The connection is declared after the service, so that it is
-// closed before the service is released.
+// A driver service found by name, or none. By design, each request opens its own connection and closes it again:
+// captures are rare, and there is no shared connection to maintain. The connection is declared after the service, so
+// that it is closed before the service is released.
 OwnedIOObject findService(const char* name) {
   return OwnedIOObject(IOServiceGetMatchingService(kIOMasterPortDefault, IOServiceNameMatching(name)));
 }
@@ -23,7 +23,7 @@ IOReturn openService(const OwnedIOObject& service, OwnedConnection& connection) 
   return IOServiceOpen(service.get(), mach_task_self(), 0, connection.out());
 }
 
-// With the system's text for the code, since a named service may fail in many ways.
+// Includes the system's text for the code, since a named service may fail in many ways.
 void logNamedServiceResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", mach_error_string(kr), line, static_cast<uint32_t>(kr));
 }

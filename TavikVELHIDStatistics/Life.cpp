@@ -1,5 +1,5 @@
-// The object's life and its small entries: construction to last Release, interface queries, open, the queue, and
-// properties of HID services.
+// The object's lifetime, from construction to the last Release, and its small members: interface queries, open, the
+// queue, and properties of HID services.
 
 #include "Assertion.h"
 #include "Owned.h"
@@ -26,8 +26,8 @@ TavikVELHIDStatistics::TavikVELHIDStatistics(CFAllocatorRef allocator)
   _contexts = CFArrayCreateMutable(_allocator, 0, nullptr);
 }
 
-// Contexts, their array and the key strings stay: state handlers that outlive the object may still hold them. The log
-// object belongs to the process, yet every object releases a reference to it.
+// Contexts, their array and the key strings are not freed: state handlers that outlive the object may still hold them.
+// The log object belongs to the process, yet every object releases a reference to it.
 TavikVELHIDStatistics::~TavikVELHIDStatistics() {
   CFPlugInRemoveInstanceForFactory(factoryID());
   os_release(pluginLog());
@@ -63,7 +63,7 @@ ULONG TavikVELHIDStatistics::Release() {
   return count;
 }
 
-// Every open makes the key strings anew; by design the earlier ones are overwritten without being released.
+// Every open creates the key strings again; by design the earlier ones are overwritten without being released.
 boolean_t TavikVELHIDStatistics::open(IOHIDSessionRef, IOOptionBits) {
   createPluginLog();
   for (TallyStoreKey key = 0; key < kVELTSRecKey_Count; ++key) {

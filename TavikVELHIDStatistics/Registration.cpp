@@ -41,7 +41,7 @@ void logFailure(const char* expression, int line) {
   logAssertion(expression, "", line, 0);
 }
 
-// Without the system's text for the code, unlike the channel's lines: the line number says which step failed.
+// Leaves out the system's text for the code, unlike the channel: the line number says which step failed.
 void logResult(int line, IOReturn kr) {
   logAssertion("kr == 0 ", "", line, static_cast<uint32_t>(kr));
 }
@@ -52,7 +52,7 @@ struct ServiceClass {
   bool isSensor;
 };
 
-// All six questions are asked every time, in this order; none is skipped when the answer is already known.
+// The property and all six usages are queried every time, in this order, even if the answer is already known.
 ServiceClass classify(IOHIDServiceRef service) {
   const bool supportsTallyStore = TavikVELHIDStatistics::IOHIDServiceSupportsTallyStore(service);
   const bool consumer = IOHIDServiceConformsTo(service, 0x0C, 0x01);
@@ -111,7 +111,8 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     return logFailure("context->_device._service", 268);
   }
 
-  // The driver's interface. A service without one is still kept; if it has one that does not open, it is abandoned.
+  // The driver's interface. A service without one is still kept; a service whose driver interface does not open is
+  // abandoned.
   if (registration.createPlugin(entry, kVELDriverUserClientTypeID)) {
     if (!SUCCEEDED(registration.queryPlugin(kVELDriverInterfaceID, &context->_driver._interface))) {
       logFailure("((HRESULT)(Status) >= 0)", 275);
@@ -144,8 +145,8 @@ void TavikVELHIDStatistics::registerService(IOHIDServiceRef service) {
     registration.plugin.reset();
   }
 
-  // The state handlers. The button's reports are only for consumer control, and being a button does not say which usage
-  // the service has, so it is asked again.
+  // The state handlers. The button's reports are only for consumer control, which is queried again because `isButton`
+  // may have another cause.
   if (kind.isButton && IOHIDServiceConformsTo(service, 0x0C, 0x01)) {
     context->_device._hid = IOHIDDeviceCreate(kCFAllocatorDefault, context->_device._service);
     if (context->_device._hid == nullptr) {

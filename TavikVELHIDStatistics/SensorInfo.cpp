@@ -68,7 +68,7 @@ public:
   SensorReport(TavikVELHIDStatistics& plugin, Context* context, CFMutableDictionaryRef state)
       : _plugin(plugin), _context(context), _state(state) {}
 
-  // In the order of the report. False, after a log line, if there will be no report.
+  // Called in the order of the report. Those that return a bool log a line and return false if there can be no report.
   bool addReportInterval();
   bool addSensorType();
   void addIdentity();

@@ -36,16 +36,15 @@ struct Context {
 
 class TavikVELHIDStatistics {
 public:
-  // A new object with a count of 1, in memory of `allocator`; its last Release frees it there. Failing allocations are
-  // not handled: neither of the object, nor of the array of contexts, nor of the identifier that QueryInterface
-  // compares.
+  // A new object with a count of 1, in memory of `allocator`; its last Release frees it there. Failed allocations of
+  // the object, of the array of contexts and of the identifier that QueryInterface compares are not handled.
   static TavikVELHIDStatistics* alloc(CFAllocatorRef allocator);
 
   explicit TavikVELHIDStatistics(CFAllocatorRef allocator);
   ~TavikVELHIDStatistics();
   TavikVELHIDStatistics(const TavikVELHIDStatistics&) = delete;
   TavikVELHIDStatistics& operator=(const TavikVELHIDStatistics&) = delete;
-  // Also destroys the object, since its allocator must be read before that.
+  // Also destroys the object, since its allocator must be read first.
   static void operator delete(TavikVELHIDStatistics* object, std::destroying_delete_t);
 
   // The entry points of the interface table. [event system]

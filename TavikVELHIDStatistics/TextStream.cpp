@@ -1,4 +1,4 @@
-// Walks the tagged elements, with a limit on the text and zeros beyond the reply.
+// Walks the tagged elements, with a limit on the text and zeros beyond the buffer.
 #include "TextStream.h"
 
 #include "ReplyLength.h"

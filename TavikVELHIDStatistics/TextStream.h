@@ -9,8 +9,8 @@
 // The reply buffer of one property; four properties share it, one after another.
 inline constexpr size_t kTextStreamCapacity = 256;
 
-// Reads entries from a reply. Elements end with the reply's length, but a payload that begins inside it and runs past
-// it continues into the buffer's old bytes; beyond the buffer all bytes read as zero.
+// Reads entries from a reply. No element begins beyond the reply's length, but a payload that begins before it may run
+// past it and then takes the buffer's old bytes; beyond the buffer, all bytes read as zero.
 class TextStream {
 public:
   TextStream(std::span<const uint8_t> buffer, size_t length);

@@ -43,6 +43,6 @@ static_assert(offsetof(_ZORBLatencyStatsV2, secondScanTs) == 266);
 static_assert(offsetof(_ZORBLatencyStatsV2, minNonZeroFDToBD) == 282);
 static_assert(offsetof(_ZORBLatencyStatsV2, maxTotal) == 322);
 
-// The statistics as a dictionary of two: "last button press" and "latency"; null if it cannot be created.
+// The statistics as a dictionary of two dictionaries: "last button press" and "latency"; null if it cannot be created.
 // [plugin queue] [create: caller releases]
 CFMutableDictionaryRef copyZORBStatistics(const _ZORBLatencyStatsV2* stats);
