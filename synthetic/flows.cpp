@@ -1,4 +1,4 @@
-// Everything but the button.
+// All flows except those of the button.
 #include "synthetic/flows.h"
 
 #include <algorithm>
@@ -17,10 +17,10 @@ std::string_view pick(Random& random, const std::string_view (&names)[Count]) {
   return names[random.below(Count)];
 }
 
-// The digits of small ids that have no names.
+// Small ids that have no names, as digits.
 constexpr std::string_view digits[] = {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"};
 
-// A packet of more bytes than a record holds: one record a slice.
+// A packet that may be longer than a record holds: one record per slice.
 void slices(Recorder& recorder, const Kind& kind, std::uint32_t size) {
   constexpr std::uint32_t room = 24;
   Random& random = recorder.random();

@@ -1,5 +1,6 @@
-// What a co-processor does, as the records that it writes. Each function records one occurrence and lets the
-// recorder's clock go on. An expression draws one random number at most, as the order within one is the compiler's.
+// What a co-processor does, as the records that it writes. Each function records one occurrence and advances the
+// recorder's clock. No two random numbers are drawn in an expression whose order of evaluation the compiler may choose,
+// since the records must not depend on the compiler.
 #pragma once
 
 #include <synthetic/recorder.h>
@@ -11,8 +12,8 @@ namespace vel::synthetic {
 
 enum class Haptics {
   played,
-  actuatorTimesOut,  // its closed loop does not settle, so that it is reset
-  amplifierTimesOut, // it does not power up, so that the actuator is never started
+  actuatorTimesOut,  // its closed loop does not settle, so it is reset
+  amplifierTimesOut, // it does not power up, so the actuator is never started
 };
 
 struct Press {
@@ -21,14 +22,14 @@ struct Press {
   Haptics haptics = Haptics::played;
 };
 
-// A finger on the solid-state button, from the first touch to the amplifiers' turning off.
+// A finger on the solid-state button, from the first touch until the amplifiers turn off.
 void press(Recorder& recorder, const Press& press);
 
 // The sensors that are recorded, by name. [any thread]
 std::span<const std::string_view> sensors();
-// A sensor is set up. Nothing is recorded of one that is silent.
+// Sets up one sensor; records nothing if it is silent.
 void sensorSetUp(Recorder& recorder);
-// A batch of one sensor's samples; nothing of one that is silent.
+// A batch of one sensor's samples; records nothing if the sensor is silent.
 void sensorBatch(Recorder& recorder);
 // Functions call each other, with the thread switches around them.
 void functionTimings(Recorder& recorder);
@@ -37,15 +38,15 @@ void interrupt(Recorder& recorder);
 void uartPacket(Recorder& recorder);
 // A transfer on a bus to a peripheral.
 void busTransfer(Recorder& recorder);
-// Something that a healthy device does again at once: a handshake, now and then a command.
+// A failure that also occurs on a healthy device, which retries at once: mostly a handshake, rarely a command.
 void retry(Recorder& recorder);
-// Something goes wrong and is set right again: a command, a handshake, an amplifier, now and then the actuator.
+// A failure from which the device recovers: of a command, a handshake, an amplifier or, less often, the actuator.
 void trouble(Recorder& recorder);
-// The same where the amplifier is the only thing that fails.
+// The same on a device on which only requests to the amplifier time out.
 void amplifierTrouble(Recorder& recorder);
-// The firmware begins: the button is reset, every sensor is set up.
+// The firmware starts: the button is reset, every sensor is set up.
 void start(Recorder& recorder);
-// What is seen now and then: commands, ticks, monitors, the end of a recording.
+// Occasional records: commands, ticks, monitors, the end of a recording.
 void housekeeping(Recorder& recorder);
 
 } // namespace vel::synthetic

@@ -8,9 +8,9 @@ namespace vel::synthetic {
 namespace {
 
 constexpr FaultRow rows[] = {
-    // A part of one supplier.
+    // A bad part, mounted in one quarter of the lots.
     {.fault = Fault::actuatorTimeout, .name = "actuator-timeout", .everywhere = 20, .moreInLot = 230, .lotQuarter = 1},
-    // Came with one release and was repaired in the next.
+    // A regression of the third quarter of the builds, fixed in the fourth.
     {.fault = Fault::amplifierTimeout,
      .name = "amplifier-timeout",
      .everywhere = 10,
@@ -18,9 +18,9 @@ constexpr FaultRow rows[] = {
      .firstQuarter = 2,
      .lastQuarter = 3},
     {.fault = Fault::failingSensor, .name = "failing-sensor", .everywhere = 30, .moreInLot = 90, .lotQuarter = 2},
-    // New, and still there.
+    // Introduced in the second half of the builds and not fixed since.
     {.fault = Fault::droppedEvents, .name = "dropped-events", .moreInBuilds = 160, .firstQuarter = 2, .lastQuarter = 4},
-    // Repaired for good.
+    // Fixed after the first half of the builds.
     {.fault = Fault::firmwareRestart,
      .name = "firmware-restart",
      .moreInBuilds = 140,
@@ -76,7 +76,8 @@ HapticDelay Population::hapticDelay(std::uint32_t build) const {
 Member Population::member(std::uint32_t device) const {
   Random random(seed_ ^ (std::uint64_t{device} + 1) * 0xD1B54A32D192ED03);
   Member member{.seed = random.next(), .build = device % builds_, .lot = device / builds_ % lots_, .faults = {}};
-  // An amplifier that does not power up hides what the actuator does, so one draw decides which of the two it is.
+  // An amplifier that does not power up hides what the actuator does, so one draw decides which of the two faults the
+  // device has, if any.
   const std::uint32_t haptics = random.below(1000);
   const std::uint32_t actuator = rate(rows[static_cast<std::size_t>(Fault::actuatorTimeout)], member.build, member.lot);
   for (const FaultRow& row : rows) {

@@ -1,5 +1,5 @@
 // A fleet of devices with known faults: which build, hardware lot and faults each device has, drawn from a seed at
-// rates that depend on build and lot. What a question about the fleet finds can be compared with them.
+// rates that depend on build and lot. The answers to questions about the fleet can be compared with them.
 #pragma once
 
 #include <synthetic/recorder.h>
@@ -25,16 +25,16 @@ enum class Fault {
 };
 constexpr std::size_t faultCount = 8;
 
-// How often a fault occurs, in devices of 1000. What differs between builds and lots is said in quarters of the fleet,
-// so that it holds for any number of them.
+// How often a fault occurs, in devices per 1000. Builds and lots are selected by quarters of their number, so that a
+// row applies to any number of them.
 struct FaultRow {
   Fault fault;
   std::string_view name;
   std::uint32_t everywhere = 0;
-  std::uint32_t moreInBuilds = 0; // from the first to before the last quarter of builds, in the order of release
+  std::uint32_t moreInBuilds = 0; // in builds from firstQuarter up to, not including, lastQuarter; in order of release
   std::uint32_t firstQuarter = 0;
   std::uint32_t lastQuarter = 0;
-  std::uint32_t moreInLot = 0; // in the lots of one quarter
+  std::uint32_t moreInLot = 0; // in the lots of lotQuarter
   std::uint32_t lotQuarter = 0;
 };
 // In the order of the enumeration. [any thread]
@@ -49,8 +49,8 @@ struct Member {
   bool has(Fault fault) const { return faults[static_cast<std::size_t>(fault)]; }
 };
 
-// Builds and lots have the same number of devices each, as near as can be. A device does not change when the fleet gets
-// larger. [any thread]
+// Devices are spread over builds and lots as evenly as possible. A device does not change when the fleet gets larger.
+// [any thread]
 class Population {
 public:
   // There is at least one build and one lot.
@@ -59,14 +59,15 @@ public:
 
   std::uint32_t builds() const { return builds_; }
   std::uint32_t lots() const { return lots_; }
-  // In the order of release; the names' own order is another one, as that of version numbers is.
+  // `build` counts in the order of release. Like version numbers, the names do not sort in that order.
   static std::string buildName(std::uint32_t build);
   static std::string lotName(std::uint32_t lot);
   static std::string deviceName(std::uint32_t device);
 
   Member member(std::uint32_t device) const;
-  std::uint32_t rate(const FaultRow& row, std::uint32_t build, std::uint32_t lot) const; // of 1000
-  // In the last build haptics come later, some of them much later. A fleet of one build has nothing to compare with.
+  std::uint32_t rate(const FaultRow& row, std::uint32_t build, std::uint32_t lot) const; // per 1000
+  // Haptics come later in the last build, some of them much later. There is no delay if there is only one build, since
+  // no other build could be compared with it.
   HapticDelay hapticDelay(std::uint32_t build) const;
 
 private:

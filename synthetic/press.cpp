@@ -38,7 +38,7 @@ struct Finger {
 
 void inputPacket(Recorder& recorder, const Finger& finger) {
   Random& random = recorder.random();
-  // Three axes, seldom whole, the third one signed.
+  // Three fixed-point axes, rarely whole numbers; the third is negative or 0.
   recorder.add({"corvane", "corvane", "data-in", "event"})
       .number("arg1", finger.force)
       .number("arg2", finger.force / 3 + random.below(4096))
@@ -203,7 +203,7 @@ void commandTimeout(Recorder& recorder) {
   commandTimeout(recorder, command, random.between(1000, 50000));
 }
 
-// One that had to be repeated.
+// A handshake that had to be repeated.
 void handshake(Recorder& recorder) {
   Random& random = recorder.random();
   recorder.add({"uart", "uart1", random.oneIn(2) ? "sw-handshake" : "hw-handshake", "event"})

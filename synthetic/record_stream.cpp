@@ -37,7 +37,7 @@ void RandomStream::fill(std::span<_VelProfileReport> records) {
     record.event = static_cast<std::uint8_t>(random_.below(21));
     record.component = static_cast<std::uint8_t>(random_.below(9));
     record.category = static_cast<std::uint8_t>(random_.below(12));
-    if (record.type == 10 && !random_.oneIn(4)) { // else hardly any context would have a version that is decoded
+    if (record.type == 10 && !random_.oneIn(4)) { // otherwise hardly any context would have a version that is decoded
       record.payload[0] = static_cast<std::uint8_t>(random_.below(9));
       record.payload[1] = 0;
     }

@@ -10,8 +10,8 @@
 
 namespace vel::synthetic {
 
-// What changes in a stream once it has so many records, at the end of the round that is then in progress. What is left
-// out goes on as before.
+// What changes in a stream once it has recorded `after` records; the round in progress is finished first. Members that
+// are not set change nothing.
 struct Change {
   std::uint64_t after = 0;
   const Scene* scene = nullptr;
@@ -19,7 +19,7 @@ struct Change {
   std::optional<std::uint32_t> sequence; // of the next record
 };
 
-// A scene, over and over. The changes are in the order of `after`. [one thread at a time]
+// Repeats a scene. The changes are in the order of `after`. [one thread at a time]
 class FlowStream {
 public:
   explicit FlowStream(std::uint64_t seed, const Scene& scene = usualMix(), std::uint64_t clock = Recorder::usualClock)

@@ -1,4 +1,4 @@
-// Keys and names are looked up in the decoder's own tables: a field's place is written once, there.
+// Looks up keys and names in the decoder's own tables, so that a field's offset is written only there.
 #include "synthetic/recorder.h"
 
 #include <profile/layout.h>

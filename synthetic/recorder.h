@@ -28,7 +28,7 @@ public:
 
   Draft& number(std::string_view key, std::uint64_t value);
   Draft& text(std::string_view key, std::string_view value);
-  Draft& bytes(std::string_view key, Random& random); // random ones
+  Draft& bytes(std::string_view key, Random& random); // random bytes
   Draft& action(std::string_view name);               // the "trace" of a ZORB event
   Draft& contextVersion(std::uint16_t version);       // before the context's other fields
 
@@ -41,7 +41,7 @@ private:
 // How much later than usual the actuator plays an asset, in microseconds.
 struct HapticDelay {
   std::uint32_t always = 0;
-  std::uint32_t stallOneIn = 0; // of so many haptics one comes much later still; 0: none does
+  std::uint32_t stallOneIn = 0; // one haptic in this many also stalls; 0: none does
   std::uint32_t stall = 0;
 };
 
@@ -53,7 +53,7 @@ public:
   explicit Recorder(std::uint64_t seed, std::uint64_t clock = usualClock) : random_(seed), clock_(clock) {}
 
   Random& random() noexcept { return random_; }
-  // Microseconds go by.
+  // Advances the clock by a random number of microseconds.
   void wait(std::uint32_t least, std::uint32_t most) noexcept { clock_ += random_.between(least, most); }
   std::uint64_t clock() const noexcept { return clock_; }
   std::uint32_t sequence() const noexcept { return sequence_; } // of the next record
@@ -71,13 +71,13 @@ public:
   Draft add(const Kind& kind);
 
   void delayHaptics(const HapticDelay& delay) noexcept { hapticDelay_ = delay; }
-  // The delay of a haptic goes by.
+  // Advances the clock by the delay of one haptic.
   void waitForHaptic() noexcept {
     const bool stalls = hapticDelay_.stallOneIn != 0 && random_.oneIn(hapticDelay_.stallOneIn);
     clock_ += hapticDelay_.always + (stalls ? hapticDelay_.stall : 0);
   }
 
-  // What has been recorded since the last call.
+  // The records since the caller last cleared them.
   std::vector<_VelProfileReport>& records() noexcept { return records_; }
 
 private:

@@ -10,7 +10,7 @@ namespace vel::synthetic {
 
 struct Scene {
   std::string_view name;              // as in device models and `velstat generate`
-  void (*record)(Recorder& recorder); // records one round, which moves the recorder's clock on
+  void (*record)(Recorder& recorder); // records one round and advances the recorder's clock
 };
 
 // All scenes, in the order of the documentation. [any thread]
