@@ -182,8 +182,8 @@ inline char* put_u64_width_10(char* p, std::uint64_t value) noexcept {
   return put_u64(p, value); // at least ten digits
 }
 
-// "1,2,3": each byte with a comma, except the last one. No bytes give no text. A dump waits for its loads, so it loads
-// eight bytes at a time.
+// "1,2,3": each byte with a comma, except the last one. No bytes give no text. Loads limit the speed of a dump, so
+// eight bytes are loaded at a time.
 inline char* put_byte_list(char* p, const unsigned char* bytes, std::size_t count) noexcept {
   if (count == 0) {
     return p;

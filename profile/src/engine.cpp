@@ -81,7 +81,7 @@ constexpr std::size_t layout_index(const Layout* layout) {
 // every record.
 constexpr std::string_view no_name;
 
-// Writes the layouts of one choice, in one function: a word that two of them show is then converted once.
+// Writes the layouts of one choice, in one function, so that a word that two of them show is converted only once.
 template <std::size_t Index>
 struct ChoiceWriter {
   static constexpr const ShownLayouts& shown = choices[Index];
@@ -95,8 +95,8 @@ struct ChoiceWriter {
     (std::make_index_sequence<shown.count>());
   }
 
-  // With an id that is in no table, as those are bytes. Not inlined: because of its buffer, the stack protector would
-  // check the stack for every record.
+  // For an id of 256 or more, which has no name because ids in tables are bytes. Not inlined: because of its buffer,
+  // the stack protector would check the stack for every record.
   [[gnu::noinline]] static char* write_unnamed(char* p, const unsigned char* record, std::uint32_t id) noexcept {
     DecimalText digits;
     return write_named(p, record, name_of({}, id, digits));

@@ -1,4 +1,4 @@
-// Text to records.
+// Finds dumps in text, reads them, and compares each line with the text of its record.
 #include "profile/read_line.h"
 
 #include "profile/record_view.h"
@@ -17,7 +17,7 @@ constexpr std::size_t longest_dump = record_size * std::string_view("255,").size
 
 static_assert(std::endian::native == std::endian::little, "the first character is in the lowest byte");
 
-// Where a dump's first number is expected, at or after `from`. Brackets are rare in lines.
+// The place of a dump's first number, at or after `from`. Searches for brackets because they are rare in lines.
 std::size_t find_dump(std::string_view text, std::size_t from) noexcept {
   constexpr std::size_t length = dump_beginning.size();
   while (from < text.size()) {
@@ -52,9 +52,9 @@ unsigned commas_among(const char* p) noexcept {
   return static_cast<unsigned>((equal * 0x0102040810204080) >> 56);
 }
 
-// Reads a dump as if its numbers were sound. Whether they are, the caller finds out by comparing the text with what the
-// bytes are rendered as. Each number's place comes from the commas, so that no number waits for the one before it.
-// Returns the dump's length with its bracket. `p` has longest_dump + 8 readable characters.
+// Reads a dump without checking its numbers: the caller compares the text with the rendered bytes, which finds unsound
+// numbers. Each number's place comes from the commas, so that no number waits for the one before it. Returns the dump's
+// length with its bracket. `p` has longest_dump + 8 readable characters.
 std::size_t read_dump_fast(const char* p, unsigned char* record) noexcept {
   const char* number = p;
   std::size_t count = 0;
@@ -62,7 +62,7 @@ std::size_t read_dump_fast(const char* p, unsigned char* record) noexcept {
     for (unsigned commas = commas_among(p + at); commas != 0 && count < record_size - 1; commas &= commas - 1) {
       const char* const end = p + at + std::countr_zero(commas);
       const auto length = static_cast<unsigned>(end - number);
-      // The last three characters before the comma, with zeros in place of what is not of this number.
+      // The last three characters before the comma, with zeros in place of those that are not part of this number.
       std::uint32_t digits;
       std::memcpy(&digits, number, sizeof digits);
       digits = (digits & 0x0f0f0f0f) << (8 * ((4 - length) & 3));
@@ -84,7 +84,7 @@ std::size_t read_dump_fast(const char* p, unsigned char* record) noexcept {
 }
 
 struct DumpEnd {
-  std::size_t at;     // just after the bracket; or where the dump is no longer one
+  std::size_t at;     // just after the bracket, or where the dump stops being valid
   bool whole = false; // 48 bytes and the bracket
 };
 
@@ -115,7 +115,7 @@ bool take(std::string_view& rest, std::string_view part) noexcept {
   return true;
 }
 
-// The times and the brace, as far as they are there.
+// Reads the times and the brace, if present.
 void read_times(std::string_view text, std::size_t dump_end, FoundLine& line) noexcept {
   std::string_view rest = text.substr(dump_end);
   line.calendar = {};
@@ -168,11 +168,11 @@ bool LineReader::agrees(std::string_view text, std::size_t from, std::size_t dum
   return line.sound;
 }
 
-// Of a line that does not agree.
+// For a line that does not agree: finds its beginning and the first difference.
 void LineReader::find_fault(std::string_view text, std::size_t from, std::size_t dump_end, FoundLine& line) noexcept {
   const std::size_t expected = dump_end - std::min(rendered_length_, dump_end);
   const std::size_t begin = nearest_beginning(text, from, dump_end, expected);
-  // Without its beginning, the line's front was cut off.
+  // If there is no beginning, the line's front was cut off.
   line.begin = begin != npos ? begin : std::max(from, text.substr(0, dump_end).rfind(dump_beginning));
   const std::string_view words = text.substr(line.begin, dump_end - line.begin);
   const std::string_view expected_words(rendered_, rendered_length_);
@@ -209,7 +209,7 @@ UnreadLines count_unread_lines(std::string_view text) noexcept {
     const std::string_view line = text.substr(begin, next == npos ? npos : next - begin);
     unsigned char record[record_size];
     const std::size_t dump = find_dump(line, 0);
-    // A dump that goes on to its bracket was not cut.
+    // If a bracket follows on the same line, the dump is damaged, not truncated.
     const std::string_view rest = dump == npos ? std::string_view() : line.substr(read_dump(line, dump, record).at);
     if (rest.substr(0, rest.find('\n')).find(']') == npos) {
       ++unread.truncated;
@@ -222,7 +222,7 @@ UnreadLines count_unread_lines(std::string_view text) noexcept {
 }
 
 std::size_t whole_lines(std::string_view text) noexcept {
-  // After the last line whose end is there.
+  // Just after the last complete line.
   std::size_t end = 0;
   for (std::size_t dump = rfind_dump(text); dump != npos;
        dump = rfind_dump(text.substr(0, dump - dump_beginning.size() + 1))) {
@@ -233,14 +233,14 @@ std::size_t whole_lines(std::string_view text) noexcept {
       break;
     }
   }
-  // A beginning after it may become a line, unless that would be longer than any; so may a dump, of a line whose front
-  // was cut off.
+  // A beginning after it may still become a line, unless that line would be longer than longest_line. So may a dump,
+  // for a line whose front was cut off.
   const std::size_t possible = text.size() > longest_line ? std::max(end, text.size() - longest_line) : end;
   const std::size_t open = std::min(text.find(line_beginning, possible), text.find(dump_beginning, possible));
   if (open != npos) {
     return open;
   }
-  // The last characters may be the first ones of either.
+  // The last characters may be the first ones of a beginning or of a dump.
   constexpr std::size_t longest_mark = std::max(line_beginning.size(), dump_beginning.size());
   return std::max(end, text.size() - std::min(text.size(), longest_mark - 1));
 }

@@ -19,9 +19,9 @@ std::uint64_t wall_microseconds(std::uint64_t timestamp, const TimeSync& sync) n
   return (timestamp * 1000 + static_cast<std::uint64_t>(sync.calendar) - static_cast<std::uint64_t>(sync.vel)) / 1000;
 }
 
-// What strftime makes of "%b %d %T" in a buffer of 30 bytes; nothing if that does not fit. Only the month's name
-// depends on the locale. `second` is at most 2^64 / 1000000. Not inlined: because of its tm, the stack protector would
-// check the stack for every record.
+// Writes what strftime would write for "%b %d %T" into a buffer of 30 bytes; nothing if that does not fit. Only the
+// month's name depends on the locale. `second` is at most 2^64 / 1000000. Not inlined: because of its tm, the stack
+// protector would check the stack for every record.
 [[gnu::noinline]] void WallClock::write_date(std::uint64_t second) noexcept {
   constexpr std::size_t after_month = std::string_view("21 08:15:02").size();
   static_assert(sizeof Month::text + after_month == buffer_size);

@@ -12,8 +12,8 @@
 
 namespace vel::profile {
 
-// A category's id is the index of its row. A record of a higher category shows numbers for names, and only the common
-// layouts.
+// A category's id is the index of its row. A record of a higher category shows numbers instead of names, and only the
+// common layouts.
 namespace category_id {
 enum : unsigned { execution, trace, sensors, lantor, corvane, interrupt, uart, zorb, control, scm, count };
 }

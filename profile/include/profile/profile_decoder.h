@@ -30,9 +30,9 @@ public:
   std::string str(std::string value);
   std::string dump(const void* data, unsigned int length);
 
-  // Local calendar time of a time stamp; false, with `out` untouched, without a usable time-sync service.
+  // Local calendar time of a time stamp; false, with `out` unchanged, if there is no usable time-sync service.
   bool vel_time_to_wall_time(unsigned long long timestamp, std::string& out);
-  // The host's boot time in microseconds since the epoch; false, with `boot` untouched, if it cannot be read.
+  // The host's boot time in microseconds since the epoch; false, with `boot` unchanged, if it cannot be read.
   bool get_boot_time(unsigned long long& boot);
 };
 
@@ -73,7 +73,8 @@ class interrupt_decoder : public category_decoder<vel::profile::category_id::int
 class uart_decoder : public category_decoder<vel::profile::category_id::uart> {};
 class scm_decoder : public category_decoder<vel::profile::category_id::scm> {};
 
-// Names the latency component's actions through its own event_name, so that a subclass's checkpoints name them too.
+// Calls the virtual event_name for the names of the latency component's actions, so that a subclass that names
+// checkpoints also names these actions.
 class zorb_decoder : public category_decoder<vel::profile::category_id::zorb> {
 public:
   void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override;

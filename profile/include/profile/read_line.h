@@ -1,5 +1,5 @@
-// The way back: text to records. The bytes come from the dump at a line's end; the line is then rendered again, and one
-// comparison tells whether any of its words contradicts them.
+// Reads text back into records. The bytes come from the dump at a line's end. They are rendered again, and comparing
+// that text with the line shows whether any of the line's words contradicts the bytes.
 #pragma once
 
 #include "profile/render.h"
@@ -19,8 +19,8 @@ inline constexpr std::string_view dump_beginning = " 'binary-data':[";
 struct FoundLine {
   std::array<unsigned char, sizeof(_VelProfileReport)> record;
   std::size_t begin; // of the line in the text
-  std::size_t end;   // just after the line, its times and its brace included as far as they are there
-  bool sound;        // the words say what the bytes say; the record is what the bytes say either way
+  std::size_t end;   // just after the line, including its times and its brace if present
+  bool sound;        // the words agree with the bytes; the record always comes from the bytes
   std::size_t fault; // where the words begin to differ, if they do
 
   // The times that follow the bytes. They are not part of the record and are not judged here.
@@ -45,7 +45,7 @@ private:
   std::size_t rendered_length_ = 0; // of the record that was compared last
 };
 
-// Lines that begin in a text, such as one between two lines, but whose bytes cannot be read.
+// The number of lines that begin in a text, such as the text between two found lines, but whose bytes cannot be read.
 struct UnreadLines {
   std::size_t truncated = 0;     // the line ends before its bytes do
   std::size_t damaged = 0;       // its dump is not one of 48 bytes
@@ -53,9 +53,9 @@ struct UnreadLines {
 };
 UnreadLines count_unread_lines(std::string_view text) noexcept;
 
-// How much of a text can be passed to LineReader and count_unread_lines when more of it is to come: what lies before
-// the result holds lines as a whole, as long as no line is longer than longest_line. At least the text less
-// longest_line.
+// The length of the part of a text that can be passed to LineReader and count_unread_lines while more text is to
+// follow: the end of that part does not cut a line in two unless the line is longer than longest_line. The result is at
+// least the text's length minus longest_line.
 inline constexpr std::size_t longest_line = 4096;
 std::size_t whole_lines(std::string_view text) noexcept;
 

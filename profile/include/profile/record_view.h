@@ -22,7 +22,7 @@ constexpr T load(const unsigned char* at) noexcept {
   return value;
 }
 
-// The same with a size of 1 to 8 bytes that only the caller knows.
+// The same for a size of 1 to 8 bytes that is passed as an argument.
 constexpr std::uint64_t load_sized(const unsigned char* at, std::size_t size) noexcept {
   std::uint64_t value = 0;
   for (std::size_t i = 0; i < size; ++i) {

@@ -97,7 +97,7 @@ typedef struct vel_profile_row {
   uint32_t offset;    // of the value in the record, and its size there in bytes; both 0 for a constant
   uint32_t size;
   uint32_t width;     // least width of the value in the text; 0: none
-  uint32_t parameter; // of a constant its value; of sliced bytes the offset of the u16 that says how many they are
+  uint32_t parameter; // a constant's value; for sliced bytes, the offset of the u16 that holds their count
 } vel_profile_row;
 
 // Writes the rows of all layouts to `out`, at most `capacity` of them, and returns how many there are. The rows of a

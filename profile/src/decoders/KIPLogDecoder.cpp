@@ -42,7 +42,7 @@ constexpr profile_decoder* decoder_of() {
   }
 }
 
-// Our own decoder of each category. What the virtual members of these objects answer is in the category table.
+// Our own decoder of each category. The virtual members of these objects return what is in the category table.
 constexpr auto own_decoders = []<unsigned... Category>(std::integer_sequence<unsigned, Category...>) {
   return std::array{decoder_of<Category>()...};
 }

@@ -17,8 +17,8 @@ inline const unsigned char* bytes_of(const _VelProfileReport& report) {
   return reinterpret_cast<const unsigned char*>(&report);
 }
 
-// Calls write(p), which returns the end of what it wrote, and returns take(text). There is room for a text and for
-// `given` bytes of names and times that are not from our tables, and may be of any length.
+// Calls write(p), which returns the end of what it wrote, and returns take(text). There is room for a text, and for
+// `given` bytes of names and times that do not come from our tables and may have any length.
 template <class Write, class Take>
 auto with_block(std::size_t given, Write write, Take take) {
   constexpr std::size_t usually_given = 256;
