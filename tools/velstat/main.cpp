@@ -38,7 +38,7 @@ void keepPlacesOfClosedStreams() {
   }
 }
 
-// An empty value is in most cases a variable of a script that is not set.
+// An empty value is usually a script's variable that is not set.
 constexpr const char* emptyValue = "the value is empty";
 
 void refuseEmptyValues(CLI::App& app) {
@@ -51,7 +51,7 @@ void refuseEmptyValues(CLI::App& app) {
   }
 }
 
-// "--name=", which the parser takes for "--name" if the option needs no value.
+// Refuses "--name=", which the parser would read as "--name" if the option needs no value.
 void refuseEmptyValues(std::span<char*> arguments) {
   for (const std::string_view argument : arguments) {
     if (argument == "--") {
@@ -65,7 +65,7 @@ void refuseEmptyValues(std::span<char*> arguments) {
 
 int run(int argc, char** argv) {
   CLI::App app("Statistics and diagnostics of VEL co-processors: hosts the plug-in on a modelled device.", "velstat");
-  app.formatter(vel::stat::helpFormatter()); // of the subcommands too
+  app.formatter(vel::stat::helpFormatter()); // also for the subcommands
   app.require_subcommand(1);
   app.set_version_flag("--version", VELSTAT_VERSION);
   app.footer("Example:\n  velstat capture --model models/default.json\n\n"
@@ -101,11 +101,11 @@ int run(int argc, char** argv) {
   return status;
 }
 
-// The status of a run that failed with this error, which is reported.
+// Reports the error and returns the exit status.
 int report(const std::exception& error, int argc, char** argv) {
   vel::stat::endPager(); // so that the line is on the terminal
   complain(error);
-  // The statuses of diff are those of diff(1), where 1 means that the two differ.
+  // diff uses the statuses of diff(1): 1 means that the inputs differ, 2 that something failed.
   return argc > 1 && std::string_view(argv[1]) == "diff" ? usage : failed;
 }
 
@@ -113,14 +113,14 @@ int report(const std::exception& error, int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keepPlacesOfClosedStreams();
-  // A closed pipe, and a file that may not grow further, then show as failing writes.
+  // Writing to a closed pipe, or to a file at its size limit, then fails instead of ending the process.
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   vel::stat::reportFilesCutShort();
   int status = done;
   try {
     status = run(argc, argv);
-  } catch (const vel::stat::ReaderGone&) { // a success: it has seen enough
+  } catch (const vel::stat::ReaderGone&) { // a success: the reader has seen enough
   } catch (const std::exception& error) {
     status = report(error, argc, argv);
   }

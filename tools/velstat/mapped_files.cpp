@@ -48,7 +48,7 @@ struct FixedText {
   std::string_view view() const { return {characters, size}; }
 };
 
-// Takes a number and the character that follows it from the front.
+// Removes a hexadecimal number and the character after it from the front of the text; returns the number.
 std::uintptr_t takeHex(std::string_view& text) {
   const std::string_view digits = text.substr(0, text.find_first_not_of(hexDigits));
   text.remove_prefix(std::min(digits.size() + 1, text.size()));
@@ -59,7 +59,8 @@ std::uintptr_t takeHex(std::string_view& text) {
   return number;
 }
 
-// The file of a mapping, "7f0000-7f8000 rw-s 00000000 08:01 42   /tmp/t.sqlite-shm", if the address is in it.
+// The file of a mapping such as "7f0000-7f8000 rw-s 00000000 08:01 42   /tmp/t.sqlite-shm"; empty if the address is not
+// in the mapping.
 std::string_view mappedFile(std::string_view mapping, std::uintptr_t address) {
   const std::uintptr_t begin = takeHex(mapping);
   const std::uintptr_t end = takeHex(mapping);
@@ -88,7 +89,7 @@ void addFileAt(std::uintptr_t address) {
 void onLostPage(int number, siginfo_t* info, void*) {
   if (info->si_code != BUS_ADRERR) {
     std::signal(number, SIG_DFL);
-    std::raise(number); // once this returns
+    std::raise(number); // takes effect when this handler returns
     return;
   }
   reportLine.add("velstat: ");

@@ -1,4 +1,4 @@
-// A capture that was just made, in the form in which captures are read back.
+// Converts a new capture into the form in which captures are read back.
 #include <control/log.h>
 #include <velstat/capture/result.h>
 
@@ -41,7 +41,7 @@ sources::Capture asSource(const CaptureResult& result) {
                                .resultText = run.answered ? std::string() : run.resultText});
   }
   for (const host::CapturedRecord& captured : result.records) {
-    // Read again, not copied: with this standard library, copying a value crashes when memory runs out.
+    // Parsed again instead of copied: with this standard library, copying a value crashes when memory runs out.
     source.reports.push_back({.title = captured.record.title,
                               .file = {},
                               .handler = captured.handler,

@@ -1,4 +1,4 @@
-// Stores the lines of a log as a number and a time each.
+// Stores each log line as a time and the number of its text.
 #include "velstat/capture/captured_log.h"
 
 #include <string_view>

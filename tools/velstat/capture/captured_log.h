@@ -1,4 +1,4 @@
-// The log of a capture. A device with much to count makes a million lines of few texts, so each text is stored once.
+// The log of a capture. It may have a million lines with few different texts, so each text is stored once.
 #pragma once
 
 #include <control/log.h>
@@ -12,8 +12,8 @@
 
 namespace vel::stat {
 
-// Whether a line only tells that a value was published. The plug-in logs these as errors, of which there are many on a
-// healthy device.
+// Whether a line only says that a value was published. The plug-in logs such lines as errors, and a healthy device
+// causes many of them.
 bool isRoutine(std::string_view message);
 
 class CapturedLog {
@@ -30,7 +30,7 @@ public:
   // In the order of the log.
   void each(const std::function<void(const control::LogLine&)>& take) const;
 
-  // A level and a message, in the order of their first lines.
+  // Lines with the same level and message. repeated() returns them in the order of their first lines.
   struct Repeated {
     os_log_type_t type;
     const std::string* message;
@@ -42,7 +42,7 @@ private:
   using Text = std::tuple<os_log_type_t, std::string, std::string, std::string>; // level, subsystem, category, message
   struct Entry {
     std::int64_t time;
-    std::uint32_t text; // its number
+    std::uint32_t text; // number of its text
   };
 
   std::map<Text, std::uint32_t> numbers_;

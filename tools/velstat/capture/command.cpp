@@ -28,7 +28,7 @@ struct CaptureOptions {
   bool all = false;
 };
 
-// What the rules find. A rule that does not end in time on a hostile device must not cost the capture.
+// Runs the rules. If a rule takes too long on hostile data, the capture must not be lost.
 std::vector<rules::Finding> examine(const CaptureResult& result) {
   constexpr std::chrono::seconds patience{10};
   try {
@@ -42,8 +42,8 @@ std::vector<rules::Finding> examine(const CaptureResult& result) {
 }
 
 int run(const CaptureOptions& options) {
-  // Refused before anything is waited for. Nothing is written before the capture is over, so that a signal, or a
-  // plug-in that crashes, leaves nothing.
+  // A bad folder is refused before the capture begins. Nothing is written until the capture is over, so that nothing is
+  // left behind if a signal or a crash of the plug-in ends the process.
   std::optional<OutputFolder> folder;
   if (!options.out.empty()) {
     folder.emplace(options.out);
@@ -52,7 +52,7 @@ int run(const CaptureOptions& options) {
   CaptureResult result = captureModel(model, loadBundle(options.plugIn), options.api);
   result.model = modelName(options.model);
   result.folder = options.out;
-  result.findings = examine(result); // which takes the most memory: before anything is written
+  result.findings = examine(result); // needs the most memory, so it runs before anything is written
   if (folder) {
     folder->write(captureFiles(result, PropertyLists::written));
   }

@@ -1,4 +1,4 @@
-// Notes signals in a handler, which holds for all threads of the process, those of a plug-in included.
+// Records signals in a handler, because a handler applies to all threads of the process, including those of a plug-in.
 #include "velstat/capture/ending_signals.h"
 
 #include <atomic>
@@ -37,7 +37,7 @@ EndingSignals::~EndingSignals() {
   }
   if (const int number = firstSignal; number != 0) {
     std::raise(number);
-    std::_Exit(128 + number); // this thread blocks it, and another one received it
+    std::_Exit(128 + number); // this thread blocks the signal; another one received it
   }
 }
 

@@ -1,4 +1,4 @@
-// Signals that would end the process, put off until it has tidied up.
+// Defers signals that would end the process until it has cleaned up.
 #pragma once
 
 #include <array>
@@ -6,8 +6,9 @@
 
 namespace vel::stat {
 
-// While the object lives, a signal that asks the process to end (and is not ignored) is only noted. The destructor lets
-// it end the process. One object at a time.
+// While the object exists, a signal that would end the process is only recorded; the destructor then lets the signal
+// end the process. Signals that are ignored or already have a handler are unaffected. Only one object may exist at a
+// time.
 class EndingSignals {
 public:
   EndingSignals();
@@ -15,7 +16,7 @@ public:
   EndingSignals(const EndingSignals&) = delete;
   EndingSignals& operator=(const EndingSignals&) = delete;
 
-  // Whether there is no use in going on.
+  // Whether such a signal has arrived, so that there is no point in continuing.
   static bool arrived();
 
 private:

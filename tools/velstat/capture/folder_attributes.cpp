@@ -19,7 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What `read` (a list or a value) answers, which is asked for its size first. Nothing where there are no attributes.
+// The complete result of `read`, which reads a list of names or a value and is asked for the size first. Empty if the
+// folder has none.
 template <class Read>
 std::string readAll(Read read) {
   std::string content;
@@ -69,7 +70,7 @@ void takeAttributes(const fs::path& from, const fs::path& to) {
   for (const auto& [name, value] : others) {
     require(lremovexattr(to.c_str(), name.c_str()) == 0, from, fmt::format("lack of attribute {}", name));
   }
-  // Last: a change of the owner takes bits away, and a list of rights has the group's.
+  // Last, because a change of owner clears mode bits, and an access control list sets those of the group.
   require(chmod(to.c_str(), wanted.st_mode | S_IRWXU) == 0, from, "permissions");
 }
 

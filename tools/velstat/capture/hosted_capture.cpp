@@ -1,4 +1,4 @@
-// One session from the registration of the services to its end.
+// Runs one session from the registration of the services to its end.
 #include "velstat/capture/hosted_capture.h"
 
 #include <velstat/options/open_tally.h>
@@ -12,7 +12,7 @@ namespace vel::stat {
 
 namespace {
 
-// Moves the lines that were written since the last call; how many they are.
+// Moves the lines written since the last call into `log` and returns their number.
 std::size_t moveLines(CapturedLog& log) {
   const std::size_t before = log.size();
   for (control::LogLine& line : control::takeLogLines()) {
@@ -31,7 +31,7 @@ CapturedService registerService(host::Session& session, const host::MachineServi
   return captured;
 }
 
-// A batch at a time, as each entry writes a line.
+// Moves the log lines after each batch, because each entry writes one.
 void deliverAnalytics(host::Session& session, const host::MachineService& service, CapturedLog& log) {
   std::size_t dropped = 0;
   for (const formats::Bytes& batch : service.device->analytics()) {

@@ -9,7 +9,7 @@
 
 namespace vel::stat {
 
-// All of the result but where the model was read from, where it is written to, and what is wrong. Throws Error.
+// Returns the result without `model`, `folder` and `findings`. Throws Error.
 CaptureResult captureModel(const host::DeviceModel& model, host::Bundle bundle, std::uint32_t api);
 
 } // namespace vel::stat

@@ -1,4 +1,4 @@
-// A capture as files: a record each, log, metrics and manifest.
+// A capture as files: one for each record, the log, the metrics and a manifest.
 #include <velstat/capture/result.h>
 #include <velstat/text/json_writer.h>
 
@@ -14,7 +14,8 @@ namespace {
 constexpr const char* logFileName = "log.jsonl";
 constexpr const char* tallyFileName = "tally.sqlite";
 
-// A title as part of a file name: what a file name cannot hold, or a shell would stumble over, becomes "_".
+// A title as part of a file name: slashes, quotes, other characters that a shell may interpret, and everything that is
+// not printable ASCII become "_".
 std::string safeName(std::string_view title) {
   std::string name;
   for (const char c : title) {
@@ -39,7 +40,7 @@ const std::string& serviceOf(const CaptureResult& result, std::size_t handler) {
 
 namespace {
 
-// Every handler, also those that returned nothing and so have no file.
+// All handlers, including those that returned nothing and therefore have no file.
 void writeHandlers(JsonWriter& json, const CaptureResult& result) {
   json.beginArray();
   for (const host::HandlerRun& run : result.runs) {

@@ -1,5 +1,5 @@
-// Everything is written into a folder under another name by the one thread that may also remove it. One rename(2) is
-// the moment from which on the folder is there; nothing is done to it after that.
+// Everything is written into a folder with a temporary name, by the one thread that may also remove it. A single
+// rename(2) then gives the folder its name; nothing in it is changed after that.
 #include "velstat/capture/output_folder.h"
 
 #include <control/unfinished_folder.h>
@@ -55,7 +55,7 @@ public:
 
   void close() {
     flush();
-    require(::close(std::exchange(descriptor_, -1)) == 0); // where a network file system tells of a full disk
+    require(::close(std::exchange(descriptor_, -1)) == 0); // a network file system may report a full disk only here
   }
 
 private:
@@ -111,8 +111,8 @@ void OutputFolder::write(const std::vector<OutputFile>& files) const {
 }
 
 void OutputFolder::write(const std::function<void(const Add&)>& fill) const {
-  const EndingSignals signals; // ends the process after the folder is gone
-  fs::path place = named_;     // of what fails
+  const EndingSignals signals; // destroyed last, so the unfinished folder is removed before a signal ends the process
+  fs::path place = named_;     // for error messages
   try {
     control::UnfinishedFolder folder(path_.parent_path());
     fs::perms permissions = folder.permissions();
@@ -120,7 +120,7 @@ void OutputFolder::write(const std::function<void(const Add&)>& fill) const {
       permissions = existing.permissions();
       takeAttributes(path_, folder.path());
     }
-    fs::path made; // the last folder in it that was made
+    fs::path made; // the subfolder that was created last
     fill([&](const OutputFile& file) {
       if (EndingSignals::arrived()) {
         throw Interrupted();

@@ -12,8 +12,8 @@ namespace vel::stat {
 
 namespace {
 
-// The value behind a key: text without its apostrophes, or digits. `last` where a payload before it may hold the same
-// characters.
+// The value after a key: text without its apostrophes, or digits. With `last`, the key's last occurrence counts,
+// because a payload before it may contain the same characters.
 std::string_view valueOf(std::string_view line, std::string_view key, bool last = false) {
   const std::string quoted = fmt::format(" '{}':", key);
   const std::size_t at = last ? line.rfind(quoted) : line.find(quoted);
@@ -31,7 +31,7 @@ std::string_view valueOf(std::string_view line, std::string_view key, bool last 
 
 using Counts = std::vector<std::pair<std::string, std::size_t>>;
 
-// The largest first, equal ones by name.
+// The largest counts first, equal ones by name.
 template <class Name>
 Counts count(const std::vector<std::string_view>& lines, Name name) {
   std::map<std::string, std::size_t> counts;

@@ -1,4 +1,4 @@
-// Lines of profile records, told in a few: which kinds there are, and what happened first.
+// Summarizes lines of profile records: which kinds there are, and what happened first.
 #pragma once
 
 #include <string>
@@ -16,12 +16,13 @@ struct ProfileLine {
   std::string_view timestamp;
   std::string_view calendarTime;
 
-  // Category, component and event; those of the trace records by what they trace.
+  // Category, component and event; for a trace record, what it traces instead of the event.
   std::string kind() const;
-  // When, and what kind.
+  // Time and kind.
   std::string brief() const;
 };
-// Lines come from a device, payloads and all: fields that cannot be told are left empty. [borrowed: from `line`]
+// Lines come from a device and may contain anything: fields that cannot be found are left empty.
+// [borrowed: from `line`]
 ProfileLine readProfileLine(std::string_view line);
 
 // "sensors 803, execution 402, zorb 211": counts by category, the largest first.

@@ -21,8 +21,8 @@ namespace {
 using formats::Dictionary;
 using formats::Value;
 
-constexpr std::size_t shownLeaves = 12; // a dictionary of more is cut
-constexpr std::size_t keptLeaves = 6;   // to so many
+constexpr std::size_t shownLeaves = 12; // a dictionary with more leaves is cut
+constexpr std::size_t keptLeaves = 6;   // to this many
 constexpr std::size_t shownLines = 3;   // of an array
 constexpr std::size_t shownKinds = 3;   // of profile records
 constexpr std::size_t widestLine = 110;
@@ -41,7 +41,7 @@ bool haveSameKeys(const Dictionary& a, const Dictionary& b) {
                     [](const auto& left, const auto& right) { return left.key == right.key; });
 }
 
-// Members that are flat dictionaries of the same keys, from this place on.
+// How many consecutive members, from this place on, are flat dictionaries with the same keys.
 std::size_t tableLength(const Dictionary& dictionary, std::size_t begin) {
   std::size_t end = begin;
   const Dictionary* const first = dictionary[begin].value.as<Dictionary>();
@@ -67,14 +67,14 @@ void appendMemberTable(Sink& out, std::span<const formats::Member> members, std:
       cells.back().push_back(cell(leafText(column.value)));
     }
   }
-  // A dictionary a line; or a column, if there are more members than fit.
+  // One line for each dictionary, or one column if the lines do not fit.
   if (const std::size_t width = style.width(); !fits(cells, width - std::min(width, indent))) {
     cells = transposed(cells);
   }
   appendCells(out, std::move(cells), indent, style);
 }
 
-// As a tree, but neighbours of the same keys as a table, and of many leaves the first.
+// Appends a tree, but shows neighbouring dictionaries with the same keys as a table, and only the first of many leaves.
 void appendFolded(Sink& out, const Dictionary& dictionary, std::size_t indent, const Style& style) {
   Dictionary leaves;
   for (const formats::Member& member : dictionary) {
@@ -116,7 +116,7 @@ struct Group {
   std::vector<const host::CapturedRecord*> records;
 };
 
-// A title without its numbers.
+// A title with "#" in place of each number.
 std::string patternOf(std::string_view title) {
   std::string pattern;
   for (const char c : title) {
@@ -142,7 +142,7 @@ std::vector<Group> group(const std::vector<host::CapturedRecord>& records) {
   return groups;
 }
 
-// "state handlers 3 to 50" for neighbours, else the first and how many there are.
+// "state handlers 3 to 50", or "12 of state handlers 3 to 50" if not all of these are in the group.
 std::string handlersText(const Group& group) {
   const std::size_t first = group.records.front()->handler;
   const std::size_t last = group.records.back()->handler;

@@ -1,4 +1,4 @@
-// The records of a capture for people: whole, or folded so that those that are like each other share an entry.
+// The records of a capture for people: whole, or folded so that similar ones share an entry.
 #pragma once
 
 #include <velstat/capture/result.h>
@@ -6,7 +6,7 @@
 
 namespace vel::stat {
 
-// Appends them to `out`, each entry behind an empty line.
+// Appends them to `out`, each entry after an empty line.
 void appendRecords(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style);
 void appendRecordGroups(Sink& out, const std::vector<host::CapturedRecord>& records, const Style& style);
 

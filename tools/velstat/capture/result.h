@@ -1,4 +1,4 @@
-// What one capture has brought, and its three ways out: text for people, JSON, a folder of files.
+// The result of one capture, and its three forms of output: text for people, JSON, and a folder of files.
 #pragma once
 
 #include <control/tally.h>
@@ -33,7 +33,7 @@ struct CaptureResult {
   std::string plugIn;  // identifier of the bundle
   std::string path;    // of the bundle
   std::string version; // of the command
-  std::string folder;  // that it is written to; empty: none
+  std::string folder;  // that it is written to; empty if none
   std::uint32_t api = 0;
   std::vector<CapturedService> services;
   std::size_t handlers = 0;
@@ -48,18 +48,18 @@ struct CaptureResult {
 // The service that a handler belongs to; empty if it is not known.
 const std::string& serviceOf(const CaptureResult& result, std::size_t handler);
 
-// The capture as a source of records. Equal lines of its log, of which a device may cause a million, are one.
+// The capture as a source of records. Equal log lines, of which a device may cause a million, are merged.
 sources::Capture asSource(const CaptureResult& result);
 
-// Folded: records that are like each other share an entry, long lists are cut with a note of how much is left out.
+// Folded: similar records share an entry, and long lists are cut, with a note of how much is left out.
 enum class Detail { folded, all };
 
 void captureText(Sink& out, const CaptureResult& result, Detail detail, const Style& style);
 void captureJson(Sink& out, const CaptureResult& result);
-// The services, as both the JSON and the manifest have them.
+// Writes the services, which are the same in the JSON and in the manifest.
 void writeServices(JsonWriter& json, const CaptureResult& result);
 
-// The property list of each record in a file of its own, for programs that do not know records.
+// Whether each record's property list is also written into its own file, for programs that cannot read records.
 enum class PropertyLists { written, leftOut };
 
 // NNN-<title>.state (the record), NNN-<title>.plist (its property list), log.jsonl, tally.sqlite and manifest.json.

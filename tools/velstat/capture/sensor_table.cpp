@@ -15,7 +15,8 @@ namespace vel::stat {
 
 namespace {
 
-// The members that are told; "*" stands for any ending, and of the names that it covers the text up to a colon.
+// The members that are shown. "*" matches any ending; the members that it matches share a cell, each with its value up
+// to a colon.
 constexpr std::string_view sensorColumns[] = {"sensorType", "manufacturer", "model",   "reportInterval",
                                               "client*",    "extra*",       "APEvents"};
 

@@ -20,7 +20,7 @@ namespace vel::stat {
 
 namespace {
 
-constexpr std::size_t shownLogLines = 6; // different ones of a level
+constexpr std::size_t shownLogLines = 6; // different lines for each level
 constexpr std::size_t shownFindings = 5;
 
 std::string usagesText(const CapturedService& service) {
@@ -91,7 +91,7 @@ void appendFindings(Sink& out, const CaptureResult& result, Detail detail, const
   out += "  " + style.dim(fmt::format("{}: why, what next, and where", how)) + '\n';
 }
 
-// What was published, of which a healthy device logs much.
+// One line for all published values, because even a healthy device logs many.
 void appendRoutine(Sink& out, const std::vector<CapturedLog::Repeated>& folded, const Style& style) {
   std::size_t lines = 0;
   std::set<std::string_view> metrics;
