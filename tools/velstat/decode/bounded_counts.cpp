@@ -1,4 +1,4 @@
-// A table of open addressing that never grows.
+// A hash table with open addressing that never grows.
 #include "velstat/decode/bounded_counts.h"
 
 #include <algorithm>

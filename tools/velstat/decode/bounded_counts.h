@@ -17,7 +17,7 @@ public:
 
   void add(std::uint32_t key) noexcept;
 
-  std::vector<std::pair<std::uint32_t, std::uint64_t>> inOrder() const; // of the keys
+  std::vector<std::pair<std::uint32_t, std::uint64_t>> inOrder() const; // by key
   std::uint64_t rest() const noexcept { return rest_; }
 
 private:

@@ -36,7 +36,7 @@ struct CommandLine {
   std::string until;
   std::string timeSync;
   std::optional<std::uint64_t> boot;
-  unsigned jobs = 0; // one a core
+  unsigned jobs = 0; // 0: one per core
   bool framed = false;
   bool raw = false;
   bool escape = false;
@@ -61,7 +61,7 @@ auto readOption(const char* option, Read read) {
   }
 }
 
-// What the options ask for; people at a terminal get brief lines.
+// The format that the options name or imply; without any, brief on a terminal and text elsewhere.
 std::string formatName(const CommandLine& line) {
   if (!line.format.empty()) {
     return line.format;
@@ -113,7 +113,7 @@ int run(CommandLine& line) {
   line.decode.format = chooseFormat(line);
   line.decode.width = outputWidth();
   if (line.raw) {
-    avoidPager(); // it gets the exact bytes only from the terminal itself
+    avoidPager(); // a pager would not pass on the exact bytes
   }
   if (!line.fields.empty()) {
     line.decode.fields = readOption("--fields", [&] { return sources::FieldList(line.fields); });

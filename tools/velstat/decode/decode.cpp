@@ -54,7 +54,7 @@ bool isCaptured(sources::Kind kind) {
   return kind == sources::Kind::capture || kind == sources::Kind::stateRecord || kind == sources::Kind::propertyList;
 }
 
-// Records that are to be shown, in order. [one thread at a time]
+// Reads the records to be shown, in order. [one thread at a time]
 class Reader {
 public:
   Reader(const DecodeOptions& options, sources::Selection selection)
@@ -100,13 +100,13 @@ public:
 
   void cancel() noexcept { records_->cancel(); }
 
-  // No more is read: other lines may follow.
+  // Ends the reading and removes the progress line, so that other lines may follow.
   void finish() {
     for (const sources::Run& run : records_->runs()) {
       const bool restarted = isCaptured(sources_.inputs()[run.input].kind) && run.start != sources::Run::Start::first;
       statistics_.addRestarts(restarted ? 1 : 0);
     }
-    records_.reset(); // its last complaints
+    records_.reset(); // writes its last complaints
     progress_->clear();
   }
 
@@ -115,7 +115,8 @@ public:
   const Statistics& statistics() const { return statistics_; }
 
 private:
-  // Reads everything once, without complaints: they come when it is read again.
+  // Reads everything once to find the last time stamp. Complaints are dropped here, because the second reading repeats
+  // them.
   void findLast() {
     for (const sources::InputInfo& input : sources_.inputs()) {
       if (input.kind == sources::Kind::waiting || input.path == "-") {
@@ -169,7 +170,7 @@ private:
     return false;
   }
 
-  // Records of captures come from several logs, each with its own numbers; the others count as one log.
+  // Records of captures come from several logs, each with its own sequence numbers; all others count as one log.
   std::size_t runOf(std::size_t record) const {
     const bool captured = !details_.empty() && details_[record].location.report != sources::Location::noReport;
     return captured ? details_[record].run + std::size_t{1} : 0;
@@ -208,7 +209,7 @@ private:
     return kept;
   }
 
-  std::optional<Progress> progress_; // once the sources are known
+  std::optional<Progress> progress_; // set when the sources are known
   bool quiet_ = false;
   sources::Sources sources_;
   std::unique_ptr<sources::RecordStream> records_;
@@ -218,8 +219,8 @@ private:
   bool isTimeResolved_ = false;
   bool counts_;
   std::optional<Notes> notes_;             // for brief lines
-  std::optional<std::uint64_t> lastShown_; // its time stamp, for brief lines
-  std::vector<sources::Details> details_;  // of the records that were read last, where they are needed
+  std::optional<std::uint64_t> lastShown_; // time stamp of the last shown record, for brief lines
+  std::vector<sources::Details> details_;  // of the records read last; empty if they are not needed
   std::uint64_t seen_ = 0;
   Statistics statistics_;
 };

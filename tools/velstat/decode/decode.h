@@ -1,4 +1,4 @@
-// Profile records from any source to standard output: the work of `velstat decode` after its command line is parsed.
+// Decodes profile records from any source to standard output: `velstat decode` after its command line is parsed.
 #pragma once
 
 #include <profile/render.h>
@@ -19,11 +19,11 @@ struct DecodeOptions {
   std::vector<std::string> files; // "-" is the standard input
   DecodeFormat format = DecodeFormat::text;
   StatisticsFormat statistics = StatisticsFormat::none;
-  std::optional<profile::TimePolicy> times; // none: as the inputs say
+  std::optional<profile::TimePolicy> times; // none: those of the inputs
   sources::TimeRange time;                  // narrows the selection once the log is known
-  std::optional<sources::FieldList> fields; // of brief lines, JSON and CSV: only these
-  bool differences = false;                 // of brief lines: times as distances from the line before
-  std::size_t width = 0;                    // of brief lines: the longest; 0: no limit
+  std::optional<sources::FieldList> fields; // in brief lines, JSON and CSV: show only these
+  bool differences = false;                 // in brief lines: times relative to the line before
+  std::size_t width = 0;                    // of brief lines, at most; 0: no limit
   bool recover = false;
   bool all = false;  // every occurrence of a record
   unsigned jobs = 1; // threads

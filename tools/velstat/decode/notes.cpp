@@ -1,3 +1,4 @@
+// Collects the notes between records, and words them.
 #include "velstat/decode/notes.h"
 
 #include <velstat/text/escape.h>
@@ -12,11 +13,11 @@ namespace vel::stat {
 
 void Notes::addRead(const sources::Details& details, const std::vector<sources::Run>& runs) {
   using Start = sources::Run::Start;
-  if (details.run >= runs_) { // runs are counted in the order of their first records
+  if (details.run >= runs_) { // runs are numbered in the order of their first records
     runs_ = details.run + 1;
     const sources::Run& run = runs[details.run];
     if (run.start != Start::first) {
-      pending_.clear(); // of an earlier run that is not shown
+      pending_.clear(); // they belong to an earlier run, of which nothing is shown
       missing_ = 0;
       add(run.start == Start::restarted ? fmt::format("restart, sequence numbers begin anew with {}", run.firstSequence)
                                         : std::string("the clock went back"),

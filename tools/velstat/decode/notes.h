@@ -14,12 +14,12 @@ namespace vel::stat {
 // Collects from all records that are read, so that filters do not hide gaps. [one thread at a time]
 class Notes {
 public:
-  // The longest note, in columns; 0: no limit.
+  // `width`: the most columns that a note may have; 0: no limit.
   explicit Notes(std::size_t width) : width_(width) {}
 
   // A record that was read, whether it is shown or not.
   void addRead(const sources::Details& details, const std::vector<sources::Run>& runs);
-  // The next record is shown: what has been collected goes before it.
+  // Called when a record is shown: moves the collected notes to `notes`, to be shown before record `index`.
   void moveTo(std::vector<sources::Note>& notes, std::size_t index);
 
 private:
@@ -28,7 +28,7 @@ private:
   std::size_t width_;
   std::uint32_t runs_ = 0;
   std::uint64_t missing_ = 0;
-  std::string missingIn_; // the log, if it is only one
+  std::string missingIn_; // the log that lacks them; empty if there are several
   std::vector<sources::Note> pending_;
 };
 

@@ -20,7 +20,7 @@ struct Unit {
 
   std::unique_ptr<unsigned char[]> records;
   std::size_t count = 0;
-  std::vector<sources::Note> notes;      // between the records; of brief lines only, as is the next one
+  std::vector<sources::Note> notes;      // between the records; like `previous`, only for brief lines
   std::optional<std::uint64_t> previous; // the time stamp of the record before these
   sources::OutputBuffer out;
 };

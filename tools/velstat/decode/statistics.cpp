@@ -1,4 +1,4 @@
-// Counting, and the two forms of the result.
+// Counts, and renders the result as text and as JSON.
 #include "velstat/decode/statistics.h"
 
 #include <profile/names.h>
@@ -27,7 +27,7 @@ struct Section {
   const char* title;
   std::vector<const char*> keys; // of the ids
   std::vector<Row> rows;
-  std::uint64_t rest = 0; // the shared count
+  std::uint64_t rest = 0; // the count that further keys share
 };
 
 std::string nameOf(profile::NameTable table, std::uint32_t id) {

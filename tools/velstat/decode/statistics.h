@@ -12,12 +12,12 @@ namespace vel::stat {
 
 class Statistics {
 public:
-  // For every record of the input, since only all of them show which sequence numbers are missing.
-  // Records of several runs may come together; each run counts its own sequence numbers.
+  // Called for every record of the input, whether selected or not, so that no sequence number seems to be missing.
+  // Records of several runs may be mixed; each run has its own sequence numbers.
   void addRead(const unsigned char* record, std::size_t run = 0);
   // Restarts that are known from the runs.
   void addRestarts(std::uint64_t count) noexcept { restarts_ += count; }
-  // For every record that passes the filters.
+  // Called for every record that passes the filters.
   void addSelected(const unsigned char* record) noexcept;
   void addShown(std::uint64_t count) noexcept { shown_ += count; }
 
