@@ -135,7 +135,7 @@ private:
     begun_ = showText(out_, part, patterns_, style_) || begun_;
   }
 
-  // Remembers which patterns match something; whether one does.
+  // Records which patterns match something in this part; returns whether any does.
   bool note(const ShownPart& part) {
     const std::vector<bool> here = findPaths(
         part.value, patterns_, [](auto&&...) {}, part.key);
@@ -143,7 +143,7 @@ private:
     return std::find(here.begin(), here.end(), true) != here.end();
   }
 
-  // Complains of a report that would be too long.
+  // Whether the output for a report is short enough; complains if it is not.
   bool isShort(const ShownPart& part) {
     note(part);
     const sources::Report& report = *part.report;
@@ -154,7 +154,8 @@ private:
         showText(length, part, patterns_, style_);
         return true;
       }
-      for (int depth = (isArray_ ? 1 : 0) + (part.key ? 2 : 0); depth != 0; --depth) { // as it will be indented
+      for (int depth = (isArray_ ? 1 : 0) + (part.key ? 2 : 0); depth != 0;
+           --depth) { // as deep as the real output will be
         json.beginArray();
       }
       showJson(json, part, patterns_);

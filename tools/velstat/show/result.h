@@ -13,15 +13,15 @@
 
 namespace vel::stat {
 
-// A report, or what a capture tells besides its reports. [borrowed]
+// A report, or everything in a capture except its reports. [borrowed]
 struct ShownPart {
   std::string_view name; // of the input
   const formats::Value& value;
-  const sources::Report* report = nullptr; // that the value is of
-  std::optional<std::string_view> key;     // that all paths begin with
+  const sources::Report* report = nullptr; // that the value belongs to; null if it is not a report's
+  std::optional<std::string_view> key;     // the first key of all paths
 };
 
-// With patterns only the matches are shown; false, and nothing, if there are none.
+// With patterns, shows only the matches; if there are none, shows nothing and returns false.
 bool showText(Sink& out, const ShownPart& part, std::span<const PathPattern> patterns, const Style& style);
 // A report as an object.
 void showJson(JsonWriter& json, const ShownPart& part, std::span<const PathPattern> patterns);
