@@ -24,7 +24,7 @@ namespace vel::stat {
 
 namespace {
 
-// Those of diff(1), so that "different" is not a failure.
+// The exit statuses of diff(1), where a difference is not a failure.
 enum DiffStatus { same = 0, different = 1, trouble = 2 };
 
 struct DiffOptions {
@@ -54,7 +54,8 @@ public:
 
   const Side& side() const { return side_; }
   sources::Sources& sources() { return sources_; }
-  // Rules know the plug-in's reports. They read records several times, and may compare each with many others.
+  // Whether rules can examine this input: a capture, a report of the plug-in, or a file of records that is not too
+  // large. Rules read records several times, and may compare each with many others.
   bool isForRules() const {
     constexpr std::uint64_t most = std::uint64_t{64} << 20;
     const std::vector<sources::Report>& reports = side_.input.capture.reports;
@@ -94,7 +95,7 @@ bool triageSides(OpenSide& before, OpenSide& after, Differences& out) {
   }
   try {
     const std::vector<rules::Rule> shipped = rules::shippedRules();
-    // The new side has to be as good as the old one.
+    // The old side is the good device that the new side is compared with.
     compareFindings(rules::triage(before.sources(), nullptr, shipped),
                     rules::triage(after.sources(), &before.sources(), shipped), out);
     return true;

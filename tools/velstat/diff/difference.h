@@ -23,9 +23,9 @@ constexpr std::size_t sectionCount = 5;
 struct Difference {
   Section section = Section::values;
   std::string path;
-  bool notable = false; // more than what two captures of one healthy device differ in
-  double weight = 0;    // among those of its section; the heaviest come first
-  // What each side has, for programs; none where it has nothing.
+  bool notable = false; // more than the usual difference between two captures of one healthy device
+  double weight = 0;    // within its section; the heaviest come first
+  // Each side's value, for programs; empty if the side has none.
   std::optional<formats::Value> before;
   std::optional<formats::Value> after;
   std::string text; // the same in one line
@@ -39,11 +39,11 @@ struct PathFilter {
   bool takes(std::string_view path) const { return (only.empty() || covers(only, path)) && !covers(ignored, path); }
 };
 
-// Whether a number became a different one by more than chance: from or to 0, of another sign, doubled or halved.
+// Whether a number changed by more than chance: from or to 0, in its sign, or at least by a factor of two.
 bool hasChangedMuch(double before, double after);
 
 using Differences = std::vector<Difference>;
-// By rule: those that only one side has, and those of which there are more or fewer.
+// Adds each rule that has findings on one side only, or a different number of them on each side.
 void compareFindings(std::span<const rules::Finding> before, std::span<const rules::Finding> after, Differences& out);
 void compareMetrics(const std::vector<sources::Metric>& before, const std::vector<sources::Metric>& after,
                     Differences& out);
@@ -55,7 +55,7 @@ void compareKinds(const RecordKinds& before, const RecordKinds& after, Differenc
 using TakeReportValue =
     std::function<void(std::string_view path, const formats::Value* before, const formats::Value* after)>;
 void compareReports(const sources::InputInfo& before, const sources::InputInfo& after, const TakeReportValue& take);
-// Whether such a change is more than another number of about the same size.
+// Whether the values differ in more than numbers of about the same size.
 bool isNotable(const formats::Value* before, const formats::Value* after);
 
 } // namespace vel::stat

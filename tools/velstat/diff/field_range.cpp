@@ -30,7 +30,7 @@ bool isNear(double value, std::uint64_t time) {
   if (value < least) {
     return false;
   }
-  // Fields of 32 bits have the low bits of a time.
+  // A field of 32 bits holds only the low bits of a time.
   const auto whole = static_cast<double>(time);
   const auto low = static_cast<double>(static_cast<std::uint32_t>(time));
   return std::fabs(value - whole) <= most || std::fabs(value - low) <= most;

@@ -15,7 +15,7 @@ public:
   void add(double value, std::uint64_t time);
 
   std::uint64_t count() const { return count_; }
-  double min() const { return min_; } // of no values: 0
+  double min() const { return min_; } // without values: 0
   double max() const { return max_; }
   // The value below which this part of the values lies, to within 1/16 of it; min and max are exact.
   double percentile(double part) const;
@@ -30,7 +30,7 @@ private:
   // Values whose bits agree in sign, exponent and the first four bits of the fraction, in the order of the values.
   struct Bucket {
     std::int32_t place;
-    std::uint32_t count; // no more than fit
+    std::uint32_t count; // stops at the largest number that fits
   };
 
   std::vector<Bucket> buckets_;
@@ -44,7 +44,7 @@ private:
 };
 
 // Whether a tenth of the new values, and at least three, lie outside the range of the old ones, widened by half its
-// width at both ends. Of fewer than 24 old values too little is known.
+// width at both ends. False for fewer than 24 old values, which are too few to show the range.
 bool hasLeft(const FieldRange& old, const FieldRange& current);
 
 } // namespace vel::stat

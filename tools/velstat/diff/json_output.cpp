@@ -7,7 +7,7 @@ namespace vel::stat {
 
 namespace {
 
-// Named by the sides that have it.
+// The name of a change, given which sides have the value.
 const char* changeOf(bool before, bool after) {
   return !before ? "added" : !after ? "removed" : "changed";
 }

@@ -17,7 +17,7 @@ namespace {
 using formats::Dictionary;
 using formats::Value;
 
-// In standard deviations: what is rare is in one capture and not in the other by chance.
+// In standard deviations. Something rare may be missing from one capture by chance.
 constexpr double unlikelyToMiss = 2;
 
 std::string shareText(std::uint64_t count, std::uint64_t all) {
@@ -28,7 +28,7 @@ Value kindValue(std::uint64_t count) {
   return {static_cast<std::int64_t>(count)};
 }
 
-// By how many standard deviations a count differs from what the other side's share lets expect.
+// By how many standard deviations a count differs from the one expected if both sides had the same share.
 double surpriseOf(std::uint64_t before, std::uint64_t allBefore, std::uint64_t after, std::uint64_t allAfter) {
   const double all = static_cast<double>(allBefore + allAfter);
   const double expected = static_cast<double>(before + after) * static_cast<double>(allAfter) / all;
@@ -36,8 +36,8 @@ double surpriseOf(std::uint64_t before, std::uint64_t allBefore, std::uint64_t a
   return variance == 0 ? 0 : std::fabs(static_cast<double>(after) - expected) / std::sqrt(variance);
 }
 
-// Captures may be of different lengths, so shares are compared. Records come in bursts, which vary by more than
-// independent ones do.
+// Captures may be of different lengths, so shares are compared. The limit is high because records come in bursts, so
+// that their counts vary more than those of independent events.
 void compareCounts(const std::string& path, std::uint64_t before, std::uint64_t allBefore, std::uint64_t after,
                    std::uint64_t allAfter, Differences& out) {
   if (before == after) {
@@ -84,7 +84,7 @@ void compareRanges(std::string path, const FieldRange& before, const FieldRange&
        .text = fmt::format("{} → {}", rangeText(before.min(), before.max()), rangeText(after.min(), after.max()))});
 }
 
-// The bytes of a record's text, each as the code point of the same number.
+// The UTF-8 form of a record's text: each byte becomes the code point with the same number.
 std::string fromBytes(const std::string& bytes) {
   std::string text;
   for (const char c : bytes) {
@@ -129,7 +129,7 @@ std::optional<Value> textValues(const Texts& texts) {
   return Value{std::move(values)};
 }
 
-// The surprise that such a text is on one side only.
+// The greatest surprise of a text that only one side has.
 double surpriseOf(const Texts& only, std::uint64_t records, std::uint64_t others) {
   double most = 0;
   for (const CountedText& each : only) {
@@ -176,7 +176,7 @@ void compareFields(const std::string& kind, const RecordKind& before, const Reco
   }
 }
 
-// What is new comes first.
+// New kinds come first.
 void addOneSided(const KindIds& ids, const RecordKind& kind, bool isNew, const RecordKinds& before,
                  const RecordKinds& after, Differences& out) {
   constexpr double first = 1e6;

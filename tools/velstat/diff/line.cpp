@@ -70,9 +70,10 @@ std::string joined(const std::vector<std::string_view>& words, const std::vector
   return text + (!chosen.empty() && chosen.back() + 1 != words.size() ? " …" : "");
 }
 
-// Of texts with as many words, only those that differ, and only the notable ones if there are any.
+// If both texts have the same number of words, only the words that differ, or only the notable ones of these if there
+// are any. Otherwise the beginnings of the texts.
 std::pair<std::string, std::string> differingWords(const std::string& before, const std::string& after) {
-  constexpr std::size_t longest = 4096; // of those that are looked into
+  constexpr std::size_t longest = 4096; // longer texts are not compared by word
   constexpr std::size_t shown = 256;    // more than fits in a line
   const std::pair<std::string, std::string> beginnings(before.substr(0, shown), after.substr(0, shown));
   if (std::max(before.size(), after.size()) > longest) {
@@ -138,7 +139,7 @@ DiffLine lineOf(std::string_view path, const formats::Value* before, const forma
 DiffLine lineOf(const Difference& difference, const Style& style) {
   const bool before = difference.before.has_value();
   const bool after = difference.after.has_value();
-  // A finding's words say it all, and need the room; a new one is bad news.
+  // A finding is shown without its path: the text is enough, and needs the room. New findings are red, not green.
   const bool isFinding = difference.section == Section::findings;
   return {.sign = signOf(before, after),
           .path = isFinding ? "" : escapeKey(difference.path),

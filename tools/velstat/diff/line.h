@@ -11,9 +11,9 @@ namespace vel::stat {
 
 struct DiffLine {
   std::string sign; // "+ ", "- " or "~ "
-  std::string path; // empty where the text says it all
+  std::string path; // empty if the text is enough
   std::string text;
-  std::string after; // what the text has become; may be empty
+  std::string after; // the new text, if there is one; `text` is then the old one
   Mark mark;
 };
 

@@ -41,7 +41,7 @@ std::string metricText(const Metric& metric) {
   return samples.count == 0 ? "no samples" : fmt::format("{} × {}", samples.count, rangeText(samples.min, samples.max));
 }
 
-// Where count and range are the same, the percentiles.
+// Shows the percentiles if count and range are the same.
 std::string changeText(const Metric& before, const Metric& after) {
   std::string text = metricText(before);
   std::string other = metricText(after);
@@ -55,10 +55,11 @@ std::string changeText(const Metric& before, const Metric& after) {
   return fmt::format("{} → {}", text, other);
 }
 
-// Whether half of the new samples, or a tenth, lie outside the old range, widened by half its width.
+// Whether half of the new samples lie below the old range, or a tenth of them above it. The range is first widened by
+// half its width at both ends.
 bool hasLeft(const control::TallyDistribution& before, const control::TallyDistribution& after) {
   const double margin = (before.max - before.min) / 2;
-  constexpr std::uint64_t enough = 8; // of which the range says something
+  constexpr std::uint64_t enough = 8; // fewer samples do not show the range
   return before.count >= enough && after.count != 0 &&
          (after.p50 < before.min - margin || after.p90 > before.max + margin);
 }
@@ -76,8 +77,9 @@ double sizeOf(const Metric& metric) {
                                           : static_cast<double>(metric.distribution.count);
 }
 
-// What the new side has for the first time comes first, then what it has more of, by powers of two, and last what it no
-// longer has: errors are counted only when they happen.
+// Metrics that only the new side has come first, because errors are counted only when they happen. Metrics that
+// increased come next, then those that decreased, each by the logarithm of the change; last are those that only the old
+// side has.
 double weightOf(const Metric* before, const Metric* after) {
   constexpr double first = 2000;
   constexpr double more = 1000;

@@ -17,7 +17,7 @@ inline bool isExactInteger(double number) {
   return std::fabs(number) < exactIntegers && std::trunc(number) == number;
 }
 
-// Six digits, or an integer with all of its.
+// An integer with all of its digits; any other number with six.
 inline std::string shortNumber(double number) {
   return isExactInteger(number) ? fmt::format("{:.0f}", number) : fmt::format("{:.6g}", number);
 }

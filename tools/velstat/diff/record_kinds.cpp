@@ -15,7 +15,8 @@ namespace {
 using profile::Field;
 using profile::FieldKind;
 
-// Several layouts of a record may read the same bytes: each is looked at once.
+// Several layouts of a record may read the same bytes. A field is compared only if it has a byte that no field before
+// it has read.
 class Bytes {
 public:
   bool take(const profile::Row& row) {
@@ -131,7 +132,7 @@ std::string kindPath(const KindIds& ids, const RecordKind& kind) {
   const std::string event = nameOf(profile::event_names(ids.category, ids.component), ids.event);
   const std::string action =
       kind.action == nullptr ? event : nameOf(profile::subtype_names(ids.category, ids.component), ids.action);
-  // Most events with an action are called like its field, which tells nothing.
+  // Most events with an action have the same name as the action's field; such a name adds nothing.
   if (action == event || event != kind.action->key) {
     path.push(event);
   }

@@ -1,4 +1,4 @@
-// What the records of an input are, in bounded memory: how many of each kind, and the values of each of its fields.
+// Summarizes the records of an input in bounded memory: how many of each kind, and the values of each of its fields.
 #pragma once
 
 #include <profile/fields.h>

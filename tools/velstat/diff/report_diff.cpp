@@ -22,7 +22,7 @@ using formats::Value;
 using sources::Capture;
 using sources::Report;
 
-// The plug-in names times by the end of their keys: "button down ts".
+// The plug-in marks times by the end of their keys, as in "button down ts".
 bool isTimeStamp(std::string_view path, const Value* value) {
   constexpr std::string_view end = "ts";
   if (!path.ends_with(end) || value == nullptr || value->as<std::int64_t>() == nullptr) {
@@ -139,7 +139,7 @@ private:
   const TakeReportValue& take_;
 };
 
-// The text without its numbers, and these.
+// The text with 0 in place of each number, and the numbers.
 std::pair<std::string, std::vector<double>> withoutNumbers(std::string_view text) {
   std::pair<std::string, std::vector<double>> parts;
   while (!text.empty()) {
@@ -184,7 +184,7 @@ bool isNotable(const Value* before, const Value* after) {
     return hasChangedMuch(*old, *numberOf(*after));
   }
   const auto* text = before->as<std::string>();
-  constexpr std::size_t longest = 4096; // of those that are looked into
+  constexpr std::size_t longest = 4096; // longer texts are not compared by word
   if (text == nullptr || std::max(text->size(), after->as<std::string>()->size()) > longest) {
     return true;
   }
@@ -208,7 +208,7 @@ void compareReports(const sources::InputInfo& before, const sources::InputInfo& 
   const Titles titles = titlesOf(old);
   const Titles otherTitles = titlesOf(current);
   comparison.compareNamed(named(old, titles, otherTitles), named(current, otherTitles, titles));
-  if (!old.services.empty() && !current.services.empty()) { // captures without a manifest do not know theirs
+  if (!old.services.empty() && !current.services.empty()) { // a capture without a manifest has none
     comparison.compare("services", serviceValues(old), serviceValues(current));
   }
 }

@@ -23,10 +23,10 @@ struct Result {
   const Side& before;
   const Side& after;
   Differences differences; // of records and metrics; by section, and in each the notable ones first
-  // Calls it with the differences of reports, which are too many to keep. They belong to Section::values, after those
-  // of records.
+  // Calls its argument with each difference between reports; they are too many to be stored. They belong to
+  // Section::values, after those of records.
   std::function<void(const TakeReportValue&)> eachReportValue;
-  bool complete = true; // both sides could be read whole
+  bool complete = true; // both sides were read and examined completely
 };
 
 // Of a section.
@@ -41,7 +41,7 @@ SectionCounts countsOf(const Result& result);
 void appendSides(Sink& out, const Result& result, std::size_t width, const Style& style);
 void appendTitle(Sink& out, std::size_t section, const Style& style);
 
-// A screen: the most notable differences, cut to so many columns.
+// One screen of the most notable differences, cut to `width` columns.
 void diffSummary(Sink& out, const Result& result, const SectionCounts& counts, std::size_t width, const Style& style);
 // Every difference, as text and as one JSON document.
 void diffText(Sink& out, const Result& result, const SectionCounts& counts, const Style& style);

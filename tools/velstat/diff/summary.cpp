@@ -35,7 +35,7 @@ std::size_t textColumns(const DiffLine& line) {
   return columns(line.text) + (line.after.empty() ? 0 : columns(line.after) + columns(becomes));
 }
 
-// Where there is not room for both halves, each gets as much as the other one leaves, and at least half.
+// If there is not enough room for both halves, each gets what the other leaves, but at least half of the room.
 std::string fitted(const DiffLine& line, std::size_t width) {
   if (line.after.empty()) {
     return cut(line.text, width);
@@ -46,7 +46,7 @@ std::string fitted(const DiffLine& line, std::size_t width) {
   return cut(line.text, before) + std::string(becomes) + cut(line.after, after);
 }
 
-// Both columns are cut if there is no room for both: paths in the middle, since their ends tell most.
+// Both columns are cut if there is no room for both: paths in the middle, since their ends say most.
 void appendLines(Sink& out, const std::vector<DiffLine>& lines, std::size_t width) {
   constexpr std::size_t around = 6; // indent, sign, and the gap between the columns
   const std::size_t room = std::max(width, std::size_t{40}) - around;
@@ -69,13 +69,13 @@ void appendLines(Sink& out, const std::vector<DiffLine>& lines, std::size_t widt
   }
 }
 
-// So many lines of each section that all together fit: each gets one in turn.
+// How many lines each section gets: one after another, each section gets one more until the room is used up.
 std::array<std::size_t, sectionCount> share(const SectionCounts& wanted, std::size_t room) {
   std::array<std::size_t, sectionCount> given{};
   for (bool any = true; any;) {
     any = false;
     for (std::size_t i = 0; i < sectionCount; ++i) {
-      const std::size_t cost = given[i] == 0 ? 2 : 1; // the first with its title
+      const std::size_t cost = given[i] == 0 ? 2 : 1; // the first line also needs a title
       if (given[i] < wanted[i].notable && cost <= room) {
         room -= cost;
         ++given[i];

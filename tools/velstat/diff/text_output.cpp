@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t longestBeside = 60; // two texts of this length fit in one line
 constexpr std::size_t widestName = 200;
 
-// With its type if the text is ambiguous: the number 1 and the text "1".
+// With its type if the text would be ambiguous, as for the number 1 and the text "1".
 void appendTyped(Sink& out, const formats::Value& value, bool typed) {
   if (typed) {
     out += value.typeName();

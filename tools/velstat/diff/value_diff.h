@@ -15,7 +15,7 @@ using TakeDifference =
 
 // Calls `take` with each difference, in the order of `before`; values added to a dictionary or an array come after the
 // rest of it. The order of keys does not matter, that of items does. Numbers of different types differ (1 is not 1.0);
-// a real that is not a number equals another. With `key`, all paths begin with it.
+// NaN equals NaN. With `key`, all paths begin with it.
 void compareValues(const formats::Value& before, const formats::Value& after, const TakeDifference& take,
                    std::optional<std::string_view> key = {});
 
