@@ -43,7 +43,7 @@ public:
     block.text.append(rest_);
     std::size_t whole = 0;
     while (!ended_ && whole == 0) {
-      // A block whose first line does not end grows, as far as the format lets it.
+      // A block grows until the format can parse some of it: until its first line ends, or is too long.
       const std::size_t size = block.text.view().size();
       const std::size_t wanted = std::max(blockSize - std::min(blockSize, size), blockSize / 4);
       const std::size_t got = input_.read(reinterpret_cast<unsigned char*>(block.text.room(wanted)), wanted);
@@ -62,7 +62,7 @@ public:
 private:
   Input& input_;
   const LineFormat& format_;
-  std::string rest_; // of the last block, which belongs to the next one
+  std::string rest_; // the end of the last block, which belongs to the next one
   std::uint64_t offset_ = 0;
   std::uint64_t lines_ = 0;
   bool ended_ = false;
@@ -165,7 +165,7 @@ private:
     }
   }
 
-  // The slot whose turn it is; null when there is nothing more to do.
+  // Fills the next slot and returns it; null when there is nothing more to do.
   Slot* fillNext() {
     const std::lock_guard filling(fillMutex_);
     {
@@ -190,7 +190,7 @@ private:
   Cancellation& cancellation_;
   std::unique_ptr<LineFormat> cutting_;
 
-  std::mutex fillMutex_; // whose turn it is to read
+  std::mutex fillMutex_; // held by the thread that reads the input
   BlockFiller filler_;
 
   std::mutex mutex_;

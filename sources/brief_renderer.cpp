@@ -1,4 +1,4 @@
-// One line for each record. All of it is printable ASCII, so bytes are columns.
+// Renders one line for each record. A line is printable ASCII, so one byte is one column.
 #include "sources/brief_renderer.h"
 
 #include <profile/fields.h>
@@ -33,7 +33,7 @@ std::string_view dayOf(std::string_view time) {
   return time.substr(0, time.size() - std::min(time.size(), timeOfDayWidth + 1));
 }
 
-// At the right of the column of times.
+// Right-aligned in a column of this width.
 void appendAtRight(OutputBuffer& out, std::string_view text, std::size_t width) {
   appendBlanks(out, width - std::min(width, text.size()));
   out.append(text);
@@ -55,7 +55,7 @@ std::string_view secondsText(std::uint64_t microseconds, char sign, std::span<ch
   return {room.data(), static_cast<std::size_t>(p - room.data())};
 }
 
-// How much a field says of its bytes.
+// How informative a field is; greater is better.
 int meaning(const Row& row) {
   switch (row.kind) {
   case FieldKind::text:
@@ -164,7 +164,7 @@ void BriefRenderer::render(const BriefBlock& block, OutputBuffer& out) {
 void BriefRenderer::renderOne(OutputBuffer& out, const unsigned char* record,
                               const std::optional<std::uint64_t>& previous) {
   const profile::ShownLayouts shown = profile::shown_layouts(record);
-  // A second layout shows the bytes of the first one again, and says less of them.
+  // A second layout shows the same bytes as the first one, but less informatively.
   const Plan* const plan =
       shown.count == 0 ? nullptr : &plans_[static_cast<std::size_t>(shown.items[0] - profile::all_layouts().data())];
   lineBegin_ = out.view().size();
@@ -224,7 +224,7 @@ void BriefRenderer::appendNames(OutputBuffer& out, const unsigned char* record, 
   if (plan != nullptr && plan->action != nullptr) {
     profile::DecimalText digits;
     const std::string_view action = read_field(record, *plan->action, digits).bytes;
-    if (action != names.event) { // checkpoints are both
+    if (action != names.event) { // a checkpoint's action and event have the same name
       out.append('/');
       out.append(action);
     }

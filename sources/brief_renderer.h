@@ -19,9 +19,9 @@ namespace vel::sources {
 
 struct BriefOptions {
   profile::TimePolicy times;
-  bool differences = false;        // each time as its distance from the line before
+  bool differences = false;        // show each time as the difference from the previous line's
   std::size_t width = 0;           // of the longest line, in columns; 0: no limit
-  std::optional<FieldList> fields; // in the place of those that matter
+  std::optional<FieldList> fields; // instead of the fields that matter
 };
 
 // A line between records, such as one about a gap; already printable and short enough.
@@ -38,8 +38,8 @@ struct BriefBlock {
   std::span<const Note> notes;           // in the order of the records
 };
 
-// What a layout shows in a brief line: no constants, and of several fields that show the same bytes the one that says
-// most. Texts and coordinates come first, dumps of bytes last.
+// The fields of a layout that a brief line shows: no constants, and only the most informative of several fields for the
+// same bytes. Texts and coordinates come first, dumps of bytes last.
 std::vector<const profile::Row*> briefRows(const profile::Layout& layout);
 
 // [one thread at a time; as many objects as threads]
@@ -65,7 +65,7 @@ private:
   BriefOptions options_;
   std::size_t namesWidth_;
   std::optional<profile::WallClock> wall_;
-  std::string day_;         // of the record before
+  std::string day_;         // of the previous record
   std::vector<Plan> plans_; // by layout
   std::size_t lineBegin_ = 0;
   std::size_t namesBegin_ = 0;

@@ -7,7 +7,7 @@ namespace vel::sources {
 
 namespace {
 
-// A time that does not exist comes back as another one.
+// The C library changes a time that does not exist into another one, so a changed time is refused.
 std::optional<std::int64_t> ifSame(const std::tm& asked, const std::tm& found, std::time_t time) {
   const bool same = asked.tm_mon == found.tm_mon && asked.tm_mday == found.tm_mday && asked.tm_hour == found.tm_hour &&
                     asked.tm_min == found.tm_min;

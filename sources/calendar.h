@@ -16,7 +16,7 @@ std::optional<int> monthNamed(std::string_view name);
 // The seconds since 1970 of a local time; nothing if there is no such day or hour. `summerTime`: 1 yes, 0 no, -1
 // unknown. [any thread]
 std::optional<std::int64_t> localSeconds(const std::tm& local, int summerTime);
-// The same of a time in UTC.
+// The same for a time in UTC.
 std::optional<std::int64_t> utcSeconds(const std::tm& utc);
 
 } // namespace vel::sources

@@ -1,4 +1,4 @@
-// The small part of an input as one value: what a capture says of a device, apart from its records.
+// The small part of an input as one value: everything that a capture says about a device except the records.
 #pragma once
 
 #include <control/tally.h>
@@ -54,9 +54,9 @@ struct LogEntry {
 
 using Metric = control::TallyRow;
 
-// The relation between the co-processor's clock and the calendar, from lines: calendar = VEL time + offset, in
-// microseconds, the calendar's since 1970. Lines are in local time and have no year; it is that of the boot time or the
-// next one.
+// The relation between the co-processor's clock and the calendar that lines show: calendar = VEL time + offset, in
+// microseconds; calendar times count from 1970. Lines give local time without a year: it is the year of the boot time
+// or a later one.
 struct ClockRelation {
   std::int64_t offset = 0;
   std::optional<std::uint64_t> boot; // of the host, in microseconds since 1970
@@ -66,7 +66,7 @@ struct ClockRelation {
 };
 
 struct Capture {
-  std::string version; // of the command that made it; empty: unknown, as below
+  std::string version; // of the command that made it; empty, like the other texts: unknown
   std::string device;
   std::string deviceId; // which device it is, and which firmware and hardware it has; empty: unknown
   std::string build;

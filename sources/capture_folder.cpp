@@ -23,8 +23,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A capture of the plug-in takes about 3 MB. Two captures, which a comparison needs, and a file that is being read stay
-// within 256 MiB.
+// A capture of the plug-in takes about 3 MB. The limit keeps the two captures of a comparison and a file that is being
+// read within 256 MiB.
 constexpr std::size_t mostMemory = std::size_t{64} << 20;
 
 std::pair<std::uint64_t, std::string> orderOf(const fs::path& path) {

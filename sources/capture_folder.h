@@ -21,8 +21,8 @@ void sortRecordFiles(std::vector<std::filesystem::path>& files);
 // Throws formats::Error if it is not such a folder. A file in it that cannot be read is reported and left out.
 Capture readCaptureFolder(const std::filesystem::path& folder, Complaints& complaints);
 
-// A state record, or a property list in either format, with `anyList` of any content. `name` is for messages. Throws
-// formats::Error.
+// Reads a state record, or a property list in either format; its content must be a report of the plug-in unless
+// `anyList` is set. `name` is for messages. Throws formats::Error.
 Report readReport(Kind kind, std::string_view content, const std::string& name, bool anyList = false);
 
 } // namespace vel::sources

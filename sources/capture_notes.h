@@ -15,7 +15,7 @@ inline constexpr const char* manifestName = "manifest.json";
 inline constexpr const char* logName = "log.jsonl";
 inline constexpr const char* metricsName = "tally.sqlite";
 
-// The handler that returned a record, by the record's file.
+// For each record's file, the number of the handler that returned the record.
 using RecordNotes = std::map<std::string, std::size_t>;
 
 // All throw formats::Error with the name and the cause. Unknown keys are ignored: later versions may add some.

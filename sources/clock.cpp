@@ -76,10 +76,11 @@ std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std
   if (localtime_r(&bootSecond, &bootLocal) == nullptr) {
     return {};
   }
-  // The year before, for a boot on its first day; a 29th of February may be years away.
+  // Begins with the year before: a line may be slightly earlier than a boot on January 1. Goes on for 8 years: the next
+  // February 29 may be that far away.
   for (int year = bootLocal.tm_year - 1; year <= bootLocal.tm_year + 8; ++year) {
     std::optional<std::int64_t> found;
-    // In the hour that the end of summer time repeats, the reading that agrees with the other lines.
+    // The end of summer time repeats an hour; there, prefer the reading that agrees with the other lines.
     for (const int summerTime : {-1, 0, 1}) {
       const std::optional<std::int64_t> reading = inYear(*time, year, summerTime);
       if (reading && (!found || reading == likely)) {

@@ -13,16 +13,17 @@
 
 namespace vel::sources {
 
-// The relation as readings of both clocks at one moment: with them, lines show the same calendar times.
+// The relation as readings of both clocks at one moment. Lines rendered with them show the same calendar times.
 profile::TimeSync timeSync(const ClockRelation& relation);
-// The times that all inputs agree on. If they disagree there are none, since any relation would be wrong for some.
+// The clock relation that all inputs agree on. None if they disagree, since any relation would be wrong for some.
 profile::TimePolicy commonTimes(const std::vector<InputInfo>& inputs);
 
 // Collects the clock relations of lines. [one thread at a time]
 class ClockReader {
 public:
-  // The microseconds since 1970 of a calendar time such as "Nov 21 08:15:02.000417": in the process's time zone, of the
-  // first year in which it is not before the boot time. Empty for text of another form, or without a boot time.
+  // The microseconds since 1970 of a calendar time such as "Nov 21 08:15:02.000417" in the process's time zone, in the
+  // first year that does not place it before the boot time. `likely` decides between two readings of a repeated hour.
+  // Empty for text of another form, or without a boot time.
   static std::optional<std::int64_t> calendarTime(std::string_view text, std::optional<std::uint64_t> boot,
                                                   std::optional<std::int64_t> likely = {});
 

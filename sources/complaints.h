@@ -1,4 +1,4 @@
-// Errors in the input: one line each, any number of them, without stopping the work.
+// Collects errors in the input, one line each. They do not stop the work.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ public:
 
   explicit Complaints(Print print) : print_(std::move(print)) {}
 
-  // Keeps the line until flush: the thread that reads need not be the one that prints. [any thread]
+  // Keeps the line until flush(), because the reading thread may not be the one that prints. [any thread]
   void say(std::string line) {
     const std::lock_guard lock(mutex_);
     any_ = true;

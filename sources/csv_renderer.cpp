@@ -59,7 +59,7 @@ private:
     out.append(ending_.view());
   }
 
-  // The payload as one JSON column, or a column for each field of a layout.
+  // The payload as one JSON column, or as a column for each field of a layout.
   void appendPayload(OutputBuffer& out, const unsigned char* record) {
     payload_.clear();
     if (columns_ == nullptr) {

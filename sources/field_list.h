@@ -18,14 +18,14 @@ namespace vel::sources {
 // A field that every record has, such as "timestamp", or a field of payloads, such as "arg1".
 struct ListedField {
   std::string name;                      // as in JSON; "LAYOUT.KEY" if it was asked for like that
-  std::size_t common = 0;                // of the columns of CSV, counted from 1; 0: a field of payloads
+  std::size_t common = 0;                // the number of the CSV column, from 1; 0: a field of payloads
   std::vector<const profile::Row*> rows; // for each layout; null: the layout lacks it
 };
 
 class FieldList {
 public:
-  // "timestamp,trace,event.arg1": names in any case. A key that several layouts have means, in a record that shows two
-  // of them, the first one's. Throws std::invalid_argument for an unknown name, with the nearest one.
+  // "timestamp,trace,event.arg1": names in any case. In a record that shows two layouts with the same key, the key
+  // means the first one's field. Throws std::invalid_argument for an unknown name, with the nearest one.
   explicit FieldList(std::string_view names);
 
   std::span<const ListedField> fields() const { return fields_; }
@@ -44,7 +44,7 @@ public:
 
   // Appends the value; false if the record lacks the field.
   bool appendJson(OutputBuffer& out, const ListedField& field);
-  // Nothing for the fields that every record has, too.
+  // The payload field for this record; nothing if the record lacks it, or for a field that every record has.
   std::optional<profile::Field> payloadField(const ListedField& field, profile::DecimalText& digits) const;
   // Printable ASCII without quotation marks around it.
   bool appendPlain(OutputBuffer& out, const ListedField& field);

@@ -1,4 +1,4 @@
-// JSON objects and lines of CSV with the fields of a list.
+// Renders the fields of a list as JSON objects and as lines of CSV.
 #include <sources/field_list.h>
 #include <sources/plain_fields.h>
 #include <sources/record.h>
@@ -48,7 +48,7 @@ class JsonFieldsRenderer final : public FieldsRenderer {
   }
 };
 
-// Leaves their cells empty.
+// Leaves the cells of fields that a record lacks empty.
 class CsvFieldsRenderer final : public FieldsRenderer {
   using FieldsRenderer::FieldsRenderer;
 

@@ -1,5 +1,5 @@
-// read(2) into the caller's buffer; no mapping, so that a growing or shrinking file is harmless and memory stays
-// constant.
+// Reads with read(2) into the caller's buffer. Files are not mapped, so that a growing or shrinking file is harmless
+// and memory stays constant.
 #include "sources/input.h"
 
 #include <formats/files.h>
@@ -18,7 +18,7 @@
 namespace vel::sources {
 
 void enlargePipe(int descriptor) noexcept {
-  constexpr int size = 1 << 20; // the usual limit for all users; the pipe also works if this fails
+  constexpr int size = 1 << 20; // Linux's usual limit for unprivileged users; if this fails, the pipe just stays small
   fcntl(descriptor, F_SETPIPE_SZ, size);
 }
 
@@ -47,7 +47,7 @@ bool Input::open(const std::string& name, const std::string& shownName) {
   bytesRead_ = expectedSize_ = 0;
   ahead_.clear();
   aheadTaken_ = 0;
-  // Non-blocking: wait() waits for a named pipe without a writer like for any other.
+  // Non-blocking, so that open() does not wait for the writer of a named pipe; wait() does, and can be cancelled.
   descriptor_ = standardInput ? STDIN_FILENO : ::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   struct stat status = {};
   if (descriptor_ < 0 || fstat(descriptor_, &status) != 0) {
@@ -55,7 +55,7 @@ bool Input::open(const std::string& name, const std::string& shownName) {
   } else if (S_ISDIR(status.st_mode)) {
     complaints_.say(fmt::format("{}: {}", shownName_, std::strerror(EISDIR)));
   } else {
-    // What cannot be read at all would never have anything.
+    // A descriptor that is open only for writing is not waited for: it would never become readable.
     mayWait_ = !S_ISREG(status.st_mode) && (fcntl(descriptor_, F_GETFL) & O_ACCMODE) != O_WRONLY;
     isRegular_ = S_ISREG(status.st_mode);
     if (isRegular_) {
@@ -74,7 +74,7 @@ bool Input::wait(int milliseconds) const {
   if (!mayWait_) {
     return true;
   }
-  // Only the closing of the output matters, which poll always reports.
+  // The output needs no event flags: poll() always reports that it was closed.
   pollfd waiting[] = {{descriptor_, POLLIN, 0}, {cancellation_.descriptor(), POLLIN, 0}, {watchedOutput_, 0, 0}};
   int result = 0;
   do {
@@ -108,7 +108,7 @@ std::size_t Input::readFile(unsigned char* out, std::size_t size) {
   return got;
 }
 
-// At the file's end.
+// Called at the end of the file.
 void Input::checkSize() {
   if (bytesRead_ < expectedSize_) {
     complaints_.say(

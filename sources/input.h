@@ -13,7 +13,7 @@
 
 namespace vel::sources {
 
-// A larger pipe needs fewer system calls and fewer switches between its two ends. Does nothing to other files.
+// Enlarges a pipe's buffer, for fewer system calls and fewer switches between reader and writer. Ignores other files.
 void enlargePipe(int descriptor) noexcept;
 
 // The reader of the watched output has closed it, so reading on is pointless.
@@ -22,7 +22,7 @@ public:
   OutputClosed() : std::runtime_error("the reader of the output has closed it") {}
 };
 
-// Ends the waiting of all inputs that share it.
+// Cancels the waiting reads of all inputs that share it.
 class Cancellation {
 public:
   Cancellation();
@@ -30,26 +30,26 @@ public:
   Cancellation(const Cancellation&) = delete;
   Cancellation& operator=(const Cancellation&) = delete;
 
-  // Reads that wait for a pipe, and all later ones of pipes, throw std::runtime_error. [any thread]
+  // Makes waiting reads of pipes, and all later reads of pipes, throw std::runtime_error. [any thread]
   void cancel() noexcept;
   int descriptor() const noexcept { return event_; }
 
 private:
-  const int event_; // -1 if descriptors have run out: waiting reads then only end with their source
+  const int event_; // -1 if there was no free descriptor: waiting reads then end only with their source
 };
 
 class Input {
 public:
-  // With a watched output, OutputClosed is thrown once its reader has closed it, even while no input arrives. The
-  // references outlive the object.
+  // With a watched output, reads throw OutputClosed once its reader has closed it, even while no input arrives. The
+  // referenced objects must outlive this one.
   Input(Complaints& complaints, const Cancellation& cancellation, int watchedOutput = -1)
       : complaints_(complaints), cancellation_(cancellation), watchedOutput_(watchedOutput) {}
   ~Input() { close(); }
   Input(const Input&) = delete;
   Input& operator=(const Input&) = delete;
 
-  // "-" names standard input. False, with a complaint, for folders and files that cannot be opened. Messages show
-  // `shownName` if there is one.
+  // Opens a file; "-" is standard input. Returns false, with a complaint, for a folder or a file that cannot be opened.
+  // Messages show `shownName` if it is not empty.
   bool open(const std::string& name, const std::string& shownName = {});
 
   // The next bytes, without consuming them. Waits until there are `least`, or the file ends.
@@ -59,7 +59,7 @@ public:
   // arrive. Returns 0 at the end of the file, and after a failure, which is reported once.
   std::size_t read(unsigned char* out, std::size_t size);
 
-  // Whether reading has failed: the missing rest is then not damage in the file.
+  // Whether reading has failed. The missing rest is then not to be reported as damage in the file.
   bool hasFailed() const noexcept { return failed_; }
   // The bytes of a regular file from the current position to the end that it had when opened; none for pipes.
   std::optional<std::uint64_t> regularSize() const noexcept {
@@ -86,7 +86,7 @@ private:
   std::uint64_t expectedSize_ = 0; // of a regular file, when it was opened
   std::uint64_t bytesRead_ = 0;
   std::vector<unsigned char> ahead_; // read by peek
-  std::size_t aheadTaken_ = 0;       // of those, by read
+  std::size_t aheadTaken_ = 0;       // how many of them read() has returned
 };
 
 } // namespace vel::sources

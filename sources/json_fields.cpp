@@ -1,4 +1,4 @@
-// Typed fields become JSON values: one switch over the kinds, for all layouts.
+// Converts typed fields to JSON values, with one switch over the kinds for all layouts.
 #include "sources/json_fields.h"
 
 #include <profile/fields.h>
@@ -12,8 +12,8 @@ namespace {
 
 constexpr char hexDigits[] = "0123456789abcdef";
 
-// Each byte's digits with a comma after them: four characters are copied at once, and those after the comma are
-// overwritten by the next number.
+// Each byte's digits and a comma. All four characters are copied at once; those after the comma are overwritten by the
+// next number.
 struct ListItem {
   std::array<char, 4> text;
   unsigned char size;

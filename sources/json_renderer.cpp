@@ -1,4 +1,4 @@
-// One JSON object a line.
+// Renders one JSON object per line.
 #include <profile/wall_time.h>
 #include <sources/json_fields.h>
 #include <sources/record.h>

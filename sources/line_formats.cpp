@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
-// The steps that all lines share once their bytes are known.
+// Takes a line's record once its bytes are known, and compares or collects clock relations.
 class RecordTaker {
 public:
   explicit RecordTaker(const std::optional<ClockRelation>& clock) : clock_(clock) {
@@ -74,7 +74,7 @@ private:
   profile::LineReader reader_;
 };
 
-// What follows a line's bytes, and where its words end.
+// A line's bytes, where they end, and the times after them.
 struct LineTail {
   std::array<unsigned char, recordSize> record;
   std::size_t dumpEnd = 0; // just after the bytes
@@ -88,7 +88,7 @@ std::optional<std::uint64_t> readNumber(std::string_view text) {
   return error == std::errc{} && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// `,"key":"value"` in front of what is left.
+// Removes `,"key":"value"` from the front of `rest` and returns the value; empty if it is not there.
 std::string_view takeMember(std::string_view& rest, std::string_view beginning) {
   if (!rest.starts_with(beginning)) {
     return {};
@@ -149,7 +149,7 @@ bool readCsvTail(std::string_view line, LineTail& tail) {
   return tail.boot.has_value() || boot + 1 == line.size();
 }
 
-// What `decode` writes: a line a record, without line breaks inside.
+// Lines as `velstat decode` writes them: one per record, without line breaks inside.
 class DecodedLines final : public LineFormat {
 public:
   DecodedLines(Kind kind, const std::optional<ClockRelation>& clock)
@@ -169,7 +169,7 @@ public:
     }
   }
 
-  // Lines longer than decode writes are cut there, and are damage.
+  // A line longer than any that decode writes is cut, and its parts are damage.
   std::size_t whole(std::string_view text) const override {
     constexpr std::size_t longest = std::size_t{1} << 16;
     const std::size_t last = text.rfind('\n');
@@ -181,7 +181,7 @@ private:
     return line.starts_with(csvHeaderBeginning()) && line.ends_with(csvHeaderEnding());
   }
 
-  // Where the words differ from what decode writes up to the bytes; npos if they do not.
+  // Where the line up to its bytes differs from what decode writes; npos if it does not.
   std::size_t differenceFrom(Renderer& renderer, const unsigned char* record, std::string_view words) {
     rendered_.clear();
     renderer.render(record, 1, rendered_);
@@ -194,7 +194,7 @@ private:
     return static_cast<std::size_t>(differs.first - words.begin());
   }
 
-  // In CSV, the fields of a layout may be in columns of their own: what fits best counts.
+  // In CSV, a layout's fields may be in columns of their own, so the best match over all layouts counts.
   std::size_t difference(const unsigned char* record, std::string_view words) {
     std::size_t best = differenceFrom(*renderer_, record, words);
     if (best != npos && !isJson_) {
@@ -222,7 +222,7 @@ private:
     }
   }
 
-  // Without times.
+  // The characters after the bytes in a line that was rendered without times.
   static constexpr std::size_t endOfJson = 2; // brace and newline
   static constexpr std::size_t endOfCsv = 3;  // two empty cells, and the newline
 

@@ -1,5 +1,5 @@
-// Blocks of lines to records: lines of text, and the JSON and CSV of `velstat decode`. Each line is rendered again from
-// its bytes, and one comparison shows whether it agrees with them.
+// Converts blocks of lines into records: lines of text, and the JSON and CSV of `velstat decode`. Each line is rendered
+// again from its bytes and compared with the original, to find contradictions between words and bytes.
 #pragma once
 
 #include <sources/clock.h>
@@ -19,8 +19,8 @@ namespace vel::sources {
 struct ParsedLines {
   struct Fault {
     FindingKind kind;
-    std::size_t at;    // of the line in the block
-    std::size_t place; // in the line, for a contradiction
+    std::size_t at;    // where the line begins in the block
+    std::size_t place; // where in the line the words differ, for a contradiction
   };
 
   std::vector<unsigned char> records; // 48 bytes each
@@ -44,8 +44,8 @@ public:
   virtual std::size_t whole(std::string_view text) const = 0;
 };
 
-// For Kind::lines, jsonLines and csvLines. With a relation, lines are compared with it; without,
-// it is taken from them.
+// For Kind::lines, jsonLines and csvLines. If a clock relation is given, lines are compared with it; otherwise it is
+// taken from the lines.
 std::unique_ptr<LineFormat> makeLineFormat(Kind kind, const std::optional<ClockRelation>& clock);
 
 } // namespace vel::sources

@@ -1,4 +1,4 @@
-// Records from lines: text, JSON or CSV. Findings name the line's number.
+// Reads records from lines of text, JSON or CSV. Findings give line numbers.
 #include <formats/error.h>
 #include <sources/block_stream.h>
 #include <sources/parts.h>
@@ -19,7 +19,7 @@ public:
            StreamState& state)
       : input_(std::move(input)), number_(number), kind_(kind), clock_(clock), state_(state), runs_(number, state),
         blocks_(makeBlockStream(*input_, state.cancellation, kind, clock, state.options.jobs)),
-        // What decode has written keeps its repetitions, as raw records do.
+        // Repetitions in the output of decode are kept, like those in raw records.
         dropsRepeated_(kind == Kind::lines && !state.options.all) {}
 
   std::size_t read(std::span<unsigned char> out, std::span<Details> details) override {
@@ -83,7 +83,7 @@ private:
     }
   }
 
-  // Findings that are only known at the end of the input.
+  // Reports the findings that are known only at the end of the input.
   void end() {
     if (ended_) {
       return;
@@ -130,7 +130,7 @@ private:
   std::optional<ClockRelation> clock_;
   StreamState& state_;
   RunTracker runs_;
-  std::unique_ptr<BlockStream> blocks_; // after the input, which its threads use
+  std::unique_ptr<BlockStream> blocks_; // must be destroyed before the input, which its threads use
   RecentRecords recent_;
   bool dropsRepeated_;
   const LineBlock* block_ = nullptr;

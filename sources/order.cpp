@@ -1,5 +1,5 @@
-// A batch is in the order of its log, so a restart inside one is visible: numbers and time go back. Batches may overlap
-// in any way: a stretch of a batch belongs to a run if numbers and times rise together there.
+// A batch is in the order of its log, so a restart inside it is visible: numbers or times go back. Batches may overlap
+// in any way: a stretch of a batch belongs to a run if its numbers and times rise together with those of the run.
 #include "sources/order.h"
 
 #include <sources/recovery.h>
@@ -39,7 +39,7 @@ bool rises(const Stamp& first, const Stamp& second) {
 struct Stretch {
   std::size_t begin = 0;
   std::size_t end = 0;
-  std::optional<Run::Start> start; // what separates it from the one before; none: another batch
+  std::optional<Run::Start> start; // what separates it from the previous stretch; none: it begins a batch
 };
 
 class RunFinder {
@@ -57,13 +57,13 @@ public:
     }
   }
 
-  // A clock that went back begins a new era, whose records follow the earlier ones regardless of their times.
+  // When the clock goes back, a new era begins. Its records follow those of earlier eras regardless of their times.
   std::uint32_t era(const CapturedRecord& record) const { return runs_[record.details.run].era; }
   std::size_t count() const { return runs_.size(); }
   Run::Start start(std::size_t run) const { return runs_[run].start; }
 
 private:
-  // Enough for logs as they are; the bound is for bytes that make every record a restart.
+  // Enough for real logs. The bound protects against bytes that make every record a restart.
   static constexpr std::size_t mostCandidates = 64;
 
   struct KnownRun {
@@ -87,8 +87,8 @@ private:
     return found;
   }
 
-  // If numbers and times rise from what is known before the stretch and to what is known after it: how far off, in
-  // time, the nearer of these is.
+  // How far the stretch is, in time, from the nearest known record of the run. Nothing if numbers and times do not rise
+  // from the known record before the stretch to it, and from it to the known record after it.
   static std::optional<std::uint64_t> distance(const KnownRun& run, const Stamp& first, const Stamp& last) {
     std::optional<std::uint64_t> nearest;
     if (const auto after = run.ends.lower_bound(last.time); after != run.ends.end()) {
@@ -117,7 +117,7 @@ private:
     std::size_t looked = 0;
     for (std::size_t i = candidates.size(); i-- > 0 && looked < mostCandidates; ++looked) {
       const KnownRun& run = runs_[candidates[i]];
-      // After a restart, only what is known to have come after it.
+      // After a restart, only runs that are known to have come after it.
       const bool possible = !stretch.start || (candidates[i] != previous_ && run.era >= runs_[previous_].era);
       const auto away = possible ? distance(run, first, last) : std::nullopt;
       if (away && (!best || *away < nearest)) {
@@ -142,7 +142,7 @@ private:
       run.era = runs_[previous_].era + (back ? 1 : 0);
       return run;
     }
-    // Lists without a title may be of any log, so that only their times order them.
+    // Lists without a title may be of any log, so only their times order them.
     const auto& known = byLog_[log];
     if (!logs_[log].empty() && known.size() > 1) {
       const KnownRun& lastRun = runs_[known[known.size() - 2]];

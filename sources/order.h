@@ -1,4 +1,4 @@
-// The records of captures in order: each once, by time and sequence number, in runs between restarts.
+// Puts the records of captures in order: each record once, by time and sequence number, in runs between restarts.
 #pragma once
 
 #include <sources/record.h>
@@ -28,7 +28,7 @@ struct RecordsInOrder {
 // every occurrence are kept.
 RecordsInOrder putInOrder(std::vector<CapturedRecord> records, const std::vector<std::string>& logs, bool all);
 
-// What lies between a record and the next one of the same log: more than a gap?
+// Whether a restart or a clock that went back lies between a record and the next one of the same log; nothing if not.
 std::optional<Run::Start> breakBetween(const unsigned char* record, const unsigned char* next) noexcept;
 
 } // namespace vel::sources

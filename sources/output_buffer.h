@@ -1,4 +1,4 @@
-// Output bytes. Grows rarely and is reused, so that a record costs no allocation.
+// A buffer for output. It grows rarely and is reused, so that a record costs no allocation.
 #pragma once
 
 #include <algorithm>
@@ -16,7 +16,7 @@ public:
   void clear() noexcept { size_ = 0; }
   void cut(std::size_t size) noexcept { size_ = size; } // `size` is at most the current one
 
-  // At least `size` writable bytes after the content; claim() adds them to the content.
+  // Returns room for at least `size` bytes after the content. claim() then adds the written bytes to the content.
   char* room(std::size_t size) {
     if (capacity_ - size_ < size) {
       grow(size);
@@ -35,12 +35,12 @@ public:
   }
   template <class Number>
   void appendNumber(Number number) {
-    char* const at = room(32); // the longest shortest form of a double has 24 characters
+    char* const at = room(32); // no number has more than 24 characters in its shortest form
     size_ += static_cast<std::size_t>(std::to_chars(at, at + 32, number).ptr - at);
   }
 
 private:
-  // New pages are not touched before they are needed, so a generous capacity only costs address space.
+  // Unused pages are never touched, so a generous capacity costs only address space.
   void grow(std::size_t size) {
     const std::size_t capacity = std::max(size_ + size, capacity_ * 2);
     auto data = std::make_unique_for_overwrite<char[]>(capacity);

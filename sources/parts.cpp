@@ -1,4 +1,4 @@
-// Records of captures, which are in memory, and raw records.
+// Reads the records of captures, which are in memory, and raw records.
 #include "sources/parts.h"
 
 #include <sources/record_source.h>

@@ -21,7 +21,7 @@ void appendCharacters(OutputBuffer& out, std::string_view bytes) {
 
 } // namespace
 
-// Like the values of JSON, but bare: no quotes around texts and long numbers, and names without their ids.
+// Like JSON values, but without quotes around texts and long numbers, and with names instead of objects of id and name.
 void appendPlainField(OutputBuffer& out, const profile::Field& field) {
   using profile::FieldKind;
   switch (field.row->kind) {

@@ -8,8 +8,8 @@
 
 namespace vel::sources {
 
-// A number in digits, bytes as hexadecimal digits, an action by its name; of a text the characters of its JSON string.
-// Printable ASCII always.
+// Appends a number in decimal digits, bytes in hexadecimal, an action by name, or a text as the characters of its JSON
+// string. The output is always printable ASCII.
 void appendPlainField(OutputBuffer& out, const profile::Field& field);
 
 // "0a0b"
@@ -24,7 +24,7 @@ inline void appendHex(OutputBuffer& out, std::string_view bytes) {
   out.claim(bytes.size() * 2);
 }
 
-// Text between quotation marks, those inside it doubled.
+// Appends text in quotation marks, with quotation marks inside it doubled.
 inline void appendCsvQuoted(OutputBuffer& out, std::string_view text) {
   char* const begin = out.room(text.size() * 2 + 2);
   char* p = begin;
@@ -39,7 +39,7 @@ inline void appendCsvQuoted(OutputBuffer& out, std::string_view text) {
   out.claim(static_cast<std::size_t>(p - begin));
 }
 
-// The same only if the text would end the cell.
+// Quotes the text only if it contains a comma or a quotation mark.
 void appendCsvCell(OutputBuffer& out, std::string_view text);
 
 } // namespace vel::sources

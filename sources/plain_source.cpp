@@ -49,7 +49,7 @@ private:
   Input& input_;
   Complaints& complaints_;
   std::uint64_t offset_ = 0;          // in the file, of the next record
-  unsigned char begun_[recordSize]{}; // the record of which only the first bytes have been read
+  unsigned char begun_[recordSize]{}; // the first bytes of a record that has not been read completely
   std::size_t begunSize_ = 0;
 };
 

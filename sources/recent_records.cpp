@@ -65,7 +65,7 @@ bool RecentRecords::add(const unsigned char* record) {
     std::swap(recent_, older_);
     recent_.clear();
   }
-  // Also one of the older generation, so that it is remembered anew.
+  // A record of the older generation is added too, so that it stays remembered.
   recent_.add(hash, record);
   return !older_.holds(hash, record);
 }

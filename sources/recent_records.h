@@ -15,7 +15,7 @@ class RecentRecords {
 public:
   static constexpr std::size_t reach = 4096;
 
-  // False if the record is among the remembered ones. From now on it is remembered.
+  // Remembers the record. Returns false if it was remembered already.
   bool add(const unsigned char* record);
 
 private:
@@ -34,7 +34,7 @@ private:
     std::size_t find(std::uint64_t hash, const unsigned char* record) const;
 
     std::vector<std::array<unsigned char, recordSize>> records_;
-    // The index of a record in the low half, bits of its hash in the other, which rule out most other records.
+    // The low half is the index of a record. The high half holds bits of its hash, which rule out most other records.
     std::vector<std::uint32_t> table_ = std::vector<std::uint32_t>(places, none);
   };
 

@@ -41,7 +41,7 @@ constexpr Other others[] = {
 
 constexpr std::size_t stateHeaderSize = 200;
 
-// Type 1 first; then a property list after the header, or a length that fits the file.
+// A state record begins with type 1, and has a property list after the header or a data size that fits the file.
 bool isStateRecord(std::string_view head, std::optional<std::uint64_t> size) {
   if (!head.starts_with(stateRecordBeginning) || head.size() < stateHeaderSize) {
     return false;
@@ -74,7 +74,7 @@ bool isText(std::string_view bytes) {
     controls += (byte < 0x20 && c != '\n' && c != '\r' && c != '\t' && c != '\x1b') || byte == 0x7F;
     high += byte >= 0x80;
   }
-  // Records are a third to nine tenths NULs and small numbers, and random bytes are half above ASCII.
+  // In records, a third to nine tenths of the bytes are NULs and small numbers. Of random bytes, half are above ASCII.
   return controls * 50 <= bytes.size() && high * 3 <= bytes.size();
 }
 
@@ -88,7 +88,7 @@ Recognised recognise(std::string_view head, bool whole, std::optional<std::uint6
   if (isStateRecord(head, size)) {
     return {Kind::stateRecord, {}};
   }
-  const std::string_view csv = csvHeaderBeginning(); // a pipe may have given less so far
+  const std::string_view csv = csvHeaderBeginning(); // a pipe may not have given all of it yet
   if (head.starts_with(csv.substr(0, std::min(head.size(), csv.size()))) && head.size() > 8) {
     return {Kind::csvLines, {}};
   }
@@ -100,7 +100,7 @@ Recognised recognise(std::string_view head, bool whole, std::optional<std::uint6
       return {Kind::unknown, other.name};
     }
   }
-  // A framed text begins with four bytes of length.
+  // A framed text begins with its length in four bytes.
   const std::string_view framed = head.substr(std::min<std::size_t>(head.size(), 4));
   if (head.starts_with(profile::line_beginning) || framed.starts_with(profile::line_beginning)) {
     return {Kind::lines, {}};

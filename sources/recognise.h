@@ -11,7 +11,7 @@
 
 namespace vel::sources {
 
-// The number of first bytes that decide, if the input has them.
+// How many bytes of the beginning are needed to recognise an input that has as many.
 constexpr std::size_t recognisedHead = 1 << 14;
 
 // The type of a state record with a property list.
@@ -22,8 +22,8 @@ struct Recognised {
   std::string refusal; // what it is instead; empty unless the kind is unknown
 };
 
-// `head` is the beginning of the input, and all of it if `whole`. Raw records have no magic number: any input that is
-// neither text nor of another known kind is taken for them. [any thread]
+// `head` is the beginning of the input, or all of it if `whole` is true. Raw records have no magic number: input that
+// is neither text nor of another known kind is taken for raw records. [any thread]
 Recognised recognise(std::string_view head, bool whole, std::optional<std::uint64_t> size);
 
 // Whether bytes are text like that of logs, in which some bytes of records may appear.

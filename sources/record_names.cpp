@@ -1,4 +1,4 @@
-// Reads the decoder's tables; many components share one.
+// Reads the decoder's tables. Many components share a table.
 #include "sources/record_names.h"
 
 #include <profile/category.h>
@@ -89,7 +89,7 @@ std::vector<std::string> payloadFieldNames(bool isQualified) {
       names.push_back(isQualified ? fmt::format("{}.{}", layout.name, row.key) : std::string(row.key));
     }
   }
-  std::sort(names.begin(), names.end()); // several layouts have a key
+  std::sort(names.begin(), names.end()); // layouts share keys
   names.erase(std::unique(names.begin(), names.end()), names.end());
   return names;
 }

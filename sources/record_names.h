@@ -1,4 +1,4 @@
-// The names that records are chosen by, from the decoder's tables. [any thread]
+// The names by which records are selected, from the decoder's tables. [any thread]
 #pragma once
 
 #include <profile/names.h>
@@ -22,8 +22,8 @@ std::vector<std::string_view> commonFieldNames();
 // The keys of payloads; LAYOUT.KEY if qualified. In order, each once.
 std::vector<std::string> payloadFieldNames(bool isQualified);
 
-// Calls `visit` for every category and component, also those without a name, with the tables of its events' names and
-// of its actions'.
+// Calls `visit` for every category and component, also those without a name, with the tables of its events and of its
+// actions.
 void forEachEventTable(const std::function<void(profile::NameTable events, profile::NameTable actions)>& visit);
 
 } // namespace vel::sources

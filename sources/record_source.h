@@ -1,4 +1,4 @@
-// Bytes of the input as whole records, with damage reported on the way. [one thread at a time]
+// Splits the bytes of an input into whole records, and reports damage. [one thread at a time]
 #pragma once
 
 #include <sources/input.h>
@@ -13,13 +13,13 @@ class RecordSource {
 public:
   virtual ~RecordSource() = default;
 
-  // Fills `out`, which has room for at least one record, with whole records of 48 bytes; returns how many. Fewer than
-  // fit do not mean the end; 0 does.
-  // With `offsets`, which must be as large, also where each begins in the file.
+  // Fills `out`, which has room for at least one record, with whole records of 48 bytes and returns their number. Only
+  // 0 means the end. If `offsets` is not empty, it has an element for each record that fits, and receives the record's
+  // offset in the file.
   virtual std::size_t read(std::span<unsigned char> out, std::span<std::uint64_t> offsets = {}) = 0;
 };
 
-// Both read the open file of `input`.
+// Both functions below read the file that `input` has open.
 
 // The file is a sequence of records; an incomplete one at its end is damage.
 std::unique_ptr<RecordSource> makePlainSource(Input& input, Complaints& complaints);

@@ -20,7 +20,7 @@ std::bitset<256> ids(profile::NameTable table) {
   return known;
 }
 
-// Otherwise a zeroed stretch of a file would read as records of category 0 and type 0.
+// Records of zeros only are not plausible: otherwise a zeroed stretch of a file would be taken for records.
 bool isPlausible(const unsigned char* record) {
   static const std::bitset<256> categories = ids(profile::category_names());
   static const std::bitset<256> types = ids(profile::datatype_names());
@@ -49,21 +49,21 @@ bool RecordFinder::followsLast(const unsigned char* record) const {
   return last_ && agree(*last_, record, usualStep);
 }
 
-// A file's first record: its place is probably right, so two records suffice.
+// Whether the bytes are a file's first record. Its place is probably right, so two records that agree suffice.
 bool RecordFinder::begins(Bytes bytes, bool atEnd) {
   return bytes.size() >= recordSize && isPlausible(bytes.data()) &&
          (endsHere(bytes, recordSize, atEnd) ||
           (bytes.size() >= 2 * recordSize && agree(stampOf(bytes.data()), bytes.data() + recordSize, largestStep)));
 }
 
-// A penalty for records at the front that agree; lower is better. At the end of the file fewer of them suffice, even a
-// single one if it ends with the file and its number follows.
+// A penalty for a run of agreeing records at the front; lower is better. Nothing if they do not agree. At the end of
+// the file fewer records suffice, even a single one if it ends with the file and its number follows the last one's.
 std::optional<std::uint64_t> RecordFinder::runDoubt(Bytes bytes, bool atEnd) const {
   const std::size_t count = std::min(agreeingRecords, bytes.size() / recordSize);
   if (count == 0 || (count < agreeingRecords && !atEnd) || !isPlausible(bytes.data())) {
     return std::nullopt;
   }
-  // Only by its number: the time of a cut record may be anything.
+  // Judged only by its number: the time of a cut record may be anything.
   const bool isNext = last_ && sequenceNumber(bytes.data()) - last_->number - 1 < largestStep;
   if (count == 1 && !(isNext && endsHere(bytes, recordSize, atEnd))) {
     return std::nullopt;
@@ -79,7 +79,7 @@ std::optional<std::uint64_t> RecordFinder::runDoubt(Bytes bytes, bool atEnd) con
   return std::uint64_t{rise} + (isNext ? first - last_->number : largestStep);
 }
 
-// A slightly lower number at about the same time, with the numbers continuing after it.
+// Whether the first record is late: a slightly lower number at about the same time, with the numbers going on after it.
 bool RecordFinder::isLate(Bytes bytes, bool atEnd) const {
   for (std::size_t i = 0; i < agreeingRecords; ++i) {
     const std::size_t at = i * recordSize;
@@ -111,9 +111,9 @@ RecordFinder::Proof RecordFinder::judge(Bytes bytes, bool atEnd) const {
   return isLate(bytes, atEnd) ? Proof::late : Proof::none;
 }
 
-// Rising numbers are also found at wrong places: time stamps rise, and so do counters in payloads. So the first place
-// where records agree is not taken at once; the best one within the next few records is, of which one or two may be
-// damaged.
+// Rising numbers are also found at wrong places: time stamps rise, and so do counters in payloads. So the search does
+// not stop at the first place where records agree, but takes the best one within the next three records, of which one
+// or two may be damaged.
 RecordFinder::Found RecordFinder::search(Bytes window, std::size_t from, bool atEnd) const {
   constexpr std::size_t span = 3 * recordSize;
   const std::size_t needed = atEnd ? recordSize : agreeingRecords * recordSize;
@@ -150,7 +150,7 @@ RecordFinder::Found RecordFinder::search(Bytes window, std::size_t from, bool at
 static_assert(recordSize - 1 + 3 * recordSize - 1 + agreeingRecords * recordSize <= RecordFinder::viewSize,
               "whether the front is cut is decided in one step");
 
-// Damage at the front.
+// The step for damage at the front.
 RecordFinder::Step RecordFinder::leave(Bytes window, bool atEnd) {
   const Found found = search(window, 0, atEnd);
   insideDamage_ = !found.isRecord;
@@ -171,8 +171,8 @@ RecordFinder::Step RecordFinder::next(Bytes window, bool atEnd) {
   if (front_ != Proof::none || (rest.empty() && atEnd)) {
     return {true, 0, false};
   }
-  // Damage behind this record, or inside it: if bytes were lost, the next record begins before this one's end. Or none,
-  // and the next record stands where it should, with a number that is far away.
+  // There is damage after this record, or inside it: if bytes were lost, the next record begins before this one's end.
+  // Or there is no damage: the next record is where it should be, but its number is far away.
   const Found found = search(window, 1, atEnd);
   insideDamage_ = !found.isRecord;
   front_ = found.isRecord ? Proof::run : Proof::none;

@@ -16,10 +16,10 @@ namespace vel::sources {
 
 // The number of consecutive records that must agree to accept an alignment.
 inline constexpr std::size_t agreeingRecords = 4;
-// The largest step of sequence numbers between records that agree, and between neighbours that need no other proof.
+// The largest step of sequence numbers between records that agree, and the largest that needs no further proof.
 inline constexpr std::uint32_t largestStep = 65536;
 inline constexpr std::uint32_t usualStep = 16;
-// The most microseconds between records that agree, and the most by which the second one may be earlier.
+// For records that agree: the most microseconds between them, and the most by which the second one may be earlier.
 inline constexpr std::uint64_t largestPause = std::uint64_t{1} << 32;
 inline constexpr std::uint64_t largestDisorder = 1'000'000;
 // By how much the number of a late or repeated record may be lower.
@@ -33,8 +33,8 @@ public:
 
   struct Step {
     bool record;         // the first 48 bytes are a record
-    std::size_t skipped; // bytes after it, or from the front without a record, that are damage
-    bool goesOn;         // the damage may continue: the next step decides
+    std::size_t skipped; // bytes of damage: after the record, or at the front if there is none
+    bool goesOn;         // the damage may continue; the next step decides
   };
 
   // Judges the front of `window`, which is never empty and has at least `viewSize` bytes unless the file ends with it
@@ -47,7 +47,7 @@ private:
     none,
     follows, // its number is among the next ones
     late,    // its number is slightly lower, and the numbers continue after it
-    run,     // the next ones agree: the first after damage, a gap or a restart
+    run,     // the records after it agree with it: it is the first after damage, a gap or a restart
   };
 
   struct Stamp {

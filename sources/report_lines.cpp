@@ -14,7 +14,7 @@ namespace vel::sources {
 
 namespace {
 
-// "KIP Profile 5 ;count=32 ;type=kext": the value behind one of the two keys.
+// The value of one of the two keys in a title such as "KIP Profile 5 ;count=32 ;type=kext".
 std::string_view titleValue(std::string_view title, std::string_view key) {
   const std::size_t at = title.starts_with("KIP Profile ") ? title.find(key) : std::string_view::npos;
   if (at == std::string_view::npos) {

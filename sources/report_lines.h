@@ -1,4 +1,4 @@
-// The records that a capture's reports contain as lines.
+// Reads the records that a capture's reports contain as lines.
 #pragma once
 
 #include <sources/order.h>
@@ -11,7 +11,7 @@
 
 namespace vel::sources {
 
-// Takes the lines report by report. [one thread at a time]
+// Collects the lines of all captures' reports. [one thread at a time]
 class ReportLines {
 public:
   // Reads the lines of a capture's reports, and stores the clock relations that they show in the capture.
@@ -27,7 +27,7 @@ private:
   std::uint32_t batches_ = 0;
 };
 
-// Whether a property list without a state record's header is one that the plug-in makes.
+// Whether a property list without a state record's header looks like a report of the plug-in.
 bool isReport(const formats::Value& value);
 
 } // namespace vel::sources

@@ -51,7 +51,7 @@ public:
     return found;
   }
 
-  // The wanted ids among those that `table` names. A name stands for every id that bears it.
+  // The wanted ids: those given as numbers, and all ids in `table` that have a wanted name.
   std::bitset<idCount> among(NameTable table) {
     if (all_) {
       return std::bitset<idCount>{}.set();
@@ -68,7 +68,7 @@ public:
     return table.empty() ? ids_ : lastFound_;
   }
 
-  // The named ids among those of `table`, which may be any numbers.
+  // The ids in `table` that have a wanted name. Unlike other ids, these may be above 255.
   std::vector<std::uint32_t> namedAmong(NameTable table) {
     std::vector<std::uint32_t> found;
     for (const profile::NameRow& row : table) {
@@ -79,7 +79,8 @@ public:
     return found;
   }
 
-  // After the last table. `knownNames` returns all names of this kind.
+  // Throws for a name that none of the tables has. To be called after the last table. `knownNames` returns all names of
+  // this kind.
   template <class KnownNames>
   void requireKnown(KnownNames knownNames) const {
     for (const Name& name : names_) {

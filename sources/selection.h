@@ -45,7 +45,7 @@ public:
   // Throws std::invalid_argument for an unknown name, with the nearest one.
   explicit Selection(const SelectionRequest& request);
 
-  // Of the time stamps that pass so far, only those in the range.
+  // Restricts the time stamps that pass to those that are also in the range.
   void narrowTime(const Range& range) noexcept;
 
   // Whether the filters let the record pass; `skip` and `limit` do not count here.

@@ -1,4 +1,4 @@
-// Everything but the expected number.
+// Handles out-of-sequence numbers.
 #include "sources/sequence_check.h"
 
 namespace vel::sources {
@@ -37,7 +37,7 @@ void SequenceCheck::addUnexpected(std::uint32_t number) noexcept {
     ++counts_.duplicates;
   } else {
     ++counts_.late;
-    counts_.missing -= behind <= span_ ? 1 : 0; // one from before the first number was never missed
+    counts_.missing -= behind <= span_ ? 1 : 0; // a number from before the first one was never counted as missing
     seen_.set(number % window);
   }
 }

@@ -30,7 +30,7 @@ bool hasRecords(Kind kind) {
   return kind == Kind::records || kind == Kind::lines || kind == Kind::jsonLines || kind == Kind::csvLines;
 }
 
-// All of an open input. Throws formats::Error when it is too long; what else fails is complained of.
+// Reads all of an open input. Throws formats::Error if it is too long; the input reports other failures as complaints.
 std::string readAll(Input& input) {
   const auto require = [&](std::uint64_t size) {
     if (size > smallFileLimit) {
@@ -86,16 +86,16 @@ struct Sources::State {
   std::optional<ClockRelation> clockOf(std::size_t number) const;
 };
 
-// Sets kind and clocks from the front of an input that is open.
+// Sets kind and clock relations from the beginning of an open input.
 Kind Sources::State::recogniseOpen(std::size_t number, Input& input) {
   InputInfo& info = inputs[number];
-  // One record, or as much as a pipe holds, is enough to tell most kinds.
+  // One record, or what a pipe holds, is enough to recognise most kinds.
   std::string_view head = input.peek(recordSize);
   if (info.size != 0) {
     head = input.peek(std::min<std::uint64_t>(info.size, recognisedHead));
   }
   const bool whole = info.size != 0 && head.size() >= info.size;
-  // Where reading fails, what came before is worth showing.
+  // If reading fails, what came before the failure is still shown.
   const Recognised recognised = input.hasFailed() && head.empty()
                                     ? Recognised{}
                                     : recognise(head, whole, info.size != 0 ? std::optional(info.size) : std::nullopt);
@@ -118,7 +118,7 @@ void Sources::State::readSmall(std::size_t number, Input& input, ReportLines& li
   InputInfo& info = inputs[number];
   try {
     const std::string content = readAll(input);
-    if (input.hasFailed()) { // which was complained of
+    if (input.hasFailed()) { // and has reported it
       info.kind = Kind::unknown;
       return;
     }
@@ -162,7 +162,7 @@ std::optional<ClockRelation> Sources::State::clockOf(std::size_t number) const {
   return clocks.empty() ? std::nullopt : std::optional(clocks.front());
 }
 
-// Contradictions and damage are faults; lines that were cut are told too, but that is how logs are.
+// Contradictions and damage are errors. Other findings, such as cut lines, are only remarks: they are usual in logs.
 void Sources::State::tellFindings(const std::vector<Finding>& found) {
   if (!options.tellFindings) {
     return;
@@ -176,7 +176,7 @@ void Sources::State::tellFindings(const std::vector<Finding>& found) {
   }
 }
 
-// The lines of all captures.
+// Takes over the lines of all captures: reports their findings and puts the records in order.
 void Sources::State::take(ReportLines& lines) {
   tellFindings(lines.findings);
   findings = std::move(lines.findings);
@@ -335,7 +335,7 @@ private:
     } else if (hasRecords(kind)) {
       part_ = makeLinePart(std::move(input), place, kind, sources_.clockOf(number), state_);
     } else if (isSmall(kind)) {
-      // From a pipe that was not waited for: on its own.
+      // From a pipe that was not waited for: its records are not merged with those of other captures.
       ReportLines lines;
       sources_.readSmall(number, *input, lines);
       sources_.tellFindings(lines.findings);

@@ -1,5 +1,5 @@
-// The entry for everything that examines a device after the fact: captures, state records, property lists, raw records,
-// logs and the output of `velstat decode`, recognised by their content. docs/sources.md describes the rules to users.
+// The entry point for code that examines a device later: reads captures, state records, property lists, raw records,
+// logs and the output of `velstat decode`, recognised by content. docs/sources.md describes the rules to users.
 //
 //   Sources sources({"good", "log.txt"}, options);
 //   sources.inputs()[0].capture.reports…             the small part
@@ -37,10 +37,10 @@ struct Options {
   bool all = false;         // every occurrence of a record, in the order of the input
   bool recover = false;     // search raw records for damage
   bool anyList = false;     // take property lists of any content
-  bool noRaw = false;       // take what begins like a state record for one, even if it is damaged
-  bool tellFindings = true; // complain of findings too; else they are only in findings()
-  bool copies = false;      // pipes into temporary files, so that their records can be read more than once
-  bool waits = true;        // for the first bytes of pipes, to recognise them at once
+  bool noRaw = false;       // treat input that begins like a state record as one, even if it is damaged
+  bool tellFindings = true; // also report findings to `complain`; otherwise they are only in findings()
+  bool copies = false;      // copy pipes into temporary files, so that their records can be read more than once
+  bool waits = true;        // wait for the first bytes of pipes, to recognise them at once
   unsigned jobs = 1;        // threads that read lines
   int watchedOutput = -1;   // OutputClosed is thrown once its reader has closed it; -1: none
   // Receives each error in an input as one line; the work continues. [the calling thread]
@@ -61,7 +61,7 @@ struct Location {
 
   std::uint32_t input = 0;         // of Sources::inputs()
   std::uint32_t report = noReport; // of the input's capture
-  std::uint64_t at = 0;            // in a report the place of its line, from 0; else the offset in bytes
+  std::uint64_t at = 0;            // in a report the number of its line, from 0; otherwise the offset in bytes
 
   bool operator==(const Location&) const = default;
 };
@@ -83,7 +83,7 @@ struct Run {
   };
 
   std::uint32_t input = 0; // of its first record
-  std::string log;         // "fw", "kext", "err" where a title tells it
+  std::string log;         // "fw", "kext" or "err" if a title names it
   Start start = Start::first;
   std::uint64_t firstTime = 0;
   std::uint64_t lastTime = 0;
@@ -110,31 +110,31 @@ struct Finding {
   std::string text; // one line, with the name of its input
 };
 
-// The records of all inputs. Those of captures, state records and property lists are merged in the place of the first
-// of them, once each, in order; those of the others are unchanged. Constant memory, except for captures, which take
-// about 150 bytes a record. [one thread at a time]
+// The records of all inputs. Those of captures, state records and property lists are merged in order, each record once,
+// and come at the place of the first such input; the records of other inputs are unchanged. Memory is constant, except
+// for captures, which take about 150 bytes per record. [one thread at a time]
 class RecordStream {
 public:
   virtual ~RecordStream() = default;
 
-  // Fills `out`, which has room for at least one record, with records of 48 bytes; returns how many. Fewer than fit do
-  // not mean the end; none do. With details, these too: as many as records fit.
+  // Fills `out`, which has room for at least one record, with records of 48 bytes and returns their number. Only 0
+  // means the end. If `details` is not empty, it has an element for each record that fits, and is filled too.
   virtual std::size_t read(std::span<unsigned char> out, std::span<Details> details = {}) = 0;
 
-  // What was found in what has been read: findings are kept up to a limit. [borrowed: until the next read]
+  // The findings in what has been read so far, up to a limit. [borrowed: until the next read]
   virtual const std::vector<Finding>& findings() const = 0;
-  // The runs of what has been read with details. [borrowed: until the next read]
+  // The runs of the records that have been read with details. [borrowed: until the next read]
   virtual const std::vector<Run>& runs() const = 0;
   virtual std::uint64_t bytesRead() const = 0;
 
-  // A read that waits, and all later ones, throw. [any thread]
+  // Makes a waiting read, and all later ones that would wait, throw. [any thread]
   virtual void cancel() noexcept = 0;
 };
 
 class Sources {
 public:
-  // Looks at all inputs, "-" being the standard input, and reads captures, state records and property lists. What is
-  // refused is complained of and left out.
+  // Recognises all inputs ("-" is standard input), and reads captures, state records and property lists. Inputs that
+  // are refused are reported to `complain` and left out.
   Sources(const std::vector<std::string>& names, Options options);
   // A capture that is in memory, as the only input.
   Sources(const std::string& name, Capture capture, Options options);
@@ -146,11 +146,11 @@ public:
   const std::vector<InputInfo>& inputs() const;
   // Of all captures, state records and property lists.
   const std::vector<Finding>& findings() const;
-  // Whether anything was complained of, also by the streams.
+  // False if any error was reported, also by the streams.
   bool isSound() const;
 
-  // From the beginning; the object must outlive the stream. A pipe can be read once: the next stream throws
-  // formats::Error. Streams of the same object are read one at a time.
+  // A stream from the beginning; this object must outlive it. A pipe can be read only once: the next stream throws
+  // formats::Error. Streams of the same object must be read one at a time.
   std::unique_ptr<RecordStream> records();
 
   struct State;

@@ -1,4 +1,4 @@
-// Reads moments, and finds the time stamps that they stand for.
+// Reads moments, and finds the time stamps that they mean.
 #include "sources/time_range.h"
 
 #include <formats/parse_number.h>
@@ -18,7 +18,7 @@ namespace {
 constexpr std::uint64_t oneSecond = microsecondsPerSecond;
 constexpr std::uint64_t latest = std::numeric_limits<std::uint64_t>::max();
 
-// Takes a text apart from its beginning.
+// Parses a text from its beginning.
 class Words {
 public:
   explicit Words(std::string_view text) : rest_(text) {}
@@ -36,7 +36,7 @@ public:
     rest_.remove_prefix(found.size());
     return found;
   }
-  // A number of so many digits, up to a limit.
+  // A number with `fewest` to `most` digits, from `least` to `greatest`.
   bool number(std::size_t fewest, std::size_t most, int least, int greatest, int& number) {
     const std::string_view found = digits();
     if (found.size() < fewest || found.size() > most) {
@@ -96,7 +96,7 @@ std::uint64_t duration(std::string_view text) {
   return formats::parseNumber<std::uint64_t>(whole, 0, longest / unit->length) * unit->length + *rest;
 }
 
-// "2026-11-21" or "Nov 21", and what separates it from the time.
+// "2026-11-21" or "Nov 21", and the separator before the time.
 bool readDate(Words& words, Moment& moment) {
   std::tm& fields = moment.fields;
   if (const std::optional<int> month = monthNamed(words.rest().substr(0, 3))) {
@@ -197,7 +197,8 @@ std::optional<std::int64_t> secondsOf(const Moment& moment, const std::tm& field
   return moment.isUtc ? utcSeconds(fields) : localSeconds(fields, -1);
 }
 
-// What is left out is taken from the first record: the day, and the year that is nearest to it.
+// The seconds since 1970 of a calendar time. A missing day is that of the first record; a missing year is the one that
+// brings the time nearest to the first record.
 std::optional<std::int64_t> nearestTime(const Moment& moment, Wide first) {
   if (moment.hasYear) {
     return secondsOf(moment, moment.fields);

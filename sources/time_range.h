@@ -26,7 +26,7 @@ struct Moment {
 
   Base base = Base::timestamp;
   std::uint64_t microseconds = 0; // the time stamp, the distance, or the calendar time's part of a second
-  std::uint64_t span = 1;         // what it stands for: "08:15" is a minute
+  std::uint64_t span = 1;         // its length in microseconds: "08:15" is a minute
   std::tm fields = {};            // of a calendar time
   bool hasDate = false;
   bool hasYear = false;
@@ -36,8 +36,7 @@ struct Moment {
 // [any thread]
 class TimeRange {
 public:
-  // Each narrows the range. Throws std::invalid_argument with the cause, also for time stamps between which nothing
-  // lies.
+  // Each narrows the range. Throws std::invalid_argument with the cause, also for an empty range of time stamps.
   void narrow(std::string_view range); // "A..B", "A..", "..B", "A", or "last 10s"
   void since(std::string_view moment);
   void until(std::string_view moment);
@@ -49,8 +48,8 @@ public:
   // Whether all moments are time stamps, so that resolve() does not use the log.
   bool isFixed() const { return !needsLast() && !needsCalendar() && !needs(Moment::Base::afterFirst); }
 
-  // The time stamps in the range; a range that holds none if there are none. Throws std::invalid_argument for a
-  // calendar time that does not exist, or without the relation that it needs.
+  // The range of time stamps, which may be empty. Throws std::invalid_argument for a calendar time that does not exist,
+  // or if the clock relation that it needs is not known.
   Range resolve(const LogTimes& log) const;
 
 private:
