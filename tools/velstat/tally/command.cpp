@@ -57,7 +57,7 @@ std::string checkGlob(const std::string& text) {
 // What to add to the error for a folder, such as a capture, that holds a store.
 std::string storeIn(const fs::path& folder) {
   const fs::path store = folder / "tally.sqlite";
-  std::error_code error; // then there is nothing to say
+  std::error_code error; // then there is nothing to add
   return fs::is_regular_file(store, error) ? fmt::format("; its store is {}", store.string()) : "";
 }
 
@@ -129,7 +129,7 @@ public:
     timespec time{};
     time.tv_sec = static_cast<std::time_t>(seconds);
     time.tv_nsec = static_cast<long>((seconds - std::floor(seconds)) * 1e9);
-    // Without an event asked for, poll still tells that the other end is closed.
+    // Even if no event is requested, poll reports that the other end is closed.
     pollfd waiting[] = {{signals_, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     return ppoll(waiting, std::size(waiting), &time, nullptr) <= 0;
   }

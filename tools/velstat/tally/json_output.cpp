@@ -14,7 +14,7 @@ namespace {
 using control::TallyKind;
 using control::TallyRow;
 
-// UTC to the microsecond, "2026-11-21T01:35:30.519000Z"; a time beyond the years of a calendar stays a number.
+// UTC to the microsecond, "2026-11-21T01:35:30.519000Z"; a time that no calendar can show stays a number.
 void writeTime(JsonWriter& json, const char* name, const std::optional<std::int64_t>& microseconds) {
   if (!microseconds) {
     return;

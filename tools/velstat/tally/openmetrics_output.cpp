@@ -40,7 +40,7 @@ void appendLabelValue(Sink& out, std::string_view text) {
   }
 }
 
-// The second label distinguishes such a key from one that is spelt like its escapes.
+// The second label distinguishes an escaped key from a key that is spelt like the escapes.
 void appendKeyLabels(Sink& out, std::string_view key) {
   const bool escaped = needsEscaping(key);
   out += "key=\"";
@@ -65,11 +65,11 @@ std::string distribution(const TallyRow& row) {
   return fmt::format("{}", row.distribution.*Member);
 }
 
-// The samples of all keys of a kind that have one unit.
+// The samples of one unit, for all keys of a kind.
 struct Family {
   TallyKind kind;
   std::string_view name; // ends with the unit, if there is one
-  std::string_view unit; // empty: that of the key, which the store does not know
+  std::string_view unit; // empty: the key's unit, which the store does not know
   std::string_view help;
   std::vector<Part> parts;
 };

@@ -19,8 +19,8 @@ void tallyTable(Sink& out, const std::vector<control::TallyRow>& rows, const Sty
 // An array.
 void tallyJson(JsonWriter& json, const std::vector<control::TallyRow>& rows);
 
-// The OpenMetrics text format: a metric family for each kind, the key as a label. Everything is a gauge: counters, sums
-// and summaries may not be negative there.
+// The OpenMetrics text format: a metric family for each kind, the key as a label. Everything is a gauge, because
+// OpenMetrics does not allow negative counters, sums or summaries.
 void tallyOpenMetrics(Sink& out, const std::vector<control::TallyRow>& rows);
 
 } // namespace vel::stat

@@ -26,7 +26,7 @@ std::string timeText(const std::optional<std::int64_t>& microseconds) {
   std::tm local{};
   char text[64];
   if (localtime_r(&seconds, &local) == nullptr || std::strftime(text, sizeof text, "%F %T", &local) == 0) {
-    return fmt::format("{} us", *microseconds); // beyond the years of a calendar
+    return fmt::format("{} us", *microseconds); // no calendar can show it
   }
   return text;
 }
@@ -112,7 +112,7 @@ std::size_t widthOf(const std::vector<ShownColumn>& shown) {
                          [](std::size_t sum, const ShownColumn& column) { return sum + column.width; });
 }
 
-// Leaves out columns, and then cuts the keys, until a line fits. The titles of the columns that are left out.
+// Leaves out columns, and then cuts the keys, until a line fits. Returns the titles of the columns that are left out.
 std::vector<std::string> fit(std::vector<ShownColumn>& shown, std::size_t width) {
   constexpr std::size_t leastKey = 36;
   std::vector<std::string> leftOut;
@@ -134,7 +134,7 @@ std::vector<std::string> fit(std::vector<ShownColumn>& shown, std::size_t width)
   return leftOut;
 }
 
-// Keys differ at their ends.
+// Cuts a key at its beginning, because keys differ at their ends.
 std::string keepEnd(const std::string& text, std::size_t width) {
   std::size_t begin = 0;
   for (std::size_t all = columns(text); all > width - 1; --all) {
