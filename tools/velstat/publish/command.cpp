@@ -42,7 +42,7 @@ struct PublishOptions {
 
 constexpr std::size_t batchEntries = 65536; // stored as one
 
-// What the plug-in makes of entries.
+// How many entries the plug-in publishes, and how many it skips.
 struct Counts {
   std::size_t published = 0;
   std::size_t skipped = 0; // of another version of the key table
@@ -55,7 +55,7 @@ struct Counts {
   std::string text() const { return countText(published, "entry", "entries") + " published"; }
 };
 
-// The service whose device takes batches.
+// Registers all services; returns the first whose device takes batches.
 const host::MachineService& registerServices(host::Session& session, const host::Machine& machine) {
   const host::MachineService* taker = nullptr;
   for (const host::MachineService& service : machine.services()) {
@@ -107,7 +107,7 @@ int run(const PublishOptions& options) {
   const host::DeviceModel model = readModel(options.model);
   host::Bundle bundle = loadBundle(options.plugIn);
   refuseSharedFiles(options, bundle);
-  control::startQueues();               // before anything is created: the system may refuse
+  control::startQueues();               // before anything is created, because it may fail
   const OpenTally tally(options.tally); // before the log, so that an old log survives if the store is refused
   logTo(options.log);
   host::Machine machine(model);

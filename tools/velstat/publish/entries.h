@@ -15,11 +15,11 @@ namespace vel::stat {
 
 class Entries {
 public:
-  // "-" is standard input. A pipe is first copied into a temporary file, as only its end tells whether it is sound.
-  // Throws Error for what cannot be read, is too long, or ends inside an entry.
+  // "-" is standard input. A pipe is first copied into a temporary file, because only its end shows whether it is
+  // sound. Throws Error for what cannot be read, is too long, or ends inside an entry.
   explicit Entries(const std::string& path);
 
-  // Up to so many entries; empty at the end. Throws Error.
+  // Up to `most` entries; empty at the end. Throws Error.
   formats::Bytes next(std::size_t most);
 
 private:
