@@ -37,7 +37,7 @@ struct QueryOptions {
 };
 
 bool isInput(const std::string& argument) {
-  std::error_code error; // of a text that cannot be a path
+  std::error_code error; // ignored: a text that cannot be a path does not exist
   return argument == "-" || std::filesystem::exists(argument, error);
 }
 

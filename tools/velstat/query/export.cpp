@@ -1,4 +1,4 @@
-// A database that other tools can open, written under a temporary name first.
+// Writes a database that other tools can open, under a temporary name first.
 #include <formats/new_file.h>
 #include <velstat/query/rows.h>
 #include <velstat/text/error.h>
@@ -40,7 +40,7 @@ public:
     std::string places;
     for (const query::ColumnInfo& column : table.columns) {
       if (!column.hidden) {
-        // A column of INTEGER would turn the text of a greater number into a fraction that is about as great.
+        // An INTEGER column would convert the text of a number beyond its range to an approximate real.
         columns += fmt::format("{}\"{}\" {}", columns.empty() ? "" : ", ", column.name, column.wide ? "" : column.type);
         places += places.empty() ? "?" : ", ?";
       }

@@ -13,7 +13,7 @@ namespace vel::stat {
 namespace {
 
 constexpr std::size_t gap = 2;
-constexpr std::size_t readable = 22; // columns of a text that tell something; a calendar time has as many
+constexpr std::size_t readable = 22; // the width at which a text is still useful; a calendar time has this width
 
 struct Column {
   std::size_t number;  // in the answer
@@ -36,7 +36,7 @@ std::vector<Column> measured(const Cells& cells, const std::vector<char>& canBeC
   for (std::size_t i = 0; i < cells.front().size(); ++i) {
     const std::size_t title = columns(cells.front()[i]);
     Column column{i, title, 0, cells.size() > 1};
-    std::size_t shared = width; // by all cells, such as "com.tavik." of keys
+    std::size_t shared = width; // by all cells at their beginning, such as "com.tavik." of keys
     for (std::size_t line = 1; line < cells.size(); ++line) {
       column.natural = std::max(column.natural, columns(cells[line][i]));
       column.isTheSame = column.isTheSame && cells[line][i] == cells[1][i];
@@ -49,7 +49,7 @@ std::vector<Column> measured(const Cells& cells, const std::vector<char>& canBeC
   return all;
 }
 
-// The last one that is the same in every line; if there is none, the last of all.
+// The last column with the same value in every line; if there is none, the last of all.
 std::vector<Column>::iterator leastInformative(std::vector<Column>& shown) {
   const auto same = std::find_if(shown.rbegin(), shown.rend(), [](const Column& column) { return column.isTheSame; });
   return same == shown.rend() ? std::prev(shown.end()) : std::prev(same.base());

@@ -43,7 +43,7 @@ std::string textOf(const Cell& cell) {
   return {};
 }
 
-// Each name a different one: the second "id" is "id:2".
+// The names, each made different from those before it: the second "id" becomes "id:2".
 std::vector<std::string> differentNames(const std::vector<std::string>& given) {
   std::vector<std::string> names;
   for (const std::string& name : given) {

@@ -1,4 +1,4 @@
-// Rows of any SQL as a table, as JSON lines or as CSV: those of `velstat query`, and those of a fleet's servers.
+// Writes the rows of any SQL as a table, as JSON lines or as CSV, for `velstat query` and for a fleet's servers.
 #pragma once
 
 #include <query/database.h>
@@ -25,7 +25,7 @@ struct Cell {
   std::string_view bytes = {}; // of a text or a blob [borrowed]
 };
 
-// Begins with the columns' names. Rows are written as they come; a table in blocks of `tableRows` with a header each.
+// Rows are written as they come; those of a table in blocks of `tableRows`, each with a header.
 constexpr std::size_t tableRows = 1000;
 class RowWriter {
 public:

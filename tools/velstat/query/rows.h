@@ -1,4 +1,4 @@
-// The rows of a statement, in the formats of row_writer.h and as a database of their own.
+// Writes the rows of a statement in the formats of row_writer.h, the schema, and all tables as a database.
 #pragma once
 
 #include <query/database.h>
