@@ -33,7 +33,7 @@ namespace vel::stat {
 
 namespace {
 
-enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 }; // a rule that does not end is the last, too
+enum Status { clean = 0, found = 1, wrongUsage = 2, unreadable = 3 }; // unreadable: also if a rule does not end
 
 struct TriageOptions {
   std::vector<std::string> inputs;
@@ -47,7 +47,7 @@ struct TriageOptions {
   bool selfTest = false;
 };
 
-// Of these rules those that --rule names, if it is used. Throws CLI::ValidationError for an unknown name.
+// The rules that --rule names, or all if it is not used. Throws CLI::ValidationError for an unknown name.
 std::vector<rules::Rule> chosen(const TriageOptions& line, std::vector<rules::Rule> all) {
   for (const std::string& name : line.names) {
     std::vector<std::string_view> known;
@@ -146,7 +146,7 @@ int testRules(const TriageOptions& line) {
   return failures.empty() ? clean : found;
 }
 
-// Each folder is a capture of a device of its own; other inputs are parts of the log of one more.
+// Each folder is a capture of one device; all other inputs together are the log of one more device.
 std::vector<std::vector<std::string>> devicesOf(const std::vector<std::string>& inputs) {
   std::vector<std::vector<std::string>> devices;
   std::vector<std::string> others;
@@ -195,7 +195,7 @@ int triageInputs(const TriageOptions& line) {
     findings.insert(findings.end(), seen.begin(), seen.end());
     isWhole = isWhole && sources.isSound();
   }
-  if (!isAnyRead) { // as the lines about the inputs have told
+  if (!isAnyRead) { // the lines about the inputs have said why
     return unreadable;
   }
   rules::sortWorstFirst(findings);
@@ -210,7 +210,7 @@ int triageInputs(const TriageOptions& line) {
              : clean;
 }
 
-// 1 means findings here: failures have statuses of their own.
+// Status 1 means findings here, so failures have other statuses.
 int runTriage(const TriageOptions& line) {
   try {
     return triageInputs(line);

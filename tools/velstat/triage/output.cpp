@@ -98,7 +98,8 @@ void writeFindings(Sink& out, std::span<const Finding> findings, std::size_t wid
         appendPart(out, "", moreText(*finding), width, style);
       }
       const std::string place = placeText(finding->evidence);
-      if (finding + 1 == end || place != placeText(finding[1].evidence)) { // told once for several
+      if (finding + 1 == end ||
+          place != placeText(finding[1].evidence)) { // shown once for consecutive findings with the same place
         appendPart(out, "  where", place, width, style);
       }
     }
