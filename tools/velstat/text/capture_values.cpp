@@ -67,7 +67,7 @@ Value serviceValues(const sources::Capture& capture) {
       if (!silent.empty()) {
         values.push_back({"not answered", {std::move(silent)}});
       }
-      answers.erase(known); // services of one name share it
+      answers.erase(known); // services with the same name share the counts; the first one shows them
     }
     services.push_back({names.add(service.name), {std::move(values)}});
   }

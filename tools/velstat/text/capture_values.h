@@ -1,4 +1,4 @@
-// What a capture tells of its device apart from reports and records, as a tree.
+// Everything in a capture except reports and records, as a tree.
 #pragma once
 
 #include <formats/value.h>
@@ -17,13 +17,13 @@ formats::Value serviceValues(const sources::Capture& capture);
 // The device, its services, and the handlers by number: service, whether each answered, and its result if it did not.
 formats::Value captureValues(const sources::Capture& capture);
 
-// Makes each name that was given before another one: "Button", "Button (2)". [one thread at a time]
+// Makes repeated names different: "Button", "Button (2)". [one thread at a time]
 class UniqueNames {
 public:
   std::string add(std::string_view name);
 
 private:
-  std::map<std::string, std::size_t, std::less<>> seen_; // with how often
+  std::map<std::string, std::size_t, std::less<>> seen_; // how often each was added
 };
 
 } // namespace vel::stat

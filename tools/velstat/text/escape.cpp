@@ -130,7 +130,7 @@ std::string escape(std::string_view text) {
 std::string escapeKey(std::string_view key) {
   constexpr std::size_t beginning = 41; // in columns, exclusive
   constexpr std::size_t end = 21;
-  constexpr std::size_t longest = 4 * widestKey; // of those that can fit
+  constexpr std::size_t longest = 4 * widestKey; // a longer key cannot fit
   if (key.size() <= longest) {
     std::string whole = escape(key);
     if (columns(whole) <= widestKey) {

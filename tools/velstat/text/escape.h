@@ -15,10 +15,10 @@ struct CodePoint {
   std::size_t length = 1; // in bytes
   bool valid = false;     // if not, this is one byte that does not begin a UTF-8 sequence
 };
-CodePoint decodeUTF8(std::string_view bytes); // not of an empty text
+CodePoint decodeUTF8(std::string_view bytes); // must not be empty
 
-// The number of bytes at the start of the text that are printable ASCII and neither of these two. Most text consists
-// only of such bytes and can be written in one piece.
+// The number of bytes at the start of the text that are printable ASCII and not one of the two exceptions. Most text
+// consists only of such bytes and can be written in one piece.
 std::size_t plainLength(std::string_view text, char except, char orExcept);
 
 // Printable characters unchanged; anything that could move the cursor, hide text or break a line, bytes that are not

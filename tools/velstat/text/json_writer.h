@@ -30,7 +30,7 @@ public:
   // Exact, but bytes that are not UTF-8 become U+FFFD. Characters that a terminal would act on, or not show, become
   // \uXXXX.
   void string(std::string_view text);
-  void hex(std::span<const std::byte> bytes); // a string of their digits
+  void hex(std::span<const std::byte> bytes); // a string of hexadecimal digits
   void integer(std::int64_t number);
   void real(double number); // null for NaN and infinities, which JSON does not have
   void boolean(bool flag);

@@ -17,7 +17,7 @@ inline std::string countText(std::size_t number, std::string_view one) {
   return countText(number, one, fmt::format("{}s", one));
 }
 
-// The shortest text that means the same double; with a fraction even if it is whole, to show that it is a real.
+// The shortest text that reads back as the same double. A whole number gets a fraction, to show that it is a real.
 inline std::string realText(double number) {
   std::string text = fmt::format("{}", number);
   return text.find_first_not_of("-0123456789") == std::string::npos ? text + ".0" : text;

@@ -31,7 +31,7 @@ std::size_t terminalWidth(int descriptor) {
   if (const char* const set = std::getenv("COLUMNS"); set != nullptr) {
     try {
       return std::max(formats::parseNumber<std::size_t>(set, 1, widest), leastWidth);
-    } catch (const std::invalid_argument&) { // then it does not count
+    } catch (const std::invalid_argument&) { // an invalid value is ignored
     }
   }
   winsize size{};
@@ -84,7 +84,7 @@ void complain(std::string_view message) {
 
 void complain(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) {
-    writeStandardError("velstat: out of memory\n"); // which takes none
+    writeStandardError("velstat: out of memory\n"); // this needs no memory
   } else if (dynamic_cast<const formats::Error*>(&error) != nullptr ||
              dynamic_cast<const std::system_error*>(&error) != nullptr) {
     complain(std::string_view(error.what()));
@@ -99,7 +99,7 @@ void endNow(std::string_view line, int status) {
 }
 
 bool isTerminal() {
-  static const bool terminal = isatty(STDOUT_FILENO) != 0; // before a pager takes its place
+  static const bool terminal = isatty(STDOUT_FILENO) != 0; // determined before a pager replaces it
   return terminal;
 }
 

@@ -9,19 +9,19 @@
 
 namespace vel::stat {
 
-// The reader of standard output has closed it: the command ends, without an error.
+// Thrown when the reader of standard output has closed it: the command then ends without an error.
 class ReaderGone : public std::runtime_error {
 public:
   ReaderGone() : std::runtime_error("the reader of standard output has closed it") {}
 };
 
-// Writes all of it, however long a descriptor that does not block has to be waited for. False, with errno, when it
+// Writes the whole text, and waits even if the descriptor is non-blocking. Returns false, with errno set, if the text
 // cannot be written.
 bool writeAll(int descriptor, std::string_view text) noexcept;
-// The same on standard output, which on a terminal leads into a pager. Throws ReaderGone, or Error with the cause, such
-// as a full disk.
+// The same for standard output, which goes through a pager if it is a terminal. Throws ReaderGone, or Error with the
+// cause, such as a full disk.
 void writeStandardOutput(std::string_view text);
-// The same on stderr. A stderr that cannot be written cannot be reported, and the command need not fail for it.
+// The same for stderr. A failure is ignored: it cannot be reported, and the command need not fail.
 void writeStandardError(std::string_view text) noexcept;
 
 // Writes a line on stderr. The message may contain untrusted text, which is escaped.
@@ -29,16 +29,16 @@ void remark(std::string_view message);
 // The same for an error.
 void complain(std::string_view message);
 void complain(const std::exception& error);
-// Complains and ends the process at once: for when a call does not come back. [any thread]
+// Complains and ends the process at once, for a call that does not return. [any thread]
 [[noreturn]] void endNow(std::string_view line, int status);
 
-// Whether standard output is a terminal, maybe with a pager before it.
+// Whether standard output is a terminal, possibly through a pager.
 bool isTerminal();
 // The same for one that understands escape sequences.
 bool isTerminalWithEscapes();
 
-// The columns of the terminal that standard output is: COLUMNS, or what the terminal says, but not fewer than
-// `leastWidth`. 0 for files and pipes, whose lines may be of any length.
+// The width of the terminal that is standard output: COLUMNS or the terminal's own width, but at least `leastWidth`.
+// 0 for files and pipes, whose lines may be of any length.
 constexpr std::size_t leastWidth = 40;
 std::size_t outputWidth();
 
@@ -54,11 +54,11 @@ struct Mark {
   std::string operator()(std::string_view text) const;
 };
 
-// Marks up text, or returns it unchanged; and how wide lines may be.
+// Marks up text or returns it unchanged, and says how wide lines may be.
 class Style {
 public:
   explicit Style(bool colour, std::size_t width = 0) : colour_(colour), width_(width) {}
-  // As chosen, and as wide as the terminal.
+  // With the chosen colour and the width of the terminal.
   static Style ofStandardOutput();
 
   std::size_t width() const { return width_; } // 0: no limit

@@ -1,4 +1,4 @@
-// A child process that reads what this one writes.
+// Runs the pager as a child process that reads what this one writes.
 #include "velstat/text/pager.h"
 
 #include <velstat/text/error.h>
@@ -35,11 +35,11 @@ struct Pager {
   bool missing = false;
 };
 Pager pager;
-static_assert(std::atomic<pid_t>::is_always_lock_free); // or a handler could not use it
+static_assert(std::atomic<pid_t>::is_always_lock_free); // so that a signal handler may use it
 std::once_flag attempted;
 
-// What less and lv do if the user has not set it: end at once if the output fits, show colours and UTF-8, and leave
-// the text on the screen.
+// Variables for less and lv, unless the user has set them: exit at once if the output fits, show colours and UTF-8, and
+// leave the text on the screen.
 constexpr const char* defaults[][2] = {{"LESS", "FRX"}, {"LESSCHARSET", "utf-8"}, {"LV", "-c"}};
 
 std::vector<std::string> environment() {
@@ -65,12 +65,12 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-// Starts the program with standard input from the descriptor; an errno value.
+// Starts the program with the descriptor as its standard input. Returns 0 or an errno value.
 int spawn(std::vector<std::string> command, int input) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-  // This process ignores them, and a program that is started would inherit that.
+  // This process ignores these signals, and a program that it starts would inherit that.
   sigset_t restored;
   sigemptyset(&restored);
   sigaddset(&restored, SIGPIPE);
@@ -92,8 +92,8 @@ int spawn(std::vector<std::string> command, int input) {
   return error;
 }
 
-// A pager gets the terminal's SIGINT and SIGQUIT too, and decides about them: many only stop what they are doing. This
-// process ends by them when the pager has ended.
+// The pager gets the terminal's SIGINT and SIGQUIT too, and decides what to do: many pagers only stop what they are
+// doing. These signals therefore end this process only if the pager has ended.
 extern "C" void leaveToPager(int number) {
   const pid_t process = pager.process;
   siginfo_t ended{};
@@ -120,7 +120,7 @@ void leaveSignalsToPager() {
   }
 }
 
-// A copy that a program started from here does not get.
+// A copy of the descriptor that started programs do not inherit.
 int copyOf(int descriptor) {
   return fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
 }
@@ -140,7 +140,7 @@ void start() {
     fail(errno);
   }
   pager.process = startingProcess;
-  leaveSignalsToPager(); // it may already be interrupted when this process goes on
+  leaveSignalsToPager(); // the pager may be interrupted before spawn() returns
   const int error = chosen == nullptr ? spawn({"less"}, ends[0]) : spawn({"/bin/sh", "-c", chosen}, ends[0]);
   close(ends[0]);
   if (error != 0) {
@@ -184,7 +184,7 @@ void endPager() noexcept {
     ended = waitpid(process, &status, 0);
   } while (ended < 0 && errno == EINTR);
   pager.process = noProcess;
-  // What the shell says of a command that it cannot run.
+  // The shell's exit statuses for a command that it cannot run.
   pager.missing = ended > 0 && WIFEXITED(status) && (WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127);
 }
 

@@ -3,7 +3,7 @@
 
 namespace vel::stat {
 
-// Output goes straight to the terminal: --no-pager, and output that is redrawn or must be exact.
+// Makes output go straight to the terminal: for --no-pager, and for output that is redrawn or must be exact.
 void avoidPager() noexcept;
 
 // Starts the pager if standard output is a terminal and the user has one; at most once. From then on standard output,
@@ -11,10 +11,10 @@ void avoidPager() noexcept;
 void startPager();
 
 // Lets the pager finish and waits until the user leaves it; both streams then lead to the terminal again. Does nothing
-// if none was started. Calls only what a signal handler may.
+// if none was started. Calls only functions that are safe in a signal handler.
 void endPager() noexcept;
 
-// Whether the pager that ended could not be run at all, so that its output is lost.
+// Whether the pager could not be run at all, so that the output is lost.
 bool pagerWasMissing() noexcept;
 
 } // namespace vel::stat

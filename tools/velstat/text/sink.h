@@ -1,4 +1,4 @@
-// Where rendered text goes: to standard output, into a string, or to be measured only.
+// Where rendered text goes: to standard output or into a string, or it is only measured.
 #pragma once
 
 #include <cstddef>
@@ -35,7 +35,7 @@ private:
   std::string text_;
 };
 
-// Hands on what it gets in blocks; the last one by flush().
+// Passes text on in blocks; flush() passes on the last one.
 class BlockSink : public Sink {
 public:
   void append(std::string_view text) override;
@@ -47,7 +47,7 @@ private:
   std::string block_;
 };
 
-// Throws as writeStandardOutput does.
+// Throws like writeStandardOutput.
 class StandardOutput final : public BlockSink {
   void write(std::string_view block) override;
 };

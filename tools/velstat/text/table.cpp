@@ -28,7 +28,7 @@ std::size_t lineWidth(const std::vector<std::size_t>& widths) {
   return std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
 }
 
-// Takes from the widest columns until a line has this width.
+// Narrows the widest columns until a line has this width.
 void fit(std::vector<std::size_t>& widths, std::size_t width) {
   constexpr std::size_t least = 6;
   std::size_t total = lineWidth(widths);

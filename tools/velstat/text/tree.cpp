@@ -20,7 +20,7 @@ struct AppendLeaf {
 
   void operator()(const formats::Dictionary&) const { out += "(empty dictionary)"; }
   void operator()(const formats::Array&) const { out += "(empty array)"; }
-  // In quotes if its ends would be invisible.
+  // In quotes if its beginning or end would otherwise be invisible or ambiguous.
   void operator()(const std::string& text) const {
     const bool endsShow = !text.empty() && text.front() != ' ' && text.back() != ' ' && text.front() != '"';
     out += endsShow ? "" : "\"";
@@ -86,7 +86,8 @@ void KeyColumn::append(Sink& out, std::string_view key, const formats::Value& va
     return;
   }
   out += style.dim(shown);
-  // On a terminal, values have half of the line at least; a longer key is followed by its value.
+  // On a terminal, values get at least half of the line. After a key that is longer than its column, the value follows
+  // directly.
   const std::size_t half = style.width() / 2;
   const std::size_t column = style.width() == 0 ? width_ : std::min(width_, half - std::min(half, indent + 2));
   out.blanks(column - std::min(column, columns(shown)) + 2);

@@ -11,7 +11,7 @@
 
 namespace vel::stat {
 
-// Whether it fits in one line: everything except dictionaries and arrays that are not empty.
+// Whether the value is shown in one line: all values except dictionaries and arrays that are not empty.
 bool isLeaf(const formats::Value& value);
 // A leaf in one line. Text is escaped; only the beginning of long data is shown.
 void appendLeaf(Sink& out, const formats::Value& leaf);

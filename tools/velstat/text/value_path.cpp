@@ -11,7 +11,7 @@ namespace vel::stat {
 
 namespace {
 
-// Splits at each "/" that has no backslash before it. Escapes stay: they are the globs'.
+// Splits at each "/" that is not escaped by a backslash. Escapes are kept for the globs.
 std::vector<std::string> splitPath(std::string_view text) {
   std::vector<std::string> segments(1);
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -74,7 +74,7 @@ public:
     }
   }
 
-  // Those inside `key`. Nothing of what matches.
+  // The places for what is inside `key`. Patterns that have already matched have none.
   Places inside(std::string_view key) const {
     Places inner{patterns_, {}};
     for (const auto& [pattern, segment] : places_) {
@@ -174,7 +174,7 @@ std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPat
 }
 
 bool covers(std::span<const PathPattern> patterns, std::string_view path) {
-  if (patterns.empty()) { // most often, and paths can be long
+  if (patterns.empty()) { // the usual case, and splitting a long path takes time
     return false;
   }
   Places places(patterns);

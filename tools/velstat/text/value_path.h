@@ -47,8 +47,8 @@ using TakeMatch = std::function<void(std::string_view path, const formats::Value
 std::vector<bool> findPaths(const formats::Value& value, std::span<const PathPattern> patterns, const TakeMatch& take,
                             std::optional<std::string_view> key = {});
 
-// Whether a pattern matches the path or the beginning of it, up to a slash: whether findPaths, with all of the tree,
-// would take the place or something around it. The path is as ValuePath gives it.
+// Whether a pattern matches the path, or a beginning of it that ends before a slash: findPaths, given the whole tree,
+// would take the value at the path or one around it. The path has the form that ValuePath gives.
 bool covers(std::span<const PathPattern> patterns, std::string_view path);
 
 } // namespace vel::stat

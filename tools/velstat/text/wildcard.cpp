@@ -110,7 +110,7 @@ bool Wildcard::matches(std::string_view name) const {
   std::size_t step = 0;
   std::string_view rest = name;
   // Where to continue if the text after the last "*" does not match: that "*" then takes one more character. Earlier
-  // ones never need another attempt, so attempts do not nest.
+  // stars never need another attempt, so attempts do not nest.
   std::optional<std::size_t> star;
   std::string_view afterStar;
   while (!rest.empty() || step < steps_.size()) {

@@ -7,12 +7,13 @@
 
 namespace vel::stat {
 
-// `*` matches any characters, `?` any one, `[a-z]` one of these, `[!a-z]` one of the others; a backslash removes the
-// special meaning of the character after it. A character is a code point; bytes that are not UTF-8 are a
-// character each. The whole name must match. Time is bounded by pattern times name.
+// `*` matches any characters, `?` any one character, `[a-z]` one of these, `[!a-z]` one of all others; a backslash
+// removes the special meaning of the character after it. A character is a code point; each byte that is not UTF-8
+// counts as a character. The whole name must match. The time is at most proportional to the length of the pattern times
+// that of the name.
 class Wildcard {
 public:
-  // Throws std::invalid_argument with what is wrong with the pattern.
+  // Throws std::invalid_argument that says what is wrong with the pattern.
   explicit Wildcard(std::string_view pattern);
 
   bool matches(std::string_view name) const;
@@ -29,7 +30,7 @@ private:
   };
 
   static bool accepts(const Step& step, char32_t c);
-  // Parses a bracket expression from after its "[" to its "]".
+  // Parses a bracket expression; `next` moves from after its "[" to after its "]".
   static Step bracket(const std::u32string& pattern, std::size_t& next);
 
   std::vector<Step> steps_;

@@ -9,7 +9,7 @@ namespace vel::stat {
 
 namespace {
 
-// The bytes of a character with its escape sequences before it; those of colours take no column.
+// The length in bytes of a character and the escape sequences before it. These set colours, and take no column.
 std::size_t characterLength(std::string_view text) {
   std::size_t length = 0;
   while (text.substr(length).starts_with("\x1B[")) {
@@ -21,7 +21,7 @@ std::size_t characterLength(std::string_view text) {
   return length;
 }
 
-// Escape sequences at the end belong to the text before them.
+// The length of the escape sequences at the beginning of the text.
 std::size_t sequencesLength(std::string_view text) {
   std::size_t length = 0;
   while (text.substr(length).starts_with("\x1B[")) {
@@ -30,7 +30,7 @@ std::size_t sequencesLength(std::string_view text) {
   return length;
 }
 
-// The bytes of so many columns.
+// How many bytes are shown in `width` columns, with the escape sequences after them.
 std::size_t bytesOf(std::string_view text, std::size_t width) {
   std::size_t bytes = 0;
   for (; width != 0 && bytes < text.size(); --width) {
@@ -48,8 +48,8 @@ std::size_t shownColumns(std::string_view text) {
   return count;
 }
 
-// The column after the last two blanks in a row within so many columns; if there is none, that of the first character
-// and so many more.
+// Where the last column of a table in this line begins: after the last two blanks in a row, within `most` columns. If
+// there are no such blanks, `hanging` columns after the first character.
 std::size_t lastColumn(std::string_view line, std::size_t most, std::size_t hanging) {
   std::size_t column = 0;
   std::size_t blanks = 0;
@@ -70,14 +70,14 @@ std::size_t lastColumn(std::string_view line, std::size_t most, std::size_t hang
   return std::min(found, most);
 }
 
-// Writes the text, whose first line begins in this column.
+// Writes the text, whose first line begins at `column`.
 void wrap(Sink& out, std::string_view text, std::size_t column, std::size_t indent, std::size_t width) {
   while (!text.empty()) {
     const std::size_t room = width - std::min(width - 1, column);
     std::size_t end = bytesOf(text, room);
     std::size_t next = end;
     if (end < text.size()) {
-      // At the blank that would be the first beyond the line, or at the last one in it.
+      // Breaks at a blank just after the line, or at the last blank in it.
       const std::size_t blank = text[end] == ' ' ? end : text.substr(0, end).rfind(' ');
       if (blank != std::string_view::npos && text.find_first_not_of(' ') < blank) {
         end = blank;

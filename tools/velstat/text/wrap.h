@@ -9,13 +9,13 @@
 
 namespace vel::stat {
 
-// Words, which may be marked up, from the present column on; lines are broken at blanks and further ones begin with
-// `indent` blanks. A word that is longer than a line is broken too. Width 0: no limit.
+// Appends words, which may be marked up. Lines are broken at blanks, and all but the first begin with `indent` blanks;
+// the first is already indented by as much. A word that is longer than a line is broken too. Width 0: no limit.
 void appendWrapped(Sink& out, std::string_view words, std::size_t indent, std::size_t width);
 
-// Hands on lines of text, those that are too long in several lines. Further lines are indented to the line's last
-// column, such as the value after a key, if that leaves half the width; a line without columns by so many blanks more
-// than it is. Width 0: no limit.
+// Passes on lines of text, and breaks those that are too long. The further lines are indented to where the last column
+// of the broken line begins, such as the value after a key, but by at most half the width. If the line has no columns,
+// they are indented by `hanging` more blanks than the line itself. Width 0: no limit.
 class WrappedLines final : public Sink {
 public:
   // `out` must outlive this.
@@ -29,7 +29,7 @@ private:
   Sink& out_;
   const std::size_t width_;
   const std::size_t hanging_;
-  std::string line_; // as far as it is there
+  std::string line_; // the line so far
 };
 
 } // namespace vel::stat
