@@ -1,11 +1,11 @@
-// Counts what a benchmark allocates, C++ and C alike.
+// Counts the allocations of a benchmark, both in C++ and in C.
 #pragma once
 
 #include <cstdint>
 
 namespace vel::bench {
 
-// Calls of malloc, calloc and realloc by this thread so far; operator new arrives there too.
+// Calls of malloc, calloc and realloc by this thread so far; operator new calls them too.
 std::uint64_t allocations();
 
 } // namespace vel::bench

@@ -1,7 +1,7 @@
-// A full capture of the default device through the loaded bundle, and what its stages cost each by itself: the reads
-// from the driver, the rendering of the profile records, the strings made of the texts, the property lists made of the
-// strings. The rows below `capture` do the same work on the same data outside the plug-in, so that their sum tells
-// where the time goes; what is left over is the plug-in itself and the way to its queue and back.
+// A full capture of the default device through the loaded bundle, and the cost of each of its stages: the reads from
+// the driver, the rendering of the profile records, the strings made of the texts, the property lists made of the
+// strings. The rows below `capture` do the same work on the same data outside the plug-in, so that they show where the
+// time goes. The time that they leave unexplained is that of the plug-in itself and of the way to its queue and back.
 
 #include "allocations.h"
 #include <control/clock.h>
@@ -31,7 +31,7 @@ using namespace vel;
 
 constexpr std::size_t kHandlers = 111;
 constexpr std::size_t kProfileHandlers = 104;
-constexpr std::size_t kRecords = 32; // of each
+constexpr std::size_t kRecords = 32; // of each handler
 
 // The device with all its services registered.
 struct Device {
@@ -43,10 +43,10 @@ struct Device {
       session.registerService(service);
     }
     handlers = control::stateHandlers();
-    capture(); // successive batches come to their last, which repeats
+    capture(); // reaches the last of the successive batches, which then repeats
   }
 
-  // The records, each as it came.
+  // The record of each handler, unchanged.
   std::vector<control::StateRecord> capture() const {
     std::vector<control::StateRecord> records;
     for (const os_state_handle_t handler : handlers) {
@@ -89,7 +89,7 @@ void capture(benchmark::State& state) {
 }
 BENCHMARK(capture)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime()->UseRealTime();
 
-// The same, and the records read into trees, as velstat does.
+// The same, but also reads the records into trees, as velstat does.
 void captureAndRead(benchmark::State& state) {
   Device device;
   std::size_t records = 0;
@@ -104,7 +104,7 @@ BENCHMARK(captureAndRead)->Unit(benchmark::kMillisecond)->MeasureProcessCPUTime(
 
 using Batch = std::vector<_VelProfileReport>;
 
-// One batch of a named service, by the calls that the plug-in makes.
+// One batch of a named service, read with the calls that the plug-in makes.
 Batch readBatch(const char* name, std::uint32_t selector, std::optional<std::uint64_t> scalar) {
   Batch batch(kRecords);
   std::size_t length = batch.size() * sizeof batch.front();
@@ -121,7 +121,7 @@ Batch readBatch(const char* name, std::uint32_t selector, std::optional<std::uin
   return batch;
 }
 
-// As the 104 handlers ask, in their order.
+// The same reads as those of the 104 handlers, in the same order.
 std::vector<Batch> readBatches() {
   std::vector<Batch> batches;
   for (std::size_t i = 0; i < kProfileHandlers; ++i) {
@@ -165,7 +165,7 @@ Texts render(const std::vector<Batch>& batches) {
   return texts;
 }
 
-// The text of each record, without and with the clocks of host and co-processor, which are read anew for every one.
+// The text of each record, without and with the clocks of host and co-processor, which are read again for each record.
 void toString(benchmark::State& state) {
   const Device device;
   const std::vector<Batch> batches = readBatches();
@@ -190,7 +190,7 @@ void toString(benchmark::State& state) {
 }
 BENCHMARK(toString)->Arg(0)->Arg(1)->ArgName("clocks")->Unit(benchmark::kMillisecond);
 
-// What the plug-in calls for each record: the text, and a string of it.
+// The function that the plug-in calls for each record: renders the text and makes a string of it.
 void rendering(benchmark::State& state) {
   const Device device;
   const std::vector<Batch> batches = readBatches();

@@ -35,7 +35,7 @@ usage = resource.getrusage(resource.RUSAGE_CHILDREN)
 os.write(2, b"%f %d" % (seconds, usage.ru_maxrss))
 sys.exit(status)
 """
-# The same bytes again and again, from memory, in large writes.
+# Writes the same bytes repeatedly, from memory, in large blocks.
 WRITE = """
 import fcntl, os, sys
 total, size = int(sys.argv[1]), int(sys.argv[2])

@@ -1,8 +1,8 @@
 // Profile records to text: the naive stream rendering, to_string, and the bulk path with and without times. Prints the
 // ratios of one run after the table.
 //
-// to_string is measured with time functions that answer at once (tests/profile/given_times.cpp): what the platform
-// takes for its registry look-up is not the decoder's.
+// to_string is measured with time functions that return at once (tests/profile/given_times.cpp), because the time of
+// the platform's registry look-up is not part of the decoder's.
 #include "allocations.h"
 #include "profile/KIPLogDecoder.h"
 #include "profile/render.h"
@@ -180,7 +180,7 @@ void report(benchmark::State& state, std::uint64_t allocations, std::size_t byte
   state.SetItemsProcessed(static_cast<std::int64_t>(records));
 }
 
-// One call a record; the texts are checked after the loop.
+// One call for each record; the texts are checked after the loop.
 void single(benchmark::State& state, const Workload& workload, std::string (*render)(const unsigned char*)) {
   const std::uint64_t before = vel::bench::allocations();
   for (auto _ : state) {
@@ -222,7 +222,7 @@ void bulk(benchmark::State& state, const Workload& workload, const TimePolicy& t
   }
 }
 
-// The usual table; keeps the fastest time of each benchmark's repetitions.
+// Prints the usual table, and keeps the fastest time of each benchmark's repetitions.
 class RatioReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {

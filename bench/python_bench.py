@@ -17,7 +17,7 @@ import tempfile
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-LINES = 20  # every so many records are lines of text: those take 13 times the space
+LINES = 20  # one record in so many is a line of text, which takes 13 times the space
 
 
 def main():

@@ -1,5 +1,6 @@
-// The page of velstat report with 100,000 records in a browser: how long filters and searches take, and how many frames a
-// second scrolling shows.    node bench/report_page_bench.mjs    (after ctest --preset release -R browser_packages)
+// Measures the page of velstat report with 100,000 records in a browser: how long filters and searches take, and how many
+// frames a second scrolling shows.
+//     node bench/report_page_bench.mjs    (after ctest --preset release -R browser_packages)
 import { spawnSync } from "node:child_process";
 import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { createRequire } from "node:module";
@@ -22,7 +23,7 @@ const page = await browser.newPage({ viewport: { width: 1280, height: 900 } });
 await page.goto(pathToFileURL(file).href);
 await page.waitForSelector("html[data-ready=yes]");
 
-// The time from the event until the list shows its answer, layout included.
+// The time from the event until the list shows the result, including layout.
 async function measured(selector, event, value) {
   const times = [];
   let shown = "";
@@ -52,7 +53,8 @@ for (const [name, ...args] of [["category zorb", "#filter-category", "change", "
 }
 await page.fill("#search", "");
 
-// Scrolls seven rows a frame for three seconds. The main thread's processor time tells what a quiet machine would show.
+// Scrolls seven rows a frame for three seconds. The main thread's processor time hardly depends on how
+// busy the machine is.
 const tools = await page.context().newCDPSession(page);
 await tools.send("Performance.enable", { timeDomain: "threadTicks" });
 const taskSeconds = async () => (await tools.send("Performance.getMetrics")).metrics.find(({ name }) => name === "TaskDuration").value;

@@ -1,4 +1,4 @@
-// One registration, and one capture of the button's statistics, through the plug-in's objects on the platform.
+// Measures one registration, and one capture of the button's statistics, through the plug-in's objects on the platform.
 
 #include "allocations.h"
 #include "support/statistics_fixture.h"
@@ -22,7 +22,7 @@ void countAllocations(benchmark::State& state, std::uint64_t before) {
       benchmark::Counter(static_cast<double>(bench::allocations() - before), benchmark::Counter::kAvgIterations);
 }
 
-// Handlers are kept for the life of an object: registrations are measured in batches, each on a new one.
+// Handlers are kept for the life of an object, so registrations are measured in batches, each on a new object.
 void registerButton(benchmark::State& state) {
   constexpr int kBatch = 64;
   while (state.KeepRunningBatch(kBatch)) {
@@ -30,7 +30,7 @@ void registerButton(benchmark::State& state) {
     {
       Plugin plugin;
       auto service = plugin.addService({.usages = Plugin::button});
-      plugin.plugin->registerService(service.get()); // takes the raw debug handlers, once per object
+      plugin.plugin->registerService(service.get()); // also registers the raw debug handlers, once per object
       const std::uint64_t before = bench::allocations();
       state.ResumeTiming();
       for (int i = 0; i < kBatch; ++i) {
@@ -47,7 +47,7 @@ void registerButton(benchmark::State& state) {
 }
 BENCHMARK(registerButton);
 
-// The first service of an object brings the 104 raw debug handlers.
+// The first service of an object also registers the 104 raw debug handlers.
 void registerFirstButton(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
@@ -68,7 +68,7 @@ void registerFirstButton(benchmark::State& state) {
 }
 BENCHMARK(registerFirstButton);
 
-// The handler itself, on the calling thread; the device answers at once.
+// Calls the handler directly, on the calling thread; the device answers at once.
 void captureButton(benchmark::State& state) {
   Plugin plugin;
   plugin.registerService({.usages = Plugin::button});

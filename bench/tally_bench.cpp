@@ -1,6 +1,6 @@
-// Analytics entries a second, in batches as a device sends them: through the plug-in or straight into TallyStore's
-// functions, with and without the store's file and the log's. What a stage costs is the difference of two rows; what
-// SQLite costs is what remains of a batch's cost when its entries are few.
+// Analytics entries per second, in batches as a device sends them: through the plug-in or directly into TallyStore's
+// functions, with and without the store's file and the log's. The cost of a stage is the difference between two rows;
+// the cost of SQLite is what a batch still costs when it has few entries.
 
 #include "Analytics.h"
 #include "AnalyticsKeys.h"
@@ -28,7 +28,7 @@ namespace fs = std::filesystem;
 constexpr std::size_t kBatches = 64;
 using Batch = std::vector<TSRec>;
 
-// Counters are added to, all else is pushed, mostly once; values as firmware sends them.
+// Counters are added to; all other values are pushed, mostly once. The values are like those that firmware sends.
 std::vector<Batch> makeBatches(std::size_t size) {
   std::mt19937 random(11);
   std::vector<Batch> batches(kBatches, Batch(size));
@@ -125,7 +125,7 @@ struct Plugin : test::StatisticsTest {
   fs::path folder;
 };
 
-// Publishes one batch after the other by way of `publish` and checks what came of it.
+// Publishes one batch after the other with `publish`, and checks the result.
 template <class Publish>
 void publishBatches(benchmark::State& state, bool withStore, bool withLog, Publish publish) {
   std::vector<Batch> batches = makeBatches(static_cast<std::size_t>(state.range(0)));

@@ -16,7 +16,8 @@ import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-# Options of decode that select the records: half of all are dumps, which have no events; presses have hardly any.
+# Options of decode that select the records. Half of all records are dumps, which have no events in a trace; few records
+# of presses are dumps.
 MIXES = {"all": [], "presses": ["--category", "zorb"]}
 
 
