@@ -1,5 +1,5 @@
-// Hostile answers of servers: each is read the same in pieces as in one, or refused in one line. The first byte is the
-// size of the pieces.
+// Hostile answers of servers: each gives the same result whether it is read in pieces or as a whole, or is refused in
+// one line. The first byte is the size of the pieces.
 #include "require.h"
 #include <fleet/answer.h>
 #include <fleet/http.h>
@@ -13,7 +13,7 @@ namespace {
 using vel::fuzz::require;
 using namespace vel::fleet;
 
-// All that was read, or the error line.
+// Everything that was read, and the error line if there was one.
 std::string read(std::string_view answer, std::size_t size) {
   std::string seen;
   std::size_t columnCount = 0;

@@ -1,5 +1,5 @@
-// Hostile device models: a model is refused in one line of bounded length, or it takes bounded memory, can be put in
-// force and writes only inside the caller's buffer. It may extend one other model.
+// Hostile device models: a model is refused in one line of bounded length, or it takes bounded memory, makes a working
+// machine, and writes only inside the caller's buffer. It may extend one other model.
 #include "require.h"
 #include <host/error.h>
 #include <host/machine.h>
@@ -13,7 +13,7 @@ namespace {
 using vel::fuzz::require;
 using namespace vel::host;
 
-// Into buffers of their own, so that a write beyond one is seen.
+// Each reply is written into a buffer of its own, so that AddressSanitizer sees a write beyond it.
 void ask(const ReplyModel& model) {
   ReplyBook book(model);
   for (const std::size_t size : {0, 4, 330}) {
@@ -42,7 +42,8 @@ std::size_t sizeOf(const ReplyModel& model) {
   return size;
 }
 
-// A few words make many replies, which have a limit. An entry of analytics has at least two characters.
+// A few words can describe many replies, so their memory has a fixed limit. An entry of analytics takes at least two
+// characters of the text.
 void checkSize(const DeviceModel& model, std::size_t textSize) {
   std::size_t replies = 0;
   std::size_t analytics = 0;
@@ -61,7 +62,7 @@ void checkSize(const DeviceModel& model, std::size_t textSize) {
   require(analytics <= 4 * textSize);
 }
 
-// The only other model that there is.
+// The only model that a model can extend here.
 std::string readModel(const std::string& name) {
   if (name != "base.json") {
     throw vel::formats::Error("no such model");
@@ -74,7 +75,7 @@ std::string readModel(const std::string& name) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // The deepest pointer of cut keys, and what the longest list of known keys takes.
+  // The length of the deepest pointer, whose keys are cut, and of the longest list of known keys.
   constexpr std::size_t longestLine = 128 * 140 + 2048;
   try {
     const DeviceModel model = parseDeviceModel({reinterpret_cast<const char*>(data), size}, "fuzz", readModel);

@@ -1,5 +1,5 @@
-// Any bytes as profile records: the engine writes what the naive rendering writes, in a block that is exactly as large
-// as it asks for, and the fields stay inside the record.
+// Any bytes as profile records: the engine writes the same text as the naive rendering, into a block of exactly the
+// size that it requires, and the fields are inside the record.
 #include "profile/KIPLogDecoder.h"
 #include "profile/fields.h"
 #include "profile/render.h"

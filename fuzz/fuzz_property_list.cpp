@@ -1,5 +1,5 @@
-// Binary property lists and state records that are hostile: nothing outside the bytes is read; what is read can be
-// shown, compared and searched in bounded room, and equals itself.
+// Hostile binary property lists and state records: nothing outside the bytes is read. A value that is read can be
+// shown, compared and searched with output of bounded length, and equals itself.
 
 #include "require.h"
 #include <formats/binary_property_list.h>
@@ -20,13 +20,13 @@ namespace {
 using namespace vel;
 using vel::fuzz::require;
 
-// Small, so that lists that blow up do not slow the search down.
+// Small, so that lists that expand greatly do not slow the fuzzer down.
 constexpr std::size_t memory = std::size_t{1} << 20;
 
 const std::vector<stat::PathPattern> patterns = {stat::PathPattern("**/a*/?"), stat::PathPattern("[!0]/**/\\*")};
 const stat::Style plain(false);
 
-// What a rendering gives; empty when it would take too many times the input.
+// The text of a rendering; empty if it would be too many times as long as the input.
 template <class Render>
 std::string rendered(std::size_t size, Render render) {
   stat::Measure length(stat::mostExpansion * size);
@@ -50,7 +50,7 @@ void requireJson(std::size_t size, Render render) {
   require(text.empty() || nlohmann::json::accept(text));
 }
 
-// The most that the lines of a tree take: the margin, the column of keys, two blanks, the value.
+// The most bytes that the lines of a tree may take: the margin, the column of keys, two blanks, the value.
 std::size_t mostText(const formats::Value& value, std::size_t indent) {
   constexpr std::size_t key = 4 * stat::widestKey; // bytes
   if (stat::isLeaf(value)) {

@@ -1,6 +1,6 @@
-// Hostile SQL over hostile records: the first line is the SQL, the rest are records. One record is put before them
-// whose bytes are not text, so that they are not taken for a log. It ends within its limits, with rows or with an error
-// of one line, and changes no file.
+// Hostile SQL on hostile records: the first line is the SQL, the rest are records. A record whose bytes are not text is
+// put before them, so that they are not taken for a log. The SQL ends within its limits, with rows or with a one-line
+// error, and changes no file.
 #include "require.h"
 #include <query/database.h>
 
@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 using namespace vel;
 using vel::fuzz::require;
 
-// A folder for the input, with an empty one in it.
+// A folder for the input, with an empty folder in it.
 struct Folder {
   Folder() {
     std::string name = (fs::temp_directory_path() / "fuzz-query-XXXXXX").string();
@@ -35,7 +35,7 @@ struct Folder {
   fs::path path;
 };
 
-// While it lives, relative names lead to the empty folder, where SQL that made a file would be noticed.
+// While this exists, the current folder is the empty one, so that a file made by the SQL would be noticed.
 struct InFolder {
   explicit InFolder(const fs::path& folder) { fs::current_path(folder); }
   ~InFolder() { fs::current_path(before); }
@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view line = error.what();
     require(line.starts_with("the SQL"), "an error that does not say what is wrong");
   }
-  // The database is as good as before. Only a busy machine can keep it from answering.
+  // The database still works. Only on a busy machine may it fail to answer in time.
   try {
     query::Statement again = database.prepare("SELECT count(*) FROM records WHERE sequence_num < 10");
     require(again.step(), "a statement that must have a row has none");

@@ -1,6 +1,6 @@
-// Text to records. First the input as records: their lines, with what the input makes of the text between them, give
-// the same records. Then the input as text: only its bytes are read, and a sound line renders to
-// itself.
+// Text to records. First the input is taken as records: their lines, with empty lines between them, give the same
+// records. Then it is taken as text: only its bytes are read, and the record of a sound line is rendered as that line
+// again.
 #include "profile/read_line.h"
 #include "require.h"
 
@@ -25,7 +25,7 @@ void checkRecords(const std::uint8_t* data, std::size_t size) {
   for (std::size_t at = 0; at + 48 <= size; at += 48) {
     text += std::string(data[at] % 3, '\n') + rendered(data + at, policies[data[at + 1] % 2]);
   }
-  // A copy of its own, so that a read beyond the text is seen.
+  // A separate allocation, so that AddressSanitizer sees a read beyond the text.
   const std::vector<char> exact(text.begin(), text.end());
   LineReader reader;
   FoundLine line;

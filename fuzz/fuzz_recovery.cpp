@@ -1,5 +1,5 @@
-// Any bytes as a damaged file of records: the search takes every byte once, comes to an end, and finds the same records
-// for every size of the window that it sees at a time.
+// Any bytes as a damaged file of records: the search takes every byte once, ends, and finds the same records whatever
+// the size of the window through which it sees the file.
 #include <sources/recovery.h>
 
 #include <algorithm>
@@ -36,7 +36,7 @@ std::vector<std::size_t> find(std::span<const unsigned char> file, std::size_t m
     }
     const std::size_t taken = (step.record ? recordSize : 0) + step.skipped;
     require(taken <= size, "takes more than there is", at);
-    require(taken != 0 || moved, "does not come forward", at); // a step may find that the front is a record after all
+    require(taken != 0 || moved, "does not come forward", at); // one step may only find that the front is a record
     moved = taken != 0;
     at += taken;
   }

@@ -1,5 +1,5 @@
-// What people type for `velstat decode`: times, names and fields; and brief lines of any records with them. Words on
-// the first three lines, records after them.
+// What people type for `velstat decode`: times, names and fields, and brief lines of any records. The first byte
+// chooses one of these. Names and fields are on the first line, and records after it.
 #include "require.h"
 #include <sources/brief_renderer.h>
 #include <sources/record.h>
@@ -52,7 +52,7 @@ void readTime(std::string_view text) {
       attempt([&] {
         const Range found = range.resolve(log);
         require(found.first <= found.last || found == Range{1, 0});
-        // What is typed as a fixed range does not depend on the log.
+        // A fixed range does not depend on the log.
         require(!range.isFixed() || found == range.resolve({}));
       });
     }
@@ -111,7 +111,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) {
     return 0;
   }
-  // A copy of its own, so that a read beyond the bytes is seen.
+  // A separate allocation, so that AddressSanitizer sees a read beyond the bytes.
   const std::string copy(reinterpret_cast<const char*>(data) + 1, size - 1);
   attempt([&] {
     switch (data[0] % 4) {

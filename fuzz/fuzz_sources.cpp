@@ -1,5 +1,5 @@
-// The hostile inputs of sources/, each from the same bytes: lines of every format, reports with lines, and what a
-// capture's folder holds besides. Nothing outside the bytes is read, and what comes out fits together.
+// Hostile inputs of sources/, all made of the same bytes: lines of every format, reports with lines, and the other
+// files of a capture's folder. Nothing outside the bytes is read, and the results are consistent.
 #include "require.h"
 #include <formats/error.h>
 #include <sources/capture_folder.h>
@@ -23,7 +23,7 @@ using namespace vel;
 using vel::fuzz::require;
 using namespace vel::sources;
 
-// Read as a whole, and in two blocks that are cut where the format says.
+// Reads the text as a whole, and in two blocks that are divided where the format says; the records must be the same.
 void readLines(Kind kind, std::string_view text) {
   const auto format = makeLineFormat(kind, {});
   ParsedLines whole;
@@ -44,7 +44,7 @@ void readLines(Kind kind, std::string_view text) {
     require(first.records == whole.records);
   }
 
-  // Against the relation that the lines tell, all that tell it agree.
+  // Reads the lines again with the relation between the clocks that they gave.
   if (!whole.clocks.relations().empty()) {
     ParsedLines again;
     makeLineFormat(kind, whole.clocks.relations().front())->read(text, true, again);
@@ -89,7 +89,7 @@ void attempt(Read read) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // A copy of its own, so that a read beyond the bytes is seen.
+  // A separate allocation, so that AddressSanitizer sees a read beyond the bytes.
   const std::vector<char> copy(data, data + size);
   const std::string_view text(copy.data(), copy.size());
   const Recognised recognised = recognise(text, true, size);

@@ -1,5 +1,5 @@
-// Hostile spools: entries are read or refused, and no larger than the file. The input is read as a spool, and as an
-// entry whose digest is right.
+// Hostile spools: entries are read or refused, and are not larger than the file. The input is read as a spool, and then
+// as an entry with the right digest.
 #include "require.h"
 #include <fleet/content_id.h>
 #include <fleet/error.h>

@@ -1,5 +1,6 @@
-// Hostile analytics stores: a store with bytes changed anywhere, or with any bytes as a distribution's samples,
-// is refused and left alone, or holds numbers that can be counted on from, and can be shown in bounded room.
+// Hostile analytics stores, with some bytes changed, or with any bytes as a distribution's samples. Such a store is
+// refused and not changed; or its numbers are sound, more can be added, and it can be shown with output of bounded
+// length.
 #include "require.h"
 #include <control/tally.h>
 #include <velstat/tally/output.h>
@@ -56,7 +57,7 @@ std::string makeStore(const fs::path& file) {
   return contentOf(file);
 }
 
-// Changes of one byte each: three bytes of a place, which wraps, and the byte to be there.
+// Each change takes four bytes: three for a place, modulo the size of the store, and the byte to put there.
 void change(std::string& store, const std::uint8_t* data, std::size_t size) {
   for (; size >= 4; data += 4, size -= 4) {
     const std::size_t place =
@@ -65,7 +66,7 @@ void change(std::string& store, const std::uint8_t* data, std::size_t size) {
   }
 }
 
-// The bytes as the packed samples of a distribution; the first byte is the count that the row claims.
+// Stores the bytes as the packed samples of a distribution; the first byte is the count that the row claims.
 void putSamples(const fs::path& file, const std::uint8_t* data, std::size_t size) {
   sqlite3* database = nullptr;
   sqlite3_stmt* statement = nullptr;
@@ -91,7 +92,7 @@ void checkNumbers(const std::vector<TallyRow>& rows) {
   }
 }
 
-// In every format, a store takes no more than so many times its size.
+// In every format, the output is at most `mostExpansion` times as long as the store.
 void checkShown(const std::vector<TallyRow>& rows, std::size_t size) {
   using namespace vel::stat;
   try {
@@ -148,7 +149,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     closeTallyStore();
     checkNumbers(readTallyStore(file));
   } catch (const std::runtime_error&) {
-    require(!samples, "a store that was read could not be written"); // an index may be damaged, which shows only now
+    require(!samples,
+            "a store that was read could not be written"); // a damaged index shows only when the store is written
   }
   closeTallyStore();
   return 0;

@@ -1,5 +1,5 @@
 // Replaces libFuzzer in ordinary builds: runs a target on every file in the given folders, and on the empty input. No
-// file may take more than 256 MiB of memory, which libFuzzer is told by -rss_limit_mb.
+// file may take more than 256 MiB of memory, the limit that libFuzzer gets from -rss_limit_mb.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -15,7 +15,7 @@ namespace {
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define VEL_SANITIZED // which takes memory of its own
+#define VEL_SANITIZED // sanitizers need memory of their own
 #endif
 #endif
 
