@@ -13,7 +13,7 @@ import velprofile
 
 FAILURES = ("HaldenCLTimeOut", "HaldenCLFault")
 OUTCOMES = ("ckp_HaldenPlayAsset", *FAILURES)
-ROWS = 6  # of the picture
+ROWS = 6  # at most, in the picture
 BEFORE, AFTER = 60_000, 250_000  # microseconds around a start that the picture shows
 
 

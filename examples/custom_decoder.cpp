@@ -1,8 +1,8 @@
-// A decoder of your own: names and payload fields for a category that the product does not know. Prints the records of
-// standard input; those of other categories as usual.
+// A custom decoder: names and payload fields for a category that the product does not know. Prints the records of
+// standard input; those of other categories are printed as usual.
 //
-// The base class writes the header, the byte dump and the times. A subclass overrides names and payload only, and looks
-// unknown ids up with find_in_table, so that they print as numbers.
+// The base class writes the header, the byte dump and the times. A subclass overrides only the names and the payload,
+// and looks ids up with find_in_table, which prints unknown ones as numbers.
 #include <profile/KIPLogDecoder.h>
 #include <profile/profile_decoder.h>
 
@@ -32,8 +32,8 @@ public:
     return component == 0 ? find_in_table(zone_events, std::size(zone_events), event) : std::to_string(event);
   }
 
-  // A zone's sample: the temperature in hundredths of a degree, in the first word of the payload. A key comes with its
-  // blank, and a comma follows each value.
+  // A zone's sample: the temperature in hundredths of a degree, in the first word of the payload. key() puts a blank
+  // before the key; the caller writes the comma after the value.
   void parse_datatype(std::stringstream& out, const _VelProfileReport& report) override {
     if (report.component == 0 && report.event == 0) {
       std::int32_t hundredths = 0;

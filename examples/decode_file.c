@@ -1,4 +1,4 @@
-/* Prints a file of profile records as text, a line each: decode_file RECORDS
+/* Prints a file of profile records as text, one line for each: decode_file RECORDS
  *
  * Records are read in blocks of 256, so that their texts stay in the processor's cache. */
 #include <profile/velprofile.h>
