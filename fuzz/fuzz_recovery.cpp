@@ -1,5 +1,5 @@
-// Any bytes as a damaged file of records: the search takes every byte once, ends, and finds the same records whatever
-// the size of the window through which it sees the file.
+// Any bytes as a damaged file of records: the search takes every byte once, ends, and finds the same records for any
+// size of the window through which it sees the file.
 #include <sources/recovery.h>
 
 #include <algorithm>
