@@ -1,4 +1,4 @@
-// The small part of the inputs as tables: each row is an item of a capture, each column a row below.
+// The small part of the inputs as tables: each row of a table is an item of a capture.
 #include <query/state.h>
 
 #include <fmt/format.h>
@@ -167,7 +167,7 @@ std::unique_ptr<const Table> makeLog() {
 
 using sources::Metric;
 
-// What only scalars or only distributions have.
+// Values that only scalars or only distributions have; others are NULL.
 template <auto Member>
 void scalarNumber(Result result, const InputInfo&, const Metric& metric) {
   if (metric.kind == control::TallyKind::scalar) {

@@ -30,7 +30,7 @@ bool isReading(int action) {
   return action == SQLITE_SELECT || action == SQLITE_READ || action == SQLITE_RECURSIVE;
 }
 
-// Functions that reach beyond the statement.
+// Functions that can do more than compute a value.
 bool isForbidden(std::string_view function) {
   return function == "load_extension" || function == "fts3_tokenizer";
 }
@@ -57,7 +57,7 @@ void limitSize(sqlite3* database) {
   }
 }
 
-// Whether there is nothing but blanks, comments and semicolons: SQLite prepares nothing from it.
+// Whether the SQL has only blanks, comments and semicolons: SQLite then prepares no statement.
 bool isEmpty(sqlite3* database, std::string_view sql) {
   while (!sql.empty()) {
     sqlite3_stmt* statement = nullptr;
@@ -90,7 +90,7 @@ State::State(sources::Sources& from, sources::Sources* reference, const Limits& 
     sqlite3_exec(database, "PRAGMA temp_store = MEMORY", nullptr, nullptr, nullptr); // sorting uses no files either
     sqlite3_db_config(database, SQLITE_DBCONFIG_ENABLE_LOAD_EXTENSION, 0, nullptr);
     sqlite3_db_config(database, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr); // "x" is a name, never a text
+    sqlite3_db_config(database, SQLITE_DBCONFIG_DQS_DML, 0, nullptr); // "x" is always a name, never a string
     limitSize(database);
     for (const auto& table : tables_) {
       registerTable(*this, inputs_, "", *table);
@@ -98,7 +98,7 @@ State::State(sources::Sources& from, sources::Sources* reference, const Limits& 
         registerTable(*this, *reference_, "reference_", *table);
       }
     }
-    // SQLite declares these, which read JSON in a value, when they are used first: a change, for an authorizer.
+    // SQLite declares these table functions when they are first used, which the authorizer would refuse as a change.
     sqlite3_exec(database, "SELECT 1 FROM json_each('[]'), json_tree('[]')", nullptr, nullptr, nullptr);
     sqlite3_set_authorizer(database, authorize, this);
     constexpr int operations = 10'000; // some hundred microseconds
@@ -160,7 +160,7 @@ void State::fail(std::string_view sql) {
     requireTime();
   }
   if (code == SQLITE_NOMEM) {
-    // Far from the limit, it is the process that has no more.
+    // If use stayed far below the limit, the process itself is out of memory.
     if (sqlite3_memory_highwater(0) < static_cast<sqlite3_int64>(limits.memory / 2)) {
       throw std::bad_alloc();
     }

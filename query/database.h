@@ -1,13 +1,13 @@
-// Asks sources in SQL: SQLite with virtual tables over the inputs, which are read and not copied. docs/velstat-query.md
+// Runs SQL over sources: SQLite with virtual tables over the inputs, which are read in place. docs/velstat-query.md
 // describes the tables.
 //
 //   query::Database database(sources);
 //   query::Statement statement = database.prepare("SELECT category, count(*) FROM records GROUP BY 1");
 //   while (statement.step()) … statement.text(0), statement.integer(1) …
 //
-// SQL is untrusted: it can only read these tables; memory, expressions and time are limited. Every failure is thrown as
-// query::Error, one line; what reading a source throws comes through unchanged. A failure ends its statement only.
-// [one thread at a time]
+// SQL is untrusted: it can only read these tables; memory, expressions and time are limited. Failures are thrown as
+// query::Error with one line of text; exceptions from reading a source are passed on unchanged. A failure ends only its
+// own statement. [one thread at a time]
 #pragma once
 
 #include <formats/error.h>
@@ -36,7 +36,7 @@ struct ColumnInfo {
   const char* type = "TEXT"; // TEXT, INTEGER, REAL or BLOB
   std::string about;         // one line
   bool hidden = false;       // not in SELECT *, and computed only when it is named
-  bool wide = false;         // an INTEGER that may be above 2^63 - 1, which is then the text of its digits
+  bool wide = false;         // an INTEGER that may be above 2^63 - 1; such a value is returned as a text of digits
 };
 
 struct TableInfo {
@@ -45,12 +45,12 @@ struct TableInfo {
   std::vector<ColumnInfo> columns;
 };
 
-// SQLite limits memory for a whole process: of several databases, the `memory` of the last one counts.
+// SQLite limits memory for the whole process: if there are several databases, the `memory` of the last one counts.
 struct Limits {
   std::chrono::milliseconds time{60'000}; // of a statement, from its preparation; 0: no limit
   std::size_t memory = std::size_t{512} << 20;
-  // Called on another thread, with a line for the user, when the time is over and a function of SQL does not come back,
-  // which cannot be stopped: it ends the process. Null: the function is waited for.
+  // Called on another thread, with a line for the user, when the time is over and an SQL function does not return. Such
+  // a function cannot be stopped, so this must end the process. Null: the function is waited for.
   void (*overdue)(const std::string& line) = nullptr;
 };
 
@@ -69,10 +69,10 @@ public:
   std::size_t columns() const;
   std::string_view name(std::size_t column) const; // [borrowed: from the statement]
 
-  // Goes to the next row; false when there is none.
+  // Goes to the next row; false if there is none.
   bool step();
 
-  // The present row. A value of another type is converted as SQLite does. [borrowed: until the next step]
+  // Values of the current row. A value of another type is converted as SQLite does. [borrowed: until the next step]
   ValueType type(std::size_t column) const;
   std::int64_t integer(std::size_t column) const;
   double real(std::size_t column) const;
@@ -94,13 +94,13 @@ public:
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
-  // One statement. Throws Error with line and column for SQL that is wrong, and for SQL that does more than read.
+  // Prepares one statement. Throws Error for wrong SQL, with line and column, and for SQL that does more than read.
   Statement prepare(std::string_view sql);
 
-  // What a reading of all records has told, so that the tables `runs` and `defects` need not read them again.
+  // Passes on what was found by reading all records, so that the tables `runs` and `defects` need not read them again.
   void tellReading(std::vector<sources::Finding> defects, std::vector<sources::Run> runs);
 
-  // How many records the virtual tables have handed to SQLite: what a filter has left. For tests and benchmarks.
+  // How many records passed the filters and were handed to SQLite. For tests and benchmarks.
   std::uint64_t recordsProduced() const;
 
 private:

@@ -1,4 +1,4 @@
-// A thread that looks at the calling thread's processor time now and then.
+// Runs a thread that checks the calling thread's processor time at intervals.
 #include "query/overdue.h"
 
 #include <pthread.h>

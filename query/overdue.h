@@ -1,5 +1,5 @@
-// Notices a call of SQLite that does not end. SQLite asks whether to go on between its operations, but a single call of
-// a function of SQL may take minutes.
+// Detects a call of SQLite that does not end. SQLite lets a statement be stopped only between its operations, but a
+// single call of an SQL function may take minutes.
 #pragma once
 
 #include <chrono>
@@ -16,14 +16,14 @@ class Overdue {
 public:
   using Time = std::chrono::steady_clock::time_point;
 
-  // `end` is called on a thread of its own, once a call has used the processor for another second after its deadline.
-  // A call that waits, such as for a pipe, uses none.
+  // `end` is called on a separate thread once a call has used another second of processor time after its deadline. A
+  // call that waits, for instance for a pipe, uses no processor time.
   explicit Overdue(std::function<void()> end);
   ~Overdue();
   Overdue(const Overdue&) = delete;
   Overdue& operator=(const Overdue&) = delete;
 
-  // This thread calls SQLite, and has come back. [one thread at a time]
+  // To be called before and after each call of SQLite. [one thread at a time]
   void enter(Time deadline);
   void leave();
 
@@ -31,7 +31,7 @@ private:
   struct Call {
     Time deadline;
     clockid_t processor;                               // the clock of the calling thread
-    std::optional<std::chrono::nanoseconds> late = {}; // what that clock said when the deadline was over
+    std::optional<std::chrono::nanoseconds> late = {}; // that clock's time when the deadline was first seen to be over
   };
 
   void watch();

@@ -1,4 +1,4 @@
-// What reading the inputs has told of them as tables: runs of records, and defects.
+// The tables of what is known only after reading all records: runs of records, and defects.
 #include <query/state.h>
 #include <sources/record.h>
 
@@ -14,7 +14,7 @@ using sources::Finding;
 using sources::Location;
 using sources::Run;
 
-// Reads all records once, and keeps what their stream tells at its end.
+// Reads all records once, and keeps the findings and runs of their stream.
 const RecordNotes& notesOf(State& state, Origin& origin) {
   if (!origin.notes) {
     constexpr std::size_t blockRecords = 512;
@@ -35,7 +35,7 @@ struct ReadingColumn {
   void (*write)(Result, const Origin&, const Item&, std::size_t number);
 };
 
-// The items that rows are made of.
+// Returns the items of a table, one for each row.
 template <class Item>
 using Collect = std::vector<const Item*> (*)(State&, Origin&);
 
@@ -45,7 +45,7 @@ public:
   ReadingTable(const char* name, const char* about, Collect<Item> collect, std::vector<ReadingColumn<Item>> columns)
       : Table(infoOf(name, about, columns)), collect_(collect), columns_(std::move(columns)) {}
 
-  // All records are read for it, once.
+  // The table costs one reading of all records, even for few rows.
   void plan(sqlite3_index_info& index) const override {
     constexpr double few = 100;
     constexpr double oneReading = 1e5;

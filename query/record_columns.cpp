@@ -1,4 +1,4 @@
-// Each column is a row: name, type, and how its value comes from a record.
+// Tables of columns: name, type, and how the value is read from a record.
 #include "query/record_columns.h"
 
 #include <profile/names.h>
@@ -27,7 +27,7 @@ void writeName(Result result, profile::NameTable table, unsigned id) {
   result.text(name_of(table, id, digits));
 }
 
-// Values that only the details have.
+// A column whose value comes from the record's details.
 using Write = decltype(RecordColumn::write);
 RecordColumn detail(ColumnInfo info, Write write) {
   RecordColumn column{std::move(info), write};

@@ -1,4 +1,4 @@
-// The columns of the tables of records: what all have, and the fields of a layout.
+// The columns of the tables of records: those that all records have, and the fields of a layout.
 #pragma once
 
 #include <profile/fields.h>
@@ -19,7 +19,7 @@ struct RecordRow {
   const sources::Details* details = nullptr; // null unless a column needs them
 };
 
-// What computing the columns of one cursor takes. [one thread at a time]
+// The objects that are needed to compute the columns of one cursor. [one thread at a time]
 struct RecordTools {
   RecordTools(const sources::Sources& from, const profile::TimePolicy& given);
 
@@ -37,11 +37,11 @@ struct RecordColumn {
   const profile::Row* field = nullptr; // of a layout
 };
 
-// The columns of a table: of `records`, and of a layout's own.
+// The columns of the table `records`, and of a layout's table.
 std::vector<RecordColumn> recordColumns();
 std::vector<RecordColumn> layoutColumns(const profile::Layout& layout);
 
-// A name of the decoder as a name in SQL: '-' becomes '_'.
+// Converts a name of the decoder to a name in SQL: '-' becomes '_'.
 std::string sqlName(std::string_view name);
 
 } // namespace vel::query

@@ -1,4 +1,4 @@
-// From constraints to a plan, and from a plan with values to a selection.
+// Turns SQLite's constraints into a plan, and a plan with its values into a selection.
 #include "query/record_filter.h"
 
 #include <formats/nearest_name.h>
@@ -19,7 +19,7 @@ using sources::SelectionRequest;
 
 constexpr std::string_view in = "=*";      // one of several values
 constexpr std::string_view glob = "=glob"; // a pattern
-constexpr double beyond = 9e18;            // greater numbers are left to SQLite
+constexpr double beyond = 9e18;            // larger numbers are left to SQLite
 
 std::string_view operatorText(unsigned char op) {
   switch (op) {
@@ -40,13 +40,13 @@ std::string_view operatorText(unsigned char op) {
   }
 }
 
-// The selection ignores the case of letters, so it lets through what either of these collations finds equal.
+// The selection ignores the case of letters, so it passes all names that either of these collations finds equal.
 bool comparesNames(sqlite3_index_info& index, int constraint) {
   const std::string_view collation = sqlite3_vtab_collation(&index, constraint);
   return collation == "BINARY" || collation == "NOCASE";
 }
 
-// Names that an id has by itself: those of components and events depend on other ids.
+// The table of names if an id determines its name. The names of components and events depend on other ids too.
 std::optional<profile::NameTable> namesOf(const FilteredBy& by) {
   if (by.names == &SelectionRequest::categories) {
     return profile::category_names();
@@ -77,7 +77,7 @@ std::string textOf(sqlite3_value* value) {
   return text == nullptr ? std::string() : std::string(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
 }
 
-// The number that a column of numbers is compared with: 7, 7.0 and '7' are the same. Nothing for all else.
+// The number that a column of numbers is compared with: 7, 7.0 and '7' are the same. Nothing for other values.
 std::optional<std::int64_t> wholeNumber(sqlite3_value* value) {
   const int type = sqlite3_value_numeric_type(value);
   if (type == SQLITE_INTEGER) {
@@ -88,8 +88,8 @@ std::optional<std::int64_t> wholeNumber(sqlite3_value* value) {
                                                                    : std::nullopt;
 }
 
-// Whether the selection lets through exactly the records that show `text` in the column: it also takes other spellings,
-// ids and, for events, actions.
+// Whether the selection passes exactly the records that show `text` in the column. It may pass more, because it also
+// accepts other spellings, ids and, for events, actions.
 bool selectsExactly(const FilteredBy& by, const std::string& text, bool ignoresCase) {
   if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos) {
     return false;
@@ -114,7 +114,7 @@ bool selectsExactly(const FilteredBy& by, const std::string& text, bool ignoresC
   return true;
 }
 
-// Whether the selection does all that the constraint asks for, so that SQLite need not look at each record again. Only
+// Whether the selection implements the constraint exactly, so that SQLite need not check each record again. Only
 // constants are known while a statement is planned.
 bool isExact(sqlite3_index_info& index, int number, const FilteredBy& by) {
   sqlite3_value* value = nullptr;
@@ -128,11 +128,11 @@ bool isExact(sqlite3_index_info& index, int number, const FilteredBy& by) {
          selectsExactly(by, textOf(value), std::string_view(sqlite3_vtab_collation(&index, number)) == "NOCASE");
 }
 
-// Narrows by names or ids. A selection takes either for the same list, so only the first constraint counts. False: no
+// Narrows by names or ids. Both go into the same list of the selection, so only the first constraint counts. False: no
 // record can pass.
 bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlite3_value* const> values) {
   const auto list = by.names != nullptr ? by.names : by.ids;
-  constexpr std::size_t mostValues = 64; // finding out which of them are names takes a while
+  constexpr std::size_t mostValues = 64; // checking which of them are names takes time
   if (values.size() > mostValues || !(request.*list).empty()) {
     return true;
   }
@@ -140,7 +140,7 @@ bool narrowList(SelectionRequest& request, const FilteredBy& by, std::span<sqlit
   for (sqlite3_value* const value : values) {
     const int type = sqlite3_value_type(value);
     if (type == SQLITE_NULL) {
-      continue; // equals nothing
+      continue; // NULL equals nothing
     }
     if (by.names != nullptr && (type == SQLITE_TEXT || type == SQLITE_INTEGER)) {
       wanted.push_back(textOf(value));
@@ -192,7 +192,7 @@ bool leaveOutUnknown(SelectionRequest& request) {
   return true;
 }
 
-// All whole numbers that may satisfy the comparison with the value; nothing if there are none.
+// A range with all whole numbers that may satisfy the comparison with the value; nothing if there are none.
 std::optional<Range> rangeOf(std::string_view op, sqlite3_value* value) {
   if (sqlite3_value_type(value) == SQLITE_NULL) {
     return std::nullopt;
@@ -250,7 +250,7 @@ std::vector<sqlite3_value*> valuesOf(const Term& term, sqlite3_value* value) {
   sqlite3_value* item = nullptr;
   for (int result = sqlite3_vtab_in_first(value, &item); result == SQLITE_OK && item != nullptr;
        result = sqlite3_vtab_in_next(value, &item)) {
-    // The item is valid until the next one comes.
+    // SQLite keeps an item only until the next call.
     values.push_back(sqlite3_value_dup(item));
   }
   return values;
@@ -276,7 +276,7 @@ private:
   std::vector<sqlite3_value*> values_;
 };
 
-// The hull of what the values allow.
+// The smallest range that contains the ranges of all values.
 std::optional<Range> rangeOfAll(const Term& term, std::span<sqlite3_value* const> values) {
   std::optional<Range> hull;
   for (sqlite3_value* const value : values) {
@@ -302,7 +302,7 @@ std::string planFilter(sqlite3_index_info& index, std::span<const FilterColumn> 
     if (!canNarrow(index, i, column.by)) {
       continue;
     }
-    // All values of IN at once: otherwise SQLite would read the source once for each of them.
+    // Take all values of IN at once: otherwise SQLite would read the source once for each value.
     const bool isList = sqlite3_vtab_in(&index, i, 1) != 0;
     index.aConstraintUsage[i].argvIndex = ++values;
     const auto list = column.by.names != nullptr ? column.by.names : column.by.ids;

@@ -1,4 +1,4 @@
-// The tables of records: all of them, and those that show one layout.
+// The tables of records: one of all records, and for each layout one of the records that show it.
 #include <profile/layout.h>
 #include <query/record_columns.h>
 #include <query/record_filter.h>
@@ -34,7 +34,8 @@ public:
     index.idxStr = sqlite3_mprintf("%s", plan.c_str());
     index.needToFreeIdxStr = 1;
     index.idxNum = needsDetails(index.colUsed) ? withDetails : plain;
-    // All of the source is read even with filters: a join should not read it for each row of another table.
+    // Even with filters, all of the source is read. The cost says so, lest a join read it for each row of another
+    // table.
     constexpr double allRows = 1e6;
     index.estimatedRows = static_cast<sqlite3_int64>(plan.empty() ? allRows : allRows / 20);
     index.estimatedCost = plan.empty() ? allRows : allRows * 0.9;
@@ -47,7 +48,7 @@ public:
   const Layout* layout() const { return layout_; }
 
 private:
-  // Bit 63 is for all columns from 63 on.
+  // Bit 63 of `used` is set if any column from 63 on is used.
   bool needsDetails(sqlite3_uint64 used) const {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (columns_[i].needsDetails && (used >> std::min<std::size_t>(i, 63) & 1) != 0) {
@@ -102,7 +103,7 @@ public:
 private:
   static constexpr std::size_t blockRecords = 512;
 
-  // To the next record at or after at_ that passes.
+  // Goes to the next record at or after at_ that passes.
   void seek() {
     for (;;) {
       for (; at_ < count_; ++at_) {

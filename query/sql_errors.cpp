@@ -1,4 +1,4 @@
-// Reads the messages of SQLite that name something unknown.
+// Interprets SQLite's messages about unknown tables and columns.
 #include "query/sql_errors.h"
 
 #include <formats/nearest_name.h>
@@ -12,7 +12,7 @@ namespace vel::query {
 
 namespace {
 
-// What follows the words in a message, without the table before a column's name.
+// The name after these words in a message, without the table before a column's name.
 std::optional<std::string_view> nameAfter(std::string_view message, std::string_view words) {
   if (!message.starts_with(words)) {
     return std::nullopt;

@@ -1,4 +1,4 @@
-// What SQLite says of wrong SQL, as one line that tells where and what was probably meant.
+// Adds to SQLite's error messages where the error is and what was probably meant.
 #pragma once
 
 #include <query/virtual_table.h>

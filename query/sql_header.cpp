@@ -15,7 +15,7 @@ namespace {
   throw Error(fmt::format("{}: line {}: {}", file, line, cause));
 }
 
-// Takes the comments at the beginning of a file.
+// Reads the comments at the beginning of a file.
 class HeaderReader {
 public:
   HeaderReader(const std::string& file, const HeaderKeys& keys) : file_(file), keys_(keys) {}
@@ -89,7 +89,7 @@ private:
 
   const std::string& file_;
   const HeaderKeys& keys_;
-  std::vector<HeaderEntry> entries_; // a next line continues the last one
+  std::vector<HeaderEntry> entries_; // a continuation line adds to the last one
   std::size_t line_ = 0;
 };
 

@@ -1,6 +1,5 @@
-// The comments at the beginning of an SQL file that say in words what it is: "-- key: words", whose next lines begin
-// with
-// "--" and two blanks.
+// The comments at the beginning of an SQL file that describe it: "-- key: words". Continuation lines begin with "--"
+// and two blanks.
 #pragma once
 
 #include <query/database.h>
@@ -16,7 +15,7 @@ namespace vel::query {
 struct HeaderKeys {
   std::span<const std::string_view> names;
   std::span<const std::size_t> required; // of `names`
-  std::span<const std::size_t> repeated; // those that may be there more than once
+  std::span<const std::size_t> repeated; // of `names`: those that may appear more than once
   const char* what;                      // "a rule", in messages
   const char* document;                  // that lists the keys
 };
@@ -27,10 +26,10 @@ struct HeaderEntry {
   std::size_t line = 0; // of the file, from 1
 };
 
-// In the order of the file. `file` is its name in messages. Throws Error.
+// The entries in the order of the file. `file` is its name in messages. Throws Error.
 std::vector<HeaderEntry> readHeader(std::string_view content, const std::string& file, const HeaderKeys& keys);
 
-// Without blanks at both ends.
+// The text without blanks at both ends.
 std::string_view trimmed(std::string_view text);
 
 } // namespace vel::query

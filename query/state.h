@@ -1,4 +1,4 @@
-// What a database's tables and statements share.
+// The state that a database's tables and statements share.
 #pragma once
 
 #include <profile/render.h>
@@ -16,19 +16,19 @@
 
 namespace vel::query {
 
-// What reading all records to their end tells.
+// What is known after reading all records.
 struct RecordNotes {
   std::vector<sources::Finding> defects; // of lines outside captures
   std::vector<sources::Run> runs;
 };
 
-// What one set of tables reads: the inputs, or those of the reference.
+// The inputs that one set of tables reads: those of the device, or those of the reference.
 struct Origin {
   explicit Origin(sources::Sources& from);
 
   sources::Sources& sources;
-  const profile::TimePolicy times;  // that all its inputs tell
-  std::optional<RecordNotes> notes; // once a table needed them
+  const profile::TimePolicy times;  // that all inputs agree on
+  std::optional<RecordNotes> notes; // set when a table first needs them
 };
 
 class State {
@@ -43,18 +43,18 @@ public:
   bool isLate() const { return deadline_ && std::chrono::steady_clock::now() >= *deadline_; }
   void tell(RecordNotes notes) { inputs_.notes = std::move(notes); }
   void requireTime() const; // throws Error when the time is over
-  // Around a call of SQLite that runs the SQL.
+  // To be called before and after a call of SQLite that runs the SQL.
   void enter();
   void leave();
 
-  // Throws what a table or SQLite has told. `sql` is what was prepared; empty: not known any more.
+  // Throws the error of a table or of SQLite. `sql` is the SQL that was prepared; empty if it is no longer known.
   [[noreturn]] void fail(std::string_view sql);
 
   const Limits limits;
   sqlite3* database = nullptr;
-  std::exception_ptr failure; // of a table, during the call of SQLite that runs
-  bool denied = false;        // the SQL wanted to do more than read
-  bool declaring = false;     // a table is made known, which SQLite treats as a change
+  std::exception_ptr failure; // of a table, during the current call of SQLite
+  bool denied = false;        // the SQL tried to do more than read
+  bool declaring = false;     // a table is being declared, which SQLite treats as a change
   std::uint64_t recordsProduced = 0;
 
 private:

@@ -44,7 +44,7 @@ public:
 
   void next() override {
     ++rowid_;
-    if (leaf_ != nullptr && levels_.empty()) { // that was a whole report
+    if (leaf_ != nullptr && levels_.empty()) { // the last row was a whole report
       nextReport();
     }
     leaf_ = nullptr;
@@ -84,10 +84,10 @@ public:
   std::int64_t rowid() const override { return rowid_; }
 
 private:
-  // A dictionary or an array on the way to the leaf.
+  // A dictionary or an array on the path to the leaf.
   struct Level {
     const Value* value;
-    std::size_t next; // to be visited
+    std::size_t next; // the index of the next member to visit
     bool hasPath;     // the path has a key of one of its members
   };
 
@@ -101,7 +101,7 @@ private:
     return items == nullptr ? 0 : items->size();
   }
 
-  // To a value: a leaf is the next row, what has members is walked.
+  // Goes to a value: a leaf becomes the next row, a value with members is walked.
   void enter(const Value& value) {
     if (sizeOf(value) == 0) {
       leaf_ = &value;
@@ -110,7 +110,7 @@ private:
     }
   }
 
-  // To the next member of the deepest level, or out of it.
+  // Goes to the next member of the deepest level, or leaves that level.
   void step() {
     Level& level = levels_.back();
     if (level.hasPath) {

@@ -1,4 +1,4 @@
-// The C functions of SQLite's module, each a call of the C++ object.
+// The C functions of SQLite's module; each calls the C++ object.
 #include "query/virtual_table.h"
 
 #include "query/state.h"
@@ -13,7 +13,7 @@ namespace vel::query {
 
 namespace {
 
-// What SQLite hands back to every call.
+// The context that SQLite passes to xConnect; tables and cursors refer to it.
 struct Module {
   State& state;
   Origin& origin;
@@ -119,7 +119,8 @@ int rowid(sqlite3_vtab_cursor* cursor, sqlite3_int64* out) {
   return SQLITE_OK;
 }
 
-// Without xCreate, tables are there under their module's name and cannot be made. Without xUpdate, they are read-only.
+// Without xCreate, a table exists under its module's name and cannot be created by SQL. Without xUpdate, it is
+// read-only.
 constexpr sqlite3_module callbacks = [] {
   sqlite3_module module{};
   module.xConnect = connect;
@@ -167,7 +168,7 @@ void registerTable(State& state, Origin& origin, const std::string& prefix, cons
   const int result =
       sqlite3_create_module_v2(state.database, name.c_str(), &callbacks, new Module{state, origin, table},
                                [](void* module) { delete static_cast<Module*>(module); });
-  if (result != SQLITE_OK) { // the module has been deleted
+  if (result != SQLITE_OK) { // SQLite has deleted the module
     state.fail({});
   }
 }

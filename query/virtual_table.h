@@ -1,4 +1,5 @@
-// A virtual table as two C++ classes. Exceptions do not leave them: they are kept for the statement that runs.
+// A virtual table of SQLite as two C++ classes. Their exceptions do not go through SQLite: they are kept for the
+// statement that runs.
 #pragma once
 
 #include <query/database.h>
@@ -19,7 +20,7 @@ public:
 
   void null() { sqlite3_result_null(context_); }
   void integer(std::int64_t number) { sqlite3_result_int64(context_, number); }
-  // SQLite's integers end at 2^63 - 1: greater numbers are the text of their digits.
+  // SQLite's integers end at 2^63 - 1: a greater number becomes a text of its digits.
   void number(std::uint64_t number);
   void real(double number) { sqlite3_result_double(context_, number); }
   void text(std::string_view text) {
@@ -39,7 +40,7 @@ class Cursor {
 public:
   virtual ~Cursor() = default;
 
-  // Goes to the first row, by the plan that Table::plan has made. [borrowed: the values, during the call]
+  // Goes to the first row, following the plan that Table::plan() made. [borrowed: the values, during the call]
   virtual void begin(int number, std::string_view plan, std::span<sqlite3_value*> values) = 0;
   virtual void next() = 0;
   virtual bool atEnd() const = 0;
@@ -64,8 +65,8 @@ private:
   TableInfo info_;
 };
 
-// Makes the table known to the state's database, reading `origin`, under a name that is `prefix` and its own. Table and
-// origin outlive the database.
+// Registers the table with the state's database, under its name after `prefix`. It reads `origin`. Table and origin
+// must outlive the database.
 void registerTable(State& state, Origin& origin, const std::string& prefix, const Table& table);
 
 } // namespace vel::query
