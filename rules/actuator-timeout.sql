@@ -28,5 +28,5 @@ WITH step AS MATERIALIZED (
 SELECT source, report, position, count(*) AS failed, outcome AS what,
        (SELECT count(*) FROM start AS every WHERE every.source = start.source) AS starts,
        round(avg(ended - timestamp) / 1000, 1) AS milliseconds,
-       min(timestamp) -- of all columns, those of the first one are taken
+       min(timestamp) -- SQLite then takes the other columns from the row with the minimum
 FROM start WHERE bad GROUP BY source

@@ -7,7 +7,7 @@
 -- triggers: samples/amplifier-resets.jsonl
 -- clean: samples/few-troubles.jsonl
 
--- The same window as in command-timeouts.sql, over other records: a rule is one SQL statement.
+-- The same window as in command-timeouts.sql, over other records: rules cannot share SQL.
 WITH reset AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM zorb_event

@@ -16,6 +16,6 @@ SELECT source, CASE log WHEN '' THEN 'profile' ELSE log END AS log, first_sequen
        printf('%.1f', (before - first_time) / 1e6) AS seconds,
        (SELECT report FROM records WHERE records.run = step.run LIMIT 1) AS report,
        (SELECT position FROM records WHERE records.run = step.run LIMIT 1) AS position,
-       min(run) -- of all columns, those of the first one are taken
+       min(run) -- SQLite then takes the other columns from the row with the minimum
 FROM step WHERE start = 'clock-back' GROUP BY source, log
 ORDER BY log = 'fw' DESC

@@ -9,7 +9,7 @@
 -- triggers: samples/command-timeouts.jsonl
 -- clean: samples/few-troubles.jsonl
 
--- The same window as in amplifier-resets.sql, over other records: a rule is one SQL statement.
+-- The same window as in amplifier-resets.sql, over other records: rules cannot share SQL.
 WITH expired AS MATERIALIZED (
   SELECT source, report, position, run, timestamp
   FROM records

@@ -9,9 +9,9 @@
 -- triggers: samples/damaged-lines.txt
 -- clean: samples/press.jsonl
 
--- Lines that do not hold what they should, and records whose ids no table knows. Those are counted without groups, for
--- which SQLite would keep them all: of bytes that are not records at all, there may be millions. They are read twice
--- because a pattern narrows what is read, and one pattern OR another does not.
+-- Defective lines, and records whose category or type has no name. The records are counted without GROUP BY, for which
+-- SQLite would keep all of them: if the bytes are not records at all, there may be millions. They are read twice,
+-- because a single pattern narrows what is read, but two patterns joined by OR do not.
 WITH counted AS (
   SELECT source, report, min(position) AS position, sum(count) AS n,
          CASE kind WHEN 'contradiction' THEN 'whose words contradict their bytes'

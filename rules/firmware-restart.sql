@@ -15,6 +15,6 @@ SELECT source, CASE count(*) WHEN 1 THEN 'once' ELSE count(*) || ' times' END AS
        printf('%.1f', first_time / 1e6) AS seconds,
        (SELECT report FROM records WHERE records.run = runs.run LIMIT 1) AS report,
        (SELECT position FROM records WHERE records.run = runs.run LIMIT 1) AS position,
-       min(run) -- of all columns, those of the first one are taken
+       min(run) -- SQLite then takes the other columns from the row with the minimum
 FROM runs WHERE start = 'restarted' GROUP BY source, log
 ORDER BY log = 'fw' DESC

@@ -38,7 +38,7 @@ constexpr std::array<std::size_t, 5> requiredKeys = {title, severity, finding, w
 }
 
 struct Header {
-  std::array<Words, keys> values; // line 0: it is not there
+  std::array<Words, keys> values; // line 0: the key is missing
 
   bool has(Key key) const { return values[key].line != 0; }
 };
@@ -67,7 +67,7 @@ unsigned rankOf(const Words& words, const std::string& file) {
   return value;
 }
 
-// A sample lies beside its rule.
+// The path of a sample, which must be inside the folder of the rule.
 std::string sampleOf(const Words& words, const std::string& file) {
   const fs::path path = words.text;
   if (path.is_absolute() || std::find(path.begin(), path.end(), "..") != path.end()) {
@@ -130,7 +130,7 @@ Rule readRule(std::string content, const fs::path& path) {
   rule.why = std::move(header.values[why]);
   rule.next = std::move(header.values[next]);
   for (const Words* words : {&rule.finding, &rule.why, &rule.next}) {
-    placeholders(*words, rule.file); // which throws if one has no end
+    placeholders(*words, rule.file); // only checked: it throws if a '}' is missing
   }
   rule.sql = std::move(content);
   return rule;

@@ -1,4 +1,4 @@
-// Runs each rule alone on each of its samples.
+// Runs each rule on its own samples.
 #include "rules/self_test.h"
 
 #include <rules/triage.h>
@@ -100,7 +100,7 @@ ShippedSamples::ShippedSamples() {
 }
 
 ShippedSamples::~ShippedSamples() {
-  std::error_code error; // what cannot be removed stays
+  std::error_code error; // ignored: the destructor cannot report it
   fs::remove_all(folder_, error);
 }
 

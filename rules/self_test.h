@@ -1,4 +1,4 @@
-// Tries rules on their samples: each has one that triggers it, and one that does not.
+// Tests rules with their samples: each rule has one that triggers it, and one that does not.
 #pragma once
 
 #include <query/database.h>
@@ -11,8 +11,8 @@
 
 namespace vel::rules {
 
-// One line for each sample that is missing, cannot be read, or does not give what it should. Samples are looked for in
-// `folder`. Throws Error for a rule that is wrong.
+// Returns one line for each sample that is missing, cannot be read, or does not give the expected result. Samples are
+// in `folder`. Throws Error for an invalid rule.
 std::vector<std::string> failedSamples(std::span<const Rule> rules, const std::filesystem::path& folder,
                                        const query::Limits& limits = {});
 

@@ -11,4 +11,4 @@
 SELECT source, name, CASE usages WHEN '' THEN 'no usages' ELSE usages END AS usages,
        CASE opened WHEN 0 THEN 'not taken' ELSE 'opened and given up' END AS what
 FROM services
-WHERE handlers = 0 AND (opened OR log_lines > 0) -- without a word: of another transport, which is not the plug-in's
+WHERE handlers = 0 AND (opened OR log_lines > 0) -- neither: it has a transport that the plug-in ignores

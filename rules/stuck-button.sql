@@ -10,7 +10,7 @@
 -- triggers: samples/stuck.jsonl
 -- clean: samples/press.jsonl
 
--- As for a stuck finger, but from button down to button up.
+-- The same query as in stuck-finger.sql, but from button down to button up, and for 10 s or more.
 WITH step AS MATERIALIZED (
   SELECT source, report, position, run, trace, timestamp, lead(timestamp) OVER log AS following
   FROM (SELECT rowid AS n, source, report, position, run, trace, timestamp

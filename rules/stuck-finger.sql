@@ -9,7 +9,7 @@
 -- triggers: samples/stuck.jsonl
 -- clean: samples/press.jsonl
 
--- 30 s and more: until the finger leaves, until another one arrives, or until the log ends.
+-- A finger that stays for 30 s or more: until it leaves, until another one arrives, or until the log ends.
 WITH step AS MATERIALIZED (
   SELECT source, report, position, run, trace, timestamp, lead(timestamp) OVER log AS following
   FROM (SELECT rowid AS n, source, report, position, run, trace, timestamp

@@ -1,4 +1,4 @@
-// A rule's rows become its findings.
+// Runs each rule's SQL and turns its rows into findings.
 #include "rules/triage.h"
 
 #include <fmt/format.h>
@@ -24,7 +24,7 @@ std::optional<std::size_t> columnNamed(const Statement& statement, std::string_v
   return std::nullopt;
 }
 
-// A column's value in a text. A device chooses how long it is.
+// A column's value for a text. It is cut if it is long, since its length may come from the device.
 std::string valueText(const Statement& row, std::size_t column) {
   constexpr std::size_t longest = 200;
   if (row.type(column) == ValueType::blob) {
@@ -41,7 +41,7 @@ std::string valueText(const Statement& row, std::size_t column) {
   return std::string(text.substr(0, end)) + "…";
 }
 
-// The name of an input as a word of a command, in quotes if the shell would act on one of its characters.
+// An input's name as a word of a shell command, quoted if the shell would interpret one of its characters.
 std::string commandWord(const std::string& value) {
   const auto isPlain = [](char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || static_cast<unsigned char>(c) >= 0x80 ||
@@ -57,7 +57,8 @@ std::string commandWord(const std::string& value) {
   return word + "'";
 }
 
-// A text of the device in a command, where the rule may have put it in quotes: no shell acts on it.
+// A text for a command, which may come from the device. Characters that a shell would interpret, even inside the quotes
+// that the rule may have put around it, are replaced.
 std::string inertText(std::string value) {
   std::replace_if(
       value.begin(), value.end(),
@@ -67,7 +68,7 @@ std::string inertText(std::string value) {
 
 enum class Use { prose, commands };
 
-// People copy commands into a shell.
+// Fills in placeholders. Values in commands are made safe, because people copy commands into a shell.
 std::string filled(const Words& words, const Statement& row, Use use) {
   std::string text;
   std::string_view rest = words.text;
@@ -97,7 +98,7 @@ std::optional<std::uint64_t> numberIn(const Statement& row, std::string_view nam
   return static_cast<std::uint64_t>(row.integer(*column));
 }
 
-// The errors of its SQL, with the rule's file.
+// Adds the rule's file to errors of its SQL.
 template <class Run>
 auto inRule(const Rule& rule, Run run) {
   try {
