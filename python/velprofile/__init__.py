@@ -1,10 +1,10 @@
 """Profile records of the VEL co-processor in Python: text, fields, names, arrays, SQL.
 
-A record is 48 bytes. `decode` gives the text of records, `records` reads them from anything that `velstat decode`
-reads, `to_numpy` and `to_dataframe` give them as columns, `query` answers SQL over them. All failures are `Error`.
+A record is 48 bytes. `decode` returns the text of records, `records` reads them from anything that `velstat decode`
+reads, `to_numpy` and `to_dataframe` return them as columns, `query` runs SQL over them. All failures raise `Error`.
 
-The module needs libvelprofile.so, and the command velstat for all sources but files of raw records. It finds both in
-the prefix that it is installed in, or where the environment variables VELPROFILE_LIBRARY and VELSTAT say.
+The module needs libvelprofile.so, and the command velstat for all sources except files of raw records. It finds both in
+the prefix that it is installed in, or at the paths in the environment variables VELPROFILE_LIBRARY and VELSTAT.
 """
 
 from . import names

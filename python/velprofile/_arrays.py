@@ -1,4 +1,4 @@
-"""Records as numpy's structured arrays, without copying."""
+"""Records as structured arrays of numpy, without copying."""
 
 import functools
 import mmap
@@ -38,10 +38,10 @@ def _format(field: Field) -> Any:
 
 @functools.cache
 def dtype(name: str | None = None) -> "numpy.dtype[numpy.void]":
-    """A record's head and the fields of a layout at their places in the record, by the decoder's keys.
+    """The numpy type of a record: the fields of its head and of a layout, by the decoder's keys.
 
-    Without a layout, all of the payload is the field "payload". Fixed-point numbers are integers, to be divided by
-    65536; constants, which no byte of the record holds, are left out.
+    Without a layout, the whole payload is the field "payload". Fixed-point numbers are integers, to be divided by
+    65536. Constants are left out, because they are not stored in the record.
     """
     import numpy
 
@@ -57,8 +57,8 @@ def dtype(name: str | None = None) -> "numpy.dtype[numpy.void]":
 def to_numpy(sources: Sources) -> "Array":
     """All records of one source or several, as a read-only array of `dtype()`.
 
-    A file of raw records is mapped: nothing is read before it is used, and the file must not become shorter meanwhile.
-    Other sources are read by velstat into one buffer, which the array shows. What is wrong with a source raises Error.
+    A file of raw records is mapped: bytes are read when they are used, and the file must not become shorter meanwhile.
+    Other sources are read by velstat into one buffer, which the array refers to. An error in a source raises Error.
     """
     import numpy
 
@@ -73,7 +73,7 @@ def to_numpy(sources: Sources) -> "Array":
         with tempfile.TemporaryFile() as messages:
             finish(start(raw_arguments(sources), buffer, messages), messages)
         size = os.fstat(buffer).st_size
-        if size == 0:  # cannot be mapped
+        if size == 0:  # an empty file cannot be mapped
             return numpy.empty(0, dtype())
         return numpy.frombuffer(mmap.mmap(buffer, size, access=mmap.ACCESS_READ), dtype())
     finally:
@@ -103,8 +103,8 @@ def shows(records: "Array", name: str) -> "Mask":
 def select(records: "Array", name: str) -> "Array":
     """The records that show the layout, as an array of `dtype(name)`. Only these are copied.
 
-    `records.view(dtype(name))` copies nothing, and has all records: also those in which other fields are at these
-    places.
+    `records.view(dtype(name))` copies nothing, but has all records, including those that have other fields at these
+    offsets.
     """
     chosen: "Array" = _bytes_of(records)[shows(records, name)].view(dtype(name))
     return chosen

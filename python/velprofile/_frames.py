@@ -16,10 +16,11 @@ if TYPE_CHECKING:
 
 
 def to_dataframe(source: "Sources | Array", layout_name: str | None = None) -> "pandas.DataFrame":
-    """The records of sources, or of an array of `to_numpy`, with a column for each field of their head.
+    """The records of sources, or of an array from `to_numpy`, with a column for each field of the head.
 
-    With a layout, only the records that show it, and a column for each of its fields. Values are what `velstat decode
-    --format json` shows: names for ids, texts up to their first NUL, coordinates as float, dumps as bytes.
+    With a layout, only the records that show it, with a column for each of its fields too. Values are those that
+    `velstat decode --format json` shows: names for ids, texts up to the first NUL, coordinates as float, and dumps as
+    bytes.
     """
     import numpy
     import pandas
@@ -46,7 +47,7 @@ def _names(function: Callable[..., str], records: "Array", *ids: str) -> "pandas
     import numpy
     import pandas
 
-    # One number for each combination of bytes, and a last one of up to 32 bits.
+    # One number for each combination of ids: all are bytes, except that the last may have up to 32 bits.
     combined = numpy.zeros(len(records), numpy.uint64)
     for key in ids:
         width = 8 * records.dtype[key].itemsize

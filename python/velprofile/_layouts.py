@@ -1,4 +1,4 @@
-"""The payload layouts, from the decoder's own rows."""
+"""The payload layouts, read from the decoder's tables."""
 
 import enum
 import functools
@@ -16,7 +16,7 @@ class Kind(enum.IntEnum):
     CONSTANT = 1
     """the same in every record; not in the record's bytes"""
     QUOTED_NUMBER = 2
-    """a number that the text puts between apostrophes"""
+    """a number that the text shows between apostrophes"""
     TEXT = 3
     """bytes up to the first NUL"""
     SUBTYPE_NAME = 4
@@ -41,7 +41,7 @@ class Field(NamedTuple):
     size: int
     """in bytes; 0 for a constant"""
     parameter: int
-    """of a constant its value; of sliced bytes the offset of their length"""
+    """for a constant, its value; for sliced bytes, the offset of their length"""
 
 
 class Layout(NamedTuple):

@@ -1,4 +1,4 @@
-"""Where the library and the command are, and the exception that all failures are."""
+"""Finds the library and the command, and defines the exception for all failures."""
 
 import os
 import pathlib
@@ -8,11 +8,11 @@ from collections.abc import Iterator
 
 
 class Error(Exception):
-    """What went wrong, in the words of velstat if it came from there."""
+    """A failure. Its message is velstat's own if velstat reported it."""
 
 
 def _prefixes() -> Iterator[pathlib.Path]:
-    """The folders that this module may be installed below, the nearest first: PREFIX/lib/python3/dist-packages."""
+    """The prefixes below which this module may be installed, nearest first: PREFIX/lib/python3/dist-packages."""
     folders = pathlib.Path(__file__).resolve().parents
     for library in folders:
         if library.name == "lib":

@@ -12,7 +12,7 @@ Value = Union[int, float, str, None]
 
 
 class Row(dict[str, Value]):
-    """A row of an answer: values by the name of their column, also as attributes (`row.n`)."""
+    """A row of a result: values by column name, also as attributes (`row.n`)."""
 
     def __getattr__(self, name: str) -> Value:
         """The value of the column with this name."""
@@ -23,10 +23,10 @@ class Row(dict[str, Value]):
 
 
 def query(sources: Sources, sql: str) -> Iterator[Row]:
-    """The rows that answer the SQL, as they arrive; docs/velstat-query.md describes the tables.
+    """The rows of the SQL's result, as they arrive; docs/velstat-query.md describes the tables.
 
     Numbers are int or float, NULL is None, text is str; dumps of bytes are str of hexadecimal digits. Wrong SQL and
-    sources that cannot be read raise Error.
+    unreadable sources raise Error.
     """
     return primed(_rows(sources, sql))
 

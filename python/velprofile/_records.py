@@ -13,11 +13,11 @@ from ._sources import BLOCK, RECORD_SIZE, Sources, blocks, raw_arguments, raw_fi
 
 FieldContent = Union[int, float, str, bytes]
 _T = TypeVar("_T")
-_BATCH = 256  # records; their texts stay in a core's cache
+_BATCH = 256  # records; few enough that their texts stay in a core's cache
 
 
 class Record(bytes):
-    """The 48 bytes of a record, with names for what its head says."""
+    """The 48 bytes of a record, with properties for the fields of its head."""
 
     __slots__ = ()
 
@@ -69,7 +69,7 @@ class Record(bytes):
 
     @property
     def sequence_num(self) -> int:
-        """Counted by the firmware."""
+        """The sequence number, which the firmware counts."""
         return int.from_bytes(self[4:8], "little")
 
     @property
@@ -120,7 +120,7 @@ def decode(
 ) -> list[str]:
     """The exact text of each of the consecutive records.
 
-    Texts may hold any byte; each is the code point of the same number (`text.encode("latin-1")` gives the bytes back).
+    A text may contain any byte, as the code point of the same number (`text.encode("latin-1")` gives the bytes back).
     `timesync` is a reading of the co-processor's clock and the wall clock at one moment, in nanoseconds, and adds
     "calendar-time" in the process's time zone; `boot`, in microseconds since 1970, adds "boot-timestamp".
     """
@@ -154,14 +154,14 @@ def decode(
 def records(sources: Sources) -> Iterator[Record]:
     """The records of one source or several, as they arrive.
 
-    What is wrong with a source raises Error: at once if nothing could be read, and otherwise after all records that
-    could. What velstat reports without failing is a warning.
+    An error in a source raises Error: at once if nothing could be read, otherwise after all records that could be read.
+    What velstat reports without failing becomes a warning.
     """
     return primed(_read(sources))
 
 
 def primed(items: Iterator[_T]) -> Iterator[_T]:
-    """The same items. The first one is made now, so that a failure shows in the call and not in the loop."""
+    """The same items. The first one is made now, so that a failure is raised by the call and not later by the loop."""
     first = list(itertools.islice(items, 1))
     return itertools.chain(first, items)
 

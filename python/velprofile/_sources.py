@@ -13,7 +13,7 @@ from . import _places, names
 
 RECORD_SIZE = 48
 BLOCK = 4096 * RECORD_SIZE
-_HEAD = 342 * RECORD_SIZE  # 16 KiB, by which velstat recognises sources
+_HEAD = 342 * RECORD_SIZE  # about the 16 KiB by which velstat recognises sources
 
 Source = Union[str, "os.PathLike[str]"]
 """A path: a capture folder, a state record, a property list, a log, JSON lines, CSV or raw records; "-" is stdin."""
@@ -32,8 +32,8 @@ def paths(sources: Sources) -> list[str]:
 def raw_file(sources: Sources) -> pathlib.Path | None:
     """The path of the only source if it is certainly a file of whole raw records; None if velstat has to look.
 
-    Each record at its beginning has a category and a type with names, so it has control characters in every 48 bytes,
-    which text does not have; a state record begins with the type 1.
+    It is certain if all records at its beginning have a named category and type and many bytes are zero, unlike text,
+    and if it does not begin with type 1, as state records do.
     """
     given = paths(sources)
     path = pathlib.Path(given[0])
@@ -43,7 +43,7 @@ def raw_file(sources: Sources) -> pathlib.Path | None:
         with path.open("rb") as file:
             head = file.read(_HEAD)
     except OSError:
-        return None  # velstat says why
+        return None  # velstat will say why
     if head.startswith(b"\x01\0\0\0"):
         return None
     types, categories = set(names.types()), set(names.categories())
@@ -75,7 +75,7 @@ def finish(process: "subprocess.Popen[bytes]", messages: IO[bytes]) -> None:
 
 
 def blocks(arguments: list[str]) -> Iterator[bytes]:
-    """What velstat writes, in pieces as they arrive. Ends velstat when the caller stops early."""
+    """What velstat writes, in pieces as they arrive. Kills velstat if the caller stops early."""
     with tempfile.TemporaryFile() as messages:
         process = start(arguments, subprocess.PIPE, messages)
         assert process.stdout is not None

@@ -1,6 +1,6 @@
 """Names of ids, and all names: `names.event(7, 3, 5)` is "ckp_HaldenStartHaptics".
 
-An id without a name is shown as its decimal number, as everywhere else.
+An id without a name is shown as its decimal number, as in the text of records.
 """
 
 import ctypes
@@ -9,7 +9,7 @@ import functools
 from ._library import NAME_CAPACITY, load
 from ._places import Error
 
-_IDS = 256  # of a record's head; one byte each
+_IDS = 256  # how many values an id in a record's head can have; each is one byte
 
 
 @functools.lru_cache(maxsize=4096)
