@@ -215,7 +215,7 @@ private:
   std::unique_ptr<sources::RecordStream> records_;
   sources::Selection selection_;
   sources::TimeRange time_;
-  sources::LogTimes log_; // as far as it is known
+  sources::LogTimes log_; // filled in as it becomes known
   bool isTimeResolved_ = false;
   bool counts_;
   std::optional<Notes> notes_;             // for brief lines

@@ -51,7 +51,7 @@ void add(std::string_view name, const OfRule& before, const OfRule& after, Diffe
   ValuePath path;
   path.push("findings");
   path.push(name);
-  constexpr double appeared = 100; // puts new findings before all that disappeared
+  constexpr double appeared = 100; // puts findings of the new side before those that disappeared
   std::string text = escape(shown.first->text);
   if (before.first != nullptr && after.first != nullptr) {
     text = fmt::format("{} → {}: {}", before.count, after.count, text);

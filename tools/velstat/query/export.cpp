@@ -22,7 +22,7 @@ public:
   Writer(const std::string& path, const fs::path& shown) : shown_(shown) {
     const int result = sqlite3_open_v2(path.c_str(), &database_, SQLITE_OPEN_READWRITE, nullptr);
     require(result == SQLITE_OK);
-    // The file is used only when it is whole, so a journal would be of no use.
+    // The file is used only when it is whole, so a journal would be useless.
     run("PRAGMA journal_mode = OFF");
     run("PRAGMA synchronous = OFF");
     run("BEGIN");

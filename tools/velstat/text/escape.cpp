@@ -43,7 +43,7 @@ std::vector<std::string> escapedCharacters(std::string_view text) {
   return characters;
 }
 
-// The characters at the beginning or the end of a text that fit in so many columns when escaped. A character has at
+// The characters at the beginning or the end of a text that fit in `width` columns when escaped. A character has at
 // most four bytes.
 std::string escapedBeginning(std::string_view text, std::size_t width) {
   std::string beginning;

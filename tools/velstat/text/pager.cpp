@@ -31,7 +31,7 @@ struct Pager {
   bool avoided = false;
   std::atomic<pid_t> process = noProcess;
   int terminal = -1;      // what standard output was
-  int errorTerminal = -1; // what standard error was, if it leads into the pager too
+  int errorTerminal = -1; // what standard error was, if it goes to the pager too
   bool missing = false;
 };
 Pager pager;

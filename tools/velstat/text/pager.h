@@ -7,10 +7,10 @@ namespace vel::stat {
 void avoidPager() noexcept;
 
 // Starts the pager if standard output is a terminal and the user has one; at most once. From then on standard output,
-// and standard error if it is a terminal, lead into the pager. Throws Error if the pager cannot be started.
+// and standard error if it is a terminal, go to the pager. Throws Error if the pager cannot be started.
 void startPager();
 
-// Lets the pager finish and waits until the user leaves it; both streams then lead to the terminal again. Does nothing
+// Lets the pager finish and waits until the user leaves it; both streams then go to the terminal again. Does nothing
 // if none was started. Calls only functions that are safe in a signal handler.
 void endPager() noexcept;
 
