@@ -1,5 +1,5 @@
-// The choke point through which every platform function of interest passes before it does anything: it records the
-// call and asks the failure plan. See control/calls.h for the other side.
+// What every platform function that can be recorded or made to fail calls first: it records the call and checks the
+// failure plans. Hosts and tests use control/calls.h.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>
@@ -12,8 +12,8 @@
 namespace vel::platform {
 
 // What is watched for, as bits; 0 most of the time: announcing then costs one relaxed load.
-inline constexpr std::uint8_t watchingCalls = 1;   // somebody records, or a failure plan is set
-inline constexpr std::uint8_t watchingDetails = 2; // somebody records everything
+inline constexpr std::uint8_t watchingCalls = 1;   // calls are recorded, or a failure plan is set
+inline constexpr std::uint8_t watchingDetails = 2; // everything is recorded
 extern std::atomic<std::uint8_t> watching;
 
 // A handle to a registry entry, which is described by its name.
@@ -54,10 +54,10 @@ void addArgument(std::string& text, const Detail<T>& detail) {
 }
 
 // Records "function(arguments)". Returns the code with which the call must fail, if the plan says so; a function that
-// returns no code then answers with null, 0 or false. `canFail` is false for functions that cannot fail.
+// returns no code then returns null, 0 or false. `canFail` is false for functions that cannot fail.
 std::optional<std::int32_t> announceCall(const char* function, bool canFail, std::string arguments);
 
-// The rare case, kept out of the functions that announce: they then need no room for a text.
+// The rare case, not inlined, so that the functions that announce need no stack space for a text.
 template <class... Arguments>
 [[gnu::cold, gnu::noinline]] std::optional<std::int32_t> announceWatched(const char* function, bool canFail,
                                                                          const Arguments&... arguments) {

@@ -1,4 +1,4 @@
-// Boot time from the outside.
+// Sets the boot time that plug-ins see.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace vel::control {
 
-// What sysctl answers for the boot time, in microseconds since the Unix epoch; none: the kernel's own, read once.
+// Sets the boot time that sysctl returns, in microseconds since the Unix epoch; none: the kernel's own, read once.
 // [any thread]
 void setBootTime(std::optional<std::int64_t> microseconds);
 

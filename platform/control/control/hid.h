@@ -1,4 +1,4 @@
-// HID services and sessions from the outside.
+// Creates HID services and sessions for plug-ins.
 #pragma once
 
 #include <control/ref.h>
@@ -19,7 +19,7 @@ struct HIDUsage {
 struct HIDService {
   Ref<CFDictionaryRef> properties; // may be empty
   std::vector<HIDUsage> usages;
-  std::optional<std::uint64_t> registryID; // none: IOHIDServiceGetRegistryID answers null
+  std::optional<std::uint64_t> registryID; // none: IOHIDServiceGetRegistryID returns null
 };
 
 // [create: caller releases]

@@ -28,26 +28,27 @@ std::vector<LogLine> takeLogLines();
 // "default", "info", "debug", "error", "fault". [any thread]
 const char* logLevelName(os_log_type_t type);
 // A line as a JSON object without a newline. Keys: "time" (UTC, ISO 8601), "level", "subsystem", "category", "message".
-// A byte of a text that is not part of valid UTF-8 is written as \xNN (in JSON "\\xNN"), what a terminal would act on
+// A byte that is not part of valid UTF-8 is written as \xNN (in JSON "\\xNN"), a character that a terminal would act on
 // as \uNNNN. [any thread]
 std::string logLineJson(const LogLine& line);
 
-// Whether lines of a level are kept; info and debug are not unless asked for. Other types than the five never are.
+// Sets whether lines of a level are kept; by default, info and debug are not. Types other than the five never are.
 // [any thread]
 void setLogLevel(os_log_type_t type, bool enabled);
-// Whether lines are kept in memory (the default). [any thread]
+// Sets whether lines are kept in memory (the default). [any thread]
 void keepLogInMemory(bool keep);
 
-// Additional sinks, at most one of each kind. A sink that fails to write is given up; others than the file with a line
-// on stderr. [any thread]
+// Additional sinks, at most one of each kind. A sink that fails to write is given up; unless it is the file, a line on
+// stderr says so. [any thread]
 
-// A file of JSON lines, written anew from its start and flushed after every line; an empty path ends it. A file that
+// A file of JSON lines, overwritten from its start and flushed after every line; an empty path closes it. A file that
 // cannot be opened throws std::runtime_error with path and cause.
 void setLogFile(const std::filesystem::path& path);
-// Why the file was given up, with its path; none while nothing is lost, and again after setLogFile.
+// Why the file was given up, with its path; none if it was not given up since the last setLogFile.
 std::optional<std::string> logFileFailure();
-// "error KIP:TavikVELHIDStatistics: message" without the message's last newline. What a terminal would act on or not
-// show, except tabs and newlines, is written as \xNN or \u{NNNN}, bytes that are not UTF-8 as \xNN.
+// Lines such as "error KIP:TavikVELHIDStatistics: message", without the message's last newline. Characters that a
+// terminal would act on or not show, except tabs and newlines, are written as \xNN or \u{NNNN}, bytes that are not
+// UTF-8 as \xNN.
 void setLogToStderr(bool on);
 // The system journal, in the same form as on stderr. Does nothing on a machine without a journal.
 void setLogToJournal(bool on);

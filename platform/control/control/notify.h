@@ -1,4 +1,4 @@
-// Notifications from the outside.
+// Posts notifications; counts and drops their registrations.
 #pragma once
 
 #include <cstddef>

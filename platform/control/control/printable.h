@@ -6,8 +6,8 @@
 
 namespace vel::control {
 
-// False for what is not seen itself but changes what is: the control characters of ASCII and of Latin-1, marks that
-// turn the writing direction, line separators, zero-width characters, tags. [any thread]
+// False for characters that are invisible but change what is shown: the control characters of ASCII and of Latin-1,
+// marks that turn the writing direction, line separators, zero-width characters, tags. [any thread]
 constexpr bool isPrintable(std::uint32_t codePoint) {
   const auto within = [codePoint](std::uint32_t first, std::uint32_t last) {
     return first <= codePoint && codePoint <= last;

@@ -1,8 +1,8 @@
 // Serial queues from the outside: each runs one block at a time, in order, on one of a few threads that all queues
-// share. An exception that escapes from work ends the process with the queue's label and its text; only the
-// std::bad_alloc of work that sync waits for is thrown on to the caller of sync. At the end of the
-// process, running work is waited for and queued work is dropped (those waiting for it continue); from then on work
-// runs at once, on the calling thread. [any thread]
+// share. An exception that escapes from work ends the process with the queue's label and its text; only a
+// std::bad_alloc from work that sync waits for is rethrown to the caller of sync. At the end of the process, running
+// work is waited for and queued work is dropped (those waiting for it continue); from then on work runs at once, on the
+// calling thread. [any thread]
 #pragma once
 
 #include <dispatch/dispatch.h>
@@ -12,7 +12,7 @@
 
 namespace vel::control {
 
-// Starts the threads, which the first queue does otherwise. Throws std::system_error when there are none to be had.
+// Starts the threads, which otherwise start with the first queue. Throws std::system_error if none can be started.
 void startQueues();
 
 // A serial queue, until destroyQueue.

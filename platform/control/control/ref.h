@@ -7,7 +7,7 @@
 
 namespace vel::control {
 
-// Drops a reference as CFRelease does, but unrecorded (see calls.h): it is a host's, a test's or the platform's own.
+// Like CFRelease, but not recorded (see calls.h): for references of a host, a test or the platform itself.
 // [any thread]
 void dropReference(CFTypeRef object);
 

@@ -34,9 +34,9 @@ void setRegistryProperties(std::uint64_t id, Ref<CFDictionaryRef> properties);
 // Makes reads of the entry's parent fail with `result`; with 0 they succeed and store parent 0.
 void breakParent(std::uint64_t id, IOReturn result);
 
-// Stores the plug-in through `plugin` (a reference for the caller) and returns 0, or returns why not.
+// Stores the plug-in through `plugin` (a reference for the caller) and returns 0, or returns an error code.
 using PlugInFactory = std::function<IOReturn(IOCFPlugInInterface*** plugin)>;
-// Puts a user-client plug-in of this type in front of an entry; of two of one type the later one counts.
+// Attaches a user-client plug-in of this type to an entry; a later one of the same type replaces it.
 void attachPlugIn(std::uint64_t id, CFUUIDRef plugInType, PlugInFactory factory);
 
 // The kernel side of a connection. One object serves all connections of its entry.

@@ -1,4 +1,4 @@
-// TallyStore from the outside: which operations came, the file that keeps them, and what the file holds.
+// TallyStore from the outside: which operations were called, the file that keeps them, and what the file holds.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ struct TallyCall {
 // The calls since the last clearTally, oldest first. [any thread]
 std::vector<TallyCall> tallyCalls();
 void clearTally(); // [any thread]
-// Whether calls are kept in memory (the default). [any thread]
+// Sets whether calls are kept in memory (the default). [any thread]
 void keepTallyInMemory(bool keep);
 
 // Opens the file that keeps every later operation, in place of the one that was open; creates it if needed. Throws
@@ -31,9 +31,9 @@ void openTallyStore(const std::filesystem::path& path);
 // The files that a store at this path has or would have: itself first, then those that are next to it while it is in
 // use. Symbolic links to the store are followed. [any thread]
 std::vector<std::filesystem::path> tallyStoreFiles(const std::filesystem::path& path);
-// The same without a file, for what only this process looks at. [any thread]
+// Opens a store in memory in place of a file, for data that only this process reads. [any thread]
 void openTallyStoreInMemory();
-// Operations reach no store any more. A batch that was not ended is dropped. [any thread]
+// Closes the store; later operations reach no store. A batch that was not ended is dropped. [any thread]
 void closeTallyStore();
 
 // The operations from begin to end, on any thread, are written as one: all of them or none. When endTallyBatch has
@@ -44,7 +44,8 @@ void closeTallyStore();
 void beginTallyBatch();
 void endTallyBatch();
 
-// The time that a store notes for what happens, in microseconds since the Unix epoch; none: the system's. [any thread]
+// Sets the time that a store records for operations, in microseconds since the Unix epoch; none: the system's. [any
+// thread]
 void setTallyTime(std::optional<std::int64_t> microseconds);
 
 enum class TallyKind { scalar, distribution };
@@ -65,7 +66,7 @@ struct TallyDistribution {
   double p50 = 0;
   double p90 = 0;
   double p99 = 0;
-  bool exact = true;         // whether the three percentiles are samples, or within 1 % of one
+  bool exact = true;         // true: the three percentiles are samples; false: each is within 1 % of one
   std::uint64_t ignored = 0; // samples since the last clear that are not numbers, or too large to add up
 };
 
@@ -85,9 +86,9 @@ struct TallyRow {
 // after its last whole batch. Throws std::runtime_error with path and cause. [any thread]
 std::vector<TallyRow> readTallyStore(const std::filesystem::path& path);
 
-// The same of the store that is open. [any thread]
+// The same for the open store. [any thread]
 std::vector<TallyRow> tallyRows();
-// The content of a file that would hold what the open store in memory does. [any thread]
+// The content of a store file with the data of the open store in memory. [any thread]
 std::string tallyImage();
 
 } // namespace vel::control

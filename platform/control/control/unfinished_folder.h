@@ -1,13 +1,14 @@
-// A place for what is not finished yet: it appears where it is wanted by one rename(2), or not at all.
+// A place for files that are not finished yet: one rename(2) moves the result to its place, so it appears whole or not
+// at all.
 #pragma once
 
 #include <filesystem>
 
 namespace vel::control {
 
-// A new folder in `parent`, for files that are to appear in `parent` later. It is locked while the object lives and
-// removed, with what is still in it, at its end. A folder without a lock is left from a process that was killed: the
-// next one that is made in `parent` removes it. [one thread at a time]
+// A new folder in `parent`, for files that are to appear in `parent` later. It is locked while the object lives; the
+// destructor removes it and all that is still in it. A folder without a lock is left from a process that was killed:
+// the next UnfinishedFolder in `parent` removes it. [one thread at a time]
 class UnfinishedFolder {
 public:
   // Throws std::system_error.
@@ -17,10 +18,11 @@ public:
   UnfinishedFolder& operator=(const UnfinishedFolder&) = delete;
 
   const std::filesystem::path& path() const { return path_; }
-  // Those of a new folder in `parent`. Until it is moved, its owner has all permissions, regardless of the umask.
+  // The permissions that a new folder in `parent` gets. Until it is moved, its owner has all permissions, regardless of
+  // the umask.
   std::filesystem::perms permissions() const { return permissions_; }
 
-  // The folder itself is what was wanted: gives it the permissions and renames it. An empty folder of the new name is
+  // For a result that is the folder itself: gives it the permissions and renames it. An empty folder of the new name is
   // replaced; anything else there is an error. Throws std::system_error.
   void moveTo(const std::filesystem::path& wanted, std::filesystem::perms permissions);
 

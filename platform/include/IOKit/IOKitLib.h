@@ -10,8 +10,8 @@ CF_EXTERN_C_BEGIN
 #define kIOServicePlane "IOService"
 typedef char io_name_t[128];
 
-// Everything here may be called on any thread. A handle that is none, or whose references were all given back, is
-// kIOReturnBadArgument (null or 0 where no code is returned), and so is a null pointer in place of a result.
+// Everything here may be called on any thread. An invalid handle, a handle whose references were all given back, or a
+// null pointer in place of a result makes a function return kIOReturnBadArgument, or null or 0 if it returns no code.
 
 // Matching dictionaries, for IOServiceGetMatchingService, which consumes them: by registry id, by name, by class name,
 // each as a whole. Null for a text that is null or not UTF-8. [create: caller releases]
@@ -23,8 +23,8 @@ CFMutableDictionaryRef IOServiceMatching(const char* className);
 // reference to `matching`; null is allowed and matches nothing. [create: caller releases]
 io_service_t IOServiceGetMatchingService(mach_port_t masterPort, CFDictionaryRef matching);
 
-// The parent and the first child of an entry in a plane ("IOService" is the one there is, another one is
-// kIOReturnBadArgument). Stores 0 and returns kIOReturnNoDevice if the entry has none. [create: caller releases]
+// The parent and the first child of an entry in a plane (only "IOService" exists; another one is kIOReturnBadArgument).
+// Stores 0 and returns kIOReturnNoDevice if the entry has none. [create: caller releases]
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* parent);
 kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const char* plane, io_registry_entry_t* child);
 // The entry's name, cut to its buffer and NUL-terminated.
@@ -32,12 +32,12 @@ kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 // A property's value, or null. Options are not used. [create: caller releases]
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits options);
-// Drops a reference; 0, or an object without references, is kIOReturnBadArgument.
+// Drops a reference; returns kIOReturnBadArgument for 0 and for an object without references.
 kern_return_t IOObjectRelease(io_object_t object);
 
-// Opens a connection to the service's user client; `type` is for the client, the owning task is not used. Stores 0 and
-// returns the client's code, or kIOReturnUnsupported when the service has no user client, on failure. Close it with
-// IOServiceClose.
+// Opens a connection to the service's user client. `type` is passed to the client; the owning task is not used. On
+// failure stores 0 and returns the client's code, or kIOReturnUnsupported if the service has no user client. Close it
+// with IOServiceClose.
 kern_return_t IOServiceOpen(io_service_t service, mach_port_t owningTask, uint32_t type, io_connect_t* connection);
 kern_return_t IOServiceClose(io_connect_t connection);
 // Calls a method of the user client: `inputCount` 64-bit scalars and `inputStructSize` bytes in; out, through

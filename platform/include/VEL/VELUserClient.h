@@ -1,4 +1,4 @@
-// The co-processor's user-client plug-ins: what the driver of a HID service and the VEL device above it answer to.
+// The co-processor's user-client plug-ins: the interfaces of a HID service's driver and of the VEL device above it.
 #pragma once
 
 #include <CoreFoundation/CFPlugInCOM.h>
@@ -39,8 +39,8 @@ typedef struct VELDriverInterface {
                       size_t* outputSize);
 } VELDriverInterface;
 
-// A batch of `count` analytics entries (not bytes) at `data`, which stays the device's and is there until the return.
-// [plugin queue: the one given by setDispatchQueue]
+// A batch of `count` analytics entries (not bytes) at `data`, which belongs to the device and is valid until the
+// callback returns. [plugin queue: the one given by setDispatchQueue]
 typedef void (*VELDataCallback)(void* refcon, void* data, size_t count);
 
 // The device's table.
@@ -63,6 +63,7 @@ typedef struct VELDeviceInterface {
   // Entry 17: sets the callback for batches. `refcon` is passed to the callback unchanged; the device neither
   // retains nor releases it, so it must live for as long as batches come. [event system]
   void (*setDataCallback)(void* self, VELDataCallback callback, void* refcon);
-  // Entry 18: where the callback runs; comes before setDataCallback. The queue stays its maker's. [event system]
+  // Entry 18: where the callback runs; comes before setDataCallback. The queue still belongs to its creator. [event
+  // system]
   void (*setDispatchQueue)(void* self, dispatch_queue_t queue);
 } VELDeviceInterface;

@@ -10,7 +10,7 @@ typedef void (^dispatch_block_t)(void);
 
 // Zero before the first use; must have static storage.
 typedef long dispatch_once_t;
-// Runs the block once per predicate; returns when it has run, on whichever thread. [any thread]
+// Runs the block once per predicate; returns when it has run, on this thread or another. [any thread]
 void dispatch_once(dispatch_once_t* predicate, dispatch_block_t block);
 
 #ifdef __cplusplus

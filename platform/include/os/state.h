@@ -14,7 +14,7 @@ enum { OS_STATE_API_ERROR = 1, OS_STATE_API_FAULT = 2, OS_STATE_API_REQUEST = 3 
 // A capture request; read only.
 typedef struct os_state_hints_s {
   uint32_t version;
-  const char* requestor; // NUL-terminated name of who asks
+  const char* requestor; // NUL-terminated name of the requestor
   uint32_t api;          // why: one of OS_STATE_API_...
   uint32_t reason;
 } os_state_hints_s;

@@ -8,7 +8,7 @@
 
 namespace vel::platform {
 
-// As CFAllocatorAllocate and CFAllocatorDeallocate, for the platform's own use: not announced.
+// Like CFAllocatorAllocate and CFAllocatorDeallocate, but not announced: for the platform's own use.
 void* allocate(CFAllocatorRef allocator, std::size_t size);
 void deallocate(CFAllocatorRef allocator, void* pointer);
 

@@ -1,4 +1,4 @@
-// Numbers the objects, equal strings, numbers and booleans once, and writes them with their offsets.
+// Numbers the objects, with one number for equal strings, integers or booleans, and writes them with their offsets.
 #include "cf/binary_list.h"
 
 #include "cf/data.h"
@@ -14,7 +14,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Longer texts hardly come twice, and looking for them would cost more than writing them.
+// Longer texts rarely occur twice, and searching for them would cost more than writing them again.
 constexpr std::size_t longestSought = 128;
 
 enum Marker : std::uint8_t {
@@ -46,7 +46,7 @@ std::size_t widthOf(std::uint64_t most) {
   return most <= 0xFF ? 1 : most <= 0xFFFF ? 2 : most <= 0xFFFFFFFF ? 4 : 8;
 }
 
-// Widths below 8 hold no sign.
+// Only integers of 8 bytes are signed.
 void appendInteger(Bytes& out, std::int64_t number) {
   const std::size_t width = widthOf(static_cast<std::uint64_t>(number));
   out.push_back(static_cast<std::uint8_t>(integerMarker | std::countr_zero(width)));
@@ -61,7 +61,7 @@ void appendMarker(Bytes& out, Marker marker, std::size_t length) {
   }
 }
 
-// The text is valid.
+// `utf8` must be valid.
 void appendUTF16(Bytes& out, std::string_view utf8) {
   for (std::size_t i = 0; i < utf8.size();) {
     const auto byte = [&](std::size_t at) { return static_cast<std::uint32_t>(static_cast<std::uint8_t>(utf8[at])); };

@@ -20,9 +20,9 @@ namespace vel::platform {
 class BinaryList {
 public:
   // Numbers the object and all that it holds. False for what a property list cannot hold, or for containers that are
-  // nested in more than `levels` levels; the list is then of no use. [borrowed: until write]
+  // nested in more than `levels` levels; the list must then not be used. [borrowed: until write]
   bool add(CFTypeRef object, int levels) { return number(object, levels).has_value(); }
-  // The list, of which the first object that was added is the top.
+  // The list, with the first object that was added as its top.
   std::vector<std::uint8_t> write() const;
 
 private:

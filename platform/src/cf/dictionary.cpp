@@ -20,7 +20,7 @@ extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks = {CFRet
 
 namespace {
 
-// Up to so many pairs comparing hashes one by one is faster than an index.
+// For up to this many pairs, comparing hashes one by one is faster than an index.
 constexpr std::size_t fewPairs = 8;
 
 } // namespace
@@ -77,7 +77,8 @@ CFHashCode CFDictionaryObject::hashOf(const void* key) const {
   if (keyCallBacks_.hash != nullptr) {
     return keyCallBacks_.hash(key);
   }
-  // Equal keys need equal hashes: without a hash only pointers that are compared as such have one.
+  // Equal keys need equal hashes. Without a hash function, only keys that are compared as pointers can have different
+  // ones.
   return keyCallBacks_.equal != nullptr ? 0 : reinterpret_cast<CFHashCode>(key);
 }
 

@@ -57,8 +57,8 @@ void append(std::string& utf8, char32_t character) {
   }
 }
 
-// The characters of MacRoman's bytes from 0x80 on, as iconv has them. Asked once: a converter may not be shared by
-// threads, a table may.
+// The characters of MacRoman's bytes from 0x80 on. Read from iconv once, because threads may share a table but not a
+// converter.
 const std::array<char32_t, 128>& macRoman() {
   static const std::array<char32_t, 128> table = [] {
     std::array<char32_t, 128> characters;

@@ -1,4 +1,4 @@
-// Objects for the platform's own use: as the Create functions, but not announced to recordings and failure plans.
+// Objects for the platform's own use: like the Create functions, but not announced to recordings and failure plans.
 // Each is null when the allocator (null: the system allocator) has no memory. [create: caller releases]
 #pragma once
 
@@ -20,7 +20,7 @@ CFDataRef makeData(CFAllocatorRef allocator, std::span<const std::uint8_t> bytes
 CFUUIDRef makeUUID(CFAllocatorRef allocator, const CFUUIDBytes& bytes);
 CFMutableArrayRef makeArray(CFAllocatorRef allocator, CFIndex capacity = 0,
                             const CFArrayCallBacks* callBacks = &kCFTypeArrayCallBacks);
-// Appending, for owners that must not announce it.
+// Appends without an announcement.
 void append(CFMutableArrayRef array, const void* value);
 CFMutableDictionaryRef makeDictionary(CFAllocatorRef allocator, CFIndex capacity = 0,
                                       const CFDictionaryKeyCallBacks* keys = &kCFTypeDictionaryKeyCallBacks,

@@ -23,7 +23,7 @@ constinit Static<CFBooleanObject> no(false);
 constexpr double int64Begin = -0x1p63;
 constexpr double int64End = 0x1p63;
 
-// The integer that a double is, if it is one.
+// The value of a double as an integer, if it is an integer of 64 bits.
 std::optional<std::int64_t> exactInteger(double value) {
   if (!(value >= int64Begin && value < int64End) || value != std::trunc(value)) {
     return std::nullopt;

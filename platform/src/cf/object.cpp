@@ -16,7 +16,7 @@
 namespace vel::platform {
 namespace {
 
-// Types enter while the library is loaded, on one thread, and stay.
+// Types are added while the library is loaded, on one thread, and never removed.
 constinit Type* types = nullptr;
 
 } // namespace

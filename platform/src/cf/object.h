@@ -1,7 +1,7 @@
 // What all CF objects have in common: a type, an allocator and a reference count that notices misuse.
 //
-// A class of objects is a final subclass of Object with a static `Type kind`; its instances come from create() and go
-// with their last CFRelease. References of the C interface (CFTypeRef) are pointers to Object.
+// A class of objects is a final subclass of Object with a static `Type kind`; its instances are made by create() and
+// destroyed by their last CFRelease. References of the C interface (CFTypeRef) are pointers to Object.
 #pragma once
 
 #include "cf/allocator.h"
@@ -57,7 +57,7 @@ public:
   // References held now; the largest value for constants.
   std::size_t retainCount() const;
   bool destroyed() const;
-  // Makes a new object a constant, before anybody else knows it.
+  // Makes a new object a constant. Call it before the object is shared.
   void makeConstant() const;
 
   // `other` is another object of the same type.
@@ -75,7 +75,7 @@ protected:
   virtual ~Object();
 
 private:
-  // Counts run from 1 to `most`; beyond lie the marks of objects that have none.
+  // Counts run from 1 to `most`; greater values mark objects without a count.
   static constexpr std::uint32_t most = 0x7FFFFFFF;
   static constexpr std::uint32_t constant = 0xC0000000;
   static constexpr std::uint32_t poison = 0xDEADDEAD;

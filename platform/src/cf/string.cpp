@@ -71,7 +71,7 @@ CFStringRef makeString(CFAllocatorRef allocator, std::string_view bytes, CFStrin
     const std::optional<std::string> utf8 = macRomanToUtf8(bytes);
     return utf8 ? stringOf(allocator, *utf8, bytes.size()) : nullptr;
   }
-  return nullptr; // ASCII has no more characters
+  return nullptr; // not ASCII, although that was asked for
 }
 
 } // namespace vel::platform

@@ -86,7 +86,7 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef allocator, UInt8 byte0, 
                                          UInt8 byte4, UInt8 byte5, UInt8 byte6, UInt8 byte7, UInt8 byte8, UInt8 byte9,
                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,
                                          UInt8 byte15) {
-  // The allocator is not asked: a constant outlives any allocator that somebody made.
+  // The allocator is not used, because a constant outlives any custom allocator.
   const CFUUIDBytes bytes = {byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
                              byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
   const std::string_view view = {reinterpret_cast<const char*>(&bytes), sizeof bytes};

@@ -7,7 +7,7 @@
 
 namespace vel::platform {
 
-// A copy of a block on the heap, released with the last of these.
+// A copy of a block on the heap, released with the last SharedBlock that refers to it.
 template <class B>
 class SharedBlock {
 public:

@@ -41,7 +41,7 @@ public:
       if (threads_.empty()) {
         throw;
       }
-      // One is enough: a queue that waits for another starts the next.
+      // One is enough: a thread that waits for another queue starts a replacement.
     }
     std::atexit([] { vel::platform::immortal<Pool>().shutDown(); });
   }
@@ -50,11 +50,12 @@ public:
   // After shutDown there is no thread left to run work, or to run it concurrently.
   bool isDown() const { return down_.load(); }
 
-  // Work that somebody waits for; of its states the pool's mutex guards each change.
+  // Work that a caller waits for. The pool's mutex guards its state.
   struct Awaited {
     enum class State { queued, running, done, dropped } state = State::queued;
   };
-  // Waits on a thread that may be one of the pool's own. What has not begun when the pool goes down never will.
+  // Waits until the work is done; the calling thread may be one of the pool's own. Work that has not begun when the
+  // pool shuts down is dropped.
   void wait(Awaited& work) {
     std::unique_lock lock(mutex_);
     waiting_ += isOwnThread_ ? 1 : 0;
@@ -95,7 +96,8 @@ private:
     }
   }
 
-  // For a thread that is about to wait. Without one, and with all others waiting too, none of them would ever go on.
+  // For a thread that is about to wait. If none can be started and all others are waiting too, none could ever
+  // continue.
   void startReplacement() {
     try {
       startThread();
@@ -153,7 +155,7 @@ struct dispatch_queue_s {
 
 namespace {
 
-// No caller could handle an exception that escapes from the work: the caller has long moved on.
+// An exception that escapes from the work ends the process: the caller may no longer be there to handle it.
 void runOrDie(const char* where, const std::function<void()>& work) {
   try {
     work();
@@ -172,7 +174,7 @@ void runOn(dispatch_queue_t queue, const std::function<void()>& work) {
   current = outer; // the queue itself may be gone by now: the work may have been what destroyQueue waited for
 }
 
-// Somebody waits for the work, and can be told that memory ran out.
+// For work that a caller waits for: returns a std::bad_alloc, which is then rethrown to the caller.
 std::exception_ptr runForCaller(dispatch_queue_t queue, const std::function<void()>& work) {
   std::exception_ptr outOfMemory;
   runOn(queue, [&] {
@@ -261,7 +263,7 @@ namespace {
 
 enum : dispatch_once_t { onceUntouched = 0, onceRunning = 1, onceDone = -1 };
 
-// One lock for all predicates: it is held for a moment, twice in a predicate's life.
+// One lock for all predicates: it is held only briefly, twice per predicate.
 struct Once {
   std::mutex mutex;
   std::condition_variable done;

@@ -1,4 +1,4 @@
-// State capture: the handlers in the order of their registration, each asked on its queue.
+// State capture: the handlers in the order of their registration, each run on its queue.
 #include "announce.h"
 #include "services/block.h"
 #include "services/immortal.h"

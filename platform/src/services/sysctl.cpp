@@ -1,4 +1,4 @@
-// The one kernel state that is asked for: the boot time, from Linux's own record of it.
+// The only supported kernel value: the boot time, as Linux records it.
 #include "announce.h"
 #include "services/immortal.h"
 #include <control/clock.h>
@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::int64_t microsecondsPerSecond = 1'000'000;
 
-// "btime" of /proc/stat: whole seconds, the same for every process, where the difference of two clocks would differ by
-// some microseconds from one reading to the next.
+// "btime" of /proc/stat: whole seconds, the same for every process. The difference of two clocks would vary by some
+// microseconds from one reading to the next.
 std::optional<std::int64_t> kernelBootTime() {
   std::ifstream stat("/proc/stat");
   for (std::string word; stat >> word;) {

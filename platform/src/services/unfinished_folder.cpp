@@ -39,7 +39,8 @@ void removeAbandoned(const fs::path& parent) {
       continue;
     }
     if (const int descriptor = openFolder(entry->path()); descriptor >= 0) {
-      // Where folders cannot be locked (on some network file systems) nothing is known of its process: it is kept.
+      // Where folders cannot be locked, as on some network file systems, it is kept, because its process may be
+      // running.
       if (flock(descriptor, LOCK_EX | LOCK_NB) == 0) {
         removeLocked(entry->path(), descriptor);
       }
@@ -97,7 +98,7 @@ void UnfinishedFolder::open() {
   struct stat made {};
   require(lstat(path_.c_str(), &made) == 0);
   permissions_ = fs::perms(made.st_mode) & fs::perms::mask;
-  if ((made.st_mode & S_IRWXU) != S_IRWXU) { // a change may take other bits away
+  if ((made.st_mode & S_IRWXU) != S_IRWXU) { // only if needed: chmod may clear other bits
     require(chmod(path_.c_str(), made.st_mode | S_IRWXU) == 0);
   }
   descriptor_ = openFolder(path_);

@@ -8,7 +8,7 @@ CF_EXTERN_C_BEGIN
 
 typedef struct IOHIDDeviceObject* IOHIDDeviceRef;
 
-// The HID device on a registry entry, or null when the entry is none. [create: caller releases] [any thread]
+// The HID device on a registry entry, or null if the entry is not a HID device. [create: caller releases] [any thread]
 IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef allocator, io_service_t service);
 
 CF_EXTERN_C_END

@@ -9,7 +9,7 @@ CF_EXTERN_C_BEGIN
 typedef struct IOHIDServiceObject* IOHIDServiceRef;
 typedef struct IOHIDSessionObject* IOHIDSessionRef;
 
-// What a service says of itself never changes, so everything here may be called on any thread.
+// The properties of a service never change, so everything here may be called on any thread.
 
 // A service property, or null. [create: caller releases] and [get: borrowed]
 CFTypeRef IOHIDServiceCopyProperty(IOHIDServiceRef service, CFStringRef key);

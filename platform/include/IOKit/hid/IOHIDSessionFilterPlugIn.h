@@ -16,7 +16,7 @@
                                  0x59, 0xCA, 0x03, 0xDA, 0x40, 0x8B, 0x97)
 
 // The 18 entries, whose positions are fixed. The event system skips a slot that is null. It calls them one at a time,
-// on its own thread or on the queue that it gave [event system]. Session, service and queue stay its own [borrowed: for
+// on its own thread or on the queue that it gave [event system]. Session, service and queue belong to it [borrowed: for
 // the call]; only the queue may be kept, until the last Release.
 typedef struct IOHIDSessionFilterPlugInInterface {
   IUNKNOWN_C_GUTS;

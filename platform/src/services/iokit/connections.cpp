@@ -55,7 +55,7 @@ kern_return_t IOServiceClose(io_connect_t connection) {
   if (const auto failure = announce("IOServiceClose")) {
     return *failure;
   }
-  const auto client = clientOf(connection); // its last reference goes after the lock is given back
+  const auto client = clientOf(connection); // destroyed after the lock is released, as this may be the last reference
   auto& registry = vel::platform::registry();
   const std::lock_guard lock(registry.mutex);
   return registry.disconnect(connection) ? kIOReturnSuccess : kIOReturnBadArgument;

@@ -18,7 +18,7 @@ using vel::platform::Registry;
 
 namespace {
 
-// kIOCFPlugInInterfaceID as text: made here, the constant would be recorded as the caller's.
+// kIOCFPlugInInterfaceID as text: a use of the constant here would be recorded as a call of the plug-in.
 constexpr std::string_view plugInInterface = "C244E858-109C-11D4-91D4-0050E4C6426F";
 
 // Stores a reference to what `step` finds from the entry, or 0.

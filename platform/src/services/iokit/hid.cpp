@@ -1,4 +1,4 @@
-// HID services, sessions and devices: CF objects that hold what the host said about them.
+// HID services, sessions and devices: CF objects that hold what the host specified.
 #include "announce.h"
 #include "cf/make.h"
 #include "cf/object.h"

@@ -46,7 +46,7 @@ struct Criteria {
   std::optional<std::uint64_t> id;
   std::optional<std::string> name;
   std::optional<std::string> className;
-  bool impossible = true; // nothing asked for, or something that no entry can answer
+  bool impossible = true; // no criterion, or one that no entry can meet
 
   bool matches(const Entry& entry) const {
     return !impossible && (!id || *id == entry.facts.id) && (!name || *name == entry.facts.name) &&
@@ -54,7 +54,7 @@ struct Criteria {
   }
 };
 
-// The object as a T; null when it is none.
+// The object as a T; null if it is of another type.
 template <class T>
 const T* asType(const void* object) {
   return object == nullptr ? nullptr : vel::platform::as<T>(vel::platform::objectAt(object, "matching"));

@@ -136,7 +136,7 @@ std::uint64_t addRegistryEntry(RegistryEntry entry) {
 }
 
 void setRegistryProperties(std::uint64_t id, Ref<CFDictionaryRef> properties) {
-  // What was there is released by the argument's own end, after the lock.
+  // The old properties are released with the argument, after the lock is released.
   changeEntry(id, [&](platform::Entry& entry) { std::swap(entry.facts.properties, properties); });
 }
 

@@ -29,7 +29,7 @@ struct Entry {
   control::RegistryEntry facts; // `id` is never 0 here
   std::vector<std::uint64_t> children;
   std::optional<IOReturn> brokenParent;
-  std::vector<PlugIn> plugIns; // of two of one type, the later one counts
+  std::vector<PlugIn> plugIns; // the last one of a type is used
   std::shared_ptr<control::UserClient> userClient;
   io_object_t handle = 0;       // 0: the entry has no outside references
   std::uint32_t references = 0; // to the handle

@@ -1,5 +1,5 @@
-// The walk over a log format. Each conversion is read from the format, rebuilt from what was understood, and handed to
-// snprintf with one argument of the type that it names.
+// The walk over a log format. Each conversion is read from the format, rebuilt from its parts, and passed to snprintf
+// with one argument of the type that it names.
 #include "services/log/format.h"
 
 #include "cf/number.h"
@@ -21,9 +21,9 @@
 namespace vel::platform {
 namespace {
 
-constexpr int mostWidth = 4096; // no line is helped by more blanks and zeros
+constexpr int mostWidth = 4096; // wider padding is of no use in a log line
 
-// va_list may be an array type, which cannot be passed by reference and still be one list.
+// In a struct, because va_list may be an array type, and all functions must advance the same list.
 struct Arguments {
   std::va_list list;
 };
@@ -36,7 +36,7 @@ struct Conversion {
   char type = 0;
 };
 
-// Reads parts of the format from a position that moves on.
+// Reads parts of the format, one after another.
 class Reader {
 public:
   explicit Reader(const char* at) : at_(at) {}
@@ -57,7 +57,7 @@ public:
     return {start, at_};
   }
 
-  // Decimal digits; a number that no int holds is the largest int.
+  // Reads decimal digits; a number that does not fit an int becomes the largest int.
   int number() {
     std::int64_t value = 0;
     for (; *at_ >= '0' && *at_ <= '9'; ++at_) {
@@ -74,7 +74,7 @@ bool oneOf(char c, std::string_view accepted) {
   return accepted.find(c) != std::string_view::npos;
 }
 
-// Whether the walk knows the conversion's type with its length modifier. Asked before any argument is used.
+// Whether the conversion's type is supported with its length modifier. Checked before any argument is used.
 bool isKnown(const Conversion& conversion) {
   if (oneOf(conversion.type, "diuxXo")) {
     constexpr std::string_view lengths[] = {"", "hh", "h", "l", "ll", "z", "j", "t"};
@@ -110,7 +110,7 @@ void append(std::string& out, const Conversion& conversion, T value) {
 
 void appendInteger(std::string& out, const Conversion& conversion, Arguments& arguments) {
   const auto& length = conversion.length;
-  // NOLINTNEXTLINE(bugprone-branch-clone): types that are one here need not be one elsewhere
+  // NOLINTNEXTLINE(bugprone-branch-clone): types that are the same here may differ on other platforms
   if (length == "l") {
     append(out, conversion, va_arg(arguments.list, long));
   } else if (length == "ll") {
@@ -164,7 +164,7 @@ void appendArgument(std::string& out, Conversion& conversion, Arguments& argumen
   }
 }
 
-// Writes the conversion that begins after a %. False, with no argument used, when it is none that the walk knows.
+// Writes the conversion that begins after a %. False, with no argument used, if it is not supported.
 bool convert(std::string& out, Reader& reader, Arguments& arguments) {
   if (reader.skip('{')) {
     while (!reader.skip('}')) {

@@ -14,7 +14,7 @@
 namespace vel::platform {
 namespace {
 
-// What JSON has a letter for; 0 for other characters.
+// The letter of JSON's short escape for a character; 0 if it has none.
 char jsonLetter(std::uint32_t c) {
   switch (c) {
   case '"':
@@ -54,14 +54,14 @@ void appendJson(std::string& out, std::string_view text) {
       out += text.substr(0, c.length);
     } else if (c.value < 0x10000) {
       out += fmt::format("\\u{:04x}", c.value);
-    } else { // two halves
+    } else { // a surrogate pair
       out += fmt::format("\\u{:04x}\\u{:04x}", 0xD7C0 + (c.value >> 10), 0xDC00 + (c.value & 0x3FF));
     }
     text.remove_prefix(c.length);
   }
 }
 
-// Lines come many a second: its text is made once.
+// Keeps the text of the last second, because many lines are written in one second.
 const std::string& secondText(std::chrono::sys_seconds second) {
   thread_local std::chrono::sys_seconds last;
   thread_local std::string text;

@@ -1,4 +1,4 @@
-// The unified log: log objects, levels, the lines in memory, and the way of a line to the sinks.
+// The unified log: log objects, levels, the lines in memory, and how a line reaches the sinks.
 #include "announce.h"
 #include "cf/object.h"
 #include "services/immortal.h"
@@ -37,7 +37,7 @@ constexpr std::array levels = {
     Level{OS_LOG_TYPE_ERROR, "error"},     Level{OS_LOG_TYPE_FAULT, "fault"},
 };
 
-// Of one of the levels; other types have none.
+// The bit of a level; 0 for other types.
 constexpr std::uint32_t bit(os_log_type_t type) {
   const bool isLevel =
       std::any_of(levels.begin(), levels.end(), [=](const Level& level) { return level.type == type; });
@@ -136,7 +136,7 @@ void os_log_with_type(os_log_t object, os_log_type_t type, const char* format, .
 void os_release(void* object) {
   note("os_release");
   if (object == nullptr) {
-    return; // what a plug-in that was never opened has in place of its log object
+    return; // a plug-in that was never opened has no log object
   }
   const std::lock_guard lock(log().mutex);
   const auto& objects = log().objects;

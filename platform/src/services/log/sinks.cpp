@@ -64,7 +64,7 @@ public:
 
   void write(const control::LogLine& line) override {
     const auto text = plainLine(line);
-    sink_.log({line.subsystem, spdlog::level::info, text}); // the form shows no level of spdlog's
+    sink_.log({line.subsystem, spdlog::level::info, text}); // the pattern shows neither the name nor the level
     sink_.flush();
   }
 
@@ -76,7 +76,7 @@ private:
 class JournalSink final : public LogSink {
 public:
   void write(const control::LogLine& line) override {
-    // In parentheses the function, not the macro, which adds this place in the source.
+    // The parentheses call the function, not the macro, which would add this source location.
     const int result = (sd_journal_send)("MESSAGE=%s", plainLine(line).c_str(), "PRIORITY=%d",
                                          journalPriority(line.type), "SYSLOG_IDENTIFIER=velplatform", nullptr);
     if (result < 0) {

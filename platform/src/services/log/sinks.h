@@ -1,4 +1,4 @@
-// Where log lines go besides memory, and the text that they have there.
+// Where log lines go besides memory, and how they are written there.
 #pragma once
 
 #include <control/log.h>
@@ -16,7 +16,7 @@ public:
   virtual void write(const control::LogLine& line) = 0;
 };
 
-// One JSON object a line, flushed after each. Throws std::runtime_error when the file cannot be opened.
+// One JSON object per line, flushed after each. Throws std::runtime_error when the file cannot be opened.
 std::unique_ptr<LogSink> makeFileSink(const std::filesystem::path& path);
 // Plain lines on stderr.
 std::unique_ptr<LogSink> makeStderrSink();

@@ -9,7 +9,7 @@ using vel::control::TallyOp;
 
 namespace {
 
-// A null key names nothing to count under.
+// A null key is ignored.
 void take(const char* function, TallyOp op, CFStringRef key, std::int64_t scalar, double sample) {
   vel::platform::note(function, key);
   if (key != nullptr) {

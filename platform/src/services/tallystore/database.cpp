@@ -69,7 +69,7 @@ Database openDatabase(const std::filesystem::path& path, Access access) {
   }
   // Other writers hold the lock only for short transactions.
   check(opened, sqlite3_busy_timeout(opened, 5000));
-  // The file may be anybody's.
+  // The file may be hostile.
   check(opened, sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr));
   check(opened, sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr));
   sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, 1 << 24);
@@ -102,7 +102,7 @@ bool stepOnce(const Statement& statement) {
 }
 
 void rewind(const Statement& statement) {
-  sqlite3_reset(statement.get()); // answers with the error of the step, which was seen there
+  sqlite3_reset(statement.get()); // returns the error of the step again, which was handled there
 }
 
 void bind(const Statement& statement, int parameter, std::int64_t number) {

@@ -1,4 +1,4 @@
-// SQLite, owned and with exceptions: little more than the calls that the store makes.
+// Owning handles and exceptions for SQLite, for the calls that the store makes.
 #pragma once
 
 #include <sqlite3.h>
@@ -20,7 +20,7 @@ using Database = std::unique_ptr<sqlite3, CloseDatabase>;
 struct FinalizeStatement {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 };
-using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>; // goes before its database
+using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>; // must be destroyed before its database
 
 // A cause without a file; the caller that knows the path adds it.
 class DatabaseError : public std::runtime_error {
@@ -35,14 +35,14 @@ enum class Access {
   settled, // for a store that is not in use: reads only the one file and creates none
   memory   // a new database without a file; the path is not used
 };
-// The path is absolute: SQLite sees special names in others, such as ":memory:".
+// The path must be absolute: others may be special names to SQLite, such as ":memory:".
 Database openDatabase(const std::filesystem::path& path, Access access);
 
 void execute(const Database& database, const char* sql);
 Statement prepare(const Database& database, const char* sql);
 // True for a row, false at the end.
 bool step(const Statement& statement);
-// Takes one row, or none, and is ready for the next use.
+// Steps once and rewinds; true for a row.
 bool stepOnce(const Statement& statement);
 void rewind(const Statement& statement);
 

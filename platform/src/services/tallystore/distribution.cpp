@@ -31,7 +31,7 @@ void Distribution::push(double sample, std::uint64_t weight) {
     ignored_ += weight;
     return;
   }
-  sample += 0.0; // one zero, not two
+  sample += 0.0; // turns -0 into 0
   min_ = empty() ? sample : std::min(min_, sample);
   max_ = empty() ? sample : std::max(max_, sample);
   histogram_.add(sample, weight);
@@ -73,7 +73,7 @@ control::TallyDistribution Distribution::summary() const {
   summary.sum = all.sum + all.lost;
   summary.min = min_;
   summary.max = max_;
-  // Rounding, and the middle of a bucket, may lie outside of the samples.
+  // Rounding or the middle of a bucket may give a value outside the samples' range.
   summary.mean = std::clamp(summary.sum / static_cast<double>(all.count), min_, max_);
   summary.standardDeviation = std::sqrt(all.squares / static_cast<double>(all.count));
   summary.p50 = std::clamp(histogram_.percentile(50), min_, max_);

@@ -8,8 +8,8 @@
 namespace vel::platform {
 namespace {
 
-// Upper end of a bucket over the upper end of the one below: with it, the point 2g/(1+g) of a bucket that reaches from
-// 1 to g is as far from one end as from the other, 1 % of each.
+// The upper end of a bucket divided by that of the bucket below. With this g, the point 2g/(1+g) of a bucket from 1 to
+// g is 1 % away from either end.
 constexpr double kGrowth = 1.01 / 0.99;
 const double kLogGrowth = std::log(kGrowth);
 

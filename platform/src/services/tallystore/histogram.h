@@ -1,6 +1,6 @@
-// How often which sample came, so that percentiles can be told: every distinct value while there are few, afterwards
-// counts in buckets, each 2 % wider than the one below it, so that a bucket's middle is within 1 % of what is in it.
-// Which of the two, and what is in it, depends only on the samples, not on their order or grouping.
+// How often each sample occurred, for percentiles: every distinct value while there are few, then counts in buckets.
+// Each bucket is 2 % wider than the one below it, so that its middle is within 1 % of every sample in it. Which form is
+// used, and its content, depends only on the samples, not on their order or grouping.
 #pragma once
 
 #include "services/tallystore/packing.h"
@@ -14,7 +14,7 @@ namespace vel::platform {
 class Histogram {
 public:
   static constexpr std::size_t kMostValues = 64;
-  // Samples beyond this are none of ours: their sums of squares would leave the range of a double.
+  // Samples beyond this are ignored: their sums of squares would leave the range of a double.
   static constexpr double kLargest = 1e140;
   // More samples than this are damage, not data; as many again can be added without an overflow.
   static constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 62;
@@ -24,7 +24,8 @@ public:
 
   bool exact() const { return exact_; }
   std::uint64_t count() const { return count_; }
-  // The smallest sample that at least `percent` of all are not above; when not exact, within 1 % of it. There is one.
+  // The smallest sample that at least `percent` % of all samples do not exceed; if not exact, a value within 1 % of it.
+  // There must be a sample.
   double percentile(unsigned percent) const;
 
   void pack(Packer& packer) const;

@@ -1,4 +1,4 @@
-// Numbers in a column of bytes: little-endian, small ones short. What was packed by somebody else is not trusted.
+// Packs numbers into a column of bytes, small counts into few, and unpacks them without trusting the bytes.
 #pragma once
 
 #include <bit>
@@ -13,7 +13,7 @@ namespace vel::platform {
 class Packer {
 public:
   void number(double value) { fixed(std::bit_cast<std::uint64_t>(value)); }
-  // Seven bits a byte, the low ones first; all but the last byte have their high bit set.
+  // Seven bits per byte, the low ones first; all but the last byte have their high bit set.
   void count(std::uint64_t value) {
     for (; value >= 0x80; value >>= 7) {
       bytes_ += static_cast<char>(0x80 | (value & 0x7F));

@@ -1,4 +1,4 @@
-// A store's rows, for one look.
+// Reads all rows of a store once, or only checks them.
 #pragma once
 
 #include "services/tallystore/rows.h"
@@ -14,7 +14,7 @@ namespace vel::platform {
 // By key, the scalar before the distribution. Both functions refuse more keys than any plug-in has.
 std::vector<control::TallyRow> readStore(const std::filesystem::path& path);
 std::vector<control::TallyRow> collect(const Rows& rows);
-// Reads all of it before it is written to, and keeps nothing. Refuses a store in which a count cannot grow.
+// Checks all rows of a store before it is written to. Refuses a store in which a count cannot grow.
 void checkStore(const std::filesystem::path& path);
 
 } // namespace vel::platform

@@ -1,4 +1,4 @@
-// Refuses before SQLite opens anything: it would open for reading only, and leave files behind.
+// Checks before SQLite opens anything: it would open the store for reading only, and leave files behind.
 #include "services/tallystore/rights.h"
 
 #include "services/tallystore/database.h"
@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What writing to a file fails with, or making it if it does not exist; 0 for nothing.
+// The errno of writing to a file, or of creating it if it does not exist; 0 if that would succeed.
 int writeFailure(const fs::path& file) {
   if (access(file.c_str(), W_OK) == 0) {
     return 0;

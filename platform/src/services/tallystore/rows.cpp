@@ -27,10 +27,10 @@ ON CONFLICT (key) DO UPDATE SET first_sample = ?2, last_change = ?3, last_clear 
   samples = ?7, exact = ?8, sum = ?9, min = ?10, max = ?11, mean = ?12, standard_deviation = ?13,
   p50 = ?14, p90 = ?15, p99 = ?16)";
 
-// Of a count in a column.
+// The largest count that a column holds.
 constexpr std::uint64_t kMostCounted = std::numeric_limits<std::int64_t>::max();
 
-// The key for a line of text: the beginning of a long one, without a part of a character.
+// The key for a message; a long one is cut after a whole character.
 std::string nameOf(const Row& row) {
   constexpr std::size_t most = 64;
   if (row.key.size() <= most) {
@@ -118,7 +118,7 @@ void Row::clear(std::int64_t now) {
   lastClear = now;
 }
 
-// Stops at the end of the range: a counter that jumps to the other end would tell a plain untruth.
+// Stops at the end of the range, and counts that: a counter that wraps around would be wrong without a sign of it.
 void Row::add(std::int64_t value) {
   if (__builtin_add_overflow(scalar.value, value, &scalar.value)) {
     scalar.value = value < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
@@ -180,7 +180,7 @@ void Rows::load(Row& row) const {
 }
 
 void Rows::save(const Row& row) const {
-  // What cannot be read again is not written.
+  // A row that could not be read again is not written.
   if (row.scalar.overflows > kMostCounted || row.distribution.ignored() > kMostCounted ||
       !row.distribution.isPlausible()) {
     refuseFull(row);

@@ -39,13 +39,13 @@ private:
 // The rows of one database, through statements that are prepared once.
 class Rows {
 public:
-  // The database must outlive it. Statements that write are made for a database that can be written.
+  // The database must outlive it. Statements that write are prepared only for Access::write.
   Rows(const Database& database, Access access);
 
-  // Fills in what the database has for the row's key and kind, or nothing.
+  // Replaces the row by the database's row of its key and kind, or by an empty one if there is none.
   void load(Row& row) const;
   void save(const Row& row) const;
-  // All of them, the scalars first, each in no order.
+  // Passes all rows to `take`, the scalars first, otherwise in no order.
   void each(const std::function<void(const Row&)>& take) const;
 
 private:

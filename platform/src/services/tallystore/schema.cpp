@@ -30,7 +30,7 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kApplication = 0x54414C59; // "TALY"
 constexpr std::uint32_t kFormat = 1;
 
-// Of the names of SQLite's own files.
+// Endings of the names of SQLite's own files.
 constexpr char kJournalEnding[] = "-journal";
 constexpr char kLogEnding[] = "-wal";
 constexpr char kMemoryEnding[] = "-shm";
@@ -85,8 +85,8 @@ SELECT key, kind, value, overflows, count, sum, min, max, mean, standard_deviati
 FROM both ORDER BY key, kind DESC)"},
 };
 
-// The fixed part of a database file: the numbers in it are big-endian. A last page that is cut short would be read as
-// if zeros followed.
+// The fixed part of a database file: the numbers in it are big-endian. The page size is read because SQLite would read
+// a truncated last page as if zeros followed.
 constexpr std::size_t kHeaderSize = 100;
 constexpr std::size_t kPageSizeOffset = 16;
 constexpr std::size_t kWriteVersionOffset = 18;
@@ -94,13 +94,13 @@ constexpr std::size_t kReadVersionOffset = 19;
 constexpr std::size_t kFormatOffset = 60;
 constexpr std::size_t kApplicationOffset = 68;
 constexpr char kMagic[] = "SQLite format 3"; // with its NUL
-constexpr char kWriteAheadLog = 2;           // as either version; a database in memory has no log
+constexpr char kWriteAheadLog = 2;           // as both versions; a database in memory has no log
 
 struct Header {
   std::array<std::uint8_t, kHeaderSize> bytes{};
   std::uint64_t fileSize = 0;
 
-  // Two bytes, in which 1 stands for the size that they cannot hold.
+  // Stored in two bytes; 1 means 65536, which they cannot hold.
   std::uint32_t pageSize() const {
     const std::uint32_t size = number(kPageSizeOffset) >> 16;
     return size <= 1 ? 65536 : size;
@@ -114,8 +114,8 @@ struct Header {
   }
 };
 
-// Through SQLite's own file system: closing a file drops every lock that this process has on it, those of a store that
-// is open as well, and SQLite alone knows when to wait with that.
+// Through SQLite's own file system: closing a file drops every lock that this process has on it, including those of an
+// open store, and only SQLite knows when closing must wait.
 Header readHeader(const fs::path& path) {
   if (access(path.c_str(), R_OK) != 0) {
     throw DatabaseError(std::strerror(errno));
@@ -126,7 +126,7 @@ Header readHeader(const fs::path& path) {
   sqlite3_vfs* const vfs = sqlite3_vfs_find(nullptr);
   std::vector<std::max_align_t> memory(static_cast<std::size_t>(vfs->szOsFile) / sizeof(std::max_align_t) + 1);
   std::string name = path.string();
-  name.append(2, '\0'); // and no parameters
+  name.append(2, '\0'); // an empty list of parameters follows the name
   auto* const opened = reinterpret_cast<sqlite3_file*>(memory.data());
   int flags = SQLITE_OPEN_READONLY | SQLITE_OPEN_MAIN_DB;
   if (vfs->xOpen(vfs, name.c_str(), opened, flags, &flags) != SQLITE_OK) {
@@ -161,7 +161,7 @@ void makeTables(const Database& database) {
 void fill(const fs::path& path) {
   const Database database = openDatabase(path, Access::create);
   makeTables(database);
-  execute(database, "PRAGMA journal_mode = WAL"); // from now on part of the file
+  execute(database, "PRAGMA journal_mode = WAL"); // stored in the file from now on
 }
 
 } // namespace
@@ -250,7 +250,8 @@ void requireStore(const fs::path& path) {
 }
 
 void requireWhole(const Database& database) {
-  // A trigger or a view of somebody else's would run as ours. And first: the check runs what tables ask for.
+  // A foreign trigger or view would run with our rights. This comes before quick_check, which evaluates what the tables
+  // define.
   const Statement objects =
       prepare(database, "SELECT name, sql FROM sqlite_schema WHERE sql IS NOT NULL ORDER BY name");
   for (const SchemaObject& object : kObjects) {

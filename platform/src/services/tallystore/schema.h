@@ -8,19 +8,19 @@
 
 namespace vel::platform {
 
-// The file itself, without links on the way: SQLite follows none, and puts its companions next to the file.
+// The file's path with all links resolved: its companions are next to the file itself.
 std::filesystem::path fileOf(const std::filesystem::path& path);
-// Where SQLite puts what was written and is not in the file yet.
+// SQLite's write-ahead log: what was written and is not in the file yet.
 std::filesystem::path writeAheadLogOf(const std::filesystem::path& path);
-// Where it puts the index to that, which all who use the store have mapped.
+// The index to that log, which every process that uses the store has mapped.
 std::filesystem::path sharedMemoryOf(const std::filesystem::path& path);
 // The file and all that SQLite may put next to it while it is in use.
 std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path);
 
-// Makes a store without keys. It appears whole; one that another process makes in the meantime stays untouched.
+// Makes a store without keys. It appears whole. If another process makes one in the meantime, that one stays.
 void createStore(const std::filesystem::path& path);
 Database createStoreInMemory();
-// The content of a store's file that holds what a database in memory does.
+// The content of a store file with the data of a database in memory.
 std::string imageOf(const Database& database);
 
 // Throws DatabaseError unless the file is a store of this version. Reads only the header and opens no database, so that

@@ -44,7 +44,7 @@ struct Tally {
   throw std::runtime_error(fmt::format("{}: {}", path.string(), outOfMemory ? "out of memory" : cause.what()));
 }
 
-// The store is made in place of the one that was open, which stays when that fails.
+// Replaces the open store by the one that `make` returns. If that fails, the old one stays open.
 template <class Make>
 void open(const std::filesystem::path& path, Make make) {
   auto& tally = immortal<Tally>();
@@ -73,7 +73,7 @@ auto ask(Question question) {
   }
 }
 
-// The functions report nothing to their caller.
+// The functions report no error to their caller, so the first one goes to stderr.
 void writeAtOnce(Tally& tally) {
   try {
     tally.store->write(tally.now());

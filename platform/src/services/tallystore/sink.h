@@ -1,4 +1,4 @@
-// Where TallyStore's operations go: the one way from the six functions to the sinks that keep them.
+// Passes TallyStore's operations from the six functions to memory and to the open store.
 #pragma once
 
 #include <control/tally.h>

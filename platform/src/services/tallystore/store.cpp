@@ -1,4 +1,4 @@
-// Keeps rows in memory and writes the changed ones once a batch.
+// Keeps rows in memory and writes the changed ones once per batch.
 #include "services/tallystore/store.h"
 
 #include "services/tallystore/rights.h"
@@ -23,8 +23,8 @@ Database openStore(const std::filesystem::path& path) {
   requireWritable(path);
   checkStore(path); // a store that cannot be read whole must not be written to
   Database database = openDatabase(path, Access::write);
-  // What COMMIT has handed to the kernel outlives the process. It is not forced to the disk each time: after a power
-  // failure the last batches may be missing, whole ones.
+  // What COMMIT has handed to the kernel outlives the process. It is not forced to the disk each time, so a power
+  // failure may lose the last batches, but only whole ones.
   execute(database, "PRAGMA synchronous = NORMAL");
   return database;
 }
@@ -40,7 +40,7 @@ TallyKind kindOf(TallyOp op) {
   }
 }
 
-// More keys than any plug-in has are not kept in memory.
+// More keys than any plug-in has. With more than this, all rows are dropped from memory after a batch.
 constexpr std::size_t kMostKept = 10'000;
 
 } // namespace

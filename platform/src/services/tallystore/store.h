@@ -28,7 +28,7 @@ public:
 
   // What was written.
   std::vector<control::TallyRow> rows() const { return collect(rows_); }
-  // Of a store in memory: the content of a file for it.
+  // For a store in memory: the content of a file with its data.
   std::string image() const { return imageOf(database_); }
 
 private:
