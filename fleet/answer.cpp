@@ -1,4 +1,4 @@
-// A line at a time: names, types, then rows.
+// Parses one line at a time: the columns' names, their types, then the rows.
 #include "fleet/answer.h"
 
 #include <fmt/format.h>

@@ -16,7 +16,7 @@ namespace vel::fleet {
 
 constexpr const char* answerFormat = "TabSeparatedWithNamesAndTypes";
 
-// How a column's values are meant.
+// How the values of a column are to be read.
 enum class ValueKind : std::uint8_t {
   text,
   integer, // decimal digits, maybe with a sign; those of UInt64 may exceed 2^63 - 1
@@ -32,18 +32,18 @@ struct AnswerColumn {
 
 struct AnswerCell {
   bool isNull = false;
-  std::string_view bytes; // without escapes [borrowed: until the call returns]
+  std::string_view bytes; // unescaped [borrowed: until the call returns]
 };
 
 class AnswerReader {
 public:
   using OnColumns = std::function<void(std::span<const AnswerColumn> columns)>;
-  using OnRow = std::function<void(std::span<const AnswerCell> cells)>; // one for each column
+  using OnRow = std::function<void(std::span<const AnswerCell> cells)>; // one cell for each column
   AnswerReader(OnColumns onColumns, OnRow onRow) : onColumns_(std::move(onColumns)), onRow_(std::move(onRow)) {}
 
-  // Throws Error for what is not in the format.
+  // Reads the next piece of the answer. Throws Error if it is not in the format.
   void take(std::string_view piece);
-  // After the last piece.
+  // To be called after the last piece. Throws Error if the answer is incomplete.
   void end();
 
 private:
@@ -52,7 +52,7 @@ private:
 
   const OnColumns onColumns_;
   const OnRow onRow_;
-  std::string rest_; // a line that is not complete
+  std::string rest_; // the part of a line that has arrived so far
   std::vector<AnswerColumn> columns_;
   std::vector<AnswerCell> cells_;
   std::string unescaped_;

@@ -1,4 +1,4 @@
-// The settings that questions run with.
+// Checks that a question only reads, and runs it with limits.
 #include "fleet/ask.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@ std::string_view withoutEnd(std::string_view sql) {
   return sql.substr(0, last == std::string_view::npos ? 0 : last + 1);
 }
 
-// After blanks and comments; in upper case.
+// The first word after blanks, brackets and comments, in upper case.
 std::string firstWord(std::string_view sql) {
   for (;;) {
     sql.remove_prefix(std::min(sql.find_first_not_of(" \t\r\n("), sql.size()));
@@ -36,7 +36,7 @@ std::string firstWord(std::string_view sql) {
   return word;
 }
 
-// A server that lets users only read still lets them KILL QUERY.
+// Checked here too, because a server still lets users who may only read run KILL QUERY.
 void requireQuestion(std::string_view sql) {
   const std::string word = firstWord(sql);
   if (word != "SELECT" && word != "WITH") {
@@ -46,14 +46,14 @@ void requireQuestion(std::string_view sql) {
 
 Settings settingsFor(std::chrono::seconds limit) {
   return {
-      // A failure comes instead of the answer, not in the middle of it.
+      // The server sends nothing before the query has ended, so a failure never follows part of an answer.
       {"wait_end_of_query", "1"},
       {"max_execution_time", std::to_string(limit.count())},
-      // Conditions reach through the views, so that one device's rows are found by the sorting key.
+      // Conditions are applied inside of views, so that the sorting key finds the rows of one device.
       {"enable_optimize_predicate_expression", "1"},
-      // The tables of IN and JOIN are those of all shards: a question need not say GLOBAL.
+      // Tables in IN and JOIN are read from all shards, so that questions need not say GLOBAL.
       {"distributed_product_mode", "global"},
-      // SELECT only; the last one, as no other setting may change then.
+      // Allows only SELECT. This comes last, as no setting can be changed after it.
       {"readonly", "1"},
   };
 }
@@ -62,7 +62,7 @@ Settings settingsFor(std::chrono::seconds limit) {
 
 void askFleet(Http& http, std::string_view sql, std::chrono::seconds limit, AnswerReader& reader) {
   requireQuestion(sql);
-  // On a line of its own, as the SQL may end with a comment.
+  // FORMAT is on its own line, as the SQL may end with a comment.
   const std::string statement = fmt::format("{}\nFORMAT {}", withoutEnd(sql), answerFormat);
   http.run(
       statement, [&](std::string_view piece) { reader.take(piece); }, settingsFor(limit));

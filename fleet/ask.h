@@ -9,7 +9,7 @@
 
 namespace vel::fleet {
 
-// Hands the answer to the reader once the server has all of it. `limit` 0: no limit. Throws Error.
+// Passes the answer to the reader once the server has all of it. `limit` 0: no limit. Throws Error.
 void askFleet(Http& http, std::string_view sql, std::chrono::seconds limit, AnswerReader& reader);
 
 } // namespace vel::fleet

@@ -1,4 +1,4 @@
-// JSON lines, and the manifests of capture folders.
+// Reads lists in JSON lines, and the manifests of capture folders.
 #include "fleet/capture_list.h"
 
 #include <fleet/error.h>

@@ -1,4 +1,4 @@
-// Which captures are to be loaded, and of which device, build and lot each is.
+// Which captures are to be loaded, and which device, build and lot each one comes from.
 #pragma once
 
 #include <filesystem>
@@ -9,7 +9,7 @@
 namespace vel::fleet {
 
 struct Origin {
-  std::string device; // empty: not known, as the others
+  std::string device; // empty if not known, like the others
   std::string build;
   std::string lot;
 };
@@ -19,15 +19,14 @@ struct ListedCapture {
   Origin origin;
 };
 
-// JSON lines: {"path": "captures/a", "device": "a", "build": "1.2", "lot": "7"}. Relative paths begin in the list's
-// folder; other keys are ignored. Throws formats::Error with the line.
+// JSON lines: {"path": "captures/a", "device": "a", "build": "1.2", "lot": "7"}. Relative paths are relative to the
+// list's folder; other keys are ignored. Throws formats::Error with the line.
 std::vector<ListedCapture> readCaptureList(const std::filesystem::path& list);
 
-// What is empty in `origin` is taken from the manifest, if `path` is a folder with one. Throws formats::Error.
+// Fills the empty fields of `origin` from the manifest, if `path` is a folder with one. Throws formats::Error.
 void completeFromManifest(const std::filesystem::path& path, Origin& origin);
 
-// An id of a device that can be stored and shown: not empty, not too long, without control characters. Throws Error
-// with the path.
+// Throws Error with the path if the device's id is empty, or if a field is too long or has control characters.
 void requireOrigin(const std::string& path, const Origin& origin);
 
 } // namespace vel::fleet

@@ -4,8 +4,9 @@ from xml.sax.saxutils import escape
 
 KEEPER = "zookeeper"
 
-# ClickHouse's defaults would let each node take all memory. A ZooKeeper session of 2 s, not 30: until it has expired,
-# the others count a killed replica as active. A node whose session was lost notices after 1 s, not 60.
+# Memory is limited, as ClickHouse's defaults would let each node take all of it. ZooKeeper sessions last 2 s instead of
+# 30, as a killed replica counts as active until its session expires. A node notices a lost session after 1 s instead of
+# 60.
 NODE = """<?xml version="1.0"?>
 <yandex>
   <logger><level>information</level><log>{folder}/log</log><errorlog>{folder}/errors</errorlog><size>20M</size><count>1</count></logger>
@@ -74,7 +75,7 @@ def configuration(name):
 
 
 def write_configuration(folder, cluster, password, nodes, keeper_port):
-    """For each node, and for ZooKeeper if there is a port for it."""
+    """Writes the files of each node, and of ZooKeeper if it has a port."""
     urls = " ".join(f"http://127.0.0.1:{node['http']}" for node in nodes)
     shards = ""
     for shard in sorted({node["shard"] for node in nodes}):

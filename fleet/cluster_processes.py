@@ -1,7 +1,7 @@
 """The processes of fleet/cluster: finds and ends the servers of a folder, and finds ports for new ones.
 
-Servers are known by their command lines, which name the folder. Recorded process ids could belong to others after a
-crash."""
+Servers are recognised by their command lines, which name the folder. Recorded process ids are not used: after a
+crash they could belong to other processes."""
 
 import os
 import pathlib
@@ -17,7 +17,7 @@ JAVA = "/usr/bin/java"
 SERVER = "/usr/sbin/clickhouse-server"  # not in everyone's PATH
 ENDED_WITHIN = 20  # seconds
 
-# Not above 32767: from there on the kernel gives ports to outgoing connections, and one could take a stopped node's.
+# At most 32767: the kernel uses higher ports for outgoing connections, which could take the port of a stopped node.
 PORTS = range(20000, 32768)
 
 
@@ -34,7 +34,7 @@ def servers(folder):
 
 
 def server_name(process, folder):
-    """The name of the server that a process is, if it is one of this folder's."""
+    """The name of the server that the process runs, or None if it is not one of this folder's."""
     program, *arguments = process.joinpath("cmdline").read_bytes().split(b"\0")
     if os.fsdecode(program) not in (JAVA, SERVER):
         return None
@@ -57,7 +57,7 @@ def end(folder, names, how):
     for number in dict.fromkeys([how, signal.SIGKILL]):
         for name, pid, handle in handles:
             try:
-                # The id may have gone to another process before the handle was taken, but not after.
+                # The id may have been reused before the handle was opened, so the process is checked again.
                 if server_name(pathlib.Path(f"/proc/{pid}"), folder) == name:
                     signal.pidfd_send_signal(handle, number)
             except (FileNotFoundError, ProcessLookupError):
@@ -78,7 +78,7 @@ def wait(condition, seconds):
 
 
 def free_ports(count):
-    """Ports that nothing listens on. All are held until the last is found, so that none comes twice."""
+    """Ports that nothing listens on. All are held until the last is found, so that none is found twice."""
     held = []
     for port in random.SystemRandom().sample(PORTS, len(PORTS)):
         candidate = socket.socket()

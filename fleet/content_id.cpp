@@ -1,4 +1,4 @@
-// Reads the content in large blocks.
+// SipHash, and the digest of a file or folder, which is read in large blocks.
 #include "fleet/content_id.h"
 
 #include <fleet/error.h>
@@ -97,7 +97,7 @@ std::vector<fs::path> filesIn(const fs::path& folder) {
   std::vector<fs::path> files;
   std::error_code error;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
-    std::error_code ignored; // of an entry that is gone
+    std::error_code ignored; // an entry may have been removed meanwhile
     if (entry->is_regular_file(ignored)) {
       files.push_back(entry->path());
     }

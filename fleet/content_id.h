@@ -1,4 +1,4 @@
-// The id of a capture: a digest of its content, so that the same capture has the same id wherever it lies.
+// The id of a capture: a digest of its content, so that the same capture has the same id wherever it is stored.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace vel::fleet {
 class SipHash {
 public:
   void add(std::string_view bytes) noexcept;
-  // Of what has been added.
+  // The hash of what has been added.
   std::uint64_t value() const noexcept;
 
 private:
@@ -22,7 +22,7 @@ private:
 
   std::uint64_t v_[4] = {0x736f6d6570736575, 0x646f72616e646f6d, 0x6c7967656e657261, 0x7465646279746573};
   std::uint64_t length_ = 0;
-  unsigned char rest_[8] = {}; // of the last word, length_ % 8 bytes
+  unsigned char rest_[8] = {}; // the first length_ % 8 bytes of the next word
 };
 
 std::uint64_t sipHash(std::string_view bytes) noexcept;
@@ -32,8 +32,8 @@ struct Content {
   std::uint64_t size = 0; // in bytes
 };
 
-// Of a regular file, or of a folder's regular files with their names. Throws Error for what cannot be read, and for
-// pipes and devices, which could not be read a second time.
+// The id and size of a regular file, or of a folder's regular files and their names. Throws Error for input that cannot
+// be read, and for pipes and devices, which cannot be read a second time.
 Content contentOf(const std::filesystem::path& path);
 
 } // namespace vel::fleet

@@ -68,7 +68,7 @@ std::string credentialsIn(const std::filesystem::path& file) {
   return content;
 }
 
-// A colon ends the user's name in HTTP.
+// HTTP's basic authentication ends the user's name at the first colon.
 bool isUser(std::string_view user) {
   return !user.empty() && user.find_first_of(std::string_view(":\0\n\r", 4)) == std::string_view::npos;
 }

@@ -1,4 +1,4 @@
-// The library remains loaded for the life of the process.
+// Loads libcurl, which then stays loaded for the life of the process.
 #include "fleet/curl_library.h"
 
 #include <fleet/error.h>

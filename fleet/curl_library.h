@@ -1,5 +1,5 @@
-// libcurl's functions, loaded when the first one is needed: linked, the library and the 29 that it needs would double
-// the time that every run of the command takes to start.
+// libcurl's functions, loaded when the first one is needed. If libcurl were linked, it and the 29 libraries that it
+// needs would double the start-up time of every command.
 #pragma once
 
 #include <curl/curl.h>
@@ -23,7 +23,7 @@ struct CurlLibrary {
   decltype(&curl_free) free;
 };
 
-// Throws Error if the library is not there or cannot be initialised. [any thread]
+// Throws Error if the library is missing or cannot be initialised. [any thread]
 const CurlLibrary& curl();
 
 } // namespace vel::fleet

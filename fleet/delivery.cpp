@@ -1,4 +1,4 @@
-// A thread for each shard, up to a limit; each has one block on its way and one waiting.
+// One thread for each shard, up to a limit. Each thread sends one block while one more waits.
 #include "fleet/delivery.h"
 
 #include <fleet/row_counts.h>
@@ -14,11 +14,11 @@ namespace vel::fleet {
 namespace {
 
 constexpr std::size_t mostThreads = 4;
-constexpr std::size_t mostWaiting = 1; // blocks of a thread
+constexpr std::size_t mostWaiting = 1; // blocks for each thread
 constexpr auto firstPause = std::chrono::milliseconds(100);
 constexpr auto longestPause = std::chrono::milliseconds(2000);
 
-// One INSERT is one block, so that a repetition has the same blocks.
+// Each INSERT is one block, so that repeating it sends the same block.
 Settings insertSettings(unsigned quorum) {
   Settings settings = {{"max_insert_block_size", "1000000000"},
                        {"min_insert_block_size_rows", "0"},
@@ -152,7 +152,7 @@ void Delivery::deliver(const SpoolEntry& entry, std::vector<std::unique_ptr<Shar
   written_.captures += entry.captures;
 }
 
-// False when the shard did not take it in time. A shard that has just failed so is asked only once.
+// Returns false if the shard did not take the entry in time. A shard that failed the last time is tried only once.
 bool Delivery::attempt(Shard& shard, const SpoolEntry& entry) {
   const auto begin = std::chrono::steady_clock::now();
   const auto patience = shard.isDown ? std::chrono::milliseconds(0) : options_.patience;

@@ -1,7 +1,7 @@
-// Brings blocks of rows to their shards on threads of its own, again and again until they are there, and what does not
-// get there into the spool.
+// Sends blocks of rows to their shards on its own threads, and retries for a limited time. Blocks that could not be
+// written go to the spool.
 //
-// Each block is one INSERT, of the same bytes whenever it is sent, to one replica of its shard. A replicated table
+// Each block is one INSERT to one replica of its shard, and has the same bytes whenever it is sent. A replicated table
 // remembers the blocks that it has, so a block may be sent any number of times, to any replica, by any loader.
 #pragma once
 
@@ -25,7 +25,7 @@
 namespace vel::fleet {
 
 struct DeliveryOptions {
-  std::chrono::milliseconds patience{30'000};            // with a shard that does not take a block
+  std::chrono::milliseconds patience{30'000};            // how long a block is retried
   unsigned quorum = 1;                                   // replicas that must have a block before it counts as written
   std::filesystem::path spool;                           // a file that does not exist yet
   std::function<void(const std::string& line)> complain; // [any thread]
@@ -39,16 +39,16 @@ struct Amount {
 class Delivery {
 public:
   Delivery(Nodes& nodes, DeliveryOptions options);
-  ~Delivery(); // gives up what has not been sent
+  ~Delivery(); // drops what has not been sent
   Delivery(const Delivery&) = delete;
   Delivery& operator=(const Delivery&) = delete;
 
-  // An empty text, maybe with room of an earlier block. [one thread at a time, as the others]
+  // An empty string, which may reuse the memory of an earlier block. [one thread at a time, like the others]
   std::string room();
-  // Entries of a batch arrive in order; once one of them is in the spool, the others of that batch go there too. Waits
-  // while too many are on their way. Throws what has ended the work.
+  // Entries of a batch are written in order; once one of them is in the spool, the rest of the batch goes there too.
+  // Waits while too many are queued. Throws the error that ended the work, if any.
   void send(SpoolEntry entry);
-  // Waits until all have been sent. Throws what has ended the work.
+  // Waits until all entries are written or in the spool. Throws the error that ended the work, if any.
   void finish();
 
   Amount written() const;
@@ -56,13 +56,13 @@ public:
   bool hasSpool() const;
 
 private:
-  // What one thread knows of a shard.
+  // What one thread knows about a shard.
   struct Shard {
     ShardClient client;
     std::optional<std::uint32_t> spooledBatch;
     bool isDown = false;
   };
-  struct Lane { // of a thread
+  struct Lane { // a thread and its queue
     std::deque<SpoolEntry> waiting;
     bool busy = false;
     std::thread thread;
@@ -78,7 +78,7 @@ private:
   Nodes& nodes_;
   const DeliveryOptions options_;
 
-  mutable std::mutex mutex_; // of all below
+  mutable std::mutex mutex_; // guards all below
   std::condition_variable changed_;
   std::vector<Lane> lanes_;
   std::vector<std::string> rooms_;
@@ -89,7 +89,7 @@ private:
   bool ended_ = false;
 };
 
-// What a spool is for: it can be resumed only with the same number of shards, database and columns.
+// The tables that a spool is for, as text: it can be resumed only with the same number of shards, database and columns.
 std::string tablesOf(const Nodes& nodes);
 
 } // namespace vel::fleet

@@ -1,4 +1,4 @@
-// The files of fleet/views/ as they are built in: comments first, then one SELECT.
+// Reads the embedded files of fleet/views/: comments first, then one SELECT.
 #include "fleet/derived_views.h"
 
 #include <filesystem>

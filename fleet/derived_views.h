@@ -1,4 +1,4 @@
-// Views that questions share, so that each says a thing such as what counts as a fault once: SQL files in fleet/views/.
+// Views that questions share, so that what counts as a fault, for example, is defined once: SQL files in fleet/views/.
 #pragma once
 
 #include <functional>
@@ -11,13 +11,13 @@ namespace vel::fleet {
 struct DerivedView {
   std::string name;
   std::string about; // lines
-  std::string sql;   // with {table} for the tables that it reads
+  std::string sql;   // the tables that it reads are written as {table}
 };
 
-// In an order in which they can be made: a view comes after those that it reads.
+// In the order in which they must be created: a view comes after those that it reads.
 std::vector<DerivedView> derivedViews();
 
-// The SQL with what `nameOf` makes of each table.
+// The SQL with each {table} replaced by nameOf(table).
 std::string withTables(std::string_view sql, const std::function<std::string(std::string_view)>& nameOf);
 
 } // namespace vel::fleet

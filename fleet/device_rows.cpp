@@ -1,4 +1,4 @@
-// Records are copied next to what their capture begins each row with; the small tables are asked of velstat query.
+// A record's row is its capture's columns and then its bytes; the rows of the small tables come from velstat query.
 #include "fleet/device_rows.h"
 
 #include <fleet/row_binary.h>
@@ -27,8 +27,7 @@ constexpr std::uint64_t microsecondsADay = 86'400'000'000;
 
 static_assert(sizeof(RecordBytes) == recordSize);
 
-// A report of profile records is a list of lines. They are stored as records; again as texts they would take four times
-// as much.
+// A report of profile records is a list of lines. Their records are stored; the lines would take four times the space.
 constexpr const char* valuesBesideRecords = " WHERE coalesce(report, '') NOT GLOB 'KIP Profile *' OR type <> 'string'";
 
 std::vector<std::string> pathsOf(const std::vector<DeviceCapture>& captures) {
@@ -46,10 +45,10 @@ char* put(char* to, Number value) {
   return to + sizeof value;
 }
 
-// What a row of records has at most after the columns of its capture.
+// The largest size of a record's row after the columns of its capture.
 constexpr std::size_t longestTail = 1 + 8 + 4 + 4 + 4 + 8 + recordSize;
 
-// The columns of `records` after those of the capture, in their order.
+// Writes the columns of `records` after those of the capture, in the order of the table. Returns the end.
 char* putRecord(char* to, const unsigned char* record, const Details& details) {
   *to++ = details.calendar ? '\0' : '\1';
   if (details.calendar) {
@@ -63,7 +62,7 @@ char* putRecord(char* to, const unsigned char* record, const Details& details) {
   return to + recordSize;
 }
 
-// A value of SQL as one of a Nullable column.
+// Adds an SQL value to a Nullable column: NULL if it does not fit the column's type.
 void addValue(RowBinary& row, const std::string& type, const query::Statement& from, std::size_t column) {
   const ValueType found = from.type(column);
   const bool isText = type == "Nullable(String)";
@@ -96,7 +95,7 @@ struct ColumnSource {
   std::size_t column = 0; // of captureColumns(), or of the query
 };
 
-// A column `value_number` has what `value` has, if that is a number.
+// A column such as `value_number` gets the value of `value`, if that is a number.
 std::vector<ColumnSource> columnSources(const StoredTable& table, const query::Statement& rows) {
   using From = ColumnSource::From;
   const auto inQuery = [&](std::string_view name) {
@@ -146,7 +145,7 @@ DeviceRows::Shared DeviceRows::shared() {
   while (const std::size_t count = stream->read(block_, details_)) {
     for (std::size_t i = 0; i < count; ++i) {
       if (details_[i].location.report == Location::noReport) {
-        return shared; // captures come first, or not at all
+        return shared; // records of reports come before all others
       }
       const unsigned char* const record = block_.data() + i * recordSize;
       const std::uint64_t time = profile::timestamp(record);
@@ -160,7 +159,7 @@ DeviceRows::Shared DeviceRows::shared() {
   return shared;
 }
 
-// The columns that all tables begin with, in the order of captureColumns().
+// Encodes the columns that all tables begin with, in the order of captureColumns().
 void DeviceRows::begin(DeviceCapture& capture, const sources::InputInfo& input, const Details& first) {
   std::optional<std::uint64_t> boot;
   if (!input.capture.clocks.empty()) {
@@ -286,7 +285,7 @@ void DeviceRows::addTable(const StoredTable& table, query::Statement& rows,
   }
 }
 
-// In the order of its columns in the schema.
+// Values in the order of the table's columns in the schema.
 void DeviceRows::addCaptures(const StoredTable& table, const AddRow& add) {
   for (std::size_t i = 0; i < captures_.size(); ++i) {
     const DeviceCapture& capture = captures_[i];

@@ -1,4 +1,4 @@
-// The failures of the fleet room, each one line for the user.
+// The errors of the fleet room; each message is one line for the user.
 #pragma once
 
 #include <formats/error.h>
@@ -17,7 +17,7 @@ public:
   using Error::Error;
 };
 
-// The server has refused a request. `code` is its own number for the cause; 0: it gave none.
+// The server has refused a request. `code` is the server's number for the cause, or 0 if it gave none.
 class ServerError : public Error {
 public:
   ServerError(const std::string& line, int number) : Error(line), code(number) {}

@@ -16,8 +16,8 @@ namespace vel::fleet {
 
 namespace {
 
-constexpr std::size_t longestWords = 400; // of the server, in an error line
-constexpr std::size_t keptWords = 16384;  // of its answer to a refused request
+constexpr std::size_t longestWords = 400; // bytes of the server's message in an error line
+constexpr std::size_t keptWords = 16384;  // bytes of the server's answer to a refused request
 
 struct FreeCurl {
   void operator()(CURL* handle) const { curl().easyCleanup(handle); }
@@ -38,7 +38,7 @@ std::string urlPart(const Url& url, CURLUPart part) {
   return copy;
 }
 
-// The part of a URL that a request adds to. Nothing of a URL with a password appears in the message.
+// The URL that requests add their parameters to. If it has a password, no part of it appears in an error message.
 struct Endpoint {
   std::string base; // "http://127.0.0.1:8123/"
   std::string name; // in messages, without the last '/'
@@ -70,8 +70,8 @@ Endpoint endpointOf(const std::string& text) {
   return endpoint;
 }
 
-// "Code: 60, e.displayText() = DB::Exception: Table x doesn't exist., e.what() = DB::Exception" without what says
-// nothing.
+// "Table x doesn't exist." of "Code: 60, e.displayText() = DB::Exception: Table x doesn't exist., e.what() =
+// DB::Exception".
 std::string_view plainWords(std::string_view words) {
   constexpr std::string_view before = "DB::Exception: ";
   constexpr std::string_view after = ", e.what() = ";
@@ -155,12 +155,12 @@ struct Http::State {
     return text;
   }
 
-  // Sends the prepared request. Throws for everything but success.
+  // Sends the prepared request. Throws unless it succeeds.
   void perform(const Receive& receive) {
     Answer answer{&receive, {}, nullptr};
     set(CURLOPT_WRITEFUNCTION, &State::takePiece);
     set(CURLOPT_WRITEDATA, this);
-    // Without this, a large request waits for the server's permission, up to a second.
+    // Without this, a large request waits up to a second for the server's "100 Continue".
     const Headers headers(curl().listAppend(nullptr, "Expect:"));
     set(CURLOPT_HTTPHEADER, headers.get());
     current = &answer;
@@ -170,7 +170,7 @@ struct Http::State {
       std::rethrow_exception(answer.failure);
     }
     const long status = statusOf();
-    if (status != 0 && status != 200) { // even if the connection was cut after it
+    if (status != 0 && status != 200) { // even if the connection was cut after the status
       refuse(status, answer.words);
     }
     if (code != CURLE_OK) {
@@ -221,7 +221,7 @@ struct Http::State {
         (*answer.receive)({data, size});
       }
       return size;
-    } catch (...) { // which may not pass through the library
+    } catch (...) { // exceptions must not pass through libcurl, which is C
       answer.failure = std::current_exception();
       return size + 1;
     }
@@ -293,7 +293,7 @@ std::string safeWords(std::string_view words, std::string_view secret) {
       line += ' ';
     }
     if (line.size() >= longestWords) {
-      while ((static_cast<unsigned char>(line.back()) & 0xc0) == 0x80) { // the middle of a character
+      while ((static_cast<unsigned char>(line.back()) & 0xc0) == 0x80) { // in the middle of a character
         line.pop_back();
       }
       line.pop_back();

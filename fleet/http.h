@@ -4,8 +4,9 @@
 //   const std::string answer = http.ask("SELECT count() FROM records FORMAT TabSeparated");
 //   http.insert("INSERT INTO records_stored FORMAT RowBinary", rows);
 //
-// Servers are untrusted: answers are limited, and their words appear escaped, in one line, and never with the password.
-// Proxies are used only for servers on other machines. Failures are thrown as ConnectionError or ServerError.
+// Servers are untrusted: answers are limited in size, and a server's message is shown as one line without control
+// characters and without the password. Proxies are used only for servers on other machines. Failures are thrown as
+// ConnectionError or ServerError.
 #pragma once
 
 #include <fleet/error.h>
@@ -27,8 +28,8 @@ struct Credentials {
   std::string password;
 };
 
-// From a file of two lines, user and password, which only its owner may read; without a file from the environment,
-// VELSTAT_FLEET_USER and VELSTAT_FLEET_PASSWORD. Throws Error.
+// Reads a file of two lines, user and password, which only its owner may read. If `file` is empty, reads the
+// environment variables VELSTAT_FLEET_USER and VELSTAT_FLEET_PASSWORD. Throws Error.
 Credentials readCredentials(const std::filesystem::path& file);
 
 struct ServerAddress {
@@ -37,7 +38,7 @@ struct ServerAddress {
   std::filesystem::path authorities; // certificates that https trusts instead of the system's; empty: the system's
   std::string database = "velstat";
   std::chrono::milliseconds connectTime{5'000};
-  std::chrono::milliseconds silence{60'000}; // without any byte either way
+  std::chrono::milliseconds silence{60'000}; // the longest time without a byte in either direction
 };
 
 // Settings of one request, such as {"readonly", "1"}.
@@ -46,18 +47,18 @@ using Settings = std::vector<std::pair<std::string, std::string>>;
 // One connection, kept open between requests. [one thread at a time]
 class Http {
 public:
-  // Throws Error if the URL is not one of http or https, or contains a user or a password.
+  // Throws Error if the URL is not an http or https URL, or contains a user or a password.
   explicit Http(ServerAddress address);
   ~Http();
   Http(const Http&) = delete;
   Http& operator=(const Http&) = delete;
 
-  // Runs a statement, and hands on the answer in pieces as they arrive. Unless the settings have "wait_end_of_query",
+  // Runs a statement, and passes on the answer in pieces as they arrive. Unless the settings have "wait_end_of_query",
   // a failure may follow after pieces of an answer.
   using Receive = std::function<void(std::string_view piece)>;
   void run(std::string_view statement, const Receive& receive, const Settings& settings = {});
 
-  // The whole answer, which may have `most` bytes.
+  // Returns the whole answer. Throws Error if it has more than `most` bytes.
   static constexpr std::size_t usualAnswer = std::size_t{1} << 20;
   std::string ask(std::string_view statement, const Settings& settings = {}, std::size_t most = usualAnswer);
 
@@ -71,9 +72,9 @@ private:
   std::unique_ptr<State> state_;
 };
 
-// The server's words as a part of a line: escaped, cut, and without the secret.
+// The server's message as a part of a line: without control characters and the secret, and cut if it is long.
 std::string safeWords(std::string_view words, std::string_view secret);
-// The number in "Code: 60, e.displayText() = DB::Exception: …"; 0: there is none.
+// The number in "Code: 60, e.displayText() = DB::Exception: …"; 0 if there is none.
 int errorCode(std::string_view words);
 
 } // namespace vel::fleet

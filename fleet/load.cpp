@@ -1,4 +1,4 @@
-// Reads the devices of a batch one after another, and sends a block whenever enough rows have come together.
+// Reads the devices of a batch one after another, and sends a block whenever enough rows have been collected.
 #include "fleet/load.h"
 
 #include <fleet/device_rows.h>
@@ -25,16 +25,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// About 80 MB of rows: a request of a few tenths of a second.
+// About 80 MB of rows: a request takes a few tenths of a second.
 constexpr std::size_t blockRecords = std::size_t{512} << 10;
 constexpr std::size_t blockBytes = std::size_t{64} << 20; // of the other tables
 
-// What a shard has of the devices of a batch.
+// What a shard already has of a batch's devices.
 struct Present {
-  CaptureCounts complete; // captures, with the records that they have
-  CaptureCounts rows;     // of `records`, of captures that are complete or not
+  CaptureCounts complete; // the number of records of each complete capture
+  CaptureCounts rows;     // the rows in `records` of each capture, complete or not
 
-  // Whether the device has rows of a capture other than these.
+  // Whether the device has rows of other captures than these.
   bool hasOthers(const PlannedDevice& device, const std::set<std::string>& captures) const {
     const auto isOther = [&](const auto& each) {
       return each.first.device == device.device && !captures.contains(each.first.capture);
@@ -76,7 +76,7 @@ public:
   }
 
 private:
-  // A shard that has not answered in time once is asked only once from then on.
+  // Once a shard has not answered in time, each later request to it is tried only once.
   template <class Request>
   auto askPatiently(Request request) {
     constexpr auto pause = std::chrono::milliseconds(500);
@@ -102,7 +102,7 @@ private:
       loadDevice(device, present);
     }
     sendRecords();
-    // The captures come last: they say that all the others are there.
+    // The rows of `captures` come last: they say that all other rows are there.
     std::map<std::string, std::string> others = std::exchange(others_, {});
     for (auto& [table, rows] : others) {
       if (table != captures_.name) {
@@ -117,7 +117,7 @@ private:
     }
   }
 
-  // A shard that does not answer has nothing: what is sent to it goes to the spool.
+  // A shard that does not answer is treated as empty: what is sent to it goes to the spool.
   Present ask(const PlannedBatch& batch) {
     std::vector<std::string> devices;
     for (const PlannedDevice& device : batch.devices) {
@@ -158,7 +158,8 @@ private:
     }
   }
 
-  // A capture that another load has completed while this one's last attempt wrote its rows again.
+  // Has the duplicate rows of a complete capture removed. They are there if another load completed the capture while an
+  // earlier attempt of this one wrote the same rows.
   void repair(const std::string& device, const std::string& capture, std::uint64_t records, const Present& present) {
     const auto rows = present.rows.find({device, capture});
     if (rows != present.rows.end() && rows->second > records) {
@@ -209,7 +210,7 @@ private:
     flushOthers();
   }
 
-  // Captures that were taken of a device at different times have records in common.
+  // Leaves out records that are already stored: captures of a device at different times have records in common.
   void leaveOutKnown(DeviceRows& rows, const std::string& device, const std::vector<DeviceCapture>& captures) {
     const DeviceRows::Shared shared = rows.shared();
     if (shared.records.empty()) {
@@ -223,7 +224,7 @@ private:
     askPatiently([&](Http& http) { rows.leaveOut(knownRecords(http, device, own, shared)); });
   }
 
-  // In an exception's handler.
+  // Rethrows the current exception if the time is up. To be called in an exception's handler.
   void giveUpAfter(std::chrono::steady_clock::time_point end) {
     if (silent_.contains(shard_) || std::chrono::steady_clock::now() >= end) {
       silent_.insert(shard_);
@@ -252,7 +253,7 @@ private:
     return known;
   }
 
-  // In RowBinary the columns from the record's beginning to its end are its 48 bytes.
+  // In RowBinary, the columns from type_id to payload are the 48 bytes of the record.
   std::string knownStatement(const std::string& device, const std::vector<std::string>& captures,
                              const DeviceRows::Shared& shared) const {
     std::string columns;
@@ -274,7 +275,7 @@ private:
     inBlock_ = 0;
   }
 
-  // Large small tables do not wait for the batch's end. The captures do.
+  // Tables that have grown large are sent before the batch's end, except for `captures`, which must come last.
   void flushOthers() {
     for (auto& [table, rows] : others_) {
       if (table != captures_.name && rows.size() >= blockBytes) {
@@ -295,7 +296,7 @@ private:
   const StoredTable& records_;
   const StoredTable& captures_;
   std::vector<ShardClient> clients_;
-  std::set<std::size_t> silent_; // shards
+  std::set<std::size_t> silent_; // shards that did not answer in time
   LoadSummary summary_;
 
   std::uint32_t batch_ = 0;
@@ -303,8 +304,8 @@ private:
   std::string block_; // rows of `records`
   std::size_t inBlock_ = 0;
   std::map<std::string, std::string> others_; // rows of the other tables
-  TableCounts expected_;                      // of the captures in the batch
-  std::uint64_t complete_ = 0;                // captures
+  TableCounts expected_;                      // the rows of each capture in the batch
+  std::uint64_t complete_ = 0;                // captures of the batch that were read
   std::uint64_t recordsRead_ = 0;
   std::uint64_t bytesBefore_ = 0;
 };
@@ -322,7 +323,7 @@ LoadSummary resumeLoad(Nodes& nodes, const fs::path& spool, const LoadOptions& o
         "{}: was written for other tables, or for another number of shards: load the captures again", spool.string()));
   }
   const fs::path rest = spool.string() + ".rest";
-  std::error_code ignored; // there usually is none
+  std::error_code ignored; // the file usually does not exist
   fs::remove(rest, ignored);
   DeliveryOptions deliveryOptions = options.delivery;
   deliveryOptions.spool = rest;

@@ -1,9 +1,9 @@
-// Loads captures into a fleet's tables, each once.
+// Loads captures into a fleet's tables, each capture once.
 //
 // The captures are sorted into batches, which depend only on the list and on the captures' content. A batch belongs to
-// one shard; its rows go there in blocks that have the same bytes each time, and last of all come the rows of
-// `captures`, which say that they are complete. A load that is repeated, after a crash or at the same time, sends the
-// same blocks, which the tables ignore, or finds the captures complete.
+// one shard; its rows go there in blocks that have the same bytes each time. The rows of `captures` come last: they
+// mark the captures as complete. A second load of the same list, after a crash or at the same time, sends the same
+// blocks, which the tables ignore, or finds the captures complete.
 #pragma once
 
 #include <fleet/capture_list.h>
@@ -30,7 +30,7 @@ struct LoadSummary {
   Amount alreadyThere;
   Amount refused; // captures that cannot be read or have no device, and lines that give no record
   Amount spooled;
-  bool hasSpool = false; // with or without records
+  bool hasSpool = false; // even if it holds no records
   bool isComplete() const { return refused.captures == 0 && !hasSpool; }
 };
 
@@ -49,20 +49,21 @@ struct PlannedBatch {
 };
 struct LoadPlan {
   std::vector<PlannedBatch> batches;
-  std::uint64_t captures = 0; // that were refused or are in it twice too
+  std::uint64_t captures = 0; // in the list, including those refused and repeated
   std::uint64_t refused = 0;
   std::uint64_t repeated = 0;
   std::uint64_t bytes = 0;
 };
 
-// Refused captures are complained of. `shardOf` gives a device's shard.
+// Calls `complain` for each refused capture. `shardOf` gives a device's shard.
 LoadPlan planLoad(std::vector<ListedCapture> captures, const std::function<std::size_t(std::string_view)>& shardOf,
                   const std::function<void(std::string_view line)>& complain);
 
-// Throws Error for what ends the whole load.
+// Throws Error if the load as a whole cannot continue.
 LoadSummary load(Nodes& nodes, const LoadPlan& plan, const LoadOptions& options);
 
-// Writes what a spool holds, and removes it when all is written; else it keeps the rest. `delivery.spool` is ignored.
+// Writes the entries of a spool. Removes the spool if all were written; otherwise the spool keeps the rest.
+// `delivery.spool` is ignored.
 LoadSummary resumeLoad(Nodes& nodes, const std::filesystem::path& spool, const LoadOptions& options);
 
 } // namespace vel::fleet

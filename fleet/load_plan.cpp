@@ -11,7 +11,8 @@ namespace vel::fleet {
 
 namespace {
 
-// Of a batch, unless one device has more. Large blocks merge less; a batch is also what a crash repeats.
+// The limits of a batch; a single device may have more bytes. Larger batches give larger blocks, which need fewer
+// merges, but a crash repeats a whole batch.
 constexpr std::uint64_t batchBytes = std::uint64_t{64} << 20;
 constexpr std::size_t batchDevices = 1000;
 
@@ -23,7 +24,7 @@ std::uint64_t sizeOf(const PlannedDevice& device) {
   return size;
 }
 
-// A shard's devices in batches.
+// Divides a shard's devices into batches.
 std::vector<PlannedBatch> batchesOf(std::size_t shard, std::vector<PlannedDevice> devices) {
   std::vector<PlannedBatch> batches;
   std::uint64_t size = 0;
@@ -44,7 +45,7 @@ std::vector<PlannedBatch> batchesOf(std::size_t shard, std::vector<PlannedDevice
 LoadPlan planLoad(std::vector<ListedCapture> captures, const std::function<std::size_t(std::string_view)>& shardOf,
                   const std::function<void(std::string_view line)>& complain) {
   LoadPlan plan;
-  std::map<std::string, std::map<std::string, PlannedCapture>> devices; // by their ids, and those of the captures
+  std::map<std::string, std::map<std::string, PlannedCapture>> devices; // by device id and capture id
   for (ListedCapture& listed : captures) {
     ++plan.captures;
     try {

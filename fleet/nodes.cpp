@@ -1,4 +1,4 @@
-// The cluster is the one of the distributed table `records`; each node tells which of its nodes it is.
+// The cluster is that of the distributed table `records`. Each node is asked which shard and replica it is.
 #include "fleet/nodes.h"
 
 #include <fleet/content_id.h>
@@ -30,14 +30,14 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
   return parts;
 }
 
-// 0 for what is not a number of a node.
+// 0 if the text is not the number of a shard.
 std::size_t numberOf(std::string_view text) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size() && number <= mostNodes ? number : 0;
 }
 
-// The URL with another host: that of the same server on another machine.
+// The URL with another host, for a node that uses the same port on another machine.
 std::string urlWithHost(const std::string& url, std::string_view host) {
   const std::size_t begin = url.find("://") + 3;
   const std::size_t path = std::min(url.find('/', begin), url.size());
@@ -84,11 +84,11 @@ void Nodes::findCluster(Http& http) {
   }
   std::string name = engine.substr(begin + 1, engine.find_first_of(",)", begin) - begin - 1);
   std::erase_if(name, [](char character) { return character == '\'' || character == '`'; });
-  identifier(name); // or it throws
+  identifier(name); // throws if it is not a valid name
   cluster_ = std::move(name);
 }
 
-// All nodes that the server knows.
+// Adds all nodes of the cluster that the server knows to the candidates.
 void Nodes::collect(Http& http, const ServerAddress& address) {
   if (cluster_.empty()) {
     return;
@@ -125,7 +125,7 @@ void Nodes::addCandidate(const ServerAddress& like, const std::string& url) {
   }
 }
 
-// Of a shard's replicas all are local to each of them, as 18.16 has it; the macro tells which one a node is.
+// ClickHouse 18.16 reports all replicas of a node's shard as local, so a macro tells which replica the node is.
 void Nodes::identify(const ServerAddress& address, bool named) {
   Http http(address);
   Node node{address, 0, address.url};
@@ -154,7 +154,7 @@ void Nodes::identify(const ServerAddress& address, bool named) {
   }
 }
 
-// Those that do not answer remain candidates.
+// Nodes that do not answer remain candidates.
 void Nodes::identifyAll() {
   std::vector<ServerAddress> silent;
   for (ServerAddress& address : candidates_) {

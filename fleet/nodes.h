@@ -13,20 +13,21 @@
 
 namespace vel::fleet {
 
-// Found through the nodes that are named: all nodes of their cluster, if they have the port of the first one, or if
-// their URLs are in the macro `velstat_urls` of any. A server without a cluster is a shard with one node.
+// The nodes that the user names, and those found through the first of them that answers: the other nodes of its
+// cluster, if they use the same port or if their URLs are in its macro `velstat_urls`. A server without a cluster is
+// one shard with one node.
 class Nodes {
 public:
-  // Asks them; `addresses` are not empty. Throws Error if none answers, if the tables are not those of this version, or
-  // if a node is not of the same cluster.
+  // Asks the nodes; `addresses` must not be empty. Throws Error if none answers, if the tables are not those of this
+  // version, or if a node is not of the same cluster.
   explicit Nodes(const std::vector<ServerAddress>& addresses);
 
   std::size_t shards() const { return shards_; }
-  // Where a device's rows are.
+  // The shard that has a device's rows.
   std::size_t shardOf(std::string_view device) const;
   // The addresses of a shard's nodes that have answered once. [any thread]
   std::vector<ServerAddress> replicas(std::size_t shard);
-  // Asks those that have never answered again, if the last time was not just now. [any thread]
+  // Asks the nodes that have not answered yet once more, at most every 2 seconds. [any thread]
   void lookAgain();
   const std::string& database() const { return database_; }
 
@@ -48,19 +49,19 @@ private:
   std::size_t shards_ = 1;
   std::vector<std::string> named_; // URLs
 
-  std::mutex mutex_;                      // of what is below
+  std::mutex mutex_;                      // guards what follows
   std::vector<ServerAddress> candidates_; // that have not answered yet
   std::vector<Node> nodes_;
   std::chrono::steady_clock::time_point nextLook_;
 };
 
-// A request to any replica of a shard, the one that answered last first. [one thread at a time]
+// Sends requests to any replica of a shard, first to the one that answered last. [one thread at a time]
 class ShardClient {
 public:
   ShardClient(Nodes& nodes, std::size_t shard) : nodes_(nodes), shard_(shard) {}
 
-  // Calls it with one node after the other until it does not throw ConnectionError or ServerError; rethrows the last
-  // one's. Throws ConnectionError if no node of the shard is known.
+  // Calls `request` with one node after the other until it does not throw ConnectionError or ServerError. Rethrows the
+  // error of the last node if all fail. Throws ConnectionError if no node of the shard is known.
   template <class Request>
   auto attempt(Request request) {
     update();
@@ -78,7 +79,7 @@ public:
 private:
   // Opens connections to nodes that are new.
   void update();
-  // To the next node; in an exception's handler, rethrows it if that was the last one.
+  // Moves on to the next node. To be called in an exception's handler: rethrows if that was the last node.
   void next(std::size_t attempts);
 
   Nodes& nodes_;

@@ -68,14 +68,15 @@ std::optional<Number> numberIn(std::string_view text) {
   return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
 }
 
-// Digits, not a function of a text, as LIMIT takes only those. Without its brackets, a sign could begin a comment.
+// A number as digits, as LIMIT does not accept a function call. Negative numbers are in brackets, as "--5" is a
+// comment.
 template <class Number>
 std::string digits(Number number) {
   const std::string text = fmt::format("{}", number);
   return text.starts_with('-') ? "(" + text + ")" : text;
 }
 
-// The value as a literal of the type; none: it is not of the type.
+// The value as an SQL literal; none if it is not of the type.
 std::optional<std::string> literal(ParameterType type, std::string_view value) {
   switch (type) {
   case ParameterType::string:
@@ -94,7 +95,7 @@ std::optional<std::string> literal(ParameterType type, std::string_view value) {
   return std::nullopt;
 }
 
-// "least integer = 100: words"
+// Reads a parameter such as "least integer = 100: words".
 Parameter readParameter(const Question& question, const query::HeaderEntry& entry) {
   constexpr const char* form = "a parameter is 'name type: words' or 'name type = value: words'";
   Parameter parameter;
@@ -131,8 +132,8 @@ Parameter readParameter(const Question& question, const query::HeaderEntry& entr
   return parameter;
 }
 
-// Hands on the SQL in pieces: parts that stay, and the names of parameters. Inside of texts, quoted names and comments
-// there are none.
+// Divides the SQL into parts that stay and names of parameters. A '{' in a text, quoted name or comment is not a
+// parameter.
 class Pieces {
 public:
   explicit Pieces(const Question& question) : question_(question), sql_(question.sql) {}
@@ -157,7 +158,7 @@ private:
     return static_cast<std::size_t>(std::count(sql_.begin(), sql_.begin() + static_cast<std::ptrdiff_t>(at), '\n')) + 1;
   }
 
-  // The end of what begins here.
+  // The end of the token that begins at `at`.
   std::size_t after(std::size_t at) const {
     const char first = sql_[at];
     const std::string_view rest = sql_.substr(at);
@@ -327,7 +328,7 @@ std::string bound(const Question& question, const Values& values) {
                                               : fmt::format("; it has {}", fmt::join(names, ", "))));
     }
   }
-  if (question.parameters.empty()) { // and SQL without a header may have any '{'
+  if (question.parameters.empty()) { // SQL without a header may contain any '{'
     return question.sql;
   }
   std::string sql;

@@ -1,5 +1,5 @@
-// A question to a fleet: an SQL file whose first lines, which are comments, say what it answers and what it takes.
-// docs/velstat-fleet.md describes the format to users.
+// A question to a fleet: an SQL file whose first lines, which are comments, say what it answers and which parameters it
+// has. docs/velstat-fleet.md describes the format to users.
 #pragma once
 
 #include <fleet/error.h>
@@ -21,7 +21,7 @@ const char* parameterTypeName(ParameterType type);
 struct Parameter {
   std::string name;
   ParameterType type = ParameterType::string;
-  std::optional<std::string> usual; // its value if it is not named; none: it must be named
+  std::optional<std::string> usual; // the default value; none: a value must be given
   std::string about;                // one line
   std::size_t line = 0;             // of the file
 };
@@ -38,7 +38,7 @@ struct Question {
 
 // `file` is its name in messages, and gives the question its name. Throws Error.
 Question readQuestion(std::string content, const std::string& file);
-// The same of SQL that may have no header: if its first line is not a "-- title: …", all of it is SQL without
+// The same for SQL that may have no header: if its first line is not a "-- title: …", all of it is SQL without
 // parameters.
 Question readOwnSql(std::string content, const std::string& file);
 
@@ -47,8 +47,8 @@ const std::vector<Question>& shippedQuestions();
 // Throws Error with the nearest name.
 const Question& shippedQuestion(std::string_view name);
 
-// The SQL with values in place of parameters: each as a literal of its type, so that a value is never SQL. Throws Error
-// for a value that is not of its type, for an unknown name and for one that is missing.
+// The SQL with each parameter replaced by a literal of its type, so that a value is never run as SQL. Throws Error for
+// a value of the wrong type, for an unknown parameter and for a missing value.
 using Values = std::map<std::string, std::string, std::less<>>;
 std::string bound(const Question& question, const Values& values);
 

@@ -1,4 +1,4 @@
-// From layout rows, layout rules and name tables to SQL.
+// Turns layout rows, layout rules and name tables into SQL.
 #include "fleet/record_views.h"
 
 #include <fleet/error.h>
@@ -35,12 +35,12 @@ using profile::Row;
 
 constexpr std::size_t header = offsetof(_VelProfileReport, payload);
 
-// The stored columns of the record's head, which together are its first 16 bytes.
+// Numbers that are stored in several columns, put together.
 constexpr const char* sequence = "toUInt32(sequence_0 + 256 * sequence_1 + 65536 * sequence_2)";
 constexpr const char* position =
     "(toUInt64(position_0) + 256 * position_1 + 65536 * position_2 + 4294967296 * toUInt64(position_4))";
 
-// The 48 bytes: numbers as bytes lose their last zeros, so each part is filled up.
+// The 48 bytes of the record. reinterpretAsString drops trailing zero bytes, so each part is padded.
 std::string wholeRecord() {
   return fmt::format("toFixedString(concat(toFixedString(reinterpretAsString(toUInt32(type_id + 256 * event_id + "
                      "65536 * component_id + 16777216 * category_id)), 4), toFixedString(reinterpretAsString({}), 4), "
@@ -72,7 +72,7 @@ struct Pair {
   std::string value; // as SQL
 };
 
-// Without pairs the arrays would have no type.
+// Without pairs the arrays would be empty, and so have no type.
 std::string transform(const std::string& key, const std::vector<Pair>& pairs, const std::string& otherwise) {
   if (pairs.empty()) {
     return otherwise;
@@ -94,7 +94,7 @@ std::vector<Pair> namePairs(NameTable table, std::uint64_t keyBase = 0) {
   return pairs;
 }
 
-// The name tables that a category's components choose from, each with a number from 1.
+// The name tables that categories and components refer to, numbered from 1.
 using Lookup = NameTable (*)(unsigned category, unsigned component);
 
 class NameLists {
@@ -105,7 +105,7 @@ public:
     }
   }
 
-  // The name of the id that `id` computes, in a record's category and component.
+  // SQL for the name of an id in a record's category and component; `id` is the SQL for the id.
   std::string nameOf(const std::string& id) const {
     std::vector<Pair> names;
     for (std::size_t i = 0; i < tables_.size(); ++i) {
@@ -181,7 +181,7 @@ std::string calendarTime() {
                      transform(fmt::format("toMonth({})", seconds), names, "''"), seconds, calendar);
 }
 
-// What all tables of records have; of each column of velstat query, the expression.
+// The columns of velstat query that all tables of records have, each with its expression.
 const std::map<std::string, std::string, std::less<>>& commonColumns() {
   static const std::map<std::string, std::string, std::less<>> columns = {
       {"category", transform("category_id", namePairs(profile::category_names()), "toString(category_id)")},
@@ -206,7 +206,7 @@ const std::map<std::string, std::string, std::less<>>& commonColumns() {
   return columns;
 }
 
-// Bytes as text: each is the code point of the same number.
+// Bytes as UTF-8: each byte becomes the code point of the same number.
 std::string asText(const std::string& bytes) {
   const std::string byte = fmt::format("substring({}, i + 1, 1)", bytes);
   const std::string number = fmt::format("reinterpretAsUInt8({})", byte);
@@ -242,7 +242,7 @@ std::string fieldExpression(const Row& row) {
   return {};
 }
 
-// The expression of a column of a layout's own; empty: it is one that all tables have.
+// The expression for one of the layout's own columns; empty if it is not one of them.
 std::string ownColumn(const Layout& layout, std::string_view name) {
   for (const Row& row : layout.rows) {
     if (query::sqlName(row.key) == name) {
@@ -256,7 +256,7 @@ std::string ownColumn(const Layout& layout, std::string_view name) {
 }
 
 std::string conditionText(const Condition& condition) {
-  // In the order of the bytes.
+  // The columns of a record's first bytes, in their order.
   constexpr std::array ids = {"type_id", "event_id", "component_id", "category_id"};
   if (condition.offset + condition.size > ids.size()) {
     return fmt::format("{} = {}", numberAt(condition.offset, condition.size), condition.value);
@@ -277,7 +277,7 @@ std::string ruleText(const LayoutRule& rule) {
   return text;
 }
 
-// Whether no record meets both: the same bytes would have to hold two values.
+// Whether no record can meet both rules, because the same bytes would have to hold two values.
 bool excludeEachOther(const LayoutRule& a, const LayoutRule& b) {
   return std::any_of(a.when.begin(), a.when.end(), [&](const Condition& one) {
     return std::any_of(b.when.begin(), b.when.end(), [&](const Condition& other) {
@@ -294,7 +294,7 @@ void addAlternative(std::string& all, const std::string& one) {
   all += (all.empty() ? "(" : " OR (") + one + ")";
 }
 
-// A record shows the layouts of the first rule of its category that it meets, else that of its datatype.
+// A record shows the layouts of the first rule of its category that it meets, otherwise the layout of its datatype.
 std::string conditionOf(const Layout& layout) {
   std::string shown;
   std::string byRules; // records that meet any rule

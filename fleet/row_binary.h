@@ -39,10 +39,10 @@ public:
     rows_ += text;
   }
 
-  // Columns of fixed size, as many as these bytes are.
+  // The bytes of columns that are encoded already.
   void bytes(std::string_view raw) { rows_ += raw; }
 
-  // Before the value of a Nullable column, which is left out if it is NULL.
+  // Comes before the value of a Nullable column. If it is NULL, no value follows.
   void null(bool isNull) { rows_ += isNull ? '\1' : '\0'; }
 
   template <class Number>

@@ -1,4 +1,4 @@
-// Counting and merging in SQL.
+// Counts rows and removes duplicates with SQL.
 #include "fleet/row_counts.h"
 
 #include <fleet/row_binary.h>
@@ -54,7 +54,7 @@ bool hasRows(std::string_view storedName, const TableCounts& expected) {
 }
 
 // Waits until the replica has the blocks that its shard had when this was called: a block that another replica took
-// just now may hold the same rows. Not for long, as a replica that is dead may be the only one that has some.
+// just now may hold the same rows. It waits only for a limited time, as a block may be only on a replica that is down.
 void awaitBlocks(Http& http, const TableCounts& expected) {
   constexpr auto patience = std::chrono::seconds(10);
   constexpr auto pause = std::chrono::milliseconds(50);
@@ -65,7 +65,7 @@ void awaitBlocks(Http& http, const TableCounts& expected) {
     const std::string_view name = rows.string();
     const auto last = rows.number<std::uint64_t>();
     const auto now = rows.number<std::uint64_t>();
-    // A table without any block looks as if its replica was behind.
+    // A table without any block would look as if its replica were behind.
     if (!hasRows(name, expected)) {
       continue;
     }
@@ -125,7 +125,7 @@ TableCounts decodeCounts(std::string_view bytes) {
     const std::string_view table = rows.string();
     const std::string_view device = rows.string();
     const std::string_view capture = rows.string();
-    storedTable(table); // or it throws
+    storedTable(table); // throws if there is no such table
     counts[std::string(table)][{std::string(device), std::string(capture)}] = rows.number<std::uint64_t>();
   }
   return counts;

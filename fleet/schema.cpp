@@ -17,11 +17,11 @@ namespace vel::fleet {
 
 namespace {
 
-// Changes with the meaning of stored columns; changed views show in the definition's hash.
+// To be raised when the meaning of stored columns changes. Changed views change the definition's hash.
 constexpr unsigned version = 1;
 
-// A replicated table forgets which blocks it has after this many and this long. A load that is repeated later is found
-// by its row in `captures`.
+// How many blocks a replicated table remembers, and for how long. A capture that is loaded again later is recognised by
+// its row in `captures`.
 constexpr unsigned deduplicatedBlocks = 100'000;
 constexpr unsigned deduplicatedSeconds = 30 * 24 * 60 * 60;
 
@@ -81,7 +81,7 @@ StoredTable capturesTable() {
   return table;
 }
 
-// The tables of velstat query that are not of records, and are stored as it shows them.
+// The tables of velstat query that do not hold records. They are stored as velstat query shows them.
 constexpr std::array smallTables = {"state", "handlers", "services", "log", "metrics", "clocks", "runs", "defects"};
 
 std::string typeOf(const query::ColumnInfo& column) {
@@ -97,10 +97,10 @@ StoredTable smallTable(const query::TableInfo& info) {
                     captureColumns(), "device, capture, row"};
   table.columns.push_back({"row", "UInt32", "counts the capture's rows, from 0"});
   for (const query::ColumnInfo& column : info.columns) {
-    if (column.name == "source") { // the capture
+    if (column.name == "source") { // stored as `capture`
       continue;
     }
-    // The relation between clocks has a boot time of its own.
+    // A table's own column replaces the capture's: `clocks` has its own boot time.
     std::erase_if(table.columns, [&](const StoredColumn& each) { return each.name == column.name; });
     table.columns.push_back({column.name, typeOf(column), column.about});
     if (std::string_view(column.type) == "BLOB") { // of any type
@@ -172,7 +172,7 @@ private:
                                  in(table.storedName()), columnList(table.columns), engine, table.order, settings));
   }
 
-  // What a node has of a table of records or of a capture's rows, all of which are on one node.
+  // The view of a node's own rows, which derived views read: all rows of a capture are on one node.
   std::string local(std::string_view name) const {
     const std::vector<NameView> names = nameViews();
     const bool everywhere =
@@ -180,8 +180,8 @@ private:
     return std::string(name) + (options_.cluster.empty() || everywhere ? "" : "_local");
   }
 
-  // A view on each node; with a cluster, one table over all nodes' views, where nodes filter and aggregate what is
-  // theirs.
+  // Adds a view on each node. With a cluster, a distributed table over the views of all nodes comes on top, so that
+  // each node filters and aggregates its own rows.
   void addView(const std::string& name, const std::string& select, const std::string& about = {}) {
     const std::string local = options_.cluster.empty() ? name : name + "_local";
     add(about, fmt::format("DROP TABLE IF EXISTS {}", in(name)));
@@ -219,7 +219,7 @@ private:
     addView(view.name, withTables(view.sql, [&](std::string_view table) { return in(local(table)); }), view.about);
   }
 
-  // The same on every node, so that it needs no distributed table.
+  // Name views are the same on every node, so they need no distributed table.
   void addNameView(const NameView& view) {
     std::string columns;
     for (std::size_t i = 0; i < view.columns.size(); ++i) {
@@ -239,7 +239,7 @@ private:
   std::vector<SchemaStatement> statements_;
 };
 
-// FNV-1a, of what the tables mean: the same for all databases and clusters.
+// FNV-1a of the DDL for default options, so that it is the same for all databases and clusters.
 std::string definitionHash() {
   std::uint64_t hash = 0xcbf29ce484222325;
   for (const SchemaStatement& statement : Writer({}).write()) {

@@ -25,11 +25,12 @@ struct StoredTable {
   std::string storedName() const { return name + "_stored"; }
 };
 
-// What each row tells of its capture: the first columns of every table, except for those that a table has itself.
+// What each row says about its capture: the first columns of every table, except where a table has its own column of
+// that name.
 const std::vector<StoredColumn>& captureColumns();
 
-// All of them. In RowBinary the columns of `records` from type_id to payload are the 48 bytes of a record, and those
-// from position_0 to position_4 are one little-endian number of 64 bits. [borrowed: for the life of the process]
+// All stored tables. In RowBinary, the columns of `records` from type_id to payload are the 48 bytes of a record, and
+// those from position_0 to position_4 are one little-endian number of 64 bits. [borrowed: for the life of the process]
 const std::vector<StoredTable>& storedTables();
 const StoredTable& storedTable(std::string_view name); // throws Error
 
@@ -42,8 +43,8 @@ struct SchemaOptions {
   bool replicated = false;
 };
 
-// The DDL, to be run on every node: it can be repeated, keeps what is stored, and makes all views anew. Throws Error
-// for names that are none.
+// The DDL, to be run on every node: it can be repeated, keeps what is stored, and creates all views anew. Throws Error
+// for names that are not valid in SQL.
 struct SchemaStatement {
   std::string comment; // lines without "--"; may be empty
   std::string sql;     // without ';'
@@ -51,7 +52,7 @@ struct SchemaStatement {
 std::vector<SchemaStatement> schemaStatements(const SchemaOptions& options);
 std::string schemaText(const SchemaOptions& options);
 
-// Throws Error unless the server's database has exactly these tables and views.
+// Throws Error unless the server's database was set up by this version and has all stored columns.
 void requireSchema(Http& http);
 
 } // namespace vel::fleet

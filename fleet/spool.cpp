@@ -1,4 +1,4 @@
-// Entries of fixed head, name, rows and digest.
+// Writes and reads entries: a head of fixed size, the table's name, the rows and a digest.
 #include "fleet/spool.h"
 
 #include <fleet/content_id.h>
@@ -134,7 +134,7 @@ void SpoolReader::begin() {
   tables_ = std::move(first->rows);
 }
 
-// As many bytes as there are, up to `size`.
+// Reads `size` bytes, or fewer if the spool ends before.
 std::size_t SpoolReader::read(char* out, std::size_t size) {
   if (descriptor_ < 0) {
     const std::size_t got = memory_.copy(out, size);
@@ -181,7 +181,7 @@ std::optional<SpoolEntry> SpoolReader::next() {
   entry.kind = static_cast<SpoolEntry::Kind>(kind);
   entry.table.resize(nameSize);
   std::size_t whole = read(entry.table.data(), nameSize);
-  // Memory grows with what is there, not with what a length claims.
+  // Memory grows with the bytes that are there, not with the length that the entry claims.
   constexpr std::size_t step = std::size_t{1} << 24;
   while (entry.rows.size() < rowsSize) {
     const std::size_t begin = entry.rows.size();

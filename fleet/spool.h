@@ -1,9 +1,8 @@
 // The spool: a file of what could not be written to the cluster, in the order in which it has to be written.
 //
-// The file begins with 16 bytes, "velstat-spool-1\n", and what follows is entries: kind (1 byte), shard (4 bytes),
-// batch (4), records (8), captures (8), the lengths of the table's name (1) and of the rows (4), then both, and the
-// SipHash of all of the entry before it (8). Numbers are little-endian. The first entry tells for which tables the
-// spool is.
+// The file begins with 16 bytes, "velstat-spool-1\n", and then has entries: kind (1 byte), shard (4 bytes), batch (4),
+// records (8), captures (8), the lengths of the table's name (1) and of the rows (4), then both, and the SipHash of all
+// of the entry before it (8). Numbers are little-endian. The first entry says which tables the spool is for.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +22,8 @@ struct SpoolEntry {
   std::uint32_t batch = 0;
   std::uint64_t records = 0;  // profile records in it
   std::uint64_t captures = 0; // captures that are complete with it
-  std::string table;          // as in storedTable(); of `tables` empty
-  std::string rows;           // RowBinary; of `check` see load_check.h, of `tables` a text that must be equal
+  std::string table;          // as in storedTable(); empty unless the kind is `rows`
+  std::string rows;           // RowBinary; for `check` see encodeCounts(), for `tables` see tablesOf()
 
   bool operator==(const SpoolEntry&) const = default;
 };
@@ -32,7 +31,7 @@ struct SpoolEntry {
 // Appends entries to a new file, which only this user can read. [one thread at a time]
 class SpoolWriter {
 public:
-  // Throws Error if the file exists, as do the others if it cannot be written.
+  // Throws Error if the file exists or cannot be written, as add() does.
   SpoolWriter(std::filesystem::path file, std::string_view tables);
   ~SpoolWriter();
   SpoolWriter(const SpoolWriter&) = delete;
@@ -47,7 +46,7 @@ private:
   int descriptor_;
 };
 
-// Reads hostile bytes: every length is checked, and no entry is larger than the bounds. [one thread at a time]
+// Reads hostile bytes: every length is checked, and the size of an entry is limited. [one thread at a time]
 class SpoolReader {
 public:
   static constexpr std::size_t longestRows = std::size_t{1} << 30;
@@ -60,10 +59,10 @@ public:
   SpoolReader(const SpoolReader&) = delete;
   SpoolReader& operator=(const SpoolReader&) = delete;
 
-  // What the spool is for.
+  // The tables that the spool is for, as tablesOf() gives them.
   const std::string& tables() const { return tables_; }
-  // The next entry, none at the end. An entry that was cut, as when the load was killed while it wrote it, ends the
-  // spool too, and wasCut() tells. Throws Error with the place for damage.
+  // The next entry; none at the end. An incomplete entry, which a load leaves that is killed while it writes, also ends
+  // the spool; then wasCut() is true. Throws Error with the offset if the spool is damaged.
   std::optional<SpoolEntry> next();
   bool wasCut() const { return cut_; }
 

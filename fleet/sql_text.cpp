@@ -1,4 +1,4 @@
-// Bytes that are not plain become escapes, so that no value can end its literal or hide in a log.
+// Quotes, backslashes and control characters are escaped, so that no value can end its literal or hide in a log.
 #include "fleet/sql_text.h"
 
 #include <fleet/error.h>
