@@ -1,6 +1,6 @@
-// The format: "bplist00", the objects, a table with the offset of each, a trailer of 32 bytes at the end that says
-// where that table is and how wide its entries and the references inside arrays and dictionaries are. An object begins
-// with a byte of type (high half) and size (low half). Everything is big-endian.
+// The format: "bplist00", the objects, a table with the offset of each object, and a trailer of 32 bytes. The trailer
+// gives the place of the table, and the width of its entries and of the references inside arrays and dictionaries. An
+// object begins with a byte of type (high half) and size (low half). All numbers are big-endian.
 //
 // The tree is built recursively from the top object, at most maximumDepth levels deep. Each value and its bytes are
 // charged to a memory budget before they are made, which also bounds the time. The budget would stop cycles too, but
@@ -187,7 +187,7 @@ private:
     if (std::find(open_.begin(), open_.end(), object) != open_.end()) {
       source_.fail(object, "this object contains itself");
     }
-    // A set makes two levels in the tree.
+    // A set becomes a dictionary with an array, which are two levels.
     const std::size_t levels = head.type == Type::set ? 2 : 1;
     if (open_.size() + levels > maximumDepth) {
       source_.fail(object, "nested more than {} levels deep", maximumDepth);

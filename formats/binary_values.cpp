@@ -42,7 +42,7 @@ void appendCodePoint(std::string& out, std::uint32_t c) {
   }
 }
 
-// Empty outside the years 0 to 9999.
+// A date as ISO 8601 text; empty outside the years 0 to 9999.
 std::string isoText(double secondsFrom2001) {
   using namespace std::chrono;
   constexpr sys_days epoch = year(2001) / January / 1;

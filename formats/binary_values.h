@@ -11,7 +11,7 @@
 
 namespace vel::formats {
 
-// Big-endian, of at most 8 bytes.
+// A big-endian number of at most 8 bytes.
 std::uint64_t bigEndian(std::span<const std::byte> bytes);
 
 // A dictionary of one key, for a value that the tree has no type for.

@@ -1,4 +1,4 @@
-// Reads whole files, with an error line that says why one cannot be read.
+// Reads whole files; an error line says why a file cannot be read.
 #pragma once
 
 #include <cstddef>

@@ -165,8 +165,8 @@ private:
   const std::string_view text_;
   const std::string& source_;
   Json document_;
-  // The containers that are not closed yet, outermost first. Each is the last element of the one before it, so nothing
-  // is added to that one meanwhile and the pointers stay valid.
+  // The containers that are not closed yet, outermost first. The pointers stay valid because nothing is added to a
+  // container while one inside it is open.
   std::vector<Json*> open_;
   Json* added_ = nullptr;
   std::size_t values_ = 0;
@@ -177,7 +177,7 @@ private:
 Json parseJson(std::string_view text, const std::string& source) {
   Builder builder(text, source);
   Json::sax_parse(text, &builder);
-  // The parser takes a NUL for the end of the text.
+  // The parser treats a NUL as the end of the text.
   if (const std::size_t end = text.find('\0'); end != std::string_view::npos) {
     throw Error(fmt::format("{}: {}: a NUL after the end of the document: remove it and all that follows", source,
                             place(text, end)));

@@ -49,7 +49,7 @@ const char* typeName(const Json& json) {
   }
 }
 
-// "0x..." as a number.
+// Parses "0x..."; nothing if the text has another form.
 std::optional<std::uint64_t> hexNumber(std::string_view text) {
   if (!text.starts_with("0x")) {
     return std::nullopt;

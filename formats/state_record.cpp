@@ -24,7 +24,7 @@ std::uint32_t u32At(std::span<const std::byte> bytes, std::size_t offset) {
   return value;
 }
 
-// Text that ends at its NUL, or at the end of its field.
+// Text that ends at its first NUL, or at the end of its field.
 std::string textAt(std::span<const std::byte> bytes, std::size_t offset, std::size_t width) {
   const auto field = bytes.subspan(offset, width);
   const auto end = std::find(field.begin(), field.end(), std::byte{0});

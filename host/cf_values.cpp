@@ -1,4 +1,4 @@
-// One function for each type of value.
+// Makes objects, with one function for each type of value.
 #include "host/cf_values.h"
 
 #include <host/error.h>

@@ -1,4 +1,4 @@
-// The interface tables of the modelled user clients, and the reference counts behind them.
+// The interface tables of the modelled user clients, and the reference counts of their objects.
 #include "host/modelled_device.h"
 
 #include <control/queue.h>

@@ -42,7 +42,7 @@ public:
 
   bool hasDriver() const { return driver_.has_value(); }
   bool hasDevice() const { return device_.has_value(); }
-  // Stores a new plug-in with one reference, or what the model says instead. [any thread]
+  // Stores a new plug-in with one reference, or null if the model says so. [any thread]
   IOReturn createDriverPlugIn(IOCFPlugInInterface*** plugIn);
   IOReturn createDevicePlugIn(IOCFPlugInInterface*** plugIn);
 

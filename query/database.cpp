@@ -1,4 +1,4 @@
-// A connection of SQLite that holds no data of its own, and is allowed to do nothing but read.
+// An SQLite connection that stores no data and may only read.
 #include "query/database.h"
 
 #include <query/sql_errors.h>

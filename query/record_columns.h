@@ -13,7 +13,7 @@
 
 namespace vel::query {
 
-// The record that a cursor is at.
+// The current record of a cursor.
 struct RecordRow {
   const unsigned char* record = nullptr;
   const sources::Details* details = nullptr; // null unless a column needs them

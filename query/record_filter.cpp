@@ -170,7 +170,7 @@ bool narrowByPattern(SelectionRequest& request, const FilteredBy& by, sqlite3_va
   return !(request.*by.names).empty();
 }
 
-// Leaves out the names and ids that the selection does not know: no record has them. False: no record can pass.
+// Removes names and ids that the selection does not know, since no record has them. False: no record can pass.
 bool leaveOutUnknown(SelectionRequest& request) {
   for (const auto list : {&SelectionRequest::categories, &SelectionRequest::components, &SelectionRequest::events,
                           &SelectionRequest::types}) {

@@ -34,8 +34,8 @@ public:
     index.idxStr = sqlite3_mprintf("%s", plan.c_str());
     index.needToFreeIdxStr = 1;
     index.idxNum = needsDetails(index.colUsed) ? withDetails : plain;
-    // Even with filters, all of the source is read. The cost says so, lest a join read it for each row of another
-    // table.
+    // All of the source is read even with filters, so the cost stays high: otherwise SQLite might read the source again
+    // for each row of another table in a join.
     constexpr double allRows = 1e6;
     index.estimatedRows = static_cast<sqlite3_int64>(plan.empty() ? allRows : allRows / 20);
     index.estimatedCost = plan.empty() ? allRows : allRows * 0.9;

@@ -10,7 +10,7 @@
 
 namespace vel::query {
 
-// "line 1, column 8" of a byte of the SQL.
+// The place of a byte in the SQL, as "line 1, column 8".
 std::string placeIn(std::string_view sql, std::size_t offset);
 
 // "; did you mean 'category'?" for a message of SQLite about an unknown table or column; else empty. `place` is the SQL

@@ -26,7 +26,7 @@ public:
   void text(std::string_view text) {
     sqlite3_result_text64(context_, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
   }
-  // Bytes of a device, each as the code point of the same number.
+  // Bytes from a device as text: each becomes the code point of the same number.
   void bytesAsText(std::string_view bytes);
   void blob(const void* bytes, std::size_t size) { sqlite3_result_blob64(context_, bytes, size, SQLITE_TRANSIENT); }
 
@@ -57,7 +57,7 @@ public:
 
   const TableInfo& info() const { return info_; }
 
-  // As sqlite3_module::xBestIndex.
+  // Called by sqlite3_module::xBestIndex.
   virtual void plan(sqlite3_index_info& index) const = 0;
   virtual std::unique_ptr<Cursor> open(State& state, Origin& origin) const = 0;
 

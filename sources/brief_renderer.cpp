@@ -28,7 +28,7 @@ void appendBlanks(OutputBuffer& out, std::size_t count) {
   out.claim(count);
 }
 
-// "Nov 21" of "Nov 21 08:15:02.000417".
+// The day in a calendar time: "Nov 21" for "Nov 21 08:15:02.000417".
 std::string_view dayOf(std::string_view time) {
   return time.substr(0, time.size() - std::min(time.size(), timeOfDayWidth + 1));
 }

@@ -1,4 +1,4 @@
-// What a capture folder has besides records: the manifest, the log, the metrics.
+// Reads the parts of a capture folder that are not records: the manifest, the log, the metrics.
 #pragma once
 
 #include <sources/capture.h>

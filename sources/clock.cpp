@@ -10,7 +10,7 @@ namespace vel::sources {
 namespace {
 
 constexpr std::size_t mostRelations = 64;
-// Boot time and calendar may differ slightly.
+// A line's calendar time may be slightly before the boot time.
 constexpr std::int64_t tolerance = 86'400 * microsecondsPerSecond;
 
 struct LineTime {
@@ -95,7 +95,7 @@ std::optional<std::int64_t> ClockReader::calendarTime(std::string_view text, std
 }
 
 int ClockReader::add(std::uint64_t timestamp, std::string_view calendar, std::optional<std::uint64_t> boot) {
-  // Nearly all lines agree with the one before.
+  // Nearly all lines have the same relation as the line before.
   if (last_ && boot == relations_[lastPlace_].boot && last_->text(timestamp) == calendar) {
     ++relations_[lastPlace_].lines;
     return static_cast<int>(lastPlace_);

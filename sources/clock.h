@@ -1,4 +1,4 @@
-// Converts the calendar times in lines back into numbers.
+// Converts the calendar times in lines to numbers.
 #pragma once
 
 #include <profile/render.h>

@@ -39,7 +39,7 @@ class FieldValues {
 public:
   explicit FieldValues(const profile::TimePolicy& times);
 
-  // The record that the next calls read. [borrowed]
+  // Sets the record that the next calls read. [borrowed]
   void setRecord(const unsigned char* record);
 
   // Appends the value; false if the record lacks the field.

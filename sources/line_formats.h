@@ -40,7 +40,7 @@ public:
 
   // `atEnd` says that the block ends the input.
   virtual void read(std::string_view block, bool atEnd, ParsedLines& lines) = 0;
-  // How much of a text can be parsed before more of it arrives.
+  // How many bytes of a text can be parsed before more of it arrives.
   virtual std::size_t whole(std::string_view text) const = 0;
 };
 

@@ -31,7 +31,7 @@ std::int32_t numbersBetween(std::uint32_t first, std::uint32_t second) {
 // Whether the second may be later in the same run.
 bool rises(const Stamp& first, const Stamp& second) {
   const std::int32_t step = numbersBetween(first.number, second.number);
-  // Near each other, records may be a little out of order.
+  // Records of about the same time may be a little out of order.
   return step > 0 || (second.time - first.time <= largestDisorder && step >= -static_cast<std::int32_t>(usualStep));
 }
 
@@ -182,7 +182,7 @@ void dropRepeated(std::vector<CapturedRecord>& records) {
   records.swap(kept);
 }
 
-// Numbers the runs by their first records and notes what each holds.
+// Numbers the runs in the order of their first records, and counts their records and gaps.
 void describe(RecordsInOrder& result, const RunFinder& finder, const std::vector<std::string>& logs) {
   constexpr std::uint32_t none = 0xffffffff;
   std::vector<std::uint32_t> numbers(finder.count(), none);

@@ -34,7 +34,7 @@ public:
 };
 
 std::unique_ptr<Part> makeCapturedPart(const RecordsInOrder& records, StreamState& state);
-// These read the open input, whose number is given.
+// These read an open input; `number` is its place in Sources::inputs().
 std::unique_ptr<Part> makeRawPart(std::unique_ptr<Input> input, std::uint32_t number, StreamState& state);
 std::unique_ptr<Part> makeLinePart(std::unique_ptr<Input> input, std::uint32_t number, Kind kind,
                                    const std::optional<ClockRelation>& clock, StreamState& state);

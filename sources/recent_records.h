@@ -19,7 +19,7 @@ public:
   bool add(const unsigned char* record);
 
 private:
-  // Records by their hash; half of the slots stay free.
+  // A hash table of records; at least half of its slots stay free.
   class Generation {
   public:
     bool holds(std::uint64_t hash, const unsigned char* record) const;

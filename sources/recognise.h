@@ -26,7 +26,7 @@ struct Recognised {
 // is neither text nor of another known kind is taken for raw records. [any thread]
 Recognised recognise(std::string_view head, bool whole, std::optional<std::uint64_t> size);
 
-// Whether bytes are text like that of logs, in which some bytes of records may appear.
+// Whether the bytes are text such as a log, which may contain some bytes of records.
 bool isText(std::string_view bytes);
 
 } // namespace vel::sources

@@ -40,7 +40,7 @@ public:
     }
   }
 
-  // Whether it is one of the names.
+  // Whether `known` is one of the names; these are then marked as known.
   bool contains(std::string_view known) {
     bool found = false;
     for (Name& name : names_) {

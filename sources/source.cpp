@@ -141,7 +141,7 @@ std::unique_ptr<Input> Sources::State::openInput(std::size_t number) {
   return input->open(path, inputs[number].name) ? std::move(input) : nullptr;
 }
 
-// Copies an input; false if it cannot be opened.
+// Copies an input into a temporary file; false if the input cannot be opened.
 bool Sources::State::copy(std::size_t number) {
   Input input(complaints, cancellation, options.watchedOutput);
   if (!input.open(inputs[number].path)) {

@@ -66,7 +66,7 @@ struct Location {
   bool operator==(const Location&) const = default;
 };
 
-// What is known of a record apart from its bytes.
+// What is known about a record in addition to its bytes.
 struct Details {
   Location location;
   std::uint32_t run = 0;                 // of RecordStream::runs()
@@ -78,7 +78,7 @@ struct Details {
 struct Run {
   enum class Start : std::uint8_t {
     first,     // the first of its log
-    restarted, // sequence numbers began anew
+    restarted, // sequence numbers started again
     clockBack, // the clock went back and sequence numbers went on
   };
 
@@ -136,7 +136,7 @@ public:
   // Recognises all inputs ("-" is standard input), and reads captures, state records and property lists. Inputs that
   // are refused are reported to `complain` and left out.
   Sources(const std::vector<std::string>& names, Options options);
-  // A capture that is in memory, as the only input.
+  // The only input is a capture in memory.
   Sources(const std::string& name, Capture capture, Options options);
   ~Sources();
   Sources(const Sources&) = delete;
@@ -144,7 +144,7 @@ public:
 
   // One for each name, in order.
   const std::vector<InputInfo>& inputs() const;
-  // Of all captures, state records and property lists.
+  // The findings of all captures, state records and property lists.
   const std::vector<Finding>& findings() const;
   // False if any error was reported, also by the streams.
   bool isSound() const;

@@ -33,7 +33,7 @@ IOReturn readBrokenParent(const formats::JsonNode& node) {
   return result;
 }
 
-// An entry; `entry` has the defaults.
+// Reads an entry; `entry` has the default values.
 EntryModel readEntry(const formats::JsonNode& node, EntryModel entry) {
   node.allowKeys({"name", "class", "properties", "parent-read", "hid-device"});
   if (const auto name = node.find("name")) {

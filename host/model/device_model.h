@@ -88,7 +88,7 @@ struct DeviceModel {
 
 // Throws formats::Error with file, JSON pointer and reason. "-" is the standard input, which cannot extend a model.
 DeviceModel readDeviceModel(const std::filesystem::path& path);
-// The same from a text; errors call it `source`.
+// Reads a model from text, which errors call `source`.
 DeviceModel parseDeviceModel(std::string_view text, const std::string& source, const ModelReader& readModel = {});
 
 } // namespace vel::host

@@ -88,7 +88,7 @@ std::vector<synthetic::Change> readChanges(const formats::JsonNode& list) {
   return changes;
 }
 
-// Bytes that were lost or changed on the way to the host.
+// Removes or changes bytes of a batch, as if they were lost or damaged on the way to the host.
 void damage(std::vector<formats::Bytes>& batches, const formats::JsonNode& item) {
   item.allowKeys({"batch", "at", "lost", "hex"});
   item.requireKeys({"batch", "at"});

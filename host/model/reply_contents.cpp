@@ -1,4 +1,4 @@
-// One reader for each content, and the table of them.
+// A reader for each content, and the table of all readers.
 #include "host/model/reply_contents.h"
 
 #include <host/model/reply_layouts.h>

@@ -42,9 +42,9 @@ struct Grid {
   ReplyField element; // with the offset of the first
 };
 
-// All of them, for the schema.
+// All layouts, for the schema.
 std::span<const ReplyLayout> replyLayouts();
-// By name; the name must exist.
+// A layout or grid by name, which must exist.
 const ReplyLayout& replyLayout(std::string_view name);
 const Grid& grid(std::string_view name);
 // An entry of an analytics batch.
