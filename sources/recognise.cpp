@@ -47,7 +47,7 @@ bool isStateRecord(std::string_view head, std::optional<std::uint64_t> size) {
     return false;
   }
   std::uint32_t dataSize = 0;
-  std::memcpy(&dataSize, head.data() + 4, sizeof dataSize); // little-endian, as sources/record.h asserts
+  std::memcpy(&dataSize, head.data() + 4, sizeof dataSize); // little-endian, like the hosts that the decoder builds for
   return head.substr(stateHeaderSize).starts_with("bplist") || (size && *size == stateHeaderSize + dataSize);
 }
 
