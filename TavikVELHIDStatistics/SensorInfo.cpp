@@ -230,7 +230,7 @@ bool SensorReport::addClients() {
       std::snprintf(text, sizeof text, "%.*s: report=%d batch=%d threshold=%d timelimit=%d",
                     static_cast<int>(sizeof client.name), client.name, client.reportInterval, client.batchInterval,
                     client.threshold, client.timeLimit);
-      setNumbered(_state, "client", i, text); // by slot: unused ones leave gaps
+      setNumbered(_state, "client", i, text); // numbered by slot: unused slots leave gaps
     }
   }
   return true;

@@ -68,7 +68,7 @@ public:
 
   // Reads a property through the context's driver; `length` may be null. kIOReturnNotReady without an interface.
   IOReturn getProperty(Context* context, uint32_t property, void* buffer, size_t size, size_t* length);
-  // Reads a 32-bit property; stores `defaultValue` if the read fails or has another length; the latter is not a
+  // Reads a 32-bit property; stores `defaultValue` if the read fails, or if it returns another length, which is not a
   // failure.
   IOReturn getPropertyU32(Context* context, uint32_t property, uint32_t* value, uint32_t defaultValue);
   // Sends a command to the context's driver, whose interface must not be null. `outputSize`: capacity in, bytes out.

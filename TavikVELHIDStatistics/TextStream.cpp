@@ -49,7 +49,7 @@ uint64_t TextStream::takeNumber(size_t bytes) {
 }
 
 void TextStream::takeElement(uint8_t tag) {
-  // Without a default, so that a tag without a case does not compile. Unknown tags have no payload.
+  // There is no default, so that a tag without a case does not compile. Unknown tags have no payload.
   switch (static_cast<Tag>(tag)) {
   case Tag::number32: {
     const auto number = static_cast<uint32_t>(takeNumber(4));

@@ -90,7 +90,7 @@ constexpr std::size_t greatest_choice(Size size) {
   return greatest;
 }
 
-// For records that meet no rule.
+// The choice for records that meet no rule.
 constexpr Choice choose_common(const unsigned char* record) noexcept {
   return std::min(type(record), no_layout);
 }
@@ -112,7 +112,7 @@ constexpr bool meets(const unsigned char* record) noexcept {
   (std::make_index_sequence<category_table[Id].layouts.begin()[Rule].when.size()>());
 }
 
-// By the first rule that the record meets.
+// The choice of the first rule that the record meets; without one, the common choice.
 template <unsigned Id>
 constexpr Choice choose_by_rules(const unsigned char* record) noexcept {
   return [&]<std::size_t... Rule>(std::index_sequence<Rule...>) {
@@ -123,7 +123,8 @@ constexpr Choice choose_by_rules(const unsigned char* record) noexcept {
   (std::make_index_sequence<category_table[Id].layouts.size()>());
 }
 
-// By the rules of `category`, which need not be the record's: a decoder object renders any record by its own rules.
+// The choice by the rules of `category`, which need not be the record's: a decoder object renders any record by its own
+// rules.
 constexpr Choice choose(unsigned category, const unsigned char* record) noexcept {
   return [&]<unsigned... Id>(std::integer_sequence<unsigned, Id...>) {
     Choice choice = no_layout;

@@ -29,7 +29,7 @@ constexpr std::size_t longest_u64 = 20;
 // How far a part may write beyond its end: less than a piece of 48 bytes, or a text field of 30 bytes with its padding.
 constexpr std::size_t spill = 64;
 
-// Without the name of a subtype, which is added below.
+// Excludes the name of a subtype, which is added below.
 constexpr std::size_t longest_payload = greatest_choice([](const ShownLayouts& shown) {
   std::size_t length = 0;
   for (const Layout* const layout : shown) {
@@ -133,7 +133,7 @@ constexpr Writer make_writer() {
   }
 }
 
-// By choice.
+// Indexed by choice.
 constexpr auto writers = []<std::size_t... Index>(std::index_sequence<Index...>) {
   return std::array<Writer, choices.size()>{make_writer<Index>()...};
 }

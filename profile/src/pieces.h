@@ -56,7 +56,7 @@ constexpr Piece<Size> make_piece(const Frame& frame, std::string_view name) {
   return piece;
 }
 
-// Name tables by their number in a PieceSet, less 1: number 0 means that there is no table.
+// Name tables. The table at index i has number i + 1 in a PieceSet: number 0 means that there is no table.
 template <std::size_t Count>
 using NameTables = std::array<NameTable, Count>;
 
@@ -221,7 +221,7 @@ constexpr std::uint8_t table_number(Column column, unsigned category, unsigned c
   return entry == lists.size() ? 0 : static_cast<std::uint8_t>(count_tables(column, category) + entry + 1);
 }
 
-// By category; those without a row have no tables.
+// Indexed by category; categories without a row have no tables.
 inline constexpr std::array<TableNumbers, 256> table_numbers = [] {
   static_assert(component_tables.size() < 256 && event_tables.size() < 256 && subtype_tables.size() < 256);
   std::array<TableNumbers, 256> numbers{};

@@ -62,7 +62,7 @@ struct TallyDistribution {
   double min = 0;
   double max = 0;
   double mean = 0;
-  double standardDeviation = 0; // of the samples themselves: divided by count
+  double standardDeviation = 0; // of the population: divided by count, not count - 1
   double p50 = 0;
   double p90 = 0;
   double p99 = 0;
@@ -77,7 +77,7 @@ struct TallyRow {
   TallyKind kind = TallyKind::scalar;
   TallyScalar scalar;                      // when it is one
   TallyDistribution distribution;          // when it is one
-  std::optional<std::int64_t> firstSample; // of the samples that count: set, added or pushed since the last clear
+  std::optional<std::int64_t> firstSample; // when the first sample that still counts was set, added or pushed
   std::optional<std::int64_t> lastChange;  // set, added or pushed
   std::optional<std::int64_t> lastClear;
 };

@@ -1,7 +1,7 @@
 // Types that every CoreFoundation header shares, allocators, and the reference count.
 //
 // Ownership: functions named Create or Copy return an object that the caller releases [create: caller releases];
-// functions named Get return an object that somebody else keeps alive [get: borrowed]. Counts are atomic, so any
+// functions named Get return an object that another owner keeps alive [get: borrowed]. Counts are atomic, so any
 // function here may be called on any thread; one object may not be changed on two threads at once.
 #pragma once
 

@@ -13,8 +13,8 @@ typedef char io_name_t[128];
 // Everything here may be called on any thread. An invalid handle, a handle whose references were all given back, or a
 // null pointer in place of a result makes a function return kIOReturnBadArgument, or null or 0 if it returns no code.
 
-// Matching dictionaries, for IOServiceGetMatchingService, which consumes them: by registry id, by name, by class name,
-// each as a whole. Null for a text that is null or not UTF-8. [create: caller releases]
+// Matching dictionaries, for IOServiceGetMatchingService, which consumes them: by registry id, by name, by class name.
+// A text must match as a whole. Null for a text that is null or not UTF-8. [create: caller releases]
 CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID);
 CFMutableDictionaryRef IOServiceNameMatching(const char* name);
 CFMutableDictionaryRef IOServiceMatching(const char* className);

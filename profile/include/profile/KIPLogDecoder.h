@@ -29,6 +29,6 @@ public:
   static scm_decoder _scm;
   static profile_decoder _default;
 
-  // By category. _default is used for a null element; initially there is none.
+  // Indexed by category. _default is used for a null element; initially there is none.
   static std::array<profile_decoder*, vel::profile::category_id::count> _decoders;
 };

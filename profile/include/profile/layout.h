@@ -47,7 +47,7 @@ struct ShownLayouts {
   constexpr const Layout* const* end() const noexcept { return items + count; }
 };
 
-// By the rules of the record's category; `record` points at 48 bytes. [any thread]
+// The layouts that the rules of the record's category choose; `record` points at 48 bytes. [any thread]
 ShownLayouts shown_layouts(const void* record) noexcept;
 
 } // namespace vel::profile

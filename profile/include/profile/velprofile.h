@@ -65,7 +65,7 @@ typedef struct vel_profile_field {
   uint32_t offset;    // of the value in the record, and its size there in bytes; both 0 for a constant
   uint32_t size;
   uint32_t width;  // least width of the value in the text; 0: none
-  uint32_t length; // of bytes
+  uint32_t length; // how much of `bytes` is used
   uint64_t number;
   double real;
   char bytes[32]; // not NUL-terminated: `length` says how many
@@ -85,7 +85,7 @@ VEL_PROFILE_API size_t vel_profile_component_name(uint32_t category, uint32_t co
 VEL_PROFILE_API size_t vel_profile_event_name(uint32_t category, uint32_t component, uint32_t event, char* out,
                                               size_t capacity);
 VEL_PROFILE_API size_t vel_profile_datatype_name(uint32_t datatype, char* out, size_t capacity);
-// Of a value of the kind VEL_PROFILE_SUBTYPE_NAME, such as a ZORB action.
+// The name of a value of the kind VEL_PROFILE_SUBTYPE_NAME, such as a ZORB action.
 VEL_PROFILE_API size_t vel_profile_subtype_name(uint32_t category, uint32_t component, uint32_t subtype, char* out,
                                                 size_t capacity);
 

@@ -39,7 +39,7 @@ private:
     std::uint64_t weight;
   };
   template <class Key>
-  using Slots = std::vector<Slot<Key>>; // by key, each once
+  using Slots = std::vector<Slot<Key>>; // sorted by key, each key once
 
   template <class Key>
   static void add(Slots<Key>& slots, Key key, std::uint64_t weight);

@@ -18,7 +18,7 @@ class Store {
 public:
   // Opens the store at `path`, creating it if needed. Throws DatabaseError.
   explicit Store(const std::filesystem::path& path);
-  // In memory: what is written lasts as long as the object.
+  // A store in memory, which lasts as long as the object.
   Store();
 
   // Remembers an operation for the next write.
