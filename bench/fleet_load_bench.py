@@ -70,10 +70,9 @@ def main():
                 f"SELECT name FROM system.columns WHERE database = 'load{turn}' AND table = 'records_stored'")]
             make_tables(cluster, f"client{turn}")
             if not rows.exists():
-                dump = subprocess.run(["curl", "-sS", "--fail", "-K", "-", "-o", rows], text=True, check=True, input=(
+                subprocess.run(["curl", "-sS", "--fail", "-K", "-", "-o", rows], text=True, check=True, input=(
                     f'url = "{cluster.url()}/"\nuser = "{cluster.user}:{cluster.password}"\n'
                     f'data = "SELECT {", ".join(columns)} FROM load{turn}.records_stored FORMAT RowBinary"\n'))
-                assert dump.returncode == 0
             clients.append(client_seconds(cluster, folder, f"INSERT INTO client{turn}.records_stored ({', '.join(columns)}) "
                                                            "FORMAT RowBinary", rows))
             if (actual := found(cluster, f"client{turn}")) != truth:

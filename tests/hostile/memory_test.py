@@ -31,8 +31,8 @@ class Memory(WriteOut):
                     elif done.returncode == 0:
                         self.assertEqual(done.stderr, "")
                     elif done.returncode == -signal.SIGABRT:
-                        # Those functions have no way to tell their caller, nor has work on the queue of the session that
-                        # nobody waits for. Before main, the C++ library may lack the memory for its first exception.
+                        # Those functions have no way to tell their caller, nor has work on the session's queue, for which no
+                        # caller waits. Before main, the C++ library may lack the memory for its first exception.
                         self.assertRegex(done.stderr, r"\A((CF\w+|session): out of memory[^\n]*|"
                                          r"terminate called without an active exception)\n\Z")
                     else:
