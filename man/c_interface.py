@@ -1,4 +1,4 @@
-"""What a C header says, for its manual page: each declaration with the comment before it."""
+"""Reads a C header for its manual page: each declaration with the comment before it."""
 
 import re
 
@@ -29,7 +29,7 @@ def synopsis(header):
 
 
 def wrapped(declarations):
-    """Lines of at most 70 columns; further ones are indented."""
+    """The declarations in lines of at most 70 columns; continuation lines are indented."""
     lines = []
     for line in declarations.splitlines():
         while len(line) > 70:
@@ -41,7 +41,7 @@ def wrapped(declarations):
 
 
 def sections(header):
-    """FUNCTIONS, and TYPES AND CONSTANTS, in markdown."""
+    """The sections FUNCTIONS, and TYPES AND CONSTANTS, in markdown."""
     text = "## Functions\n\n"
     for comment, code in blocks(header):
         if "_API" in code:

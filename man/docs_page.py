@@ -1,4 +1,4 @@
-"""A page of docs/ in parts."""
+"""Divides a page of docs/ into its parts."""
 
 import re
 
@@ -8,7 +8,7 @@ LINK = re.compile(r"\[([^\]]*)\]\(([^)]*)\)")
 
 
 def outside_code(text, change):
-    """Applies `change` to what is not a block of code."""
+    """Applies `change` to the text outside of code blocks."""
     parts = re.split(r"(^```.*?^```$)", text, flags=re.M | re.S)
     return "".join(part if part.startswith("```") else change(part) for part in parts)
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Makes the manual pages: options from what `velstat help --format json` tells, prose from docs/, the C interface from
-its header. Pages of one source tree are the same on every machine.
+"""Makes the manual pages: options from `velstat help --format json`, prose from docs/, the C interface from its
+header. The pages made from one source tree are the same on every machine.
 
 usage: make_pages.py VELSTAT SOURCE VERSION OUT"""
 
@@ -18,7 +18,7 @@ import roff
 from docs_page import outside_code, parts_of, with_links, without_examples
 from option_tables import row_for, rows_of, shape_of
 
-# Pages that are not of a command: the file in docs/, the section, and the line in NAME.
+# Pages that are not about a command: the file in docs/, the section, and the line in NAME.
 OTHERS = {
     "velstat-capture-folder": ("capture-folder.md", 5, "the folder of a capture"),
     "velstat-device-model": ("device-model.md", 5, "models of devices, for velstat capture"),
@@ -31,14 +31,14 @@ OTHERS = {
 }
 MANUALS = {1: "Commands", 3: "C interface", 5: "File formats", 7: "Overview"}
 MADE_OF = ["docs", "man", "profile/include", "tools/velstat"]
-# Sections that come last, in this order; those of docs/ come before them.
+# Sections that come last, in this order; other sections of docs/ come before them.
 LAST = ["Exit status", "Environment", "Files", "Examples", "See also"]
-# Sections of docs/ that are about the source.
+# Sections of docs/ that are about the source code, and are left out.
 LEFT_OUT = {"How it is built"}
 
 
 def date_of(source):
-    """The day of SOURCE_DATE_EPOCH, or of the last commit to what the pages are made of; empty without both."""
+    """The day of SOURCE_DATE_EPOCH, or of the last commit to the pages' sources; empty if there is neither."""
     epoch = os.environ.get("SOURCE_DATE_EPOCH") or subprocess.run(
         ["git", "-C", source, "log", "-1", "--format=%ct", "--", *MADE_OF], capture_output=True, text=True).stdout
     return datetime.datetime.fromtimestamp(int(epoch), datetime.timezone.utc).strftime("%Y-%m-%d") if epoch else ""
@@ -73,7 +73,7 @@ def definitions(pairs):
 
 
 def options_text(options, rows):
-    """The options as a list, in the order of --help, with the words of docs/ where it has any."""
+    """The options as a list, in the order of --help, described as in docs/ if they are described there."""
     text, told = "", set()
     for group in dict.fromkeys(option["group"] for option in options):
         if group != "Options":
@@ -96,7 +96,7 @@ class Page:
         self.references = {("velstat", 1)}
 
     def link(self, words, target):
-        """Another page's name, or the words of the link."""
+        """What replaces a link: a reference to another page, or the words of the link."""
         file = target.partition("#")[0]
         if file not in self.pages:
             return f"docs/{words}" if words == file else words
@@ -106,7 +106,7 @@ class Page:
         return reference if words.strip("`") in (file, name.replace("-", " ")) else f"{words} ({reference})"
 
     def text(self, body, sections, date, version):
-        """The whole page, of what comes first and of the sections after that."""
+        """The whole page: `body`, and the sections after it."""
         sections = {title: text for title, text in sections.items() if title not in LEFT_OUT}
         body += "".join(f"## {title}\n\n{text}\n" for title, text in sections.items() if title not in LAST)
         last = "".join(f"## {title}\n\n{sections[title]}\n" for title in LAST if title in sections)

@@ -1,4 +1,4 @@
--- What man pages look like: code in a line is bold, and tables of two columns are lists.
+-- A pandoc filter for man pages: inline code is bold, and tables with two columns become lists.
 
 function Code(code)
   return pandoc.Strong(pandoc.Str(code.text))
