@@ -1,4 +1,4 @@
-# What cpack decides when it runs: the date of everything in the packages, and what depends on their version, which
+# Set when cpack runs: the date of all files in the packages, and what depends on the packages' version, which
 # -D CPACK_PACKAGE_VERSION may change.
 if(NOT CPACK_VEL_LIBDIR STREQUAL "lib/${CPACK_VEL_MULTIARCH}")
   message(FATAL_ERROR "${CPACK_VEL_BUILD} was configured with CMAKE_INSTALL_LIBDIR=${CPACK_VEL_LIBDIR}, but the "
@@ -12,7 +12,7 @@ if(NOT SHLIBDEPS)
   message(FATAL_ERROR "dpkg-shlibdeps, which finds what the packages depend on, is missing: install dpkg-dev")
 endif()
 
-# Two builds of one tree give the same bytes: every date is that of the commit.
+# Every date is that of the commit, so that two builds of one tree give the same bytes.
 if("$ENV{SOURCE_DATE_EPOCH}" STREQUAL "")
   execute_process(COMMAND git -C ${CPACK_VEL_SOURCE} log -1 --format=%ct
     OUTPUT_VARIABLE date OUTPUT_STRIP_TRAILING_WHITESPACE ERROR_QUIET)
@@ -23,7 +23,7 @@ if("$ENV{SOURCE_DATE_EPOCH}" STREQUAL "")
   set(ENV{SOURCE_DATE_EPOCH} ${date})
 endif()
 
-# The platform library is only in one package.
+# The platform library is private: dpkg-shlibdeps finds it only in the build folder.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CPACK_VEL_BUILD}/${CPACK_VEL_PRIVATE_LIBDIR})
 set(shlibs ${CPACK_PACKAGE_DIRECTORY}/_CPack_Packages/shlibs)
 configure_file(${CPACK_VEL_SOURCE}/packaging/libvelprofile1/shlibs.in ${shlibs} @ONLY)

@@ -1,5 +1,5 @@
-# Packs each package again with Debian's own tool: what CPack writes depends on the umask, has no field Multi-Arch, and
-# has scripts that call ldconfig, for which Debian has a trigger.
+# Packs each package again with Debian's own tool. The packages that CPack writes depend on the umask, lack the field
+# Multi-Arch, and call ldconfig in scripts, where Debian uses a trigger.
 foreach(package IN LISTS CPACK_PACKAGE_FILES)
   set(root ${CPACK_TEMPORARY_DIRECTORY}/finish)
   file(REMOVE_RECURSE ${root})
@@ -14,7 +14,7 @@ foreach(package IN LISTS CPACK_PACKAGE_FILES)
     file(WRITE ${root}/DEBIAN/control "Multi-Arch: ${CPACK_VEL_${name}_MULTI_ARCH}\n${control}")
   endif()
   execute_process(COMMAND chmod -R u=rwX,go=rX ${root} COMMAND_ERROR_IS_FATAL ANY)
-  # With one thread, as the number of threads changes the bytes.
+  # With one thread, as the bytes depend on the number of threads.
   execute_process(COMMAND dpkg-deb --build --root-owner-group -Zxz --threads-max=1 ${root} ${package}
     OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
