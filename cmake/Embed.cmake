@@ -9,7 +9,7 @@ function(vel_embed target name)
             -P ${PROJECT_SOURCE_DIR}/cmake/embed.cmake
     DEPENDS ${arg_FILES} ${PROJECT_SOURCE_DIR}/cmake/embed.cmake
     VERBATIM)
-  # Each table is called `files` in its file.
+  # Not in unity builds, as each of these sources defines a table called `files`.
   set_source_files_properties(${out} PROPERTIES SKIP_UNITY_BUILD_INCLUSION ON)
   target_sources(${target} PRIVATE ${out})
 endfunction()

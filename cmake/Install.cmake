@@ -1,21 +1,21 @@
-# What ships: the command with the bundle and the libraries beside it, and a package for programs that decode. Every
-# path is relative to the prefix, so the whole can be moved. Each component is a Debian package.
+# What is installed: the command with the bundle and the libraries that it uses, and a package for programs that decode
+# records. Every path is relative to the prefix, so the installed tree can be moved. Each component is a Debian package.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS velstat RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT velstat)
-# libvelprofile needs the platform library as much as command and bundle do.
+# In this component because libvelprofile needs the platform library too, not only the command and the bundle.
 install(TARGETS velplatform EXPORT velprofileTargets LIBRARY
   DESTINATION ${VEL_PRIVATE_LIBDIR} COMPONENT libvelprofile1)
 install(TARGETS velprofile EXPORT velprofileTargets LIBRARY
   DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libvelprofile1 NAMELINK_COMPONENT libvelprofile-dev)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/share/velstat/lnav DESTINATION ${CMAKE_INSTALL_DATADIR}/velstat COMPONENT velstat)
-# README.md names the other two by these paths.
+# README.md refers to docs/ and examples/ by these paths.
 install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velstat COMPONENT velstat)
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/velstat COMPONENT velstat
   PATTERN CMakeLists.txt EXCLUDE PATTERN __pycache__ EXCLUDE)
 
-# Where Debian's shells look if the prefix is /usr.
+# Where Debian's shells look for completions if the prefix is /usr.
 set(completions ${PROJECT_SOURCE_DIR}/share/completions)
 install(FILES ${completions}/velstat.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
   RENAME velstat COMPONENT velstat)
@@ -49,6 +49,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/velprofileConfigVersion.c
 install(FILES ${PROJECT_BINARY_DIR}/velprofileConfig.cmake ${PROJECT_BINARY_DIR}/velprofileConfigVersion.cmake
   DESTINATION ${package} COMPONENT libvelprofile-dev)
 
-# The Python module where Debian's interpreter looks if the prefix is /usr; elsewhere for PYTHONPATH.
+# Where Debian's Python looks for modules if the prefix is /usr. With another prefix, PYTHONPATH must name the folder.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/velprofile DESTINATION lib/python3/dist-packages
   COMPONENT python3-velprofile FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)

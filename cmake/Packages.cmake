@@ -1,5 +1,5 @@
-# Debian packages: `cpack -G DEB` in the build folder. packaging/ has what is not of the build; docs/install.md tells how to
-# use them. The version is the project's.
+# Debian packages: `cpack -G DEB` in the build folder. packaging/ has the files that the build does not make;
+# docs/install.md says how to use the packages. Their version is the project's.
 set(CPACK_GENERATOR DEB)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_PACKAGE_NAME velstat)
@@ -24,7 +24,8 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON) # on the same version
 
-# vel_package(name COMPONENTS package… DESCRIPTION text [SECTION text…]): one package, and which of ours it needs.
+# vel_package(name COMPONENTS package… DESCRIPTION text [SECTION text…]): adds one package; COMPONENTS are those of our
+# packages that it needs.
 set(CPACK_COMPONENTS_ALL)
 macro(vel_package name)
   cmake_parse_arguments(arg "" "DESCRIPTION;SECTION;ARCHITECTURE;DEPENDS;RECOMMENDS;SUGGESTS;MULTI_ARCH" "COMPONENTS" ${ARGN})
@@ -45,7 +46,7 @@ vel_package(velstat
   SECTION utils
   MULTI_ARCH foreign
   COMPONENTS libvelprofile1
-  # Installed with it, also in a minimal system: Tab completes, `man` shows, `velstat fleet` finds the library that it loads.
+  # Usually installed with it: for Tab completion, the pager, the library that `velstat fleet` loads, and `man`.
   RECOMMENDS "bash-completion, less, libcurl4, man-db"
   SUGGESTS lnav
   DESCRIPTION "state captures and profile records of VEL sensor co-processors

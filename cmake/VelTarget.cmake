@@ -1,14 +1,14 @@
-# What every target of ours has in common: warnings as errors, blocks, sanitizers, coverage.
+# The options that every target of ours has: warnings as errors, blocks, sanitizers, coverage.
 
 add_library(vel_options INTERFACE)
 target_compile_options(vel_options INTERFACE
   -Wall -Wextra -Wshadow -Wcast-qual -Wformat=2 -Wimplicit-fallthrough -Werror -fblocks)
 if(CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 18)
-  # These report that std::stable_sort of Debian 12's standard library calls a deprecated function.
+  # These versions warn that std::stable_sort of Debian 12's standard library calls a deprecated function.
   target_compile_options(vel_options INTERFACE -Wno-deprecated-declarations)
 endif()
 if(CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 19)
-  # Members that a designated initialiser leaves out have their defaults, on purpose; clang 14 has no such warning.
+  # Designated initialisers leave members at their defaults on purpose. clang 14 does not have this warning.
   target_compile_options(vel_options INTERFACE -Wno-missing-designated-field-initializers)
 endif()
 if(VEL_SANITIZE)
@@ -38,9 +38,9 @@ function(vel_exports target script)
   set_target_properties(${target} PROPERTIES LINK_DEPENDS ${script})
 endfunction()
 
-# vel_finds_libraries_in(target folder): the target finds our libraries in the folder, relative to $ORIGIN, as built and as
-# installed. If the two differed, CMake would pad the shorter with ':' to replace it at installation, and an empty element
-# is the current directory.
+# vel_finds_libraries_in(target folder): the target finds our libraries in the folder, relative to $ORIGIN, as built and
+# as installed. If the two paths differed, CMake would replace one at installation and pad the shorter with ':', which
+# adds an empty element: the current directory.
 function(vel_finds_libraries_in target folder)
   set_target_properties(${target} PROPERTIES BUILD_WITH_INSTALL_RPATH ON INSTALL_RPATH ${folder})
 endfunction()

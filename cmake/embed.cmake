@@ -1,6 +1,6 @@
-# Writes the files FILES, named relative to BASE, into the C++ source OUT, which defines the table NAME of names and contents
-# (cmake/Embed.cmake). Text is written in pieces, since a string literal may not be too long; SQLite files, which are not
-# text, as hexadecimal escapes.
+# Writes the files FILES, named relative to BASE, into the C++ source OUT, which defines the table NAME of names and
+# contents (cmake/Embed.cmake). Text is written in pieces, as the length of a string literal is limited. SQLite files,
+# which are binary, are written as hexadecimal escapes.
 set(file_type "std::pair<std::string_view, std::string_view>")
 set(code "#include <span>\n#include <string_view>\n#include <utility>\n\nnamespace vel {\n\n")
 string(APPEND code "extern const std::span<const ${file_type}> ${NAME};\n\n")

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Installs what is missing of cmake/debian-packages.txt. With the argument "test", the packages for the tests too.
+# Installs the packages of cmake/debian-packages.txt that are missing. With the argument "test", the packages for the
+# tests too.
 set -eu
 here=$(dirname "$0")
 wanted=$(sed 's/#.*//' "$here/debian-packages.txt" | awk -v test="${1-}" '$2 == "" || $2 == test { print $1 }')
@@ -17,5 +18,5 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 echo "installing:$missing" >&2
 export DEBIAN_FRONTEND=noninteractive
-apt() { apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=60 "$@"; } # a busy mirror or another apt ends nothing
+apt() { apt-get -o Acquire::Retries=3 -o DPkg::Lock::Timeout=60 "$@"; } # retries a busy mirror, waits for another apt
 { apt update && apt install -y --no-install-recommends $missing; } >&2
