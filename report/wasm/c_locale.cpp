@@ -1,5 +1,5 @@
-// The month names of the C locale, which is what velstat uses. The C library's strftime would bring its formatted
-// output, and with it files, which a page does not have.
+// The month names of the C locale, which is what velstat uses. The C library's strftime would pull in formatted output
+// and file access, which a page does not have.
 #include <cstring>
 #include <ctime>
 

@@ -23,8 +23,8 @@ constexpr unsigned char upper(unsigned char c) {
   return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 32) : c;
 }
 
-// Finds a text in others. Where its first and its last byte are in a text, found for 16 places at once, the rest is
-// compared. Texts must be followed by `beyond` readable bytes.
+// Searches texts for one text, ignoring case. Its first and its last byte are compared at 16 places at once; the rest
+// is compared only where both match. Texts must be followed by `beyond` readable bytes.
 class Needle {
 public:
   static constexpr size_t longest = 4096;
@@ -52,7 +52,7 @@ public:
   }
 
 private:
-  // A byte, if it is a letter in upper and lower case.
+  // A byte; if it is a letter, in upper and lower case.
   struct Letter {
     explicit Letter(unsigned char c) : small(wasm_u8x16_splat(lower(c))), capital(wasm_u8x16_splat(upper(c))) {}
 

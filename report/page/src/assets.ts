@@ -1,4 +1,4 @@
-// The haptic assets as a grid, speed by event, in which a disabled one stands out.
+// The haptic assets as a grid of events and speeds, in which disabled assets are marked.
 import { type Data, type Device, type Row, grouped, numberAt, rowsOf, textAt } from "./data.js";
 import { type Child, h, section } from "./dom.js";
 import { type EvidencePlaces, mark } from "./evidence.js";

@@ -1,4 +1,4 @@
-// Latencies: how they are distributed, and their course in time, against those of a reference if there is one.
+// Charts of latencies: their distribution and their course in time, with those of the reference if there is one.
 import uPlot from "uplot";
 
 import { type Data, type Latency } from "./data.js";
@@ -6,7 +6,7 @@ import { h, section, table } from "./dom.js";
 import { count, milliseconds } from "./format.js";
 
 const height = 190;
-const bucketsIn = 20; // of the natural logarithm, as in report/sql
+const bucketsIn = 20; // of the natural logarithm, as in velstat/report/latencies.cpp
 
 interface Line {
   label: string;
@@ -19,7 +19,7 @@ function colour(name: string): string {
   return getComputedStyle(document.documentElement).getPropertyValue(name).trim();
 }
 
-// Numbers such as 1, 2, 5 and 10 in a range; of many, only powers of ten.
+// Numbers such as 1, 2, 5 and 10 in a range; if these are too many, only powers of ten.
 function roundNumbers(low: number, high: number, most: number): number[] {
   const numbers: number[] = [];
   for (let power = 10 ** Math.floor(Math.log10(low)); power <= high; power *= 10) {
@@ -29,7 +29,7 @@ function roundNumbers(low: number, high: number, most: number): number[] {
   return inside.length <= most ? inside : inside.filter((number) => Number.isInteger(Math.log10(number)));
 }
 
-// A chart that follows its element's width, and the colour scheme.
+// A chart that is drawn again when its element's width or the colour scheme changes.
 function chart(label: string, axis: string, logarithmic: boolean, data: uPlot.AlignedData, lines: Line[]): HTMLElement {
   const place = h("div", { class: "chart", role: "img", "aria-label": label });
   let shown: uPlot | undefined;
@@ -69,7 +69,7 @@ function key(lines: Line[]): HTMLElement {
   return h("p", { class: "key" }, lines.map((line) => h("span", { class: line.colour.slice(2) }, line.label)));
 }
 
-// The share of each bucket, so that a few presses compare with many.
+// Shows shares instead of counts, so that a few presses can be compared with many.
 function distribution(device: Latency, good: Latency | undefined): HTMLElement {
   const both = [device, ...(good === undefined ? [] : [good])];
   const buckets = both.flatMap((each) => each.distribution.map(([bucket]) => bucket));
@@ -92,7 +92,7 @@ function course(device: Latency): HTMLElement {
   const points = device.course.length < 100;
   const lines: Line[] = [{ label: "greatest", colour: "--accent", points }, { label: "mean", colour: "--muted" }];
   const exact = device.count === device.course.length;
-  // Times of several logs, or after a restart, may go back.
+  // Times may go back between logs, or after a restart.
   const sorted = [...device.course].sort(([a], [b]) => a - b);
   return h("figure", {},
     h("figcaption", {}, "When: milliseconds, over the co-processor's seconds", exact ? null : key(lines)),

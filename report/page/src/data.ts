@@ -1,4 +1,4 @@
-// The data that velstat report has put into the page: small tables, findings and where the records are.
+// The data that velstat report has put into the page: small tables, findings and which records the page holds.
 import type { Times } from "./decoder.js";
 
 export type Cell = string | number | null;
@@ -67,7 +67,7 @@ export interface Data {
   reference: Device | null;
   findings: Finding[];
   rules: number;
-  /** What did not end in its time or memory. */
+  /** The rules and queries that did not finish, such as for lack of time or memory. */
   unfinished: string[];
   records: {
     count: number;
@@ -95,7 +95,7 @@ export function numberAt(row: Row | undefined, column: string): number {
   return Number(row?.[column] ?? 0);
 }
 
-/** Rows with the same text in a column, in the order of their first ones. */
+/** Items grouped by their keys; groups are in the order of their first items. */
 export function grouped<Item>(rows: Item[], key: (row: Item) => string): Map<string, Item[]> {
   const groups = new Map<string, Item[]>();
   for (const row of rows) {
@@ -110,7 +110,7 @@ export function grouped<Item>(rows: Item[], key: (row: Item) => string): Map<str
   return groups;
 }
 
-/** Where the page's records are in the input, and back. */
+/** Converts between a record's place in the page and its number in the input. */
 export class Numbering {
   private readonly before: number[] = []; // records of the page before each part
 

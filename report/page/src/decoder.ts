@@ -1,5 +1,5 @@
-// The decoder as WebAssembly: the texts, names and fields of the records that the page holds. Nothing here knows a name or
-// an offset; see report/wasm/page_interface.h.
+// The decoder as WebAssembly: the texts, names and fields of the records that the page holds. No name and no offset is
+// repeated here; see report/wasm/page_interface.h.
 
 interface Exports {
   memory: WebAssembly.Memory;
@@ -24,13 +24,13 @@ interface Exports {
   vel_profile_render(record: number, times: number, out: number, capacity: number): number;
 }
 
-/** What ends every text: the readings of the clocks, as vel_profile_times has them. */
+/** The clock readings for the times at the end of each text, as in vel_profile_times. */
 export interface Times {
   flags: number;
   vel: string;
   calendar: string;
   boot: string;
-  /** From which record on the calendar is so many seconds east of Greenwich. */
+  /** From which record on local time is how many seconds east of Greenwich. */
   zones: [record: number, seconds: number][];
 }
 
@@ -44,7 +44,7 @@ export const parts = ["category", "component", "event", "type"] as const;
 
 const longestNeedle = 4096;
 
-/** Bytes as text: each is the code point of the same number, so that any text is exact. */
+/** Bytes as text: each byte becomes the code point of the same number, so that no byte is lost. */
 export function textOf(bytes: Uint8Array): string {
   let text = "";
   for (let at = 0; at < bytes.length; at += 4096) {
@@ -55,7 +55,7 @@ export function textOf(bytes: Uint8Array): string {
 
 export class Decoder {
   readonly count: number;
-  /** For each record what it is: records of the same kind have the same names. */
+  /** The kind of each record: records of the same kind have the same names. */
   readonly kinds: Uint32Array;
   private readonly recordSize: number;
   private readonly records: number;
@@ -93,7 +93,7 @@ export class Decoder {
     return this.bytes(this.at(index), this.recordSize);
   }
 
-  /** Of category, component, event or type. */
+  /** The name of a record's category, component, event or type. */
   name(index: number, part: number): string {
     const length = this.wasm.vel_page_name(this.at(index), part, this.room, this.capacity);
     return textOf(this.bytes(this.room, length));
@@ -116,7 +116,7 @@ export class Decoder {
     return fields;
   }
 
-  /** Of the records in `among`, which rises, those whose text has the words, in upper or lower case. */
+  /** The records of `among`, which is in ascending order, whose text contains the words, ignoring case. */
   search(words: string, among: Uint32Array): Uint32Array {
     const needle = Uint8Array.from(words.slice(0, longestNeedle), (character) => character.charCodeAt(0));
     if (needle.length === 0) {
@@ -183,7 +183,7 @@ export class Decoder {
     }
   }
 
-  // The zone that a record's calendar time is in.
+  // The index of the time zone of a record's calendar time.
   private zoneOf(index: number): number {
     let zone = 0;
     while (zone + 1 < this.times.zones.length && (this.times.zones[zone + 1]?.[0] ?? 0) <= index) {
@@ -192,7 +192,7 @@ export class Decoder {
     return zone;
   }
 
-  // The end of the records, from `begin` on, that are in one zone.
+  // The end of those records, from `begin` on, that are in the same zone as the first of them.
   private zoneEnd(among: Uint32Array, begin: number): number {
     const next = this.times.zones[this.zoneOf(among[begin] ?? 0) + 1]?.[0];
     if (next === undefined) {
@@ -205,7 +205,7 @@ export class Decoder {
     return end;
   }
 
-  // The decoder's times of day are in UTC here, so the calendar is moved into the zone.
+  // The decoder writes UTC here, so the calendar is shifted by the zone's offset.
   private timesAt(index: number): number {
     const seconds = this.times.zones[this.zoneOf(index)]?.[1] ?? 0;
     const calendar = BigInt(this.times.calendar) + BigInt(seconds) * 1_000_000_000n;

@@ -1,4 +1,4 @@
-// The device in short: inputs, services, logs, clocks, and what is wrong with the inputs themselves.
+// An overview of the device: inputs, services, logs, clocks, and the defects of the inputs.
 import { type Data, type Device, type Row, numberAt, rowsOf, textAt } from "./data.js";
 import { type Child, h, section, table, terms } from "./dom.js";
 import { type EvidencePlaces, mark } from "./evidence.js";

@@ -1,11 +1,12 @@
-// Makes elements. All text becomes text nodes: nothing that a device sent is ever read as markup, an address or a style.
+// Makes elements. All text becomes text nodes: nothing that a device sent is ever interpreted as markup, an address or
+// a style.
 
 export type Child = Node | string | number | null | undefined | Child[];
 export type Attributes = Record<string, string | number | boolean | undefined>;
 
 /** Shows characters that change how others look, or that cannot be seen, as \u{…}. */
 export function visible(text: string): string {
-  if (/^[ -~]*$/.test(text)) { // most texts
+  if (/^[ -~]*$/.test(text)) { // most texts need no change
     return text;
   }
   return text.replace(/[^\P{C}\n]|[\u2028\u2029]/gu, (character) => `\\u{${character.codePointAt(0)?.toString(16) ?? ""}}`);

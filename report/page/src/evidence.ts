@@ -1,4 +1,4 @@
-// Where findings are seen: links from a finding to its evidence, and marks at the evidence.
+// Links from findings to their evidence, and marks at the evidence.
 import { type Data, type Finding, type Numbering } from "./data.js";
 import { h } from "./dom.js";
 import { count } from "./format.js";
@@ -9,7 +9,7 @@ export interface Shown {
   records: Set<number>;
 }
 
-// The section that shows a table of velstat query.
+// Which section shows which table of velstat query.
 const sections: [tables: RegExp, id: string, title: string][] = [
   [/^handlers$/, "handlers", "handlers"],
   [/^services$/, "device", "services"],
@@ -47,7 +47,7 @@ export class EvidencePlaces {
     return this.places.get(this.key(source, report, path))?.[0]?.severity;
   }
 
-  /** Findings that mention a name and tell no place of their own, worst first. */
+  /** The worst severity of the findings that mention a name and have no record as evidence. */
   severityOf(name: string): Finding["severity"] | undefined {
     return this.data.findings.find((finding) =>
       name.length > 3 && finding.evidence.record === null && `${finding.text} ${finding.next}`.includes(name))?.severity;
@@ -88,7 +88,7 @@ export class EvidencePlaces {
     return links;
   }
 
-  // Of a value, or of the first one in a dictionary.
+  // The id of a value's element, or of that of the first value in a dictionary.
   private idAt(source: string, report: number, path: string): string | undefined {
     const key = this.key(source, report, path);
     return this.ids.get(key) ?? this.ids.get([...this.ids.keys()].find((each) => each.startsWith(`${key}/`)) ?? "");

@@ -1,4 +1,4 @@
-// The findings, worst first, each with links to its evidence. Those of the same rule share what they mean.
+// The findings, worst first, each with links to its evidence. Findings of the same rule share an explanation.
 import { type Data, type Finding, grouped } from "./data.js";
 import { h, section } from "./dom.js";
 import { type EvidencePlaces } from "./evidence.js";

@@ -1,4 +1,4 @@
-// Numbers as people read them.
+// Formats numbers for people.
 
 export function count(number: number): string {
   return number.toLocaleString("en-US");

@@ -50,7 +50,7 @@ function show(data: Data, decoder: Decoder): void {
   const timeline = timelineOf(data, "device");
   const places = new EvidencePlaces(data, numbering, shownBy(pressesOf(data.device)));
   const list = decoder.count === 0 ? null : new RecordList(data, decoder, numbering, places.recordsWithFindings());
-  // Findings come last here: their links lead to what the others have made.
+  // Findings are made last, as their links lead to elements of the other sections.
   const others = [
     deviceSection(data, places), timeline?.element ?? null, timelineOf(data, "reference")?.element ?? null, latenciesSection(data),
     assetsSection(data, places), sensorsSection(data, places), metricsSection(data, places), handlersSection(data, places),
@@ -82,7 +82,7 @@ function show(data: Data, decoder: Decoder): void {
     }
   };
   addEventListener("hashchange", follow);
-  // A link to where the page already is changes no address.
+  // A link to the current address does not cause a hashchange event.
   document.addEventListener("click", (event) => {
     const link = (event.target as Element).closest("a");
     if (link !== null && link.hash !== "" && link.hash === location.hash) {

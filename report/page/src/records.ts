@@ -1,4 +1,4 @@
-// All records in a list that makes only the rows in view, with filters, search, and one record in full.
+// The list of all records, with filters, search, and one record in full. Only the rows in view exist as elements.
 import { type Data, type Finding, type Numbering } from "./data.js";
 import { type Decoder, parts } from "./decoder.js";
 import { type Child, h, section, terms } from "./dom.js";
@@ -113,7 +113,7 @@ export class RecordList {
     }
   }
 
-  // The names of a category, component, event or type among the records.
+  // The names that the records have for their category, component, event or type.
   private namesOf(part: number): string[] {
     return [...new Set([...this.kinds.values()].map((kind) => kind.names[part] ?? ""))].sort((a, b) => a.localeCompare(b, "en", { numeric: true }));
   }
@@ -183,7 +183,7 @@ export class RecordList {
     return row;
   }
 
-  // The fields in short; a layout's own field is shown once.
+  // The first fields of a record in one line.
   private valuesOf(index: number): string {
     return this.decoder.fields(index).slice(0, 8).map((field) => `${field.key} ${field.value}`).join(", ");
   }

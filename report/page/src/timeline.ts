@@ -68,7 +68,7 @@ function niceStep(span: number, steps: number): number {
   return [1, 2, 5, 10].map((factor) => factor * power).find((step) => step >= raw) ?? raw;
 }
 
-// Bars of a lane: from each beginning to its end, or to where the next one begins. A fault ends one too.
+// The bars of a lane: each from its beginning to its end, to a fault, or to the beginning of the next one.
 function bars(marks: Mark[], end: number): { from: Mark; to: number; fault: boolean }[] {
   const found: { from: Mark; to: number; fault: boolean }[] = [];
   let open: Mark | undefined;
@@ -163,7 +163,7 @@ function marksTable(press: Press): Child {
     ], steps, (mark) => ({ class: mark.edge === "fault" ? "bad" : "" })));
 }
 
-/** A choice of presses, and the chosen one or all of them. */
+/** A menu of presses, and the drawing of the chosen press or of all of them. */
 export class Timeline {
   readonly element: HTMLElement;
   private readonly choice = h("select", { "aria-label": "Press" });
