@@ -57,7 +57,7 @@ public:
     }
   }
 
-  // The candidates for the last word; its part before them is moved to `prefix`.
+  // The candidates for the last word. The part of the word before the candidates is moved to `prefix`.
   Values valuesFor(std::string_view& word, std::string& prefix) const {
     if (pending_) {
       return optionValues(*pending_, word, prefix);
@@ -93,7 +93,8 @@ private:
     return std::nullopt;
   }
 
-  // Without those that were used and may not be repeated, or that one in use excludes.
+  // The options, without those that were used and may not be repeated, and without those that exclude one that was
+  // used.
   Values options() const {
     Values values;
     for (const CLI::Option* const each : optionsOf(*command_)) {
@@ -112,7 +113,7 @@ private:
     for (const std::string& choice : option.choices) {
       values.candidates.push_back({choice, {}});
     }
-    if (option.value.ends_with(",...")) { // a list; its last item is completed
+    if (option.value.ends_with(",...")) { // a list, of which the last item is completed
       const std::size_t begin = word.rfind(',') + 1;
       prefix += word.substr(0, begin);
       word.remove_prefix(begin);

@@ -1,4 +1,4 @@
-// What the shells' Tab key offers for the last of some words.
+// What the shells offer to complete the last word of a command line.
 #pragma once
 
 #include <span>
@@ -19,8 +19,8 @@ constexpr std::string_view completionWord = "__complete";
 // `words` are those after "velstat", up to the cursor; the last one may be empty. The answer for the scripts:
 //   PATHS <tab> PREFIX
 //   CANDIDATE <tab> DESCRIPTION
-// PATHS is "none", "files" or "folders", if their names are candidates too. PREFIX is the part of the last word before
-// the candidates ("--format=", "category,").
+// PATHS is "files" or "folders" if their names are candidates too, otherwise "none". PREFIX is the part of the last
+// word before the candidates ("--format=", "category,").
 std::string completionsFor(const CLI::App& app, std::span<const std::string_view> words);
 
 } // namespace vel::stat

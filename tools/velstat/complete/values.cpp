@@ -1,4 +1,4 @@
-// One row for each kind of value. Names come from where they are looked up when the command runs.
+// A table with one row for each kind of value. The names come from the same functions that the commands use.
 #include "velstat/complete/values.h"
 
 #include <host/model/analytics.h>

@@ -1,4 +1,4 @@
-// What can be offered for the value of an option or argument.
+// The candidates for the value of an option or argument.
 #pragma once
 
 #include <string>
@@ -19,7 +19,7 @@ struct Values {
   std::vector<Candidate> candidates;
 };
 
-// By what --help calls the value, such as "FILE" or "EVENT". Nothing is offered for an unknown one.
+// The candidates for a value that --help calls "FILE" or "EVENT", for example. There are none for an unknown name.
 Values valuesOf(std::string_view value);
 
 } // namespace vel::stat

@@ -71,7 +71,7 @@ void writeDescription(const fleet::Question& question) {
   plain.flush();
 }
 
-// The words that are not options of the command: the question's name, unless there is a file, and its parameters,
+// The words that are not options of the command: the question's name, if there is no file, and its parameters as
 // "--name value" or "--name=value".
 struct Asked {
   std::string name;
@@ -102,7 +102,7 @@ Asked askedIn(const std::vector<std::string>& words) {
   return asked;
 }
 
-// The command would take them for its own.
+// Refuses parameters with the names of the command's options, which the option parser would take.
 void requireOwnNames(const AskLine& line, const fleet::Question& question) {
   for (const fleet::Parameter& parameter : question.parameters) {
     if (line.command->get_option_no_throw("--" + parameter.name) != nullptr) {
@@ -119,12 +119,12 @@ Cell cellOf(const fleet::AnswerCell& given, fleet::ValueKind kind) {
   }
   Cell cell{.type = ValueType::text, .bytes = given.bytes};
   const char* const end = given.bytes.data() + given.bytes.size();
-  if (kind == fleet::ValueKind::integer) { // one that is too large remains text, as in velstat query
+  if (kind == fleet::ValueKind::integer) { // a number that is too large remains text, as in velstat query
     if (const auto read = std::from_chars(given.bytes.data(), end, cell.integer);
         read.ec == std::errc() && read.ptr == end) {
       cell.type = ValueType::integer;
     }
-  } else if (kind == fleet::ValueKind::real) { // and so do nan and inf
+  } else if (kind == fleet::ValueKind::real) { // nan and inf become real numbers too
     if (const auto read = std::from_chars(given.bytes.data(), end, cell.real);
         read.ec == std::errc() && read.ptr == end) {
       cell.type = ValueType::real;
@@ -138,12 +138,12 @@ Cell cellOf(const fleet::AnswerCell& given, fleet::ValueKind kind) {
 void writeAnswer(const AskLine& line, const std::string& sql) {
   fleet::ServerAddress address = line.server.address();
   {
-    fleet::ServerAddress soon = address; // a server that is well answers this at once
+    fleet::ServerAddress soon = address; // a working server answers this at once
     soon.silence = std::chrono::seconds(15);
     fleet::Http http(std::move(soon));
     fleet::requireSchema(http);
   }
-  constexpr std::chrono::seconds reserve{30}; // the server ends a question first, and says so
+  constexpr std::chrono::seconds reserve{30}; // so that the server's own limit comes first, with its message
   address.silence = line.timeout == 0 ? std::chrono::hours(24) : std::chrono::seconds(line.timeout) + reserve;
   fleet::Http http(std::move(address));
   StandardOutput out;

@@ -1,4 +1,4 @@
-// velstat fleet load: brings captures to a cluster.
+// velstat fleet load: loads captures into a cluster.
 
 #include <fleet/load.h>
 #include <velstat/decode/progress.h>
@@ -104,7 +104,7 @@ int run(const LoadLine& line) {
                                    "--spool",
                                    line.spool.string()));
   }
-  std::mutex mutex; // of stderr
+  std::mutex mutex; // guards stderr
   std::optional<Progress> progress;
   const auto say = [&](std::string_view text) {
     const std::lock_guard lock(mutex);

@@ -30,11 +30,11 @@ void run(SchemaLine& line) {
     return;
   }
   const std::vector<fleet::SchemaStatement> statements = fleet::schemaStatements(line.schema);
-  std::vector<std::future<void>> nodes; // all at once, as each of them makes more than a hundred tables
+  std::vector<std::future<void>> nodes; // at the same time, as each node creates more than a hundred tables
   for (const std::string& server : line.servers) {
     line.server.url = server;
     fleet::ServerAddress address = line.server.address();
-    address.database = "default"; // the tables' own does not exist yet
+    address.database = "default"; // the tables' own database may not exist yet
     nodes.push_back(std::async(std::launch::async, [&statements, address = std::move(address)] {
       fleet::Http http(address);
       for (const fleet::SchemaStatement& statement : statements) {

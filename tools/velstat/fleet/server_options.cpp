@@ -1,4 +1,4 @@
-// Credentials are read only when they are needed, and never from the command line, which other users see.
+// Credentials are read only when they are needed, and never from the command line, which other users can see.
 #include "velstat/fleet/server_options.h"
 
 #include <CLI/CLI.hpp>

@@ -1,4 +1,4 @@
-// The subcommands of velstat fleet, as in velstat/commands.h.
+// Adds the subcommands of velstat fleet, as velstat/commands.h does those of velstat.
 #pragma once
 
 namespace CLI {

@@ -49,7 +49,7 @@ void run(const GenerateOptions& options) {
   }
 }
 
-// A multiple of what a log grows by.
+// Rounds the number of records up to a multiple of a log's step.
 FleetOptions wholeSteps(FleetOptions options) {
   options.records = (options.records + DeviceLog::step - 1) / DeviceLog::step * DeviceLog::step;
   return options;

@@ -1,4 +1,4 @@
-// Records scenes one after another: a fault changes what the button does, or breaks the log in its middle.
+// Records the scenes of a device's logs. A fault changes what the button does, or breaks the log in the middle.
 #include "velstat/generate/device_log.h"
 
 #include <profile/layout.h>
@@ -87,7 +87,7 @@ std::vector<_VelProfileReport> firmwareLog(const synthetic::Member& member, cons
     const auto part = recorded(std::move(recorder), scene, size);
     log.insert(log.end(), part.begin(), part.end());
   };
-  // Not at the end of a batch, where a clock that is set back looks like a restart.
+  // A part must not end with a batch, where a clock that is set back looks like a restart.
   constexpr std::uint32_t lessThanPart = 11;
   const std::uint32_t part = count / (breaks + 1) - lessThanPart;
   append(clock, 0, count - breaks * part);
@@ -100,7 +100,7 @@ std::vector<_VelProfileReport> firmwareLog(const synthetic::Member& member, cons
   return log;
 }
 
-// Reads the checkpoints of the presses; a restart forgets those before it.
+// Reads the checkpoints of the presses. A restart clears the presses before it.
 void readPresses(const std::vector<_VelProfileReport>& records, DeviceLog& log) {
   static const std::uint32_t latency = component("latency");
   PressTimes press;
@@ -138,12 +138,12 @@ std::uint64_t count(const std::vector<_VelProfileReport>& records, std::string_v
       records.begin(), records.end(), [&](const auto& record) { return actionOf(record, wanted) == action; }));
 }
 
-// Bytes that changed or were lost on the way to the host. The button's records are left alone, whose loss would look
-// like other faults.
+// Changes one record and removes another, as if bytes were changed or lost on the way to the host. The button's records
+// are left alone, as their loss would look like another fault.
 void damage(DeviceLog::Batches& batches, synthetic::Random& random) {
   constexpr std::uint8_t noCategory = 0xE5;
   static const std::uint32_t zorb = *profile::id_of(profile::category_names(), "zorb");
-  std::vector<std::pair<std::size_t, std::size_t>> spared; // batch and record
+  std::vector<std::pair<std::size_t, std::size_t>> spared; // batch and record of those that may be damaged
   for (std::size_t batch = 0; batch < batches.size(); ++batch) {
     for (std::size_t i = 1; i + 1 < batches[batch].size(); ++i) {
       if (batches[batch][i].category != zorb) {
@@ -166,7 +166,7 @@ DeviceLog makeLog(const synthetic::Member& member, const synthetic::HapticDelay&
   const std::uint32_t steps = records / DeviceLog::step * DeviceLog::batchSize;
   const std::uint64_t start = random.between(20'000, 80'000) * second + random.below(second);
   const auto firmware = firmwareLog(member, delay, start, 5 * steps, random);
-  // The log of errors ends before that of the firmware begins, so that no timeout is in both.
+  // The log of errors ends before the firmware's log begins, so that no timeout is in both.
   const auto errors = recorded(Recorder(random.next(), start - 2 * steps * 7 * second), "retries", 2 * steps);
   log.now = firmware.back().timestamp + random.between(1, 3) * second;
   const auto driver = recorded(Recorder(random.next(), std::max(firstClock, log.now - second)), "driver", steps);

@@ -29,16 +29,16 @@ struct DeviceLog {
   // A log of `step` records has 5 batches of the firmware, 2 of errors and 1 of the driver; the plug-in reads at most 8
   // of the driver.
   static constexpr std::uint32_t step = 8 * batchSize;
-  static constexpr std::uint32_t least = 2 * step; // so that every fault has room to show
+  static constexpr std::uint32_t least = 2 * step; // so that there is room for every fault
   static constexpr std::uint32_t most = 8 * step;
 
   Batches firmware;
   Batches errors;
   Batches driver;
   std::uint64_t now = 0;              // the co-processor's clock when it is captured
-  std::uint64_t sinceBoot = 0;        // that clock without restarts and jumps
-  std::vector<PressTimes> presses;    // those that the firmware remembers and that have ended
-  std::uint64_t actuatorTimeouts = 0; // in all logs, as the two below
+  std::uint64_t sinceBoot = 0;        // what the clock would show without restarts and jumps
+  std::vector<PressTimes> presses;    // those that have ended since the last restart
+  std::uint64_t actuatorTimeouts = 0; // in the logs of firmware and errors, like the next
   std::uint64_t amplifierTimeouts = 0;
   std::uint64_t restarts = 0;
 };

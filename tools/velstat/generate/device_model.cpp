@@ -1,4 +1,5 @@
-// Small values are overrides of the built-in model, in JSON as for any model; the logs become replies directly.
+// Small values are written as JSON overrides of the built-in model, as in any model; the logs are set as replies
+// directly.
 #include "velstat/generate/device_model.h"
 
 #include <velstat/options/hosted.h>
@@ -108,7 +109,7 @@ private:
   JsonWriter& json_;
 };
 
-// What was counted since the counters were cleared: the presses in the log, and some before it.
+// The counters: they count the presses in the log and some earlier ones.
 void writeMetrics(JsonWriter& json, const DeviceLog& log, synthetic::Random& random) {
   const bool isFaulty = log.actuatorTimeouts + log.amplifierTimeouts > 4;
   const std::uint64_t earlier = isFaulty ? 0 : random.between(20, 300);
@@ -162,7 +163,7 @@ void writeEvents(JsonWriter& json, const synthetic::Member& member, synthetic::R
 
 std::string document(const std::string& name, const synthetic::Member& member, const DeviceLog& log) {
   synthetic::Random random(member.seed ^ 1);
-  // A build is in use for a week, until the next one comes.
+  // A build is in use for a week, until the next one is released.
   const std::int64_t captured =
       (firstRelease + std::int64_t{member.build} * 7 * day + random.below(6 * day)) * 1'000'000 +
       random.below(1'000'000);

@@ -1,4 +1,4 @@
-// Captures one modelled device after the other through the plug-in, and notes what was planted in it.
+// Captures one modelled device after another through the plug-in, and records which faults were planted in it.
 #include "velstat/generate/fleet.h"
 
 #include <control/tally.h>
@@ -26,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A record's line in a capture, and the files of a capture besides.
+// Estimates: the size of a record's line in a capture, and of the rest of a capture.
 constexpr std::uint64_t bytesPerRecord = 850;
 constexpr std::uint64_t bytesPerCapture = 90'000;
 
@@ -42,8 +42,8 @@ void requireSpace(const FleetOptions& options) {
   }
 }
 
-// As if it had been made at the device's present, in microseconds since 1970: a capture of a model takes the times of
-// its log lines and of its metrics from the clock of this machine.
+// A capture with the device's present time, in microseconds since 1970, in its log lines and metrics. Otherwise a
+// capture of a model has the times of this machine's clock there.
 CaptureResult captureAt(std::int64_t present, const host::DeviceModel& model) {
   control::setTallyTime(present);
   CaptureResult result = captureModel(model, loadBundle({}), 3);

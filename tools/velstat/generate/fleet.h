@@ -1,4 +1,4 @@
-// A synthetic fleet as files: captures of its devices, their list, and the truth about them.
+// Writes a synthetic fleet: captures of its devices, their list, and the faults that were planted in them.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,5 @@
-// The truth as one JSON document: rates by build and lot, latencies by build, and the faults of each device.
+// Writes what was planted as one JSON document: rates by build and lot, latencies by build, and the faults of each
+// device.
 #include "velstat/generate/truth.h"
 
 #include <velstat/text/json_writer.h>
@@ -19,7 +20,7 @@ void Truth::add(const std::string& device, const synthetic::Member& member) {
   }
 }
 
-// The rate is what the devices were drawn with, `planted` how many it became.
+// `rate` is the probability with which the fault was drawn, `planted` the number of devices that have it.
 void Truth::writeFaults(JsonWriter& json) const {
   constexpr double whole = 1000;
   json.beginArray();

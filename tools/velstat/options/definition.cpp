@@ -1,4 +1,4 @@
-// Reads CLI::App and CLI::Option.
+// Reads option definitions from CLI::App and CLI::Option.
 #include "velstat/options/definition.h"
 
 #include <CLI/CLI.hpp>
@@ -13,7 +13,7 @@ namespace vel::stat {
 
 namespace {
 
-// The values of CLI::IsMember, which the parser tells only as a part of the type: "TEXT:{text,json}".
+// The values of CLI::IsMember, which the parser gives only as a part of the type: "TEXT:{text,json}".
 std::vector<std::string> choicesIn(std::string_view type) {
   std::vector<std::string> choices;
   const std::size_t open = type.find('{');

@@ -1,4 +1,5 @@
-// What the command line takes, read off the option parser: --help, man pages and completion all show this.
+// The options and arguments of the command line, read from the option parser: --help, man pages and completion show
+// these.
 #pragma once
 
 #include <string>
@@ -12,15 +13,15 @@ class Option;
 namespace vel::stat {
 
 struct OptionDefinition {
-  std::vector<std::string> names;   // as they are typed, the long ones last; of a positional argument its name
-  std::string value;                // what it takes: "FILE", "text|json"; empty for a flag
-  std::vector<std::string> choices; // if these are all the values that it takes
+  std::vector<std::string> names;   // as they are typed, the long ones last; the name of a positional argument
+  std::string value;                // what it takes, such as "FILE" or "text|json"; empty for a flag
+  std::vector<std::string> choices; // all values that it takes; empty if they are not limited
   bool isValueOptional = false;     // --stats[=text|json]
-  std::string fallback;             // what it is if it is not given; empty: nothing to tell
+  std::string fallback;             // its default; empty if there is none to show
   bool isRequired = false;
   bool isRepeatable = false;
   std::vector<std::string> excludes; // options that it cannot be combined with
-  std::vector<std::string> needs;    // options without which it means nothing
+  std::vector<std::string> needs;    // options that it requires
   std::string description;
   std::string group; // the heading in --help
 };

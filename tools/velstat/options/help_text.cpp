@@ -1,4 +1,4 @@
-// Breaks the lines that the option parser leaves long. Descriptions keep their column.
+// Breaks the lines that the option parser does not break. Descriptions stay in their column.
 #include "velstat/options/help_text.h"
 
 #include <velstat/options/definition.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t descriptionColumn = 26;
 
-// The name, and two blanks at least or a line break before the description.
+// The name, then at least two blanks or a line break, then the description.
 std::string optionLine(const std::string& name, const std::string& description) {
   std::string line = "  " + name;
   if (line.size() + 2 > descriptionColumn) {
@@ -30,7 +30,7 @@ std::string optionLine(const std::string& name, const std::string& description) 
   return line + description + '\n';
 }
 
-// "-o, --output FILE", "--stats[=text|json]"
+// Names and value, such as "-o, --output FILE" or "--stats[=text|json]".
 std::string shape(const OptionDefinition& option) {
   std::string shape = fmt::format("{}", fmt::join(option.names, ", "));
   if (option.isValueOptional) {
@@ -39,7 +39,7 @@ std::string shape(const OptionDefinition& option) {
   return option.value.empty() ? shape : shape + ' ' + option.value;
 }
 
-// What the option parser knows beside the description.
+// What the option parser knows in addition to the description.
 std::string remarks(const OptionDefinition& option) {
   std::vector<std::string> remarks;
   if (option.isRequired) {

@@ -1,4 +1,4 @@
-// Help as the terminal can show it.
+// Formats help for the terminal.
 #pragma once
 
 #include <memory>
@@ -11,10 +11,10 @@ class Formatter;
 
 namespace vel::stat {
 
-// Lays out options with their descriptions in a column of their own.
+// Writes the options with their descriptions in a separate column.
 std::shared_ptr<CLI::Formatter> helpFormatter();
 
-// What it made of a subcommand in lines of at most 80 columns, fewer on a narrow terminal.
+// The formatter's text in lines of at most 80 columns, or fewer on a narrow terminal.
 std::string helpText(std::string_view text);
 
 } // namespace vel::stat

@@ -1,4 +1,4 @@
-// Finds the bundle next to the running command, and the model that is built in.
+// Finds the bundle and the models next to the running command, and reads the built-in model.
 #include "velstat/options/hosted.h"
 
 #include <velstat/text/error.h>
@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder above that of the running executable, in a build tree or installed; empty if it is unknown.
+// The parent of the folder of the running executable, in a build tree or as installed; empty if it is unknown.
 fs::path prefix() {
   std::error_code error;
   return fs::read_symlink("/proc/self/exe", error).parent_path().parent_path();
@@ -76,7 +76,7 @@ std::string modelFile(const std::string& named) {
 
 std::vector<std::string> shippedModels() {
   std::vector<std::string> names;
-  std::error_code error; // nothing is there
+  std::error_code error; // the folder may not exist
   for (const fs::directory_entry& entry : fs::directory_iterator(modelFolder(), error)) {
     if (const fs::path file = entry.path().filename();
         file.extension() == modelSuffix && file.stem().extension().empty()) {

@@ -17,11 +17,12 @@ host::Bundle loadBundle(const std::string& named);
 // The text of the model that ships with velstat.
 std::string_view builtInModel();
 
-// The file of a model: that of a shipped one if it has this name, and no file of this name exists; otherwise the file
+// The file of a model: that of the shipped model of this name, if no file of this name exists; otherwise the file
 // itself.
 std::string modelFile(const std::string& named);
 
-// The names of the models beside this command, which --model takes too. None if they are not there.
+// The names of the models that are installed with this command, which --model takes too. None if they are not
+// installed.
 std::vector<std::string> shippedModels();
 
 // The model's name in messages.

@@ -9,7 +9,7 @@ namespace vel::stat {
 
 constexpr unsigned longestTimeout = 1'000'000; // seconds, of --timeout
 
-// For Option::transform. The option parser by itself reads 010 as eight, and clamps numbers that are too large.
+// For Option::transform. Without it, the option parser reads 010 as eight, and clamps numbers that are too large.
 template <class Number>
 CLI::Validator decimal(Number least = std::numeric_limits<Number>::min(),
                        Number most = std::numeric_limits<Number>::max()) {

@@ -1,4 +1,4 @@
-// Opens and closes the process's store.
+// Opens and closes the analytics store of this process.
 #include "velstat/options/open_tally.h"
 
 #include <velstat/text/error.h>

@@ -22,7 +22,7 @@ public:
 
   // What the store holds. Throws Error.
   static std::vector<control::TallyRow> rows();
-  // Of a store in memory: the content of its file. Throws Error.
+  // The content that a store in memory would have as a file. Throws Error.
   static std::string image();
 };
 

@@ -1,4 +1,4 @@
-// --color and --no-pager, which hold for the whole process.
+// --color and --no-pager, which apply to the whole process.
 #include "velstat/options/output_options.h"
 
 #include <velstat/text/output.h>

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 struct Identity {
   dev_t device = 0;
   ino_t inode = 0;
-  std::string name; // in the folder that the numbers are of, for a file that does not exist
+  std::string name; // of a file that does not exist; the numbers are those of its folder
 
   bool operator==(const Identity&) const = default;
 };
@@ -32,7 +32,7 @@ std::optional<Identity> identityOf(const struct stat& status) {
   return S_ISCHR(status.st_mode) ? std::nullopt : std::optional(Identity{status.st_dev, status.st_ino, {}});
 }
 
-// Also nothing for a path that cannot be opened: opening it later reports the cause.
+// Also nullopt for a path that cannot be opened: opening it later reports the cause.
 std::optional<Identity> identityOf(fs::path path) {
   struct stat status {};
   if (::stat(path.c_str(), &status) == 0) {
@@ -41,8 +41,8 @@ std::optional<Identity> identityOf(fs::path path) {
   if (errno != ENOENT || !path.has_filename()) {
     return std::nullopt;
   }
-  // Opening a link to a file that does not exist makes that file.
-  constexpr int mostLinks = 40; // as many as the kernel follows
+  // Opening a link to a file that does not exist creates that file.
+  constexpr int mostLinks = 40; // the kernel's limit
   for (int links = 0; links < mostLinks; ++links) {
     std::error_code error;
     const fs::path target = fs::read_symlink(path, error);

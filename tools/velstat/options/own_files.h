@@ -1,4 +1,4 @@
-// Keeps the files that a command writes apart from those that it reads.
+// Checks that a command does not write a file that it also reads.
 #pragma once
 
 #include <filesystem>
@@ -17,10 +17,10 @@ struct ReadFile {
 struct WrittenFile {
   std::filesystem::path path; // empty: no file
   std::string_view what;
-  std::string_view option; // that names the file
+  std::string_view option; // the option that names the file
 };
 
-// The inputs, and the files in those that are folders: none of them may be replaced.
+// The inputs and, for folders, the files in them: none of these may be overwritten.
 std::vector<ReadFile> filesOf(const std::vector<std::string>& inputs);
 
 // Throws Error if a file would be both read and written, or written for two options. Two paths name the same file if

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 enum class Thing { other, model, capture };
 
 Thing thingAt(const std::string& path) {
-  std::error_code error; // of a text that cannot be a path
+  std::error_code error; // the text may not be a path
   if (fs::is_directory(path, error)) {
     return fs::exists(fs::path(path) / "manifest.json", error) ? Thing::capture : Thing::other;
   }

@@ -1,4 +1,4 @@
-// What a wrong command line was probably meant to be.
+// Suggests what a wrong command line was probably meant to be.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -7,8 +7,8 @@
 
 namespace vel::stat {
 
-// The error line for words that no option or subcommand takes: the nearest name, or the option that takes such a path.
-// `app` has just refused them.
+// The error line for words that no option or subcommand takes: it suggests the nearest name, or the option that takes
+// such a path. `app` must have just refused the words.
 std::string explainUnknown(const CLI::App& app, const std::string& word);
 
 // The subcommand of that name. Throws CLI::ValidationError with the nearest one.

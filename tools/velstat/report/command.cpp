@@ -39,10 +39,10 @@ int runReport(const ReportOptions& line) {
   read.insert(read.end(), line.reference.begin(), line.reference.end());
   const WrittenFile written[] = {{line.page, "the page", "--output"}};
   requireOwnFiles(written, filesOf(read));
-  formats::NewFile file(line.page); // before anything is read, which may take long
+  formats::NewFile file(line.page); // before the inputs are read, which may take long
   const ReportPage page = makeReportPage(line.inputs, line.reference, {.time = std::chrono::seconds(line.timeout)});
   if (page.isEmpty && !page.isSound) {
-    return 1; // why there is nothing has been said
+    return 1; // the cause has been reported
   }
   if (page.isEmpty) {
     throw Error("nothing to show: the inputs have no records and no reports");

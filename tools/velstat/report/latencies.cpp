@@ -1,4 +1,4 @@
-// Sorts latencies for their percentiles, counts them for their distribution and joins them for their course.
+// Computes percentiles, the distribution and the course in time of latencies.
 #include "velstat/report/latencies.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Runs rules and queries, chooses the records, and writes all of it as JSON and base64 between the page's own parts.
+// Runs rules and queries, chooses the records, and puts the results into the page as JSON and base64.
 #include "velstat/report/page.h"
 
 #include <profile/category.h>
@@ -34,13 +34,14 @@ namespace {
 
 using rules::Finding;
 
-// What is shown of a device, and in the same way of its reference.
+// What is shown for a device, and in the same way for its reference.
 struct DeviceParts {
   std::map<std::string, PageTable> tables;
   std::vector<Latencies> latencies;
 };
 
-// What did not end in its time or memory: told on stderr and in the page. [any thread]
+// The rules and queries that did not finish, such as for lack of time or memory: shown on stderr and in the page.
+// [any thread]
 class Unfinished {
 public:
   void add(std::string line) {
@@ -77,7 +78,7 @@ std::optional<sources::Location> locationOf(const rules::Evidence& evidence,
                            .at = *evidence.position};
 }
 
-// The words of a rule that name tables: where a finding without a place of its own is to be looked for.
+// The tables that a rule reads: the page links to them if a finding has no place of its own.
 std::vector<std::string> tablesOf(std::string_view rule) {
   const auto& all = rules::shippedRules();
   const auto found = std::find_if(all.begin(), all.end(), [&](const auto& each) { return each.name == rule; });
@@ -102,7 +103,8 @@ void finish(Unfinished& unfinished, std::string_view what, const Query& query) {
   }
 }
 
-// One pass for each table, for the latencies and for a share of the rules. What takes longest comes first.
+// One pass for each share of the rules, for the latencies, for each table and for counting the records. Those that take
+// longest come first.
 std::vector<Pass> passesFor(Parts& parts, const Passes& threads, bool hasReference, const query::Limits& limits,
                             std::vector<std::vector<Finding>>& findings,
                             std::vector<std::vector<rules::Rule>>& shares) {
@@ -249,10 +251,10 @@ void writeFinding(JsonWriter& json, const Finding& finding, const std::optional<
 }
 
 void writeTimes(JsonWriter& json, const PageRecords& records, const profile::TimePolicy& times) {
-  enum Flags { calendar = 1, boot = 2 }; // of vel_profile_times
+  enum Flags { calendar = 1, boot = 2 }; // as in vel_profile_times
   json.beginObject();
   json.member("flags", (times.sync ? calendar : 0) | (times.boot ? boot : 0));
-  // Texts: a script's numbers have 53 bits.
+  // Written as texts, as a script's numbers have only 53 bits.
   json.member("vel", fmt::format("{}", times.sync ? times.sync->vel : 0));
   json.member("calendar", fmt::format("{}", times.sync ? times.sync->calendar : 0));
   json.member("boot", fmt::format("{}", times.boot.value_or(0)));
@@ -296,7 +298,7 @@ void writeRecords(JsonWriter& json, const PageRecords& records, const profile::T
   json.endObject();
 }
 
-// As part of a page: nothing in it ends the element that it is in.
+// Escapes '<', so that the data cannot end the page's element that it is in.
 class ElementSink final : public Sink {
 public:
   void append(std::string_view text) override {
@@ -362,7 +364,7 @@ std::string base64(std::span<const unsigned char> bytes) {
   return text;
 }
 
-// The page's own parts, before, between and after the data and the records.
+// The page with the data and the records in their places, as consecutive pieces.
 std::vector<std::string> filled(std::string data, std::string records) {
   std::string_view page = embeddedPage.front().second;
   std::vector<std::string> pieces;

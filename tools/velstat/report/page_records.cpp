@@ -1,4 +1,4 @@
-// Reads the records in blocks, and chooses blocks of them.
+// Reads the records, and chooses blocks of them for the page.
 #include "velstat/report/page_records.h"
 
 #include <profile/record_view.h>
@@ -36,7 +36,7 @@ void readAll(sources::Sources& sources, bool withDetails, const Take& take) {
   }
 }
 
-// Blocks, by their places, of which at most so many are taken.
+// The chosen blocks, by their places; at most `most` of them.
 class Blocks {
 public:
   Blocks(std::uint64_t records, std::uint64_t most) : last_((records - 1) / blockSize), most_(most) {}
@@ -143,7 +143,7 @@ void sampleRecords(PageRecords& records, sources::Sources& sources, std::span<co
   }
   blocks.addEvenly();
   readAll(sources, false, [&](std::uint64_t number, const unsigned char* bytes, std::size_t count, const auto&) {
-    // The blocks that this stretch of records overlaps.
+    // The chosen blocks that overlap these records.
     auto block = blocks.chosen().lower_bound(Blocks::blockOf(number));
     for (; block != blocks.chosen().end() && *block * blockSize + 1 < number + count; ++block) {
       const std::uint64_t first = std::max(number, *block * blockSize + 1);

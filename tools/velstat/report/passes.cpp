@@ -1,4 +1,4 @@
-// Hands passes to threads, in their order.
+// Runs passes on threads; they begin in their order.
 #include "velstat/report/passes.h"
 
 #include <velstat/text/output.h>
@@ -14,7 +14,7 @@ namespace vel::stat {
 namespace {
 
 constexpr std::uint64_t largeInputs = 16U << 20; // bytes
-constexpr unsigned mostThreads = 2;              // more would take more memory for captures
+constexpr unsigned mostThreads = 2;              // each thread opens the captures, which takes memory
 
 } // namespace
 
@@ -34,7 +34,7 @@ Passes::Passes(const std::vector<std::string>& names, const std::vector<std::str
   bool rereadable = true;
   for (const sources::InputInfo& input : inputs().device.inputs()) {
     size += input.size;
-    rereadable &= input.kind == sources::Kind::records; // lines are read by several threads already
+    rereadable &= input.kind == sources::Kind::records; // text inputs are read by several threads already
   }
   if (size >= largeInputs && rereadable && std::min(mostThreads, std::thread::hardware_concurrency()) > 1) {
     open_.push_back(std::make_unique<OpenInputs>(names, referenceNames, options(), limits));

@@ -1,4 +1,4 @@
-// Work that reads the same inputs many times, shared by threads: each has opened the inputs for itself.
+// Divides work that reads the same inputs many times among threads. Each thread opens the inputs for itself.
 #pragma once
 
 #include <query/database.h>
@@ -31,14 +31,14 @@ using Pass = std::function<void(OpenInputs& inputs)>;
 
 class Passes {
 public:
-  // Large files are worth a second thread.
+  // Opens the inputs, for a second thread too if they are large.
   Passes(const std::vector<std::string>& names, const std::vector<std::string>& referenceNames,
          const query::Limits& limits);
 
-  // Runs all of them, each once, on any thread. Throws what one of them has thrown; the others may not have run then.
+  // Runs each pass once, on any thread. Throws the first exception of a pass; some passes may not have run then.
   void run(std::span<const Pass> passes);
 
-  // Those of the calling thread.
+  // The inputs of the calling thread.
   OpenInputs& inputs() { return *open_.front(); }
   std::size_t threads() const { return open_.size(); }
   bool areSound() const;
@@ -48,7 +48,7 @@ private:
 
   std::vector<std::unique_ptr<OpenInputs>> open_;
   std::mutex complaintsMutex_;
-  std::set<std::string, std::less<>> complaints_; // each is shown once, although each pass meets it
+  std::set<std::string, std::less<>> complaints_; // shown already: several threads meet the same ones
 };
 
 } // namespace vel::stat

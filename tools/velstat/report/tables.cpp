@@ -1,4 +1,4 @@
-// Reads the SQL files and writes their rows, as many as fit.
+// Runs the SQL files and writes their rows as JSON, up to the limits of the page.
 #include "velstat/report/tables.h"
 
 #include <formats/parse_number.h>
@@ -24,13 +24,13 @@ using query::ValueType;
 constexpr std::size_t mostBytes = std::size_t{1} << 20; // of a table's JSON
 constexpr std::size_t mostText = 4096;                  // of a value
 
-// "latencies" has rows for each click: latencies.h counts them.
+// "latencies" has a row for each latency; it is not a table of the page, but input for latencies.h.
 constexpr std::string_view onlyUsed = "latencies";
 
 std::string_view fileOf(std::string_view name) {
   const auto found = std::find_if(embeddedTables.begin(), embeddedTables.end(),
                                   [&](const auto& file) { return file.first == fmt::format("{}.sql", name); });
-  return found->second; // only names of files are asked for
+  return found->second; // all callers pass names of files
 }
 
 // The text of a comment such as "-- rows: 400"; empty if there is none.
@@ -41,7 +41,7 @@ std::string_view setting(std::string_view file, std::string_view name) {
                                       : file.substr(at + begin.size(), file.find('\n', at + 1) - at - begin.size());
 }
 
-// Without the comments at its beginning.
+// The file without the comments at its beginning.
 std::string_view queryOf(std::string_view file) {
   while (file.starts_with("--")) {
     file.remove_prefix(file.find('\n') + 1);
@@ -49,7 +49,7 @@ std::string_view queryOf(std::string_view file) {
   return file;
 }
 
-// Cut at the beginning of a character.
+// Cuts a long text before the beginning of a character.
 std::string_view cutText(std::string_view text) {
   if (text.size() <= mostText) {
     return text;
@@ -110,7 +110,7 @@ std::string pageTableSql(std::string_view name) {
   if (used.empty()) {
     return sql;
   }
-  // The file's own WITH goes on after the one that it uses.
+  // The file's own WITH is continued after the table that it uses.
   constexpr std::string_view with = "WITH ";
   const bool hasOwn = sql.starts_with(with);
   return fmt::format("WITH {} AS MATERIALIZED (\n{})\n{}{}", used, queryOf(fileOf(used)), hasOwn ? ", " : "",

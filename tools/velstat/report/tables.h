@@ -1,7 +1,7 @@
 // The tables of the page: the rows of the SQL files in report/sql, as JSON.
 //
 // A file begins with comments: what it is for, `-- with: NAME` if it uses another file as a table, and `-- rows: N`,
-// the most rows that the page takes.
+// the limit of rows in the page.
 #pragma once
 
 #include <query/database.h>
@@ -21,10 +21,10 @@ struct PageTable {
   std::size_t rows = 0;
 };
 
-// The names of all files, without those that only others use.
+// The names of all files that are tables of the page.
 const std::vector<std::string>& pageTableNames();
 
-// What a file asks, with the file that it uses.
+// The query of a file, together with that of the file that it uses.
 std::string pageTableSql(std::string_view name);
 PageTable readPageTable(query::Database& database, std::string_view name);
 

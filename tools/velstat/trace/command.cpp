@@ -50,7 +50,7 @@ FindingMarks findMarks(const TraceOptions& line, sources::Sources& sources) {
       sources.inputs());
 }
 
-// Why there is no event.
+// Says why there is no event.
 std::string emptiness(const Timeline& timeline) {
   if (timeline.records() == 0) {
     return "the inputs hold no records";
@@ -62,7 +62,7 @@ std::string emptiness(const Timeline& timeline) {
   return text;
 }
 
-// False if no input could be read, which has been complained of.
+// Returns false if no input could be read, which has been reported.
 bool writeTrace(sources::Sources& sources, FindingMarks marks, EventWriter& events) {
   constexpr std::size_t capacity = 4096;
   Timeline timeline(sources.inputs(), std::move(marks), events);

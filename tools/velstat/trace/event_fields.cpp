@@ -1,4 +1,4 @@
-// Fields as in the JSON lines of decode, without those that say nothing more.
+// Writes fields as in the JSON lines of velstat decode, without those that add nothing.
 #include "velstat/trace/event_fields.h"
 
 #include <profile/fields.h>

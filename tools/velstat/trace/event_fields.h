@@ -9,10 +9,11 @@
 
 namespace vel::stat {
 
-// "key":7
+// Appends a member such as "key":7.
 void appendMember(sources::OutputBuffer& out, std::string_view key, std::uint64_t number);
 
-// The first layout that the record shows, without what is shown twice, dumps, and `left`; then its sequence number.
+// Appends the fields of the first layout that the record shows, without fields that repeat others, dumps and `left`;
+// then its sequence number.
 void appendFields(sources::OutputBuffer& out, const unsigned char* record, const profile::Row* left);
 
 } // namespace vel::stat

@@ -1,4 +1,4 @@
-// The names by which the timeline knows layouts, fields and events.
+// Looks up the layouts, fields and events that the timeline knows by name.
 #include "velstat/trace/event_kinds.h"
 
 #include <profile/names.h>

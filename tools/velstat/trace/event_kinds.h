@@ -16,7 +16,7 @@ enum class EventKind : std::uint8_t {
   instant,
   call,          // a function or extended function, recorded at its end
   configuration, // of a sensor
-  dump,          // bytes without meaning here
+  dump,          // bytes that the trace does not show
 };
 
 // A field of one layout.
@@ -30,17 +30,17 @@ struct KnownField {
   }
 };
 
-// The layout's and field's names are the decoder's. Throws std::logic_error if it has none such.
+// Finds a field by the decoder's names of its layout and key. Throws std::logic_error if the decoder does not have it.
 KnownField knownField(std::string_view layout, std::string_view key);
 
-// A call's fields. Functions have either a number or a text for a name.
+// The fields of a call. The name of a function is a number or a text.
 struct CallFields {
   KnownField name;
   KnownField thread;
   KnownField duration;
 };
 
-// A button's step that is shown as a slice's begin or end.
+// A step of the button that begins or ends a slice.
 enum class Step : std::uint8_t {
   fingerOn,
   fingerOff,
@@ -55,7 +55,7 @@ enum class Step : std::uint8_t {
 
 class EventKinds {
 public:
-  // What the rows say of a layout.
+  // What is known about a layout.
   struct OfLayout {
     EventKind kind = EventKind::instant;
     const CallFields* call = nullptr;
@@ -67,10 +67,10 @@ public:
   EventKinds(const EventKinds&) = delete;
   EventKinds& operator=(const EventKinds&) = delete;
 
-  // Of the first layout that the record shows, if any.
+  // What is known about the first layout that the record shows, if any.
   const OfLayout& ofLayout(const unsigned char* record) const;
   bool isContextSwitch(const unsigned char* record) const;
-  // `action` is the number in the record's field of that name.
+  // `action` is the number in the field that names the event.
   std::optional<Step> step(const unsigned char* record, std::uint64_t action) const;
 
   KnownField switchedFrom;
@@ -85,7 +85,7 @@ private:
 
   CallFields function_;
   CallFields extendedFunction_;
-  std::vector<OfLayout> layouts_; // as all_layouts()
+  std::vector<OfLayout> layouts_; // in the order of all_layouts()
   OfLayout none_;
   std::array<std::uint8_t, 4> contextSwitch_{}; // category, component, event, type
   std::uint8_t stepCategory_ = 0;

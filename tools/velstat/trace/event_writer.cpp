@@ -1,4 +1,4 @@
-// One event a line.
+// Writes one event per line.
 #include "velstat/trace/event_writer.h"
 
 #include <velstat/text/json_writer.h>
@@ -72,7 +72,7 @@ EventWriter& EventWriter::colour(std::string_view name) {
   return *this;
 }
 
-// Flows with a category of their own; the end is bound to the slice around it.
+// Flows have their own category; the end of a flow is bound to the slice around it.
 EventWriter& EventWriter::flowId(std::uint64_t id) {
   number(",\"cat\":\"flow\",\"bp\":\"e\",\"id\":", id);
   return *this;

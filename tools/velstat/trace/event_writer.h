@@ -31,24 +31,24 @@ public:
   // The format's letters: X slice, i instant, C counter, s t f flow.
   EventWriter& begin(char phase, Track track, std::uint64_t time);
   EventWriter& duration(std::uint64_t microseconds);
-  // Of printable ASCII without quotes and backslashes, such as the decoder's names.
+  // The text must be printable ASCII without quotes and backslashes, such as the decoder's names.
   EventWriter& name(std::string_view text);
   EventWriter& jsonName(std::string_view quoted);
-  // An instant's width: t its track, p its process, g everything.
+  // What an instant applies to: t its track, p its process, g everything.
   EventWriter& scope(char scope);
   // One of the format's names: "terrible" is red.
   EventWriter& colour(std::string_view name);
   EventWriter& flowId(std::uint64_t id);
-  // Where members of the event itself go, each with a comma before it.
+  // For members of the event itself, each with a comma before it.
   sources::OutputBuffer& room() { return out_; }
-  // Where members of the event's arguments go.
+  // For members of the event's arguments.
   sources::OutputBuffer& beginArguments();
   void end();
 
   void nameProcess(std::uint64_t process, std::string_view text);
   void nameThread(Track track, std::string_view text);
 
-  bool hasEvents() const { return hasEvents_; } // apart from names
+  bool hasEvents() const { return hasEvents_; } // other than names of processes and threads
   // The rest of the document; `otherData` is the content of an object.
   void finish(std::string_view otherData);
 

@@ -1,4 +1,4 @@
-// Finds the record that a finding's evidence names. Evidence has the name of the input, a record has its number.
+// Finds the record that a finding's evidence names. Evidence has the name of its input, a record the input's number.
 #include "velstat/trace/finding_marks.h"
 
 #include <algorithm>

@@ -21,7 +21,7 @@ public:
   bool isEmpty() const { return places_.empty(); }
   // Takes the findings whose evidence is the record at this place. [borrowed: for the life of the object]
   std::vector<const rules::Finding*> take(const sources::Location& location);
-  // Takes those that no record was taken for.
+  // Takes the findings that have not been taken yet.
   std::vector<const rules::Finding*> takeRest();
 
 private:

@@ -1,4 +1,4 @@
-// The outermost slices so far are enough to place the next one.
+// Only the outermost slices are kept, which are enough to place the next one.
 #include "velstat/trace/nested_slices.h"
 
 #include <algorithm>

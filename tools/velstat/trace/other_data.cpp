@@ -1,4 +1,4 @@
-// Written at the end of the document, when everything has been read.
+// Writes the data at the end of the document, when everything has been read.
 #include "velstat/trace/other_data.h"
 
 #include <sources/json_fields.h>

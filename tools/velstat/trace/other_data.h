@@ -1,4 +1,4 @@
-// What a trace says beside its events: counts, clocks, and the last configuration of each sensor.
+// What a trace contains besides its events: counts, clocks, and the last configuration of each sensor.
 #pragma once
 
 #include <profile/record_view.h>
@@ -23,7 +23,7 @@ struct OtherData {
 
   std::uint64_t records = 0;
   std::uint64_t dumps = 0;
-  std::uint64_t beyond = 0; // the axis
+  std::uint64_t beyond = 0; // records whose times are beyond the axis
 
 private:
   std::map<std::uint32_t, std::array<unsigned char, profile::record_size>> configurations_;

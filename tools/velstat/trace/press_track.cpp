@@ -1,6 +1,6 @@
-// A slice is written at its end, and its name tells how it ended. An arrow's end is written after the slice that it
-// leads to: viewers sort by time and look for the slice that is open then. For the same reason an arrow begins a
-// microsecond before the step that it shows.
+// A slice is written at its end, and its name says how it ended. An arrow's end is written after the slice that it
+// leads to, because viewers sort by time and bind the arrow to the slice that is open then. For the same reason an
+// arrow begins a microsecond before the step that it shows.
 #include "velstat/trace/press_track.h"
 
 #include <fmt/format.h>
@@ -78,7 +78,7 @@ std::optional<Track> PressTrack::close(Span span, std::uint64_t time, Ending end
   return track;
 }
 
-// The inner ones first.
+// Ends the inner slices first.
 void PressTrack::closeAll(std::uint64_t time, EventWriter& events) {
   std::array<Span, 3> inner = {button, amplifier, haptic};
   std::stable_sort(inner.begin(), inner.end(), [this](Span a, Span b) { return begins_[a] > begins_[b]; });
@@ -107,7 +107,8 @@ void PressTrack::add(Step step, std::uint64_t time, std::string_view action, Eve
   case Step::buttonDown:
     close(button, time, Ending::missing, {}, events);
     open(button, time);
-    // At its very begin, viewers do not find the slice, which is written later.
+    // No arrow from the first microsecond of the finger's slice: viewers would not find the slice, which is written
+    // later.
     flowToButton_ = flowToHaptic_ = begins_[finger] && *begins_[finger] < before(time) ? ++*nextFlow_ : 0;
     if (flowToButton_ != 0) {
       writeFlow('s', track_, before(time), flowToButton_, events);

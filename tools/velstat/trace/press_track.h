@@ -1,5 +1,5 @@
-// The presses of one log as slices that contain each other: finger, button, haptic; finger, amplifier. Arrows lead from
-// finger to click to haptic.
+// The presses of one log as nested slices: finger, button, haptic; finger, amplifier. Arrows lead from finger to click
+// to haptic.
 #pragma once
 
 #include <velstat/trace/event_kinds.h>
@@ -16,14 +16,14 @@ namespace vel::stat {
 
 class PressTrack {
 public:
-  // Of a process that has been named. `nextFlow` counts the arrows of the whole trace.
+  // The process of `track` must have been named. `nextFlow` counts the arrows of the whole trace.
   PressTrack(Track track, std::uint64_t& nextFlow) : track_(track), nextFlow_(&nextFlow) {}
 
-  static constexpr std::uint64_t threads = 2; // that it takes: the second one for what overlaps in part
+  static constexpr std::uint64_t threads = 2; // that it uses: the second one is for slices that partly overlap others
 
   // `action` is the step's name in the log.
   void add(Step step, std::uint64_t time, std::string_view action, EventWriter& events);
-  // Ends what has no end in the log.
+  // Ends the slices that have no end in the log.
   void finish(std::uint64_t time, EventWriter& events);
 
 private:
@@ -31,7 +31,7 @@ private:
   enum class Ending : std::uint8_t { good, failed, missing };
 
   void open(Span span, std::uint64_t time);
-  // Writes what is open; none: nothing is.
+  // Writes the open slice of this span, and returns its track; nullopt if none is open.
   std::optional<Track> close(Span span, std::uint64_t time, Ending ending, std::string_view action,
                              EventWriter& events);
   void closeAll(std::uint64_t time, EventWriter& events);
@@ -43,12 +43,12 @@ private:
   std::uint64_t* nextFlow_;
   std::array<bool, threads> named_{};
   std::array<NestedSlices, threads> slices_;
-  std::array<std::optional<std::uint64_t>, spans> begins_; // of what is open
-  std::uint64_t latest_ = 0;                               // time of a step
+  std::array<std::optional<std::uint64_t>, spans> begins_; // of the open slices
+  std::uint64_t latest_ = 0;                               // the latest time of a step
   // Arrows that have begun; 0: none.
   std::uint64_t flowToButton_ = 0;
-  std::uint64_t flowToHaptic_ = 0; // to the next one
-  std::uint64_t flowOfHaptic_ = 0; // to the one that is open
+  std::uint64_t flowToHaptic_ = 0; // to the next haptic
+  std::uint64_t flowOfHaptic_ = 0; // to the open haptic
 };
 
 } // namespace vel::stat

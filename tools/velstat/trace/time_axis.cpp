@@ -1,4 +1,4 @@
-// The shifts of runs, in spite of damaged times.
+// Computes the shifts of runs, even if some times are damaged.
 #include "velstat/trace/time_axis.h"
 
 #include <algorithm>
@@ -8,7 +8,8 @@ namespace vel::stat {
 namespace {
 
 constexpr std::uint64_t second = 1'000'000;
-// One time this far after the one before it may be damaged; a restart after it shall not move everything there.
+// A time that is further than this after the one before it may be damaged. It must not decide where the run after a
+// restart is placed.
 constexpr std::uint64_t farthestStep = 86400 * second;
 
 } // namespace
@@ -19,7 +20,7 @@ std::uint64_t TimeAxis::beginRun(sources::Run::Start start, std::uint64_t time) 
     latest_ = 0; // another input may begin earlier
   } else if (time <= longest && time + shift_ + second < latest_) {
     const std::uint64_t shift = (latest_ - time + second - 1) / second * second;
-    if (shift <= longest) { // otherwise nothing would have room
+    if (shift <= longest) { // otherwise there would be no room for the run
       shift_ = shift;
       previous_ = time + shift_;
     }

@@ -1,4 +1,4 @@
-// Each record goes to the process of its run, and there to the track of what it tells about.
+// Each record goes to the process of its run, and there to the track of its thread or component.
 #include "velstat/trace/timeline.h"
 
 #include <profile/names.h>
@@ -24,13 +24,13 @@ using sources::Run;
 constexpr std::uint64_t findingsProcess = 1;
 constexpr std::uint64_t firstRunProcess = 2;
 
-// Threads of a run's first process.
+// The threads of a run's first process.
 constexpr std::uint64_t marksThread = 1;
 constexpr std::uint64_t pressThread = 2; // and those after it
 constexpr std::uint64_t firstComponentThread = 16;
 
-// How much is remembered of what devices choose. Beyond it, tracks are named again, calls may
-// overlap, and presses of the oldest runs end.
+// Limits of what is remembered, as devices choose how much there is. Beyond them, tracks are named again, calls may
+// overlap, and presses of the oldest runs are ended.
 constexpr std::size_t mostNamed = 65536;
 constexpr std::size_t mostThreads = 1024;
 constexpr std::size_t mostPresses = 64;
@@ -255,7 +255,7 @@ void Timeline::addGap(const unsigned char* record, std::uint32_t missing, std::u
 }
 
 void Timeline::addFinding(const rules::Finding& finding, std::uint64_t time) {
-  // From the worst.
+  // The worst findings come first.
   const Track track{findingsProcess, std::uint64_t{1} + static_cast<std::uint64_t>(rules::Severity::error) -
                                          static_cast<std::uint64_t>(finding.severity)};
   if (!std::exchange(findingsNamed_, true)) {

@@ -24,17 +24,17 @@ namespace vel::stat {
 
 class Timeline {
 public:
-  // Both references outlive the object.
+  // `inputs` and `events` must outlive the object.
   Timeline(const std::vector<sources::InputInfo>& inputs, FindingMarks marks, EventWriter& events)
       : inputs_(inputs), marks_(std::move(marks)), events_(events) {}
 
-  // Records in the order of their stream; `runs` are those of the stream.
+  // Adds the next record of a stream; `runs` are the runs of that stream.
   void add(const unsigned char* record, const sources::Details& details, const std::vector<sources::Run>& runs);
-  // Ends what is still open, and the document. Without any event nothing is written.
+  // Ends the open slices and the document. Writes nothing if there is no event.
   void finish();
 
   std::uint64_t records() const { return other_.records; }
-  std::uint64_t beyond() const { return other_.beyond; } // the axis: records that are left out
+  std::uint64_t beyond() const { return other_.beyond; } // records left out because their times are beyond the axis
 
 private:
   // The parts of a run, each a process.
@@ -44,8 +44,8 @@ private:
     bool begun = false;
     std::array<bool, parts> named{};
     std::uint64_t shift = 0;
-    std::uint64_t latest = 0; // place of its latest record
-    bool shown = false;       // a record of it
+    std::uint64_t latest = 0; // place of its latest record on the axis
+    bool shown = false;       // a record of the run has been placed
     std::unique_ptr<PressTrack> press;
     std::optional<std::uint32_t> running; // thread
     std::uint64_t runningSince = 0;
@@ -79,9 +79,9 @@ private:
   std::unordered_map<std::string, std::uint32_t> runsOfLog_;
   std::unordered_set<std::uint64_t> named_;               // tracks
   std::unordered_map<std::uint64_t, NestedSlices> calls_; // by track
-  std::deque<std::uint32_t> presses_;                     // runs that have one
+  std::deque<std::uint32_t> presses_;                     // runs with a press track
   OtherData other_;
-  bool findingsNamed_ = false; // the process
+  bool findingsNamed_ = false; // whether the process has been named
   std::uint64_t nextFlow_ = 0;
   std::optional<std::uint64_t> firstTime_;
 };
