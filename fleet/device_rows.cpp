@@ -145,7 +145,7 @@ DeviceRows::Shared DeviceRows::shared() {
   while (const std::size_t count = stream->read(block_, details_)) {
     for (std::size_t i = 0; i < count; ++i) {
       if (details_[i].location.report == Location::noReport) {
-        return shared; // records of reports come before all others
+        return shared; // assumes that records of reports come before all others
       }
       const unsigned char* const record = block_.data() + i * recordSize;
       const std::uint64_t time = profile::timestamp(record);
