@@ -243,7 +243,7 @@ private:
     std::sort(keys.begin(), keys.end());
     const auto twice = std::adjacent_find(keys.begin(), keys.end());
     if (twice != keys.end()) {
-      source_.fail(offset, "the key \"{}\" stands twice in a dictionary", twice->substr(0, 60));
+      source_.fail(offset, "the key \"{}\" is there twice in a dictionary", twice->substr(0, 60));
     }
   }
 

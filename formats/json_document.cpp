@@ -158,7 +158,7 @@ private:
     }
     std::sort(keys.begin(), keys.end());
     if (const auto twin = std::adjacent_find(keys.begin(), keys.end()); twin != keys.end()) {
-      refuse(source_, openPointer(), fmt::format("the key {} stands twice", inQuotes(*twin)));
+      refuse(source_, openPointer(), fmt::format("the key {} is there twice", inQuotes(*twin)));
     }
   }
 

@@ -137,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadList{"KeyThatIsNoText", BinaryList{.objects = {"\xD1\x01\x01", "\x10\x05"}}.bytes(),
                 "offset 9: a key that is not text (integer)"},
         BadList{"KeyTwice", BinaryList{.objects = {"\xD2\x01\x02\x03\x03", "\x51k", "\x61\x00k"s, "\x09"}}.bytes(),
-                "offset 8: the key \"k\" stands twice in a dictionary"}),
+                "offset 8: the key \"k\" is there twice in a dictionary"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 } // namespace

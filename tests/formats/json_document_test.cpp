@@ -53,15 +53,15 @@ void PrintTo(const Refused& refused, std::ostream* out) {
 const std::string sixtyFour(64, 'x');
 
 const Refused refused[] = {
-    {"KeyTwice", R"({"a": 1, "b": 2, "a": 3})", "test: (whole document): the key \"a\" stands twice"},
-    {"KeyTwice_Deeper", R"({"a": [0, {"b": {"c": 1, "c": 1}}]})", "test: /a/1/b: the key \"c\" stands twice"},
-    {"KeyTwice_ThatNeedsEscaping", R"({"a/b~": {"c": 1, "c": 1}})", "test: /a~1b~0: the key \"c\" stands twice"},
+    {"KeyTwice", R"({"a": 1, "b": 2, "a": 3})", "test: (whole document): the key \"a\" is there twice"},
+    {"KeyTwice_Deeper", R"({"a": [0, {"b": {"c": 1, "c": 1}}]})", "test: /a/1/b: the key \"c\" is there twice"},
+    {"KeyTwice_ThatNeedsEscaping", R"({"a/b~": {"c": 1, "c": 1}})", "test: /a~1b~0: the key \"c\" is there twice"},
     {"LongKeyTwice", fmt::format(R"({{"{0}yz": 1, "{0}yz": 1}})", sixtyFour),
-     fmt::format("test: (whole document): the key \"{}…\" stands twice", sixtyFour)},
+     fmt::format("test: (whole document): the key \"{}…\" is there twice", sixtyFour)},
     {"LongKey_IsCutInThePointer", fmt::format(R"({{"{}y": {{"c": 1, "c": 1}}}})", sixtyFour),
-     fmt::format("test: /{}…: the key \"c\" stands twice", sixtyFour)},
+     fmt::format("test: /{}…: the key \"c\" is there twice", sixtyFour)},
     {"LongKey_IsCutBeforeACharacter", fmt::format(R"({{"{}é": {{"c": 1, "c": 1}}}})", sixtyFour.substr(1)),
-     fmt::format("test: /{}…: the key \"c\" stands twice", sixtyFour.substr(1))},
+     fmt::format("test: /{}…: the key \"c\" is there twice", sixtyFour.substr(1))},
     {"NumberTooLarge", "1e400", "test: (whole document): is a number that is too large"},
     {"NumberTooLarge_InAList", "[[], [1, 1e400]]", "test: /1/1: is a number that is too large"},
     {"NumberTooLarge_InAnObject", R"({"a": 0, "b": -1e400})", "test: /b: is a number that is too large"},

@@ -221,7 +221,7 @@ const WrongModel wrongModels[] = {
      "line 1, column 1: syntax error while parsing value - unexpected end of input; expected '[', '{', or a literal"},
     {"unjudged/two_documents.json",
      "line 2, column 1: syntax error while parsing value - unexpected '{'; expected end of input"},
-    {"unjudged/key_twice.json", "(whole document): the key \"name\" stands twice"},
+    {"unjudged/key_twice.json", "(whole document): the key \"name\" is there twice"},
     {"unjudged/text_longer_than_field.json",
      "/services/0/driver/property-replies/215/0/text: has 4 bytes, its field has 3"},
     {"unjudged/same_id_twice.json", "/services/0/driver/property-replies/0x10: has the same id as an earlier key"},
