@@ -141,11 +141,15 @@ DeviceRows::DeviceRows(const std::string& device, std::vector<DeviceCapture>& ca
 
 DeviceRows::Shared DeviceRows::shared() {
   Shared shared;
+  const auto& inputs = sources_.inputs();
+  if (std::all_of(inputs.begin(), inputs.end(), [](const auto& input) { return input.capture.reports.empty(); })) {
+    return shared; // without reading what may be many raw records
+  }
   const auto stream = sources_.records();
   while (const std::size_t count = stream->read(block_, details_)) {
     for (std::size_t i = 0; i < count; ++i) {
       if (details_[i].location.report == Location::noReport) {
-        return shared; // assumes that records of reports come before all others
+        continue;
       }
       const unsigned char* const record = block_.data() + i * recordSize;
       const std::uint64_t time = profile::timestamp(record);

@@ -103,6 +103,17 @@ def check_overlap(cluster, folder):
             load(cluster, DATABASE, "--device", device, *inputs)
         actual = found(cluster, DATABASE)[device]
         assert actual == expected, (device, actual, expected)
+    # Files of raw records have no records in common with others. Of several, some are read before the captures.
+    other = subprocess.run([VELSTAT, "generate", "records", "--count", "80", "--seed", "8"], capture_output=True).stdout
+    other = [other[at:at + 48] for at in range(0, len(other), 48)]
+    raw = []
+    for number in range(8):
+        raw.append(folder / f"raw{number}.bin")
+        raw[-1].write_bytes(b"".join(other[number * 10:number * 10 + 10]))
+    load(cluster, DATABASE, "--device", "beside-raw", paths[0])
+    load(cluster, DATABASE, "--device", "beside-raw", *raw, *paths[1:])
+    actual = found(cluster, DATABASE)["beside-raw"]
+    assert actual == sums(records + other), ("beside raw records", actual, sums(records + other))
 
 
 def check_kinds(cluster, folder):
