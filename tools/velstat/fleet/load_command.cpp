@@ -156,7 +156,7 @@ void addFleetLoad(CLI::App& fleet, int& status) {
   command->add_option("--lot", line->origin.lot, "Of its hardware, likewise")->type_name("NAME");
   addServerOptions(*command, line->server);
   command->remove_option(command->get_option("--to"));
-  command->add_option("--to", line->servers, "A node's HTTP interface; more nodes may be named")->type_name("URL");
+  command->add_option("--to", line->servers, "A node's HTTP interface")->type_name("URL");
   command->add_option("--spool", line->spool, "Keeps what could not be written")
       ->type_name("FILE")
       ->capture_default_str();

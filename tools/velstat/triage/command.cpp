@@ -244,7 +244,7 @@ void addTriage(CLI::App& app, int& status) {
   command->add_option("--fail-on", line->failOn, "Exit with 1 for findings from this severity on")
       ->check(CLI::IsMember({"note", "warning", "error"}))
       ->capture_default_str();
-  command->add_option("--format", line->format, "text or json")
+  command->add_option("--format", line->format, "How to show it")
       ->check(CLI::IsMember({"text", "json"}))
       ->capture_default_str();
   command->add_option("--timeout", line->timeout, "Seconds for each rule; 0: no limit")
