@@ -2,6 +2,7 @@
 #include "fleet/content_id.h"
 
 #include <fleet/error.h>
+#include <formats/descriptor.h>
 
 #include <fmt/format.h>
 
@@ -41,31 +42,15 @@ void addNumber(SipHash& hash, std::uint64_t number) {
   hash.add({bytes, sizeof bytes});
 }
 
-class Descriptor {
-public:
-  explicit Descriptor(const fs::path& path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
-  ~Descriptor() {
-    if (descriptor_ >= 0) {
-      close(descriptor_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int get() const { return descriptor_; }
-
-private:
-  const int descriptor_;
-};
-
 [[noreturn]] void fail(const fs::path& path) {
   throw Error(fmt::format("{}: {}", path.string(), std::generic_category().message(errno)));
 }
 
 // Adds the content and then its size; returns the size.
 std::uint64_t addFile(SipHash& hash, const fs::path& path) {
-  const Descriptor file(path);
+  const formats::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
-  if (file.get() < 0 || fstat(file.get(), &status) != 0) {
+  if (file.number() < 0 || fstat(file.number(), &status) != 0) {
     fail(path);
   }
   if (!S_ISREG(status.st_mode)) {
@@ -76,7 +61,7 @@ std::uint64_t addFile(SipHash& hash, const fs::path& path) {
   const auto block = std::make_unique_for_overwrite<char[]>(blockSize);
   std::uint64_t size = 0;
   for (;;) {
-    const ssize_t got = read(file.get(), block.get(), blockSize);
+    const ssize_t got = read(file.number(), block.get(), blockSize);
     if (got < 0 && errno == EINTR) {
       continue;
     }

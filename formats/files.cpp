@@ -1,6 +1,7 @@
 // Reads files up to a size limit, so that a growing file cannot exhaust memory.
 #include "formats/files.h"
 
+#include <formats/descriptor.h>
 #include <formats/error.h>
 
 #include <fmt/format.h>
@@ -15,24 +16,6 @@
 namespace vel::formats {
 
 namespace {
-
-// An owned descriptor: closed by the destructor, unless it is standard input.
-class Descriptor {
-public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ > STDIN_FILENO) {
-      close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-
-private:
-  const int number_;
-};
 
 void require(bool done, const std::string& name) {
   if (!done) {
